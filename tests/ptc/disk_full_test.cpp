@@ -1,0 +1,102 @@
+// Failing writes: every point at which a disk can fill up, the file size limit, a pipe.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "ptc/writer.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/full_disk.h"
+#include "tests/support/scratch.h"
+
+namespace {
+
+constexpr const char* kTypes[] = {"float"};
+
+CloudDescription OneFloat(const char* name = nullptr) {
+    CloudDescription description;
+    description.file_name = name;
+    description.point_variables = {1, kTypes, kTypes};
+    return description;
+}
+
+/// Three thousand points, which take two pieces, and two nodes.
+CloudStatus WriteWholeFile(std::unique_ptr<ByteSink> disk, TokenForm form) {
+    std::string why;
+    const auto cloud = CreateCloud(OneFloat(), std::move(disk), form, &why);
+    if (!cloud) {
+        EXPECT_EQ(why, "No space left on device");
+        return CloudStatus::kFailed;
+    }
+    bool failed = false;
+    const float data = 1;
+    for (int i = 0; i < 3000; ++i)
+        failed |= Failed(WritePoint(*cloud, {{1, 2, 3}, {0, 0, 1}, 1}, &data));
+    std::int64_t at = 0;
+    for (int i = 0; i < 2; ++i) failed |= Failed(WriteNode(*cloud, {0, 1, {}}, nullptr, &at));
+    const CloudStatus finished = FinishCloud(*cloud);
+    EXPECT_TRUE(!failed || Failed(finished)) << "a failure was forgotten";
+    EXPECT_LE(cloud->stored_points, 3000);
+    return finished;
+}
+
+TEST(PtcWriter, EveryDiskFullPointIsReported) {
+    for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
+        const auto whole = std::make_shared<DiskBytes::element_type>();
+        ASSERT_EQ(WriteWholeFile(std::make_unique<FullDisk>(SIZE_MAX, whole), form),
+                  CloudStatus::kOk);
+        // Every byte of the header and of the tail; the records between are alike.
+        for (std::size_t room = 0;
+             room<whole->size(); room += room> 1200 && room + 400 < whole->size() ? 997 : 1) {
+            const auto bytes = std::make_shared<DiskBytes::element_type>();
+            EXPECT_EQ(WriteWholeFile(std::make_unique<FullDisk>(room, bytes), form),
+                      CloudStatus::kFailed)
+                << "room for " << room << " of " << whole->size() << " bytes";
+            if (form == TokenForm::kText || room < 400) continue;
+            const CloudFile file{{reinterpret_cast<const char*>(bytes->data()), bytes->size()}};
+            EXPECT_LE(file.PointCount(), static_cast<double>(file.RecordsInFile()))
+                << "the header promises records that are not there";
+        }
+    }
+}
+
+TEST(PtcWriter, TheFileSizeLimitIsAnErrorAndNoSignal) {
+    const ScratchFolder folder;
+    const std::string name = folder.File("limited.ptc");
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit limit = {100'000, 100'000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::string why;
+        const auto cloud = CreateCloud(OneFloat(name.c_str()), &why);
+        const float data = 1;
+        bool failed = false;
+        for (int i = 0; i < 9000 && cloud; ++i)
+            failed |= Failed(WritePoint(*cloud, {{1, 2, 3}, {0, 0, 1}, 1}, &data));
+        const bool told = cloud && failed && Failed(FinishCloud(*cloud));
+        _exit(told && cloud->file.Error() == EFBIG && cloud->stored_points == 4096 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    EXPECT_EQ(CloudFile{ContentOf(name)}.PointCount(), 4096);
+}
+
+TEST(PtcWriter, WhatCannotBeRewrittenCannotBeMade) {
+    const ScratchFolder folder;
+    const std::string pipe_name = folder.File("pipe");
+    ASSERT_EQ(mkfifo(pipe_name.c_str(), 0600), 0);
+    const int reader = open(pipe_name.c_str(), O_RDONLY | O_NONBLOCK);
+    std::string why;
+    EXPECT_FALSE(CreateCloud(OneFloat(pipe_name.c_str()), &why));
+    EXPECT_EQ(why, "Illegal seek");
+    EXPECT_FALSE(CreateCloud(OneFloat(folder.File("no/such").c_str()), &why));
+    EXPECT_EQ(why, "No such file or directory");
+    EXPECT_FALSE(CreateCloud(OneFloat(), &why)) << "no name is an empty name";
+    close(reader);
+}
+
+}  // namespace

@@ -1,0 +1,79 @@
+// The arc tangent of y / x in single precision, the same bits on every machine.
+//
+// A C library may round the last bit of atan2f as it likes, and different versions do. Codes in
+// files must not depend on that, so the function is computed here, in plain float arithmetic.
+//
+// Source: the argument reduction at 7/16, 11/16, 19/16 and 39/16 and the minimax polynomial that
+// C libraries have shared for single precision since the 1990s. The branches of the reduction are
+// rows of a table, which leaves one division and one polynomial for every argument; each row
+// rounds exactly as the branch that it stands for.
+
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+namespace arc_tangent {
+
+inline constexpr float kPi = 3.1415927410f;
+inline constexpr float kPiLow = -8.7422776573e-08f;  // what kPi lacks
+inline constexpr float kHalfPi = 1.5707963705f;
+
+/// Reduces x to (a x + b) / (c x + d), whose arc tangent lies `high` + `low` below that of x.
+struct Reduction {
+    float a, b, c, d;
+    float high, low;
+};
+
+inline constexpr Reduction kReductions[] = {
+    {1, 0, 0, 1, 0, 0},                                         // x itself, below 7/16
+    {2, -1, 1, 2, 4.6364760399e-01f, 5.0121582440e-09f},        // atan(1/2), below 11/16
+    {1, -1, 1, 1, 7.8539812565e-01f, 3.7748947079e-08f},        // atan(1), below 19/16
+    {1, -1.5f, 1.5f, 1, 9.8279368877e-01f, 3.4473217170e-08f},  // atan(3/2), below 39/16
+    {0, -1, 1, 0, 1.5707962513e+00f, 7.5497894159e-08f},        // atan(infinity)
+};
+
+/// The arc tangent of a number at or above 0, infinity included.
+inline float OfPositive(float x) {
+    constexpr float kAllHalfPi = 33554432.0f;  // from 2^25 on
+    if (x >= kAllHalfPi) return kReductions[4].high + kReductions[4].low;
+
+    const int row = (x >= 0.4375f) + (x >= 0.6875f) + (x >= 1.1875f) + (x >= 2.4375f);
+    const Reduction& r = kReductions[row];
+    const float t = (r.a * x + r.b) / (r.c * x + r.d);
+    const float z = t * t;
+    const float w = z * z;
+    const float odd =
+        z * (3.3333334327e-01f +
+             w * (1.4285714924e-01f +
+                  w * (9.0908870101e-02f +
+                       w * (6.6610731184e-02f + w * (4.9768779427e-02f + w * 1.6285819933e-02f)))));
+    const float even =
+        w * (-2.0000000298e-01f +
+             w * (-1.1111110449e-01f +
+                  w * (-7.6918758452e-02f + w * (-5.8335702866e-02f + w * -3.6531571299e-02f))));
+    return r.high - ((t * (odd + even) - r.low) - t);
+}
+
+/// The angle of the vector (x, y) against the x axis, in -pi to pi; NaN when either is no number.
+/// Follows the C library's rules for signed zeros and infinities.
+inline float Of(float y, float x) {
+    if (std::isnan(x) || std::isnan(y)) return x + y;
+    const bool y_negative = std::signbit(y);
+    const bool x_negative = std::signbit(x);
+    float angle;
+    if (y == 0) {
+        angle = 0;
+    } else if (std::isinf(x)) {
+        angle = std::isinf(y) ? 0.25f * kPi : 0.0f;
+    } else if (x == 0 || std::isinf(y)) {
+        return y_negative ? -kHalfPi : kHalfPi;
+    } else {
+        angle = OfPositive(std::fabs(y / x));
+    }
+    if (x_negative) angle = kPi - (angle - kPiLow);
+    return y_negative ? -angle : angle;
+}
+
+}  // namespace arc_tangent
