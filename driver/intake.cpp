@@ -1,0 +1,75 @@
+// One delivered batch: repeats dropped, bounds widened, points written or buffered.
+
+#include <new>
+
+#include "driver/image.h"
+#include "ptc/writer.h"
+
+namespace {
+
+bool IsRepeat(Duplicates& duplicates, const Batch& batch) {
+    return batch.count > 1 ? duplicates.grids.IsCopy(batch)
+                           : duplicates.samples.IsCopy(batch.Head(0));
+}
+
+/// A position that is no number widens nothing: every comparison with it is false.
+void WidenBounds(PointCloudImage& image, const Batch& batch) {
+    for (std::size_t i = 0; i < batch.count; ++i) {
+        const PointHead head = batch.Head(i);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const float value = head.position[axis];
+            if (value < image.bounds_min[axis]) image.bounds_min[axis] = value;
+            if (value > image.bounds_max[axis]) image.bounds_max[axis] = value;
+        }
+    }
+}
+
+/// Makes room for a batch; what is buffered is flushed first when the batch would not fit, or when
+/// the memory for both together cannot be had.
+void MakeRoom(PointCloudImage& image, std::size_t more) {
+    PointBuffer& buffer = image.simplifier->buffer;
+    if (static_cast<std::int64_t>(buffer.Count() + more) > buffer.Capacity()) FlushBuffer(image);
+    try {
+        buffer.Reserve(buffer.Count() + more);
+    } catch (const std::bad_alloc&) {
+        if (buffer.Count() == 0) throw;
+        FlushBuffer(image);
+        buffer.Reserve(more);
+    }
+}
+
+/// Points without extent say nothing about a surface; they are left out here, but not where
+/// points are written as they come.
+void StoreBatch(PointBuffer& buffer, const Batch& batch) {
+    for (std::size_t i = 0; i < batch.count; ++i) {
+        const PointHead head = batch.Head(i);
+        if (head.radius > 0) buffer.Add(head, batch.Data(i, buffer.SlotFloats()));
+    }
+}
+
+}  // namespace
+
+DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch) {
+    if (image.duplicates && IsRepeat(*image.duplicates, batch)) return DriverStatus::kSuccess;
+    if (image.simplifier) {
+        MakeRoom(image, batch.count);
+        StoreBatch(image.simplifier->buffer, batch);
+    } else {
+        // A write that fails is the writer's to remember; it is told when the image closes.
+        (void)WritePoints(*image.writer,
+                          {batch.samples, batch.count, batch.Stride(), batch.DataFloats()});
+    }
+    WidenBounds(image, batch);
+    image.accepted_samples += static_cast<std::int64_t>(batch.count);
+    return DriverStatus::kSuccess;
+}
+
+void FlushBuffer(PointCloudImage& image) {
+    PointBuffer& buffer = image.simplifier->buffer;
+    const auto records = buffer.Records();
+    const auto removed = buffer.Removed();
+    Simplify(records, removed, image.simplifier->settings, CurrentProjection());
+    for (std::size_t i = 0; i < records.size(); ++i)
+        if (!removed[i]) (void)WritePoint(*image.writer, records[i].head, records[i].data);
+    buffer.Clear();
+}

@@ -1,0 +1,39 @@
+// The simplifier: thins buffered points by merging near, alike ones pairwise.
+
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "driver/octree.h"
+#include "driver/point_buffer.h"
+#include "driver/projection.h"
+
+/// What may merge.
+struct SimplifySettings {
+    float max_distance = 1e15f;    ///< world units, or pixels with `is_raster_space`
+    float min_dot = 0.5f;          ///< of two normals
+    float max_difference = 1e15f;  ///< of two values of a channel; below 0 or from 1e15f on: any
+    bool is_raster_space = false;
+
+    /// One byte for each float of a point's data, 1 for an area: areas add up when points merge,
+    /// and never keep points apart.
+    std::vector<std::uint8_t> area_flags;
+};
+
+/// Merges pairs of `records` until a pass over all of them finds no pair, and sets the removed
+/// flag of every record that was merged away. Records change places.
+///
+/// Each pass takes the records in index order. A record merges with the nearest later record that
+/// is alike; one must be nearer by more than 0.1 % than another to take its place.
+///
+/// Caller: `removed` is all 0 and as long as `records`; every radius is above 0.
+/// `projection` matters for raster distances only.
+///
+/// Errors: when the octree's memory cannot be had this prints one line and ends the process with
+/// status 1; the host asked for it with its buffer size, and half a cloud helps nobody.
+/// Threads: any, for different records.
+void Simplify(std::span<PointRecord> records, std::span<std::uint8_t> removed,
+              const SimplifySettings& settings, const Projection& projection,
+              Octree tree = Octree());
