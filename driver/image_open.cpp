@@ -44,6 +44,7 @@ Options ReadOptions(std::span<const Parameter> parameters) {
 
 std::vector<const char*> Texts(const std::vector<std::string>& strings) {
     std::vector<const char*> texts;
+    texts.reserve(strings.size());
     for (const std::string& text : strings) texts.push_back(text.c_str());
     return texts;
 }

@@ -30,31 +30,31 @@ bool IsFinite(const float* position) {
 }
 
 /// A comparison with a value that is no number is false, so such a position falls into octant 0.
-int Octant(const float* center, const float* position) {
-    return (center[0] <= position[0] ? 1 : 0) + (center[1] <= position[1] ? 2 : 0) +
-           (center[2] <= position[2] ? 4 : 0);
+std::uint8_t Octant(const float* center, const float* position) {
+    const int octant = (center[0] <= position[0] ? 1 : 0) + (center[1] <= position[1] ? 2 : 0) +
+                       (center[2] <= position[2] ? 4 : 0);
+    return static_cast<std::uint8_t>(octant);
 }
 
-/// Sorts the records into octants without a copy.
+/// Sorts the records into octants without a copy; `octants` are theirs and move along.
 ///
 /// KEPT: two markers that swap from both ends are not the only way to do this, but the order in
 /// which they leave the records decides which points merge.
 /// Test: DriverSimplify.AgreesWithThePlainAlgorithm
-void Partition(std::span<PointRecord> records, const SimplifyNode& node, const float* center,
-               const std::array<std::int32_t, 8>& octant_first) {
-    for (int octant = 0; octant < 7; ++octant) {
-        std::int32_t low = octant_first[static_cast<std::size_t>(octant)];
-        std::int32_t high = node.first + node.count - 1;
-        const auto is_in_octant = [&](std::int32_t index) {
-            return Octant(center, records[static_cast<std::size_t>(index)].head.position) == octant;
-        };
+void Partition(std::span<PointRecord> records, std::span<std::uint8_t> octants,
+               const std::array<std::int32_t, 8>& counts) {
+    std::size_t octant_first = 0;
+    for (std::uint8_t octant = 0; octant < 7; ++octant) {
+        std::size_t low = octant_first;
+        std::size_t high = records.size() - 1;
         while (low < high) {
-            while (low < high && is_in_octant(low)) ++low;
-            while (low < high && !is_in_octant(high)) --high;
-            if (low < high)
-                std::swap(records[static_cast<std::size_t>(low)],
-                          records[static_cast<std::size_t>(high)]);
+            while (low < high && octants[low] == octant) ++low;
+            while (low < high && octants[high] != octant) --high;
+            if (low >= high) break;
+            std::swap(records[low], records[high]);
+            std::swap(octants[low], octants[high]);
         }
+        octant_first += static_cast<std::size_t>(counts[octant]);
     }
 }
 
@@ -62,6 +62,7 @@ void Partition(std::span<PointRecord> records, const SimplifyNode& node, const f
 
 void Octree::Build(std::span<PointRecord> records) {
     nodes_.clear();
+    octants_.resize(records.size());
     SimplifyNode root{};
     root.count = static_cast<std::int32_t>(records.size());
     nodes_.push_back(root);
@@ -69,15 +70,15 @@ void Octree::Build(std::span<PointRecord> records) {
     for (std::size_t index = 0; index < nodes_.size(); ++index) Split(index, records);
 }
 
-void Octree::Split(std::size_t index, std::span<PointRecord> all) {
+void Octree::Split(std::size_t index, std::span<PointRecord> records) {
     SimplifyNode& node = nodes_[index];
-    const auto records =
-        all.subspan(static_cast<std::size_t>(node.first), static_cast<std::size_t>(node.count));
+    const auto own =
+        records.subspan(static_cast<std::size_t>(node.first), static_cast<std::size_t>(node.count));
 
     // One stray position must not flatten the tree: only finite ones shape it.
     Box corners;
     float largest_radius = 0;
-    for (const PointRecord& record : records) {
+    for (const PointRecord& record : own) {
         const float* const position = record.head.position;
         if (IsFinite(position)) corners.Include(position, position);
         if (record.head.radius > largest_radius) largest_radius = record.head.radius;
@@ -91,28 +92,29 @@ void Octree::Split(std::size_t index, std::span<PointRecord> all) {
     if (node.count <= kLeafRecords) return;
     if (Octant(center, corners.min) == Octant(center, corners.max)) return;
 
+    // Once for each record: the partition looks at the octants many times.
+    const auto octants = std::span(octants_).subspan(static_cast<std::size_t>(node.first));
     std::array<std::int32_t, 8> counts{};
-    for (const PointRecord& record : records)
-        ++counts[static_cast<std::size_t>(Octant(center, record.head.position))];
+    for (std::size_t i = 0; i < own.size(); ++i) {
+        octants[i] = Octant(center, own[i].head.position);
+        ++counts[octants[i]];
+    }
     const auto used = std::count_if(counts.begin(), counts.end(), [](auto n) { return n > 0; });
     if (used < 2) return;
     if (nodes_.size() + static_cast<std::size_t>(used) > max_nodes_) throw std::bad_alloc();
 
-    const SimplifyNode parent = node;  // appending may move the nodes
-    nodes_[index].children = static_cast<std::uint32_t>(nodes_.size());
-    nodes_[index].child_count = static_cast<std::uint8_t>(used);
-    std::array<std::int32_t, 8> octant_first{};
-    std::int32_t first = parent.first;
-    for (std::size_t octant = 0; octant < 8; ++octant) {
-        octant_first[octant] = first;
-        if (counts[octant] == 0) continue;
+    std::int32_t first = node.first;
+    node.children = static_cast<std::uint32_t>(nodes_.size());
+    node.child_count = static_cast<std::uint8_t>(used);
+    for (const std::int32_t count : counts) {
+        if (count == 0) continue;
         SimplifyNode child{};
-        child.count = counts[octant];
+        child.count = count;
         child.first = first;
-        nodes_.push_back(child);
-        first += counts[octant];
+        nodes_.push_back(child);  // `node` may be gone from here on
+        first += count;
     }
-    Partition(all, parent, center, octant_first);
+    Partition(own, octants, counts);
 }
 
 void Octree::Refit(std::span<const PointRecord> records, std::span<const std::uint8_t> removed) {

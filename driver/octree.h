@@ -51,4 +51,5 @@ private:
 
     std::size_t max_nodes_;
     std::vector<SimplifyNode> nodes_;
+    std::vector<std::uint8_t> octants_;  // scratch of Build(): each record's octant in its node
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -37,6 +38,8 @@ std::int32_t PartnerSearch::PartnerOf(std::int32_t index, std::int32_t record_co
     query_index_ = index;
     record_count_ = record_count;
     best_ = limit_;
+    // Data lie in the order of arrival, far from their neighbours': a merge would wait for both.
+    __builtin_prefetch(query_->data);
     partner_ = kNobody;
     SearchNode(tree_.Nodes().front());
     return partner_;
@@ -60,17 +63,56 @@ void PartnerSearch::SearchLeaf(SimplifyNode& leaf) {
     const std::int32_t begin = std::max(query_index_ + 1, leaf.first);
     const std::int32_t end = std::min(leaf.first + leaf.count, record_count_);
     bool saw_record = false;
-    for (std::int32_t i = begin; i < end; ++i) {
-        if (removed_[static_cast<std::size_t>(i)]) continue;
-        saw_record = true;
-        const PointRecord& other = records_[static_cast<std::size_t>(i)];
-        const float squared_distance = SquaredDistance(other);
-        if (squared_distance <= best_ * kNearer && IsAlike(other)) {
-            best_ = squared_distance;
-            partner_ = i;
+    if (IsOnePlace(leaf)) {
+        saw_record = SearchOnePlace(begin, end, SquaredDistance(leaf));
+    } else {
+        for (std::int32_t i = begin; i < end; ++i) {
+            if (removed_[static_cast<std::size_t>(i)]) continue;
+            saw_record = true;
+            const PointRecord& other = records_[static_cast<std::size_t>(i)];
+            const float squared_distance = SquaredDistance(other);
+            if (squared_distance <= best_ * kNearer && IsAlike(other)) Take(i, squared_distance);
         }
     }
     if (begin == leaf.first && end == leaf.first + leaf.count) leaf.is_empty = !saw_record;
+}
+
+/// Only such leaves can be large, so large that looking at every pair would take for ever.
+bool PartnerSearch::IsOnePlace(const SimplifyNode& leaf) const {
+    return leaf.count > Octree::kLeafRecords && !settings_.is_raster_space &&
+           std::equal(leaf.box_min, leaf.box_min + 3, leaf.box_max);
+}
+
+bool PartnerSearch::SearchOnePlace(std::int32_t begin, std::int32_t end, float squared_distance) {
+    const std::uint8_t* const flags = removed_.data();
+    const auto last_left = [&](std::int32_t before) {
+        const auto count = static_cast<std::size_t>(std::max(before - begin, 0));
+        const void* const found = memrchr(flags + begin, 0, count);
+        return found ? static_cast<const std::uint8_t*>(found) - flags : std::ptrdiff_t{kNobody};
+    };
+    auto i = static_cast<std::int32_t>(last_left(end));
+    const bool saw_record = i != kNobody;
+    if (!(squared_distance <= best_ * kNearer)) return saw_record;
+
+    // At one distance the first candidate keeps all others out, unless a share of the distance
+    // is the distance itself; then each takes the place of the one before, and the last stays.
+    const bool last_stays = squared_distance <= squared_distance * kNearer;
+    if (last_stays) {
+        while (i != kNobody && !IsAlike(records_[static_cast<std::size_t>(i)]))
+            i = static_cast<std::int32_t>(last_left(i));
+    } else {
+        for (i = begin; i < end; ++i)
+            if (!flags[i] && IsAlike(records_[static_cast<std::size_t>(i)])) break;
+        if (i == end) i = kNobody;
+    }
+    if (i != kNobody) Take(i, squared_distance);
+    return saw_record;
+}
+
+void PartnerSearch::Take(std::int32_t index, float squared_distance) {
+    best_ = squared_distance;
+    partner_ = index;
+    __builtin_prefetch(records_[static_cast<std::size_t>(index)].data);
 }
 
 float PartnerSearch::InPixels(float squared_distance, float depth) const {

@@ -25,6 +25,10 @@ public:
 private:
     void SearchNode(SimplifyNode& node);
     void SearchLeaf(SimplifyNode& leaf);
+    /// The same for a leaf whose records are all at one place, `squared_distance` away.
+    bool SearchOnePlace(std::int32_t begin, std::int32_t end, float squared_distance);
+    bool IsOnePlace(const SimplifyNode& leaf) const;
+    void Take(std::int32_t index, float squared_distance);
     float SquaredDistance(const PointRecord& other) const;
     float SquaredDistance(const SimplifyNode& node) const;
     bool IsAlike(const PointRecord& other) const;

@@ -116,7 +116,7 @@ TEST(DriverSimplify, SeventeenPointsAtOnePlaceMergeToOne) {
     EXPECT_EQ(left[0].data[0], 17.0f);
 }
 
-/// Points on a bumpy surface, on a line, in clusters, or all over the place.
+/// Points on a bumpy surface, on a line, in clusters, at a few places, or all over.
 Points RandomPoints(std::mt19937& random, std::size_t count, int kind) {
     const auto uniform = [&] { return static_cast<float>(random() % 100'000) * 1e-5f; };
     Points points;
@@ -130,6 +130,10 @@ Points RandomPoints(std::mt19937& random, std::size_t count, int kind) {
             x = std::floor(x * 6) + 0.02f * uniform();
             y = std::floor(y * 6);
             z = std::floor(z * 3) + 0.01f * uniform();
+        }
+        if (kind == 3) {  // a few places with many points each, and one far away
+            x = std::floor(x * 2) + (i == 0 ? 50.0f : 0.0f);
+            y = z = 0;
         }
         const float tilt = 0.6f * (uniform() - 0.5f);
         points.push_back(
@@ -146,7 +150,7 @@ TEST(DriverSimplify, AgreesWithThePlainAlgorithm) {
     projection.format = {640, 480, 1};
     std::size_t merged = 0;
     for (int round = 0; round < 160; ++round) {
-        const Points points = RandomPoints(random, 1 + random() % 700, round % 4);
+        const Points points = RandomPoints(random, 1 + random() % 700, round % 5);
         SimplifySettings settings;
         const float distances[] = {0, 0.01f, 0.1f, 1e15f};
         settings.max_distance = distances[random() % 4];
@@ -176,7 +180,7 @@ TEST(DriverSimplify, AgreesWithThePlainAlgorithm) {
 
 TEST(DriverSimplifyDeathTest, ATreeWithoutMemoryEndsTheProcess) {
     std::mt19937 random(8);
-    Cloudlet cloud(RandomPoints(random, 500, 3));
+    Cloudlet cloud(RandomPoints(random, 500, 4));
     EXPECT_EXIT(Simplify(cloud.records, cloud.removed, SimplifySettings{}, Projection(), Octree(5)),
                 testing::ExitedWithCode(1),
                 "^ptsieve simplify ERROR: too many octree nodes to fit in memory. Aborting.\n$");
