@@ -10,9 +10,8 @@
 
 #pragma once
 
-#include <bit>
 #include <cmath>
-#include <cstdint>
+#include <limits>
 
 namespace arc_tangent {
 
@@ -34,11 +33,9 @@ inline constexpr Reduction kReductions[] = {
     {0, -1, 1, 0, 1.5707962513e+00f, 7.5497894159e-08f},        // atan(infinity)
 };
 
-/// The arc tangent of a number at or above 0, infinity included.
+/// The arc tangent of a number above 0, infinity included.
 inline float OfPositive(float x) {
     constexpr float kAllHalfPi = 33554432.0f;  // from 2^25 on
-    if (x >= kAllHalfPi) return kReductions[4].high + kReductions[4].low;
-
     const int row = (x >= 0.4375f) + (x >= 0.6875f) + (x >= 1.1875f) + (x >= 2.4375f);
     const Reduction& r = kReductions[row];
     const float t = (r.a * x + r.b) / (r.c * x + r.d);
@@ -53,27 +50,31 @@ inline float OfPositive(float x) {
         w * (-2.0000000298e-01f +
              w * (-1.1111110449e-01f +
                   w * (-7.6918758452e-02f + w * (-5.8335702866e-02f + w * -3.6531571299e-02f))));
-    return r.high - ((t * (odd + even) - r.low) - t);
+    const float angle = r.high - ((t * (odd + even) - r.low) - t);
+    return x >= kAllHalfPi ? kReductions[4].high + kReductions[4].low : angle;
+}
+
+/// The angle of a vector that has a zero, an infinity or no number in it, by the C library's rules.
+inline float OfSpecial(float y, float x) {
+    if (std::isnan(x) || std::isnan(y)) return x + y;
+    float angle = 0;
+    if (y != 0 && std::isinf(x)) {
+        angle = std::isinf(y) ? 0.25f * kPi : 0.0f;
+    } else if (y != 0) {
+        return std::copysign(kHalfPi, y);
+    }
+    return std::copysign(std::signbit(x) ? kPi - (angle - kPiLow) : angle, y);
 }
 
 /// The angle of the vector (x, y) against the x axis, in -pi to pi; NaN when either is no number.
-/// Follows the C library's rules for signed zeros and infinities.
 inline float Of(float y, float x) {
-    if (std::isnan(x) || std::isnan(y)) return x + y;
-    const bool y_negative = std::signbit(y);
-    const bool x_negative = std::signbit(x);
-    float angle;
-    if (y == 0) {
-        angle = 0;
-    } else if (std::isinf(x)) {
-        angle = std::isinf(y) ? 0.25f * kPi : 0.0f;
-    } else if (x == 0 || std::isinf(y)) {
-        return y_negative ? -kHalfPi : kHalfPi;
-    } else {
-        angle = OfPositive(std::fabs(y / x));
-    }
-    if (x_negative) angle = kPi - (angle - kPiLow);
-    return y_negative ? -angle : angle;
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const float width = std::fabs(x);
+    const float height = std::fabs(y);
+    const bool is_plain = width > 0 && height > 0 && width < kInfinity && height < kInfinity;
+    if (!is_plain) return OfSpecial(y, x);
+    const float angle = OfPositive(height / width);
+    return std::copysign(x < 0 ? kPi - (angle - kPiLow) : angle, y);
 }
 
 }  // namespace arc_tangent
