@@ -17,9 +17,6 @@ namespace bake {
 
 namespace {
 
-/// Edges that are sharper than this stay edges when normals are computed.
-constexpr float kSmoothDegrees = 60;
-
 [[noreturn]] void Fail(const std::string& file, std::string why) {
     std::replace(why.begin(), why.end(), '\n', ' ');
     throw Failure(fmt::format("cannot read mesh {}: {}", file, why));
@@ -54,18 +51,11 @@ MeshFile ReadMeshFile(const std::string& file) {
     Assimp::Importer importer;
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                                 aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-    importer.SetPropertyFloat(AI_CONFIG_PP_GSN_MAX_SMOOTHING_ANGLE, kSmoothDegrees);
     const aiScene* scene = importer.ReadFile(
         file, aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_PreTransformVertices);
     if (!scene) Fail(file, importer.GetErrorString());
 
-    // Asked between the two steps, because afterwards all parts have normals.
-    MeshFile mesh{};
-    mesh.normals_given = std::all_of(scene->mMeshes, scene->mMeshes + scene->mNumMeshes,
-                                     [](const aiMesh* part) { return part->HasNormals(); });
-    scene =
-        importer.ApplyPostProcessing(aiProcess_GenSmoothNormals | aiProcess_JoinIdenticalVertices);
-    if (!scene) Fail(file, importer.GetErrorString());
+    MeshFile mesh;
     for (unsigned i = 0; i < scene->mNumMeshes; ++i) AppendTriangles(*scene->mMeshes[i], &mesh);
     if (mesh.triangles.empty()) Fail(file, "no triangles");
     return mesh;

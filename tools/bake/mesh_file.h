@@ -20,11 +20,9 @@ struct MeshFile {
     std::vector<Vertex> vertices;
     std::vector<Vec3> normals;  ///< one for each vertex, of any length, null where there is none
     std::vector<std::array<std::uint32_t, 3>> triangles;  ///< of finite vertices
-    bool normals_given;  ///< whether the file itself gives them, for all its parts
 };
 
-/// Reads all triangles of `file`; computes the normals of the parts that have none, from the order
-/// of their corners. Throws Failure when the file cannot be read or has no triangle.
+/// Reads all triangles of `file`. Throws Failure when it cannot be read or has no triangle.
 MeshFile ReadMeshFile(const std::string& file);
 
 }  // namespace bake

@@ -1,4 +1,4 @@
-// The room with a mesh on its floor: fitting the mesh to the stage, mending its normals.
+// The room with a mesh on its floor: fitting the mesh to the stage, taking care of its normals.
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +11,7 @@
 
 #include "tools/bake/failure.h"
 #include "tools/bake/mesh_file.h"
+#include "tools/bake/mesh_normals.h"
 #include "tools/bake/mesh_surface.h"
 #include "tools/bake/scene.h"
 
@@ -61,30 +62,6 @@ std::vector<Vec3> FitToStage(const MeshFile& file) {
     return vertices;
 }
 
-/// The cross product of two edges: along the normal, as long as twice the area.
-Vec3 Span(const TriangleMesh& mesh, std::size_t triangle) {
-    const auto& [a, b, c] = mesh.triangles[triangle];
-    return Cross(mesh.vertices[b] - mesh.vertices[a], mesh.vertices[c] - mesh.vertices[a]);
-}
-
-/// Unit normals in the room. Where a vertex has none, its triangles' normals stand in.
-std::vector<Vec3> MendNormals(const MeshFile& file, const TriangleMesh& mesh) {
-    std::vector<Vec3> spans(mesh.vertices.size());
-    for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
-        for (const std::uint32_t index : mesh.triangles[i])
-            spans[index] = spans[index] + Span(mesh, i);
-    std::vector<Vec3> normals;
-    normals.reserve(file.normals.size());
-    for (std::size_t i = 0; i < file.normals.size(); ++i) {
-        const Vec3& given = file.normals[i];
-        const float length = Length(given);
-        const bool usable = std::isfinite(length) && length > 0;
-        // Mirroring has turned the triangles round: their normals point the other way.
-        normals.push_back(Normalized(usable ? Vec3{given.x, given.y, -given.z} : -spans[i]));
-    }
-    return normals;
-}
-
 /// Whether the normals of a mesh point inwards on the whole, as those of a closed mesh with its
 /// corners in the wrong order do: the volume that it encloses is negative then.
 bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals) {
@@ -112,9 +89,13 @@ Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing) {
     if (mesh.triangles.empty())
         throw Failure(fmt::format("cannot read mesh {}: no triangle has an area", choice.file));
 
-    std::vector<Vec3> normals = MendNormals(file, mesh);
     // A file that gives normals knows its sides; computed ones follow the order of the corners.
-    if (!file.normals_given && PointsInwards(mesh, normals))
+    std::vector<Vec3> normals = std::move(file.normals);
+    for (Vec3& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
+    const bool computed = std::none_of(normals.begin(), normals.end(),
+                                       [](Vec3 normal) { return Dot(normal, normal) > 0; });
+    CompleteNormals(&mesh, &normals);
+    if (computed && PointsInwards(mesh, normals))
         for (Vec3& normal : normals) normal = -normal;
 
     Scene scene = MakeRoom(dicing);

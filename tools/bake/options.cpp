@@ -125,6 +125,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     options->threads =
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     CLI::App app(kAbout, "pcbake");
+    app.option_defaults()->take_last();  // what is given again replaces what was given
     app.add_option("--driver", options->driver, "the display driver, a shared object")
         ->type_name("FILE")
         ->required();

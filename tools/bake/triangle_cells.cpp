@@ -8,20 +8,22 @@ namespace bake {
 
 namespace {
 
-/// One of the two right triangles that meet in the height on the longest edge.
+/// One of the two right triangles that meet in the height on the longest edge. Columns stand on
+/// the leg from tip to foot, which is the longer one: they rise at most as fast as they get wide.
 struct RightTriangle {
-    Barycentric tip;   ///< an end of the longest edge
-    Barycentric foot;  ///< where the height meets that edge
-    Barycentric apex;  ///< the corner opposite to it
-    float leg;         ///< from tip to foot
-    float height;      ///< from foot to apex
+    Barycentric tip;
+    Barycentric foot;  ///< the right angle
+    Barycentric apex;
+    float leg;     ///< from tip to foot
+    float height;  ///< from foot to apex
 };
 
 constexpr Barycentric Blend(const Barycentric& a, const Barycentric& b, float t) {
     return {a[0] + (b[0] - a[0]) * t, a[1] + (b[1] - a[1]) * t, a[2] + (b[2] - a[2]) * t};
 }
 
-/// A share so small that a column of it would be lost between its neighbours' discs.
+/// A height this near to a corner, in cells, is taken to stand on the corner: the cut would leave a
+/// sliver on that side.
 constexpr float kSliver = 1e-2f;
 
 /// The corner opposite to the longest edge.
@@ -38,20 +40,26 @@ std::size_t ApexOf(const std::array<Vec3, 3>& corners) {
     return apex;
 }
 
-/// Both halves; the one at the far end of the edge first.
-std::array<RightTriangle, 2> CutAtHeight(const std::array<Vec3, 3>& corners) {
+/// Both halves; a half without an extent has a leg of 0.
+std::array<RightTriangle, 2> CutAtHeight(const std::array<Vec3, 3>& corners, float size) {
     constexpr std::array<Barycentric, 3> kCorner = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     const std::size_t apex = ApexOf(corners);
     const std::size_t start = (apex + 1) % 3;
     const std::size_t end = (apex + 2) % 3;
     const Vec3 edge = corners[end] - corners[start];
     const Vec3 to_apex = corners[apex] - corners[start];
-    const float share = std::clamp(Dot(to_apex, edge) / Dot(edge, edge), 0.0f, 1.0f);
     const float length = Length(edge);
+    const float sliver = kSliver * size / length;
+    const float exact = Dot(to_apex, edge) / Dot(edge, edge);
+    const float share = exact < sliver ? 0 : exact > 1 - sliver ? 1 : exact;
     const float height = Length(to_apex - edge * share);
     const Barycentric foot = Blend(kCorner[start], kCorner[end], share);
-    return {{{kCorner[end], foot, kCorner[apex], length * (1 - share), height},
-             {kCorner[start], foot, kCorner[apex], length * share, height}}};
+    const auto half = [&](const Barycentric& tip, float along) -> RightTriangle {
+        if (along == 0) return {};
+        if (along < height) return {kCorner[apex], foot, tip, height, along};
+        return {tip, foot, kCorner[apex], along, height};
+    };
+    return {half(kCorner[start], length * share), half(kCorner[end], length * (1 - share))};
 }
 
 /// No corner is farther from the middle than it would be in a square of edge `size`.
@@ -94,8 +102,8 @@ Cell CellAt(const RightTriangle& half, const Place& place) {
 /// Calls `use(half, place)` for every cell of a triangle that is more than one.
 template <class Use>
 void ForEachPlace(const std::array<Vec3, 3>& corners, float size, const Use& use) {
-    for (const RightTriangle& half : CutAtHeight(corners)) {
-        if (half.leg < size * kSliver) continue;
+    for (const RightTriangle& half : CutAtHeight(corners, size)) {
+        if (half.leg == 0) continue;
         const int columns = Steps(half.leg, size);
         for (int column = 0; column < columns; ++column) {
             const float tall = half.height * static_cast<float>(column + 1);

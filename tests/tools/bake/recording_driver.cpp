@@ -13,6 +13,7 @@ namespace {
 
 struct Recording {
     std::FILE* file;
+    std::string name;
     std::string fault;
     int grids = 0;
 };
@@ -33,6 +34,9 @@ void WriteWords(std::FILE* file, const void* data, int bytes) {
 }
 
 }  // namespace
+
+// The parameter counts are the interface's.
+// NOLINTBEGIN(readability-function-size)
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -55,7 +59,7 @@ EXPORT int DspyImageOpen(void** image, const char* driverName, const char* fileN
         std::fprintf(file, "channel %s\n", formats[i].name);
         formats[i].type = (formats[i].type & ~unsigned{kDspyBigEndian}) | kDspyLittleEndian;
     }
-    *image = new Recording{file, fault};
+    *image = new Recording{file, fileName, fault};
     return kDspySuccess;
 }
 
@@ -80,7 +84,10 @@ EXPORT int DspyImageClose(void* image) {
     auto* const recording = static_cast<Recording*>(image);
     const bool fails = recording->fault == "CloseFails";
     std::fputs("close\n", recording->file);
-    std::fclose(recording->file);
+    const bool lost = std::fclose(recording->file) != 0;
+    if (recording->fault == "FileVanishes") std::remove(recording->name.c_str());
     delete recording;
-    return fails ? kDspyUndefined : kDspySuccess;
+    return fails || lost ? kDspyUndefined : kDspySuccess;
 }
+
+// NOLINTEND(readability-function-size)
