@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
+#include <iterator>
 #include <ostream>
 
 #include "tests/tools/bake/host.h"
@@ -118,16 +120,23 @@ TEST_P(MeshFormat, GivesTheSolidOnTheStage) {
 
     // Height 1.3 is what fits: the edges of 2 become 1.3, from the floor at the middle.
     const Vec3 middle = {-0.325f, -0.998f + 0.325f, 0.325f};
+    const float third = 1 / std::sqrt(3.0f);
+    const Vec3 sides[] = {{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}, {third, third, -third}};
     double area = 0;
     double outwards = 0;
+    double light_on_slant = 0;
     for (const Sample& s : samples) {
         area += s.area;
         outwards += Dot(s.normal, Normalized(s.position - middle)) > 0 ? s.area : 0;
-        EXPECT_NEAR(Length(s.normal), 1, 1e-5);
+        EXPECT_TRUE(std::any_of(std::begin(sides), std::end(sides), [&](Vec3 side) {
+            return Dot(s.normal, side) > 0.999f;
+        })) << "normals must not be smoothed over the solid's edges";
+        light_on_slant += Dot(s.normal, sides[3]) > 0.999f ? s.area * s.radiosity.y : 0;
     }
     const double expected = 1.3 * 1.3 * (1.5 + std::sqrt(3.0) / 2);
     EXPECT_NEAR(area, expected, 0.01 * expected);
     EXPECT_NEAR(outwards, area, 0.01 * expected);
+    EXPECT_GT(light_on_slant, 0.1 * area) << "the side towards the lamp must not be dark";
 }
 
 INSTANTIATE_TEST_SUITE_P(
