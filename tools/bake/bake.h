@@ -1,0 +1,35 @@
+// Bake: shades a scene's grids and hands them to the driver, in the plan's order.
+
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tools/bake/delivery.h"
+#include "tools/bake/driver_image.h"
+#include "tools/bake/progress.h"
+#include "tools/bake/scene.h"
+#include "tools/bake/shader.h"
+
+namespace bake {
+
+/// What was done. Repeats are counted in `grids` and `samples` as well.
+struct BakeTotals {
+    std::uint64_t grids = 0;
+    std::uint64_t samples = 0;
+    std::uint64_t repeated_grids = 0;
+    std::uint64_t repeated_samples = 0;
+    double shading_seconds = 0;
+};
+
+/// How many samples a plan delivers, repeats included.
+std::uint64_t CountSamples(const std::vector<Delivery>& plan);
+
+/// Carries out the plan. Shading goes on in `threads` threads, a window of grids at a time; the
+/// driver is called from this thread only. Memory holds one window and the grids that will come up
+/// again, which in a plan by bucket rows is at most what two neighbouring rows share. The samples
+/// are the same for any number of threads.
+BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,
+                int threads, DriverImage* image, Progress* progress);
+
+}  // namespace bake

@@ -1,0 +1,79 @@
+// Delivery: finding the buckets of each grid, sorting the deliveries.
+
+#include "tools/bake/delivery.h"
+
+#include <algorithm>
+#include <limits>
+#include <tuple>
+
+#include "tools/bake/parallel.h"
+
+namespace bake {
+
+namespace {
+
+/// The raster box of all discs together.
+RasterBox CoverAll(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
+    constexpr float kFar = std::numeric_limits<float>::max();
+    RasterBox all = {kFar, kFar, -kFar, -kFar};
+    for (const Micropolygon& micropolygon : micropolygons) {
+        const RasterBox one = camera.Cover(micropolygon.centre, micropolygon.radius);
+        all = {std::min(all.x0, one.x0), std::min(all.y0, one.y0), std::max(all.x1, one.x1),
+               std::max(all.y1, one.y1)};
+    }
+    return all;
+}
+
+/// The column or row of buckets that a raster coordinate falls into; what lies beyond the picture
+/// belongs to the bucket at its edge.
+std::uint32_t BucketAlong(float coordinate, int pixels) {
+    const float inside = std::clamp(coordinate, 0.0f, static_cast<float>(pixels - 1));
+    return static_cast<std::uint32_t>(inside) / kBucketPixels;
+}
+
+/// The first bucket that a grid comes up with, and the second, which may be the same.
+struct Buckets {
+    std::uint32_t first;
+    std::uint32_t second;
+    std::uint32_t samples;
+};
+
+Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
+    const RasterBox box = CoverAll(camera, micropolygons);
+    const std::uint32_t per_row =
+        BucketAlong(static_cast<float>(camera.Width()), camera.Width()) + 1;
+    const std::uint32_t left = BucketAlong(box.x0, camera.Width());
+    const std::uint32_t right = BucketAlong(box.x1, camera.Width());
+    const std::uint32_t top = BucketAlong(box.y0, camera.Height());
+    const std::uint32_t bottom = BucketAlong(box.y1, camera.Height());
+    const std::uint32_t first = top * per_row + left;
+    const std::uint32_t second = right > left ? first + 1 : bottom > top ? first + per_row : first;
+    return {first, second, static_cast<std::uint32_t>(micropolygons.size())};
+}
+
+}  // namespace
+
+std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, int threads) {
+    std::vector<Buckets> buckets(scene.GridCount());
+    ParallelFor(buckets.size(), threads, [&](std::size_t grid) {
+        std::vector<Micropolygon> micropolygons;
+        scene.Dice(static_cast<std::uint32_t>(grid), &micropolygons);
+        buckets[grid] = BucketsOf(camera, micropolygons);
+    });
+
+    std::vector<Delivery> plan;
+    plan.reserve(buckets.size() * 2);
+    for (std::uint32_t grid = 0; grid < buckets.size(); ++grid) {
+        const auto& [first, second, samples] = buckets[grid];
+        const bool twice = second != first;
+        plan.push_back(
+            {first, grid, samples, twice ? Delivery::Kind::kFirst : Delivery::Kind::kOnly});
+        if (twice) plan.push_back({second, grid, samples, Delivery::Kind::kRepeat});
+    }
+    std::sort(plan.begin(), plan.end(), [](const Delivery& a, const Delivery& b) {
+        return std::tie(a.bucket, a.grid) < std::tie(b.bucket, b.grid);
+    });
+    return plan;
+}
+
+}  // namespace bake

@@ -1,0 +1,96 @@
+// DriverImage: the four calls, their times and what their answers mean.
+
+#include "tools/bake/driver_image.h"
+
+#include <fmt/format.h>
+
+#include "tools/bake/failure.h"
+#include "tools/bake/stopwatch.h"
+
+namespace bake {
+
+namespace {
+
+const char* InWords(int code) {
+    switch (code) {
+        case kDspyUnsupported:
+            return "unsupported";
+        case kDspyBadParameters:
+            return "bad parameters";
+        case kDspyNoResource:
+            return "no resource";
+        case kDspyUndefined:
+            return "undefined error";
+        default:
+            return "not a code of the interface";
+    }
+}
+
+void RequireSuccess(const char* function, const std::string& about, int code) {
+    if (code != kDspySuccess)
+        throw Failure(fmt::format("{}{} failed: {} ({})", function, about, InWords(code), code));
+}
+
+}  // namespace
+
+template <class Call>
+int DriverImage::Timed(const Call& call) {
+    const Stopwatch watch;
+    const int code = call();
+    seconds_ += watch.Seconds();
+    return code;
+}
+
+DriverImage::DriverImage(const DriverLibrary& library, const std::string& file,
+                         ImageRequest& request)
+    : library_(library) {
+    const auto& parameters = request.Parameters();
+    auto& formats = request.Formats();
+    const int code = Timed([&] {
+        return library.Open()(&image_, library.Name().c_str(), file.c_str(), request.Width(),
+                              request.Height(), static_cast<int>(parameters.size()),
+                              parameters.data(), static_cast<int>(formats.size()), formats.data(),
+                              nullptr);
+    });
+    if (code != kDspySuccess) image_ = nullptr;  // there is nothing to close
+    RequireSuccess("DspyImageOpen", fmt::format(" of {}", file), code);
+    if (!image_) throw Failure("DspyImageOpen answered success but opened no image");
+    try {
+        RequireDeepData();
+    } catch (...) {
+        library.Close()(image_);
+        throw;
+    }
+}
+
+void DriverImage::RequireDeepData() {
+    int wanted = 0;
+    const int code = Timed(
+        [&] { return library_.Query()(image_, kDspyQueryDeepData, int{sizeof wanted}, &wanted); });
+    if (code != kDspyUnsupported) RequireSuccess("DspyImageQuery", "", code);
+    if (code == kDspyUnsupported || wanted == 0)
+        throw Failure(fmt::format("driver {} takes no deep data", library_.Name()));
+}
+
+DriverImage::~DriverImage() {
+    // Reached with an open image only while a failure is on its way, which tells more.
+    if (image_) library_.Close()(image_);
+}
+
+void DriverImage::Deliver(const std::vector<float>& samples) {
+    const auto count = static_cast<int>(samples.size() / kSampleFloats);
+    const auto bytes = static_cast<int>(samples.size() * sizeof(float));
+    const int code = Timed([&] {
+        return library_.DeepData()(image_, 0, count - 1, 0, 0,
+                                   reinterpret_cast<const unsigned char*>(samples.data()), bytes);
+    });
+    RequireSuccess("DspyImageDeepData", "", code);
+}
+
+void DriverImage::Close() {
+    void* const image = image_;
+    image_ = nullptr;
+    RequireSuccess("DspyImageClose", "", Timed([&] { return library_.Close()(image); }));
+}
+
+}  // namespace bake

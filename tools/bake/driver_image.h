@@ -1,0 +1,48 @@
+// DriverImage: one image open in a driver, from DspyImageOpen to DspyImageClose.
+//
+// Units      samples in grids of kSampleFloats floats each; seconds of wall time.
+// Errors     every member throws Failure when the driver answers anything but success: the text
+//            names the function and says the code in words.
+// Ownership  borrows the library, which must outlive it; closes the image when it goes.
+// Threads    one thread at a time, as the interface demands.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/bake/driver_library.h"
+#include "tools/bake/image_request.h"
+
+namespace bake {
+
+class DriverImage {
+public:
+    /// Opens the image and makes sure that the driver takes deep data.
+    DriverImage(const DriverLibrary& library, const std::string& file, ImageRequest& request);
+    ~DriverImage();
+    DriverImage(const DriverImage&) = delete;
+    DriverImage& operator=(const DriverImage&) = delete;
+
+    /// Hands over one grid.
+    void Deliver(const std::vector<float>& samples);
+
+    /// Completes the image. Nothing may be delivered afterwards.
+    void Close();
+
+    /// How long the driver's functions have run in all.
+    double Seconds() const { return seconds_; }
+
+private:
+    /// Calls one of the driver's functions and takes its time.
+    template <class Call>
+    int Timed(const Call& call);
+
+    void RequireDeepData();
+
+    const DriverLibrary& library_;
+    void* image_ = nullptr;  ///< null before the open and after the close
+    double seconds_ = 0;
+};
+
+}  // namespace bake

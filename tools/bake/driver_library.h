@@ -1,0 +1,43 @@
+// DriverLibrary: a display driver loaded from a shared object, with its four functions.
+//
+// Units      none.
+// Errors     the constructor throws Failure when the file cannot be loaded or lacks a function.
+// Ownership  holds the shared object loaded; images must be closed before it goes.
+// Threads    one thread makes and destroys it; the functions follow the driver's own rules.
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "driver/dspy.h"
+
+namespace bake {
+
+class DriverLibrary {
+public:
+    /// `path`: a file; without a slash it is taken from the working directory, never searched for.
+    explicit DriverLibrary(const std::string& path);
+
+    /// The file's name without folder and extension: what the driver is called in messages.
+    const std::string& Name() const { return name_; }
+
+    DspyImageOpenFunction* Open() const { return open_; }
+    DspyImageQueryFunction* Query() const { return query_; }
+    DspyImageDeepDataFunction* DeepData() const { return deep_data_; }
+    DspyImageCloseFunction* Close() const { return close_; }
+
+private:
+    struct Unload {
+        void operator()(void* handle) const;
+    };
+
+    const std::string name_;
+    const std::unique_ptr<void, Unload> handle_;
+    DspyImageOpenFunction* const open_;
+    DspyImageQueryFunction* const query_;
+    DspyImageDeepDataFunction* const deep_data_;
+    DspyImageCloseFunction* const close_;
+};
+
+}  // namespace bake

@@ -1,0 +1,67 @@
+// ImageRequest: what a driver is told when an image is opened: its parameters and channels.
+//
+// Units      see Camera for the matrices; the settings are the driver's own.
+// Errors     none.
+// Ownership  keeps every text and value that the driver's structures point to.
+// Threads    one thread at a time.
+
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "driver/dspy.h"
+#include "tools/bake/camera.h"
+#include "tools/bake/shader.h"
+#include "tools/bake/surface.h"
+
+namespace bake {
+
+/// The driver's settings; what is absent is not sent, and the driver takes its own default.
+struct DriverSettings {
+    std::optional<bool> eliminate_duplicates;
+    std::optional<bool> simplify;
+    std::optional<float> max_dist;
+    std::optional<float> min_dot;
+    std::optional<float> max_diff;
+    std::optional<bool> raster_space;
+    std::optional<int> buffer_size;
+};
+
+class ImageRequest {
+public:
+    ImageRequest(const Camera& camera, const DriverSettings& settings);
+    ImageRequest(const ImageRequest&) = delete;
+    ImageRequest& operator=(const ImageRequest&) = delete;
+
+    int Width() const { return width_; }
+    int Height() const { return height_; }
+    const std::vector<DspyParameter>& Parameters() const { return parameters_; }
+
+    /// Not constant: a driver writes into the type words.
+    std::vector<DspyFormat>& Formats() { return formats_; }
+
+private:
+    /// `name`: a literal. The values are copied to where they stay.
+    void AddFloats(const char* name, std::vector<float> values);
+    void AddInteger(const char* name, int value);
+
+    const int width_;
+    const int height_;
+    std::deque<std::vector<float>> floats_;  // deques: growing moves nothing that is pointed to
+    std::deque<int> integers_;
+    std::deque<std::string> channels_;
+    std::vector<DspyParameter> parameters_;
+    std::vector<DspyFormat> formats_;
+};
+
+/// Floats of one sample: position, normal and radius, then the channels in their order.
+inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1;
+
+/// Puts one sample behind `*samples`.
+void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
+                  std::vector<float>* samples);
+
+}  // namespace bake

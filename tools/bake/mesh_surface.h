@@ -1,0 +1,55 @@
+// MeshSurface: a triangle mesh diced into grids, whatever the size and shape of its triangles.
+//
+// Triangles of more cells than a grid are halved across their longest edge. The pieces are put in
+// the order of a space-filling curve and filled into grids one after the other, so that a grid is
+// a small neighbourhood of the mesh, however the file orders its triangles.
+//
+// Units      world units.
+// Errors     none; triangles without area and normals without length must be gone before.
+// Ownership  keeps the mesh.
+// Threads    see Surface.
+
+#pragma once
+
+#include "tools/bake/surface.h"
+#include "tools/bake/triangle_cells.h"
+
+namespace bake {
+
+class MeshSurface : public Surface {
+public:
+    /// `normals`: of unit length, one for each vertex of `mesh`.
+    MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
+                std::vector<Vec3> normals);
+
+    std::uint32_t GridCount() const override;
+    void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
+    TriangleMesh Tessellate() const override { return mesh_; }
+
+private:
+    /// All of a triangle, or what halving left of it.
+    struct Piece {
+        std::uint32_t triangle;
+        std::array<Barycentric, 3> corners;
+    };
+
+    /// The triangle's three vertices (or their normals) blended by the weights.
+    Vec3 Blended(const std::vector<Vec3>& values, std::uint32_t triangle,
+                 const Barycentric& weights) const;
+    std::array<Vec3, 3> CornersOf(const Piece& piece) const;
+
+    /// The constructor's steps, in this order.
+    void CutIntoPieces();
+    void SortAlongCurve();
+    void FillGrids();
+
+    Micropolygon MicropolygonOf(const Piece& piece, const Cell& cell) const;
+
+    const Dicing dicing_;
+    const TriangleMesh mesh_;
+    const std::vector<Vec3> normals_;
+    std::vector<Piece> pieces_;
+    std::vector<std::uint32_t> first_piece_;  ///< of each grid, and one behind the last
+};
+
+}  // namespace bake

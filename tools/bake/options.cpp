@@ -1,0 +1,148 @@
+// Options: the options' names, ranges and help, through CLI11.
+
+#include "tools/bake/options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <limits>
+#include <thread>
+
+namespace bake {
+
+namespace {
+
+constexpr const char* kAbout =
+    "Plays the renderer: shades a scene and hands it to a display driver as deep data.\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage.";
+
+constexpr int kMostPixels = 16384;
+constexpr int kMostThreads = 256;
+constexpr float kMostFloat = std::numeric_limits<float>::max();
+
+/// A number from `low` to `high`. Unlike CLI::Range it refuses "nan", which is below nothing.
+template <class Number>
+CLI::Validator Within(Number low, Number high, const std::string& what) {
+    return CLI::Validator(
+        [=](const std::string& text) -> std::string {
+            Number value{};
+            const bool is_number = CLI::detail::lexical_cast(text, value);
+            return is_number && value >= low && value <= high ? "" : "must be " + what;
+        },
+        what);
+}
+
+CLI::Validator Count(int low, int high) {
+    return Within(low, high, fmt::format("{} to {}", low, high));
+}
+
+/// "WxH" into two numbers of pixels.
+bool ParseSize(const std::string& text, int* width, int* height) {
+    const char* const end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, *width);
+    if (first.ec != std::errc() || first.ptr == end || *first.ptr != 'x') return false;
+    const auto second = std::from_chars(first.ptr + 1, end, *height);
+    const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
+    return second.ec == std::errc() && second.ptr == end && fits(*width) && fits(*height);
+}
+
+void AddSceneOptions(CLI::App& app, Options* options) {
+    CLI::Option* const mesh =
+        app.add_option("--mesh", options->mesh, "put the mesh of FILE in the room (OBJ, PLY, ...)")
+            ->type_name("FILE")
+            ->group("Scene");
+    app.add_option("--turn", options->turn, "turn the mesh, in degrees; its front goes right")
+        ->check(Within(-360.0, 360.0, "-360 to 360"))
+        ->needs(mesh)
+        ->group("Scene");
+    app.add_option("--particles", options->particles, "add N specks of dust, single samples")
+        ->check(Count(0, 10'000'000))
+        ->group("Scene");
+    app.add_option_function<std::string>(
+           "--size",
+           [options](const std::string& text) {
+               if (!ParseSize(text, &options->width, &options->height))
+                   throw CLI::ValidationError(
+                       "--size", fmt::format("must be WxH, each 1 to {}", kMostPixels));
+           },
+           "resolution of the camera (256x256)")
+        ->type_name("WxH")
+        ->group("Scene");
+}
+
+void AddShadingOptions(CLI::App& app, Options* options) {
+    app.add_option("--density", options->density, "micropolygons along a wall of the room")
+        ->capture_default_str()
+        ->check(Count(2, 2048))
+        ->group("Shading");
+    app.add_option("--grid", options->grid, "micropolygons along a grid")
+        ->capture_default_str()
+        ->check(Count(2, 128))
+        ->group("Shading");
+    app.add_option("--rays", options->quality.rays, "rays over the hemisphere of a sample")
+        ->capture_default_str()
+        ->check(Count(1, 65536))
+        ->group("Shading");
+    app.add_flag("--bounce,!--no-bounce", options->quality.bounce, "light from other surfaces (on)")
+        ->group("Shading");
+    app.add_option("--threads", options->threads, "threads that shade (one a processor)")
+        ->check(Count(1, kMostThreads))
+        ->group("Shading");
+}
+
+/// One option for each parameter of the driver; a parameter is sent only when its option is given.
+void AddDriverOptions(CLI::App& app, DriverSettings* settings) {
+    constexpr const char* kGroup = "Driver parameters (sent only when given)";
+    const auto flag = [&](const char* names, std::optional<bool>* value, const char* help) {
+        app.add_flag_function(
+               names, [value](std::int64_t count) { *value = count > 0; }, help)
+            ->group(kGroup);
+    };
+    flag("--eliminate-duplicates,!--keep-duplicates", &settings->eliminate_duplicates,
+         "drop grids that come twice");
+    flag("--simplify,!--no-simplify", &settings->simplify, "merge neighbouring points");
+    flag("--raster-space,!--no-raster-space", &settings->raster_space,
+         "measure distances in pixels");
+    app.add_option("--max-dist", settings->max_dist, "farthest points that may merge")
+        ->check(Within(0.0f, kMostFloat, "0 or more"))
+        ->group(kGroup);
+    app.add_option("--min-dot", settings->min_dot, "least dot product of their normals")
+        ->check(Within(-1.0f, 1.0f, "-1 to 1"))
+        ->group(kGroup);
+    app.add_option("--max-diff", settings->max_diff,
+                   "largest difference of a channel; below 0: any")
+        ->check(Within(-kMostFloat, kMostFloat, "a number"))
+        ->group(kGroup);
+    app.add_option("--buffer-size", settings->buffer_size, "points that are merged at a time")
+        ->check(Within(1, std::numeric_limits<int>::max(), "1 or more"))
+        ->group(kGroup);
+}
+
+}  // namespace
+
+std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
+    options->threads =
+        std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+    CLI::App app(kAbout, "pcbake");
+    app.option_defaults()->take_last();  // what is given again replaces what was given
+    app.add_option("--driver", options->driver, "the display driver, a shared object")
+        ->type_name("FILE")
+        ->required();
+    app.add_option("--output", options->output, "the file that the driver makes")
+        ->capture_default_str()
+        ->type_name("FILE");
+    app.add_flag("--ascii", options->ascii, "ask the driver for its text form");
+    app.add_flag("--quiet", options->quiet, "no progress bar, no summary");
+    AddSceneOptions(app, options);
+    AddShadingOptions(app, options);
+    AddDriverOptions(app, &options->settings);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& stop) {
+        return app.exit(stop) == 0 ? 0 : 2;
+    }
+    return std::nullopt;
+}
+
+}  // namespace bake

@@ -1,0 +1,51 @@
+// RayTracer: what a ray meets in a scene, answered by Embree.
+//
+// Units      world units; directions have unit length.
+// Errors     the constructor throws Failure when Embree cannot start or cannot build.
+// Ownership  borrows the scene, which must outlive it; owns Embree's device and tree.
+// Threads    built by one thread; any number may ask at once. An answer depends on the ray alone.
+
+#pragma once
+
+#include <embree3/rtcore.h>
+
+#include <memory>
+#include <optional>
+
+#include "tools/bake/scene.h"
+
+namespace bake {
+
+class RayTracer {
+public:
+    explicit RayTracer(const Scene& scene);
+
+    struct Hit {
+        float distance;
+        Vec3 facing;  ///< unit normal of the facet, on the side that the ray came from
+        const Material* material;
+    };
+
+    /// The first surface on the way from `origin` along `direction`, or none.
+    std::optional<Hit> Nearest(Vec3 origin, Vec3 direction) const;
+
+    /// Whether anything stands between the two points.
+    bool Blocked(Vec3 from, Vec3 to) const;
+
+private:
+    struct Release {
+        void operator()(RTCDevice device) const { rtcReleaseDevice(device); }
+        void operator()(RTCScene scene) const { rtcReleaseScene(scene); }
+    };
+    using Device = std::unique_ptr<RTCDeviceTy, Release>;
+    using Tree = std::unique_ptr<RTCSceneTy, Release>;
+
+    /// Hands one surface's triangles to Embree, under `number`.
+    void Attach(const Surface& surface, unsigned number);
+
+    const Scene& scene_;
+    const Device device_;
+    const Tree tree_;
+};
+
+}  // namespace bake

@@ -1,0 +1,72 @@
+// Scene: the surfaces to bake, all their grids in one numbering, and the lamp that lights them.
+//
+// Units      world units; the room that holds every scene reaches from -1 to 1 on each axis.
+// Errors     MakeMeshScene() throws Failure for a file that cannot be read or has no triangle.
+// Ownership  a scene owns its surfaces.
+// Threads    a scene does not change once made; any number of threads may read it.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/bake/surface.h"
+
+namespace bake {
+
+/// A parallelogram that shines to the side of Cross(edge_u, edge_v), equally bright from anywhere.
+struct AreaLight {
+    Vec3 corner;
+    Vec3 edge_u;
+    Vec3 edge_v;
+    Vec3 emission;
+
+    /// The point at `u`, `v` from 0 to 1 along the edges.
+    Vec3 At(float u, float v) const { return corner + edge_u * u + edge_v * v; }
+};
+
+class Scene {
+public:
+    explicit Scene(const AreaLight& light) : light_(light) {}
+
+    /// Puts a surface behind the others: its grids take the next numbers.
+    void Add(std::unique_ptr<Surface> surface);
+
+    const AreaLight& Light() const { return light_; }
+    const std::vector<std::unique_ptr<Surface>>& Surfaces() const { return surfaces_; }
+    std::uint32_t GridCount() const { return first_grid_.back(); }
+
+    /// Dices grid `grid` of the scene and answers the surface that it belongs to.
+    const Surface& Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const;
+
+private:
+    AreaLight light_;
+    std::vector<std::unique_ptr<Surface>> surfaces_;
+    std::vector<std::uint32_t> first_grid_{0};  ///< of each surface, and one behind the last
+};
+
+/// A room with coloured walls and a lamp under its ceiling, open towards the eye, empty.
+Scene MakeRoom(const Dicing& dicing);
+
+/// How high things may stand on the room's floor (y = -1) and how wide they may be, so that they
+/// stay clear of walls, lamp and dust.
+inline constexpr float kStageHeight = 1.3f;
+inline constexpr float kStageWidth = 1.5f;
+
+/// The room with a box, a sphere and a torus. Needs no file.
+Scene MakeCornellBox(const Dicing& dicing);
+
+/// A mesh file, and how far to turn the mesh about its height before it is shown. Its front, the
+/// +z side of the file, then moves to the right.
+struct MeshChoice {
+    std::string file;
+    double degrees;
+};
+
+/// The room with a mesh on its floor, scaled to fit. Formats: all that Assimp reads. Normals that
+/// the file does not give are computed.
+Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing);
+
+}  // namespace bake
