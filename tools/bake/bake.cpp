@@ -1,4 +1,8 @@
 // Bake: windows of grids, shaded in parallel and delivered in order.
+//
+// The two take turns: all threads shade a window, then this thread alone delivers it. A driver
+// takes a small part of the time, so little is lost against doing both at once, and no queue, no
+// lock and no order between threads has to be got right.
 
 #include "tools/bake/bake.h"
 
@@ -15,12 +19,15 @@ namespace bake {
 
 namespace {
 
+/// One grid as the driver gets it, kSampleFloats floats a sample.
 using Samples = std::vector<float>;
 
 /// New samples of a window for each thread: enough for threads that are done early not to wait
 /// long for the others, few enough for the progress bar to move.
 constexpr std::uint64_t kWindowSamples = 8192;
 
+/// Dices and shades one grid. A sample's seed is its grid's number and its place in the grid, so
+/// its rays are the same whichever thread shades it, and when.
 Samples ShadeGrid(const Scene& scene, const Shader& shader, std::uint32_t grid) {
     std::vector<Micropolygon> micropolygons;
     const Surface& surface = scene.Dice(grid, &micropolygons);
@@ -33,7 +40,8 @@ Samples ShadeGrid(const Scene& scene, const Shader& shader, std::uint32_t grid) 
     return samples;
 }
 
-/// The deliveries from the front of `plan` that make one window.
+/// The deliveries from the front of `plan` that make one window: at least one, and no more than
+/// enough fresh samples. Repeats cost no shading and are not counted.
 std::span<const Delivery> NextWindow(std::span<const Delivery> plan, int threads) {
     const std::uint64_t most = kWindowSamples * static_cast<std::uint64_t>(threads);
     std::uint64_t fresh = 0;
@@ -61,6 +69,7 @@ BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Deli
         const std::span<const Delivery> window = NextWindow(rest, threads);
         rest = rest.subspan(window.size());
 
+        // Every index writes its own element: the threads share nothing that changes.
         const Stopwatch watch;
         std::vector<Samples> shaded(window.size());
         ParallelFor(window.size(), threads, [&](std::size_t i) {
@@ -72,6 +81,7 @@ BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Deli
         for (std::size_t i = 0; i < window.size(); ++i) {
             const Delivery& delivery = window[i];
             const bool repeat = delivery.kind == Delivery::Kind::kRepeat;
+            // A grid's first delivery is in an earlier bucket, so it waits here by now.
             if (repeat) shaded[i] = std::move(waiting.extract(delivery.grid).mapped());
             image->Deliver(shaded[i]);
             totals.grids += 1;

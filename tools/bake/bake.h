@@ -13,7 +13,8 @@
 
 namespace bake {
 
-/// What was done. Repeats are counted in `grids` and `samples` as well.
+/// What was done. Repeats are counted in `grids` and `samples` as well. The seconds are wall time
+/// of the shading alone; the driver's time is the image's to tell.
 struct BakeTotals {
     std::uint64_t grids = 0;
     std::uint64_t samples = 0;
@@ -25,7 +26,10 @@ struct BakeTotals {
 /// How many samples a plan delivers, repeats included.
 std::uint64_t CountSamples(const std::vector<Delivery>& plan);
 
-/// Carries out the plan. Shading goes on in `threads` threads, a window of grids at a time; the
+/// Carries out the plan. Throws Failure when the driver refuses a grid; what was delivered before
+/// stays delivered.
+///
+/// Shading goes on in `threads` threads, a window of grids at a time; the
 /// driver is called from this thread only. Memory holds one window and the grids that will come up
 /// again, which in a plan by bucket rows is at most what two neighbouring rows share. The samples
 /// are the same for any number of threads.

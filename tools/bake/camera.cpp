@@ -24,6 +24,7 @@ Matrix Product(const Matrix& a, const Matrix& b) {
 }  // namespace
 
 Camera::Camera(int width, int height) : width_(width), height_(height) {
+    // The front fits the shorter side; the longer one shows what is beside or above it.
     const float shorter = static_cast<float>(std::min(width, height));
     const float zoom = kFrontDepth / kFrontMargin * shorter;
     const float scale_x = zoom / static_cast<float>(width);
@@ -51,6 +52,7 @@ RasterBox Camera::Cover(Vec3 centre, float radius) const {
     const float half_height = static_cast<float>(height_) / 2;
     const float x = (1 + centre.x * m[0] / depth) * half_width;
     const float y = (1 - centre.y * m[5] / depth) * half_height;
+    // The disc is taken to face the eye; turned another way it covers hardly more, mostly less.
     const float radius_x = radius * m[0] / depth * half_width;
     const float radius_y = radius * m[5] / depth * half_height;
     return {x - radius_x, y - radius_y, x + radius_x, y + radius_y};

@@ -1,4 +1,8 @@
 // Delivery: finding the buckets of each grid, sorting the deliveries.
+//
+// A renderer bounds a grid on the raster and puts it into the first bucket that the bounds reach.
+// When that bucket is done, what reaches further is handed on to the next. The plan is the same
+// thing thought to the end: one entry for each time that a grid comes up, sorted by bucket.
 
 #include "tools/bake/delivery.h"
 
@@ -12,7 +16,7 @@ namespace bake {
 
 namespace {
 
-/// The raster box of all discs together.
+/// The raster box of all discs together: what a renderer would bound a grid by.
 RasterBox CoverAll(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
     constexpr float kFar = std::numeric_limits<float>::max();
     RasterBox all = {kFar, kFar, -kFar, -kFar};
@@ -38,6 +42,8 @@ struct Buckets {
     std::uint32_t samples;
 };
 
+/// A grid that reaches over several columns comes up again one bucket to the right of its first;
+/// one that stays in its column, a row further down.
 Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
     const RasterBox box = CoverAll(camera, micropolygons);
     const std::uint32_t per_row =
@@ -54,6 +60,8 @@ Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropo
 }  // namespace
 
 std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, int threads) {
+    // Grids are diced here for their bounds and once more when they are shaded: dicing is cheap
+    // beside shading, and to keep all micropolygons would take memory for the whole scene.
     std::vector<Buckets> buckets(scene.GridCount());
     ParallelFor(buckets.size(), threads, [&](std::size_t grid) {
         std::vector<Micropolygon> micropolygons;
@@ -70,6 +78,7 @@ std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, i
             {first, grid, samples, twice ? Delivery::Kind::kFirst : Delivery::Kind::kOnly});
         if (twice) plan.push_back({second, grid, samples, Delivery::Kind::kRepeat});
     }
+    // No grid comes up twice in one bucket, so the order is complete.
     std::sort(plan.begin(), plan.end(), [](const Delivery& a, const Delivery& b) {
         return std::tie(a.bucket, a.grid) < std::tie(b.bucket, b.grid);
     });

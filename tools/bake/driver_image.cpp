@@ -11,6 +11,7 @@ namespace bake {
 
 namespace {
 
+/// The interface's codes as its documentation calls them.
 const char* InWords(int code) {
     switch (code) {
         case kDspyUnsupported:
@@ -26,6 +27,7 @@ const char* InWords(int code) {
     }
 }
 
+/// `about`: what the call was for, with a blank before it, or nothing.
 void RequireSuccess(const char* function, const std::string& about, int code) {
     if (code != kDspySuccess)
         throw Failure(fmt::format("{}{} failed: {} ({})", function, about, InWords(code), code));
@@ -55,6 +57,7 @@ DriverImage::DriverImage(const DriverLibrary& library, const std::string& file,
     if (code != kDspySuccess) image_ = nullptr;  // there is nothing to close
     RequireSuccess("DspyImageOpen", fmt::format(" of {}", file), code);
     if (!image_) throw Failure("DspyImageOpen answered success but opened no image");
+    // The destructor does not run for an object that never came to be.
     try {
         RequireDeepData();
     } catch (...) {
@@ -67,6 +70,7 @@ void DriverImage::RequireDeepData() {
     int wanted = 0;
     const int code = Timed(
         [&] { return library_.Query()(image_, kDspyQueryDeepData, int{sizeof wanted}, &wanted); });
+    // Both ways of saying no: not to know the query, and to answer it with 0.
     if (code != kDspyUnsupported) RequireSuccess("DspyImageQuery", "", code);
     if (code == kDspyUnsupported || wanted == 0)
         throw Failure(fmt::format("driver {} takes no deep data", library_.Name()));
@@ -78,6 +82,7 @@ DriverImage::~DriverImage() {
 }
 
 void DriverImage::Deliver(const std::vector<float>& samples) {
+    // Both fit: the largest grid that the options allow takes less than a megabyte.
     const auto count = static_cast<int>(samples.size() / kSampleFloats);
     const auto bytes = static_cast<int>(samples.size() * sizeof(float));
     const int code = Timed([&] {
@@ -88,6 +93,7 @@ void DriverImage::Deliver(const std::vector<float>& samples) {
 }
 
 void DriverImage::Close() {
+    // Whatever the answer, the driver has freed the image: it must not be closed again.
     void* const image = image_;
     image_ = nullptr;
     RequireSuccess("DspyImageClose", "", Timed([&] { return library_.Close()(image); }));

@@ -38,6 +38,7 @@ private:
     template <class Call>
     int Timed(const Call& call);
 
+    /// Asks the open image's driver; a driver for pixels only is of no use here.
     void RequireDeepData();
 
     const DriverLibrary& library_;

@@ -22,6 +22,7 @@ void* Load(const std::string& path) {
     return handle;
 }
 
+/// The function `name` of the loaded object, which stays the object's.
 template <class Function>
 Function* Find(void* handle, const std::string& path, const char* name) {
     void* const address = dlsym(handle, name);

@@ -19,15 +19,20 @@ public:
     /// `path`: a file; without a slash it is taken from the working directory, never searched for.
     explicit DriverLibrary(const std::string& path);
 
+    DriverLibrary(const DriverLibrary&) = delete;
+    DriverLibrary& operator=(const DriverLibrary&) = delete;
+
     /// The file's name without folder and extension: what the driver is called in messages.
     const std::string& Name() const { return name_; }
 
+    /// The four functions, none of them null, as long as this object lives.
     DspyImageOpenFunction* Open() const { return open_; }
     DspyImageQueryFunction* Query() const { return query_; }
     DspyImageDeepDataFunction* DeepData() const { return deep_data_; }
     DspyImageCloseFunction* Close() const { return close_; }
 
 private:
+    /// Gives the shared object back to the system.
     struct Unload {
         void operator()(void* handle) const;
     };

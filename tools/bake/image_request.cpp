@@ -1,4 +1,7 @@
 // ImageRequest: collecting parameters and channels, and the samples in the channels' order.
+//
+// The interface's structures point to texts and values that must outlive the call, so each value is
+// first put where it stays and then pointed to.
 
 #include "tools/bake/image_request.h"
 
@@ -30,6 +33,8 @@ ImageRequest::ImageRequest(const Camera& camera, const DriverSettings& settings)
     AddFloats("OriginalSize", {static_cast<float>(width_), static_cast<float>(height_)});
     AddFloats("PixelAspectRatio", {1});
 
+    // An absent parameter and one with the default value are different things to a driver that has
+    // defaults of its own, so nothing is sent that was not asked for.
     const auto add_flag = [&](const char* name, const std::optional<bool>& flag) {
         if (flag) AddInteger(name, *flag ? 1 : 0);
     };
@@ -58,6 +63,7 @@ void ImageRequest::AddInteger(const char* name, int value) {
     parameters_.push_back({name, 'i', 1, &integers_.emplace_back(value), int{sizeof(int)}});
 }
 
+// The seven floats that every sample begins with, then kChannels.
 void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
                   std::vector<float>* samples) {
     const auto& [centre, normal, facing, radius, area] = micropolygon;

@@ -32,15 +32,19 @@ struct DriverSettings {
 
 class ImageRequest {
 public:
+    /// Sends the camera's matrices and size always, of the settings those that are there.
     ImageRequest(const Camera& camera, const DriverSettings& settings);
     ImageRequest(const ImageRequest&) = delete;
     ImageRequest& operator=(const ImageRequest&) = delete;
 
+    /// What a driver is given as the picture's size, in pixels.
     int Width() const { return width_; }
     int Height() const { return height_; }
+    /// Valid as long as this object lives.
     const std::vector<DspyParameter>& Parameters() const { return parameters_; }
 
-    /// Not constant: a driver writes into the type words.
+    /// The channels in the order of AppendSample(). Not constant: a driver writes into the type
+    /// words.
     std::vector<DspyFormat>& Formats() { return formats_; }
 
 private:

@@ -23,6 +23,8 @@ namespace bake {
 
 namespace {
 
+/// The room, what stands in it and the dust. The dust comes last: its grids' numbers do not move
+/// the seeds of the others.
 Scene MakeScene(const Options& options) {
     const Dicing dicing = {2.0f / static_cast<float>(options.density), options.grid};
     Scene scene = options.mesh.empty() ? MakeCornellBox(dicing)
@@ -43,6 +45,7 @@ std::string FileSize(const std::string& file) {
     return fmt::format("{} bytes", status.st_size);
 }
 
+/// The last word on standard output; figures in columns.
 void PrintSummary(const Options& options, const BakeTotals& totals, const DriverImage& image,
                   const std::string& size) {
     fmt::print("delivered  {} grids, {} samples\n", totals.grids, totals.samples);
@@ -53,8 +56,8 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
     fmt::print("output     {}, {}\n", options.output, size);
 }
 
-/// The driver is loaded and the image opened before the work begins: what is wrong with them shows
-/// at once.
+/// The driver is loaded first and the image opened before the shading: what is wrong with them
+/// shows before the long part begins.
 void Run(const Options& options) {
     const Camera camera(options.width, options.height);
     const DriverLibrary library(options.driver);
@@ -69,7 +72,7 @@ void Run(const Options& options) {
     ImageRequest request(camera, options.settings);
     DriverImage image(library, options.output, request);
     BakeTotals totals;
-    {
+    {  // the bar is gone before anything else is printed
         Progress progress(CountSamples(plan), !options.quiet);
         totals = Bake(scene, shader, plan, options.threads, &image, &progress);
     }

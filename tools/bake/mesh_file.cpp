@@ -17,11 +17,14 @@ namespace bake {
 
 namespace {
 
+/// Ends the bake. Assimp's reasons may have several lines; a failure has one.
 [[noreturn]] void Fail(const std::string& file, std::string why) {
     std::replace(why.begin(), why.end(), '\n', ' ');
     throw Failure(fmt::format("cannot read mesh {}: {}", file, why));
 }
 
+/// Puts one part behind what is there. Faces that name a vertex that does not exist or that is not
+/// a place (infinite, no number) are left out.
 void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
     const auto base = static_cast<std::uint32_t>(mesh->vertices.size());
     for (unsigned i = 0; i < part.mNumVertices; ++i) {
@@ -48,6 +51,9 @@ void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
 }  // namespace
 
 MeshFile ReadMeshFile(const std::string& file) {
+    // Faces become triangles, points and lines go, and every part is moved to where the file's
+    // hierarchy puts it. Normals are left as they are: Assimp would smooth over every edge of a
+    // part whose faces share vertices.
     Assimp::Importer importer;
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                                 aiPrimitiveType_POINT | aiPrimitiveType_LINE);

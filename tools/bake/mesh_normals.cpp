@@ -1,4 +1,9 @@
 // Vertex normals: gathering the corners of one place, splitting them along creases.
+//
+// Files share vertices between triangles or repeat them, as they please, so places are compared by
+// coordinates: the corners of all triangles are sorted by place, and each run of equal places is
+// settled by itself. Every corner takes the mean of those triangles in its run that are not beyond
+// a crease as seen from its own, and corners that arrive at the same normal share a vertex.
 
 #include "tools/bake/mesh_normals.h"
 
@@ -32,22 +37,39 @@ public:
         : mesh_(*mesh), normals_(*normals), first_(normals->size()) {}
 
     void Settle(std::span<const Corner> corners) {
-        std::vector<Vec3> spans;
-        for (const Corner& corner : corners) spans.push_back(Span(mesh_, corner.triangle));
+        std::vector<Side> sides;
+        for (const Corner& corner : corners) sides.push_back(SideAt(corner));
         for (std::size_t i = 0; i < corners.size(); ++i) {
-            const Vec3 own = Normalized(spans[i]);
+            const Vec3 own = sides[i].normal;
             Vec3 sum;
-            for (const Vec3& span : spans)
-                if (spans.size() > kMostCompared || Dot(own, Normalized(span)) >= kCreaseDot)
-                    sum = sum + span;
-            const Vec3 mean = Normalized(sum);
+            for (const Side& side : sides)
+                if (sides.size() > kMostCompared || Dot(own, side.normal) >= kCreaseDot)
+                    sum = sum + side.normal * side.angle;
             std::uint32_t& vertex = mesh_.triangles[corners[i].triangle][corners[i].number];
-            // Mirroring has turned the triangles round: outside is against their spans.
-            vertex = VertexWith(mesh_.vertices[vertex], Length(sum) > 0 ? -mean : -own);
+            vertex = VertexWith(mesh_.vertices[vertex], Length(sum) > 0 ? Normalized(sum) : own);
         }
     }
 
 private:
+    /// A triangle as it arrives at this place. Its share of a normal is its angle here: a flat side
+    /// counts the same whether it is cut into one triangle or into many.
+    struct Side {
+        Vec3 normal;
+        float angle;
+    };
+
+    Side SideAt(const Corner& corner) const {
+        const auto& triangle = mesh_.triangles[corner.triangle];
+        const auto at = [&](std::uint32_t step) {
+            return mesh_.vertices[triangle[(corner.number + step) % 3]];
+        };
+        const Vec3 one = at(1) - at(0);
+        const Vec3 other = at(2) - at(0);
+        // Mirroring has turned the triangles round: outside is against their spans.
+        const Vec3 normal = -Normalized(Span(mesh_, corner.triangle));
+        return {normal, std::atan2(Length(Cross(one, other)), Dot(one, other))};
+    }
+
     /// A vertex of this place with this very normal, new if there is none yet.
     std::uint32_t VertexWith(Vec3 position, Vec3 normal) {
         const auto begin = normals_.begin() + static_cast<std::ptrdiff_t>(first_);

@@ -1,4 +1,7 @@
 // The room with a mesh on its floor: fitting the mesh to the stage, taking care of its normals.
+//
+// Camera, lamp and walls stay where they are for every mesh: it is the mesh that is scaled, so that
+// it is seen whole, lit from above and given colour by the walls, whatever its units.
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +22,7 @@ namespace bake {
 
 namespace {
 
+/// Bright and nearly grey: the colours on it are those of the walls.
 constexpr Material kClay = {{0.72f, 0.66f, 0.58f}, {}};
 
 /// Just above the room's floor, so that a flat mesh does not coincide with it.
@@ -82,6 +86,7 @@ Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing) {
     MeshFile file = ReadMeshFile(choice.file);
     Turn(choice.degrees, &file);
     TriangleMesh mesh{FitToStage(file), file.triangles};
+    // What has no area has no normal and no samples.
     std::vector<std::array<std::uint32_t, 3>> with_area;
     for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
         if (Length(Span(mesh, i)) > 0) with_area.push_back(mesh.triangles[i]);

@@ -1,4 +1,8 @@
 // MeshSurface: cutting into pieces, ordering them, filling grids, dicing one.
+//
+// What is kept of a triangle is its pieces, usually one; cells and micropolygons are made when a
+// grid is asked for and forgotten again. Counting cells and making them share one enumeration, so
+// that a grid never holds more than was counted for it.
 
 #include "tools/bake/mesh_surface.h"
 
@@ -41,6 +45,7 @@ std::size_t LongestEdge(const std::array<Vec3, 3>& corners) {
     return longest;
 }
 
+/// The middle of two points of a triangle.
 Barycentric Halfway(const Barycentric& a, const Barycentric& b) {
     return {(a[0] + b[0]) / 2, (a[1] + b[1]) / 2, (a[2] + b[2]) / 2};
 }
@@ -69,6 +74,8 @@ std::array<Vec3, 3> MeshSurface::CornersOf(const Piece& piece) const {
 }
 
 void MeshSurface::CutIntoPieces() {
+    // A piece must fit one grid, and must not be longer than one: a grid of a few long strips would
+    // lie across half the picture.
     const float longest_edge = dicing_.size * static_cast<float>(dicing_.grid);
     const int most_cells = dicing_.grid * dicing_.grid;
     std::vector<Piece> open;
@@ -85,6 +92,7 @@ void MeshSurface::CutIntoPieces() {
                 pieces_.push_back(piece);
                 continue;
             }
+            // Across the longest edge both halves get rounder, so this ends, and soon.
             const Barycentric middle = Halfway(piece.corners[from], piece.corners[to]);
             open.push_back(piece);
             open.back().corners[to] = middle;
@@ -95,6 +103,7 @@ void MeshSurface::CutIntoPieces() {
 }
 
 void MeshSurface::SortAlongCurve() {
+    // Pieces in one place of the curve keep their order: the sort has nothing left to choose.
     std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
     order.reserve(pieces_.size());
     for (std::uint32_t i = 0; i < pieces_.size(); ++i) {
@@ -137,6 +146,7 @@ void MeshSurface::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolyg
 }
 
 Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) const {
+    // A cell's points are given within its piece, the piece's within the triangle.
     const auto in_triangle = [&](const Barycentric& in_piece) {
         Barycentric weights{};
         for (std::size_t i = 0; i < 3; ++i)
@@ -157,6 +167,7 @@ Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) c
     if (Dot(facing, blended) < 0) facing = -facing;
     const Vec3 normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
 
+    // The two diagonals of a flat cell span twice its area; a triangular cell repeats a corner.
     const Vec3 span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
     float radius = 0;
     for (const Vec3& corner : corners) radius = std::max(radius, Length(corner - centre));

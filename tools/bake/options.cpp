@@ -17,6 +17,7 @@ constexpr const char* kAbout =
     "Plays the renderer: shades a scene and hands it to a display driver as deep data.\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage.";
 
+// Limits that keep every product of two options within its type.
 constexpr int kMostPixels = 16384;
 constexpr int kMostThreads = 256;
 constexpr float kMostFloat = std::numeric_limits<float>::max();
@@ -33,6 +34,7 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
         what);
 }
 
+/// A whole number in a range that is also the text of the help.
 CLI::Validator Count(int low, int high) {
     return Within(low, high, fmt::format("{} to {}", low, high));
 }
@@ -47,6 +49,7 @@ bool ParseSize(const std::string& text, int* width, int* height) {
     return second.ec == std::errc() && second.ptr == end && fits(*width) && fits(*height);
 }
 
+/// What is in the room and how it is seen.
 void AddSceneOptions(CLI::App& app, Options* options) {
     CLI::Option* const mesh =
         app.add_option("--mesh", options->mesh, "put the mesh of FILE in the room (OBJ, PLY, ...)")
@@ -71,6 +74,7 @@ void AddSceneOptions(CLI::App& app, Options* options) {
         ->group("Scene");
 }
 
+/// How many samples there are and how good they are.
 void AddShadingOptions(CLI::App& app, Options* options) {
     app.add_option("--density", options->density, "micropolygons along a wall of the room")
         ->capture_default_str()
@@ -94,6 +98,7 @@ void AddShadingOptions(CLI::App& app, Options* options) {
 /// One option for each parameter of the driver; a parameter is sent only when its option is given.
 void AddDriverOptions(CLI::App& app, DriverSettings* settings) {
     constexpr const char* kGroup = "Driver parameters (sent only when given)";
+    // A flag that is not named stays absent; named with its opposite it is sent as 0.
     const auto flag = [&](const char* names, std::optional<bool>* value, const char* help) {
         app.add_flag_function(
                names, [value](std::int64_t count) { *value = count > 0; }, help)
@@ -140,6 +145,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
+        // CLI11 has a number for each kind of mistake; here they are all wrong usage.
         return app.exit(stop) == 0 ? 0 : 2;
     }
     return std::nullopt;

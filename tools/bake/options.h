@@ -10,18 +10,19 @@
 
 namespace bake {
 
+/// What the program is to do, with the defaults. Paths are as the user wrote them.
 struct Options {
     std::string driver;
     std::string output = "bake.ptc";
-    std::string mesh;  ///< empty: the bundled scene
-    double turn = 0;   ///< of the mesh, in degrees
-    int density = 180;
-    int grid = 16;
-    int particles = 0;
-    int width = 256;
+    std::string mesh;   ///< empty: the bundled scene
+    double turn = 0;    ///< of the mesh, in degrees
+    int density = 180;  ///< micropolygons along a wall of the room
+    int grid = 16;      ///< and along a grid
+    int particles = 0;  ///< single samples
+    int width = 256;    ///< of the picture, in pixels
     int height = 256;
     Quality quality = {256, true};
-    int threads = 1;
+    int threads = 1;  ///< that shade; one for each processor unless told
     bool ascii = false;
     bool quiet = false;
     DriverSettings settings;

@@ -1,4 +1,7 @@
 // Patch: measuring, dicing and tessellating a function over the unit square.
+//
+// Micropolygons of neighbouring parts need not meet corner to corner: each has a disc that reaches
+// to its own corners, and along a common edge the discs of both sides overlap.
 
 #include "tools/bake/patch.h"
 
@@ -11,6 +14,7 @@ namespace {
 
 constexpr float kPi = std::numbers::pi_v<float>;
 
+/// `a` at 0, `b` at 1.
 float Mix(float a, float b, float t) {
     return a + (b - a) * t;
 }
@@ -53,6 +57,7 @@ Shape Torus(Vec3 centre, float ring, float tube) {
 
 Patch::Patch(const Material& material, const Dicing& dicing, Shape shape, int facets)
     : Surface(material), dicing_(dicing), shape_(std::move(shape)), facets_(facets) {
+    // All parts are the same rectangle of parameters, large enough for the widest place.
     const Extent whole = Measure({0, 1, 0, 1});
     const float grid = dicing.size * static_cast<float>(dicing.grid);
     parts_u_ = Steps(whole.along_u, grid);
@@ -92,6 +97,7 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
     const int j = static_cast<int>(grid) / parts_u_;
     const Part part = {Step(i, parts_u_), Step(i + 1, parts_u_), Step(j, parts_v_),
                        Step(j + 1, parts_v_)};
+    // Where the surface is narrower than elsewhere, the inside of a torus for one, fewer do.
     const Extent extent = Measure(part);
     const int count_u = std::min(Steps(extent.along_u, dicing_.size), dicing_.grid);
     const int count_v = std::min(Steps(extent.along_v, dicing_.size), dicing_.grid);
@@ -105,6 +111,8 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
         for (int column = 0; column < count_u; ++column) {
             const auto x = static_cast<float>(column);
             const auto y = static_cast<float>(row);
+            // The centre is on the surface, a little off the plane of the corners where it is
+            // curved.
             const Vec3 corners[] = {at(x, y).position, at(x + 1, y).position,
                                     at(x + 1, y + 1).position, at(x, y + 1).position};
             const PatchPoint centre = at(x + 0.5f, y + 0.5f);
@@ -123,6 +131,7 @@ TriangleMesh Patch::Tessellate() const {
     for (int j = 0; j <= facets_; ++j)
         for (int i = 0; i <= facets_; ++i)
             mesh.vertices.push_back(shape_(Step(i, facets_), Step(j, facets_)).position);
+    // The vertices form a square of rows; each cell of it is two triangles.
     const auto row = static_cast<std::uint32_t>(facets_ + 1);
     for (std::uint32_t j = 0; j + 1 < row; ++j) {
         for (std::uint32_t i = 0; i + 1 < row; ++i) {

@@ -53,6 +53,7 @@ private:
         float along_u, along_v;
     };
 
+    /// How long the part is, at its longest place, in either direction.
     Extent Measure(const Part& part) const;
 
     const Dicing dicing_;

@@ -13,6 +13,7 @@ namespace bake {
 namespace {
 
 constexpr std::uint64_t kBarCells = 40;
+/// To the line's start, then clear to its end.
 constexpr const char* kEraseLine = "\r\x1b[K";
 
 }  // namespace

@@ -21,6 +21,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// Draws the bar anew, over the last one. `done`: at most the total.
     void Show(std::uint64_t done);
 
 private:

@@ -1,4 +1,7 @@
 // RayTracer: handing the surfaces to Embree, asking single rays.
+//
+// Rays are asked one at a time: an answer cannot depend on which other rays were asked with it, and
+// so not on how the work was divided.
 
 #include "tools/bake/ray_tracer.h"
 
@@ -27,6 +30,7 @@ void SetBuffer(RTCGeometry geometry, RTCBufferType type, RTCFormat format,
     std::memcpy(copy, items.data(), items.size() * sizeof(Item));
 }
 
+/// A ray from its origin on; `length` is in units of the direction.
 RTCRay Ray(Vec3 origin, Vec3 direction, float length) {
     RTCRay ray{};
     ray.org_x = origin.x;
@@ -47,6 +51,7 @@ RayTracer::RayTracer(const Scene& scene)
       device_(rtcNewDevice(kDeviceSettings)),
       tree_(device_ ? rtcNewScene(device_.get()) : nullptr) {
     if (!tree_) throw Failure("Embree: cannot start");
+    // Robust: a ray does not slip through the edge between two triangles.
     rtcSetSceneFlags(tree_.get(), RTC_SCENE_FLAG_ROBUST);
     for (unsigned number = 0; number < scene.Surfaces().size(); ++number)
         Attach(*scene.Surfaces()[number], number);
@@ -63,6 +68,7 @@ void RayTracer::Attach(const Surface& surface, unsigned number) {
     SetBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, RTC_FORMAT_FLOAT3, mesh.vertices);
     SetBuffer(geometry, RTC_BUFFER_TYPE_INDEX, RTC_FORMAT_UINT3, mesh.triangles);
     rtcCommitGeometry(geometry);
+    // The number of the hit geometry is then the number of the surface.
     rtcAttachGeometryByID(tree_.get(), geometry, number);
     rtcReleaseGeometry(geometry);
 }
@@ -76,12 +82,14 @@ std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3 origin, Vec3 direction) co
     rtcIntersect1(tree_.get(), &context, &query);
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 
+    // Facets have no inside for light: a ray that meets one from behind sees that side.
     const Vec3 normal = Normalized({query.hit.Ng_x, query.hit.Ng_y, query.hit.Ng_z});
     return Hit{query.ray.tfar, Dot(normal, direction) > 0 ? -normal : normal,
                &scene_.Surfaces()[query.hit.geomID]->GetMaterial()};
 }
 
 bool RayTracer::Blocked(Vec3 from, Vec3 to) const {
+    // The direction is the whole way, so that its end is exactly at 1.
     RTCRay ray = Ray(from, to - from, 1);
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);

@@ -1,4 +1,10 @@
 // Shader: direct light from the lamp, one bounce and ambient occlusion by tracing rays.
+//
+// Two sets of rays leave a micropolygon. One goes to even points of the lamp and gives the direct
+// light. The other spreads over the hemisphere, denser towards the normal as light counts more
+// from there; each of its rays is used twice: how near it hits gives the occlusion, and what the
+// lamp sends to the place that it hits gives the bounce. Light that takes more than one bounce is
+// left out, as is the lamp where a ray of the second set hits it: the first set has counted it.
 
 #include "tools/bake/shader.h"
 
@@ -61,6 +67,7 @@ Vec3 Shader::FromLamp(const Receiver& receiver, Vec3 point) const {
     // The shadow ray ends just before the lamp, which is a surface of the scene itself.
     if (tracer_.Blocked(receiver.origin, receiver.origin + way * (1 - kLiftOff))) return {};
     const float squared = Dot(way, way);
+    // Both cosines have a length too much in them, hence the fourth power of the distance.
     return light_.emission * (arriving * leaving / (kPi * squared * squared));
 }
 
@@ -70,6 +77,7 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
                            micropolygon.normal};
     const auto lamp_point = [&](Point2 p) { return light_.At(p.u, p.v); };
 
+    // Shadows have soft edges that need many rays, but the lamp is small beside the hemisphere.
     const auto lamp_rays = static_cast<std::uint32_t>((quality_.rays + 1) / 2);
     Vec3 direct;
     for (std::uint32_t k = 0; k < lamp_rays; ++k)
@@ -84,8 +92,10 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
                                                EvenPoint(SeedFor(seed, Purpose::kHemisphere), k));
         const auto hit = tracer_.Nearest(here.origin, direction);
         if (!hit) continue;
+        // Falls off evenly, so that nothing shows where the reach ends.
         occlusion += std::max(0.0f, 1 - hit->distance / kOcclusionReach);
         if (!quality_.bounce) continue;
+        // One ray to the lamp from there: its error is one of many, and they average out.
         const Receiver there = {here.origin + direction * hit->distance + hit->facing * kLiftOff,
                                 hit->facing};
         const Point2 point = RandomPoint(SeedFor(seed, Purpose::kBounce) + k);

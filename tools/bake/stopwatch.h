@@ -6,6 +6,7 @@
 
 namespace bake {
 
+/// Runs on the steady clock: setting the time of day does not show.
 class Stopwatch {
 public:
     double Seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }

@@ -1,4 +1,10 @@
 // The cells of one triangle: cutting at the height, into columns, into cells.
+//
+//               /|\            The height stands on the longest edge, so its foot lies between the
+//            /__| |  \         ends and both halves are right triangles. A half is cut into columns
+//         /__|__| |__  \       on the longer of its two short sides; a column gets another cell
+//      /__|__|__| |__|__ \     wherever the half has become higher by one. The column at the tip
+//     tip       foot    tip    is a fan of triangles.
 
 #include "tools/bake/triangle_cells.h"
 

@@ -34,9 +34,11 @@ constexpr bool operator==(Vec3 a, Vec3 b) {
     return a.x == b.x && a.y == b.y && a.z == b.z;
 }
 
+/// The product of the lengths and the cosine between the two.
 constexpr float Dot(Vec3 a, Vec3 b) {
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
+/// At right angles to both, as long as the parallelogram that they span is large.
 constexpr Vec3 Cross(Vec3 a, Vec3 b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }

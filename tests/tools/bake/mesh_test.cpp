@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <iterator>
+#include <numbers>
 #include <ostream>
 
 #include "tests/tools/bake/host.h"
@@ -160,6 +161,24 @@ TEST(Mesh, TurnsItsFrontToTheRight) {
         EXPECT_NEAR(s.normal.z, -1, 1e-5) << "the front faces the eye";
     for (const Sample& s : OnTheStage(Record("--turn 90 --mesh " + file)))
         EXPECT_NEAR(s.normal.x, 1, 1e-5);
+    std::remove(file.c_str());
+}
+
+TEST(Mesh, SmoothsComputedNormalsOverGentleEdges) {
+    // Half a pipe in flat strips of 15 degrees; their own normals are off by up to 7.5.
+    std::string text;
+    for (int i = 0; i <= 12; ++i) {
+        const double angle = i * std::numbers::pi / 12;
+        text += fmt::format("v {0} {1} 1\nv {0} {1} -1\n", std::cos(angle), std::sin(angle));
+        if (i > 0) text += "f -4 -2 -1 -3\n";
+    }
+    const std::string file = WriteScratch("pipe.obj", text);
+    for (const Sample& s : OnTheStage(Record("--density 60 --mesh " + file))) {
+        // The last strips have one neighbour only.
+        if (std::abs(s.position.x) > 0.7f) continue;
+        const Vec3 exact = Normalized(Vec3{s.position.x, s.position.y + 0.998f, 0});
+        EXPECT_GT(Dot(s.normal, exact), 0.9993f);
+    }
     std::remove(file.c_str());
 }
 
