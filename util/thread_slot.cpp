@@ -1,0 +1,119 @@
+// Seats of threads: linking, freeing, and what happens when a thread ends.
+
+#include "util/thread_slot.h"
+
+#include <new>
+
+ThreadSlotBase::~ThreadSlotBase() {
+    // The key first: from here on a thread that ends is not sent into this object any more.
+    const std::int64_t key = key_.load(std::memory_order_relaxed);
+    if (key >= 0) pthread_key_delete(static_cast<pthread_key_t>(key));
+    DropAll();
+    TgSpinGuard hold(lock_);
+    while (Seat* const seat = empty_) {
+        Unlink(seat);
+        delete seat;
+    }
+}
+
+bool ThreadSlotBase::BringUp() noexcept {
+    // acquire: pairs with the release below
+    if (key_.load(std::memory_order_acquire) >= 0) return true;
+    TgSpinGuard hold(lock_);
+    if (key_.load(std::memory_order_relaxed) >= 0) return true;
+    pthread_key_t key{};
+    if (pthread_key_create(&key, end_ == ThreadSlotEnd::kKeep ? nullptr : AtThreadEnd) != 0)
+        return false;
+    // release: pairs with the acquire loads of key_
+    key_.store(static_cast<std::int64_t>(key), std::memory_order_release);
+    return true;
+}
+
+void ThreadSlotBase::Drop() noexcept {
+    Seat* const seat = FindSeat();
+    if (!seat) return;
+    void* thing;
+    {
+        TgSpinGuard hold(lock_);
+        thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
+        if (!thing) return;
+        Unlink(seat);
+        Link(seat, &empty_);
+    }
+    destroy_(thing);
+}
+
+void ThreadSlotBase::DropAll() noexcept {
+    for (;;) {
+        void* thing;
+        {
+            TgSpinGuard hold(lock_);
+            Seat* const seat = taken_;
+            if (!seat) return;
+            thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
+            Unlink(seat);
+            Link(seat, &empty_);
+        }
+        destroy_(thing);
+    }
+}
+
+void* ThreadSlotBase::FindThing() const noexcept {
+    const Seat* const seat = FindSeat();
+    return seat ? seat->thing.load(std::memory_order_relaxed) : nullptr;
+}
+
+bool ThreadSlotBase::Put(void* thing) noexcept {
+    Drop();
+    Seat* seat = FindSeat();
+    if (!seat) seat = AddSeat();
+    if (!seat) return false;
+    TgSpinGuard hold(lock_);
+    seat->thing.store(thing, std::memory_order_relaxed);
+    Unlink(seat);
+    Link(seat, &taken_);
+    return true;
+}
+
+void ThreadSlotBase::AtThreadEnd(void* seat_of_thread) noexcept {
+    Seat* const seat = static_cast<Seat*>(seat_of_thread);
+    ThreadSlotBase& slot = *seat->slot;
+    void* thing;
+    {
+        TgSpinGuard hold(slot.lock_);
+        thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
+        Unlink(seat);
+    }
+    delete seat;
+    if (thing) slot.destroy_(thing);
+}
+
+void ThreadSlotBase::Link(Seat* seat, Seat** list) noexcept {
+    seat->next = *list;
+    seat->back = list;
+    if (seat->next) seat->next->back = &seat->next;
+    *list = seat;
+}
+
+void ThreadSlotBase::Unlink(Seat* seat) noexcept {
+    if (seat->next) seat->next->back = seat->back;
+    *seat->back = seat->next;
+}
+
+ThreadSlotBase::Seat* ThreadSlotBase::FindSeat() const noexcept {
+    // acquire: pairs with the release in BringUp()
+    const std::int64_t key = key_.load(std::memory_order_acquire);
+    if (key < 0) return nullptr;
+    return static_cast<Seat*>(pthread_getspecific(static_cast<pthread_key_t>(key)));
+}
+
+/// An empty seat for the calling thread, which has none; null when that is impossible.
+ThreadSlotBase::Seat* ThreadSlotBase::AddSeat() noexcept {
+    if (!BringUp()) return nullptr;
+    auto seat = std::unique_ptr<Seat>(new (std::nothrow) Seat{this, nullptr, nullptr, nullptr});
+    const auto key = static_cast<pthread_key_t>(key_.load(std::memory_order_relaxed));
+    if (!seat || pthread_setspecific(key, seat.get()) != 0) return nullptr;
+    TgSpinGuard hold(lock_);
+    Link(seat.get(), &empty_);
+    return seat.release();
+}
