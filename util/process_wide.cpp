@@ -17,11 +17,11 @@ struct EndMark {
 };
 
 __attribute__((destructor)) void RunUnloadSteps() {
-    if (process_ends.load(std::memory_order_relaxed)) return;
+    const bool process_end = process_ends.load(std::memory_order_relaxed);
     // acquire: pairs with the release in AtUnload()
     for (UnloadStep* step = first_step.exchange(nullptr, std::memory_order_acquire); step;) {
         UnloadStep* const next = step->next;  // the step's object may lie beside it
-        step->run(step->object);
+        if (!process_end || step->at_process_end_too) step->run(step->object);
         step = next;
     }
 }

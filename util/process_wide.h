@@ -20,6 +20,7 @@ namespace process_wide {
 struct UnloadStep {
     void (*run)(void* object);
     void* object;
+    bool at_process_end_too;  ///< for what other threads survive: they may be anywhere then
     UnloadStep* next;
 };
 
@@ -31,7 +32,7 @@ void AtUnload(UnloadStep* step);
 template <class T>
 T& The() {
     alignas(T) static std::byte room[sizeof(T)];
-    static UnloadStep step = {[](void* object) { static_cast<T*>(object)->~T(); }, nullptr,
+    static UnloadStep step = {[](void* object) { static_cast<T*>(object)->~T(); }, nullptr, false,
                               nullptr};
     static T* const made = [] {
         T* const object = new (room) T;

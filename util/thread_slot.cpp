@@ -4,10 +4,31 @@
 
 #include <new>
 
+#include "util/process_wide.h"
+
+constinit ThreadSlotBase::LiveSlots ThreadSlotBase::live_slots;
+
+void ThreadSlotBase::RetireAllKeys(void*) noexcept {
+    TgSpinGuard hold(live_slots.lock);
+    for (; live_slots.first; live_slots.first = live_slots.first->next_live_)
+        live_slots.first->RetireKey();
+}
+
+void ThreadSlotBase::RetireKey() noexcept {
+    // Marked before it goes: the system may give its number to somebody else at once.
+    const std::int64_t key = key_.exchange(kRetired, std::memory_order_relaxed);
+    if (key >= 0) pthread_key_delete(static_cast<pthread_key_t>(key));
+}
+
 ThreadSlotBase::~ThreadSlotBase() {
     // The key first: from here on a thread that ends is not sent into this object any more.
-    const std::int64_t key = key_.load(std::memory_order_relaxed);
-    if (key >= 0) pthread_key_delete(static_cast<pthread_key_t>(key));
+    RetireKey();
+    {
+        TgSpinGuard hold(live_slots.lock);
+        ThreadSlotBase** link = &live_slots.first;
+        while (*link && *link != this) link = &(*link)->next_live_;
+        if (*link) *link = next_live_;
+    }
     DropAll();
     TgSpinGuard hold(lock_);
     while (Seat* const seat = empty_) {
@@ -19,13 +40,22 @@ ThreadSlotBase::~ThreadSlotBase() {
 bool ThreadSlotBase::BringUp() noexcept {
     // acquire: pairs with the release below
     if (key_.load(std::memory_order_acquire) >= 0) return true;
+    [[maybe_unused]] static const bool registered = [] {
+        static process_wide::UnloadStep step = {RetireAllKeys, nullptr, true, nullptr};
+        process_wide::AtUnload(&step);
+        return true;
+    }();
     TgSpinGuard hold(lock_);
-    if (key_.load(std::memory_order_relaxed) >= 0) return true;
+    const std::int64_t known = key_.load(std::memory_order_relaxed);
+    if (known != kNoKeyYet) return known >= 0;
     pthread_key_t key{};
     if (pthread_key_create(&key, end_ == ThreadSlotEnd::kKeep ? nullptr : AtThreadEnd) != 0)
         return false;
     // release: pairs with the acquire loads of key_
     key_.store(static_cast<std::int64_t>(key), std::memory_order_release);
+    TgSpinGuard list(live_slots.lock);
+    next_live_ = live_slots.first;
+    live_slots.first = this;
     return true;
 }
 
@@ -111,8 +141,9 @@ ThreadSlotBase::Seat* ThreadSlotBase::FindSeat() const noexcept {
 ThreadSlotBase::Seat* ThreadSlotBase::AddSeat() noexcept {
     if (!BringUp()) return nullptr;
     auto seat = std::unique_ptr<Seat>(new (std::nothrow) Seat{this, nullptr, nullptr, nullptr});
-    const auto key = static_cast<pthread_key_t>(key_.load(std::memory_order_relaxed));
-    if (!seat || pthread_setspecific(key, seat.get()) != 0) return nullptr;
+    const std::int64_t key = key_.load(std::memory_order_relaxed);
+    if (!seat || key < 0 || pthread_setspecific(static_cast<pthread_key_t>(key), seat.get()) != 0)
+        return nullptr;
     TgSpinGuard hold(lock_);
     Link(seat.get(), &empty_);
     return seat.release();

@@ -10,13 +10,15 @@
 //
 // Locks:
 //
-//   rank  lock     count           guards
-//   90    lock_    one per slot    the key's making and the two lists of seats
+//   rank  lock             count           guards
+//   90    lock_            one per slot    the key's making and the two lists of seats
+//   91    live_slots.lock  1               the list of slots that have a key
 //
-//   - a leaf: nothing is called and nothing is allocated while it is held.
+//   - nothing is called and nothing is allocated under either, but for the key itself.
 //
-// A slot that a whole process shares belongs into process_wide::The(), so that it dies at the
-// unload and takes its key with it: a key that outlives the object would call into nowhere.
+// A key that outlives the shared object would call into nowhere when a thread ends. So all keys go
+// when the object is finalised, even while the process ends: a host's own ending may unload us
+// and let its threads go only then. A slot without its key answers null.
 
 #pragma once
 
@@ -72,6 +74,15 @@ private:
         Seat** back;  ///< the pointer that points here
     };
 
+    /// The slots that have a key, linked through themselves.
+    struct LiveSlots {
+        TgSpinByte lock;
+        ThreadSlotBase* first UTIL_GUARDED_BY(lock) = nullptr;
+    };
+    static LiveSlots live_slots;
+
+    static void RetireAllKeys(void*) noexcept;
+    void RetireKey() noexcept;
     static void AtThreadEnd(void* seat) noexcept;
     static void Link(Seat* seat, Seat** list) noexcept;
     static void Unlink(Seat* seat) noexcept;
@@ -82,13 +93,18 @@ private:
     const ThreadSlotEnd end_;
     const Destroy destroy_;
 
-    // Atomic: set once, under the lock, and read without it. Minus one: no key yet.
-    std::atomic<std::int64_t> key_{-1};
+    // Atomic: the key, or one of the two below. Made under the lock, read and retired without it.
+    static constexpr std::int64_t kNoKeyYet = -1;
+    static constexpr std::int64_t kRetired = -2;
+    std::atomic<std::int64_t> key_{kNoKeyYet};
 
     // Guarded.
     TgSpinByte lock_;
     Seat* taken_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats with a thing
     Seat* empty_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats whose thing was dropped
+
+    // Guarded by live_slots.lock.
+    ThreadSlotBase* next_live_ UTIL_GUARDED_BY(live_slots.lock) = nullptr;
 };
 
 template <class T>
