@@ -45,7 +45,6 @@ void Filter(const MsgSettings& settings, int code, int severity, MsgText* text) 
     if (!settings.filter) return;
     MsgText replacement;
     if (!settings.filter(code, severity, text->bytes.data(), replacement.bytes.data())) return;
-    replacement.bytes.back() = '\0';
     *text = MsgText();
     text->Append(replacement.bytes.data());
 }
