@@ -2,6 +2,7 @@
 
 #include "util/config.h"
 
+#include <atomic>
 #include <barrier>
 #include <climits>
 #include <filesystem>
@@ -170,9 +171,23 @@ TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
     Set("LUMRCONFIG", Write("load.ini", "last ${UT_TOO_LONG}\n/messages/disable T43052\n"));
     const std::string more = Write("more.ini", "k 1\nk 2\n");
     static ConfigStore* reached;
+    static std::atomic<bool> waits;
+    static std::thread waiter;
     ConfigStore store;
     reached = &store;
-    MsgSetHandler([](int, int, const char*) { return reached->Load(), 0; }, 0);
+    // The report comes in the midst of loading: its thread goes on, another one waits for the end.
+    MsgSetHandler(
+        [](int, int, const char*) {
+            reached->Load();
+            waiter = std::thread([] {
+                waits = true;
+                reached->Load();
+                EXPECT_NE(reached->Get("/messages/disable"), nullptr);
+            });
+            for (int i = 0; !waits || i < 1000; ++i) std::this_thread::yield();
+            return 0;
+        },
+        0);
     std::barrier start(6);
     std::vector<std::thread> threads;
     for (int id = 0; id < 6; ++id)
@@ -189,6 +204,7 @@ TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
             }
         });
     for (std::thread& thread : threads) thread.join();
+    waiter.join();
     MsgSetHandler(nullptr, 0);
     testing::internal::CaptureStderr();
     std::thread([] { MsgReport("T43052", 4, 2, "a"); }).join();
