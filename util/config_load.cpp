@@ -1,5 +1,8 @@
 // Reading configuration files: the chain, the lines, the references in values.
 
+#include <sched.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -7,6 +10,8 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "util/config_store.h"
 #include "util/message.h"
@@ -140,7 +145,6 @@ public:
         store_.loader_.store({}, std::memory_order_relaxed);
         // release: pairs with the acquire of whoever waits in Load()
         store_.load_state_.store(LoadState::kLoaded, std::memory_order_release);
-        store_.load_state_.notify_all();
     }
 
 private:
@@ -152,9 +156,10 @@ void ConfigStore::Load() {
     // acquire: pairs with the release in LoadedAtEnd
     if (!load_state_.compare_exchange_strong(state, LoadState::kLoading,
                                              std::memory_order_acquire)) {
-        const bool from_within =
-            loader_.load(std::memory_order_relaxed) == std::this_thread::get_id();
-        if (!from_within) load_state_.wait(LoadState::kLoading, std::memory_order_acquire);
+        if (loader_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return;
+        // Not atomic::wait(): it brings a symbol that would keep the shared object loaded for ever.
+        // acquire: pairs with the release in LoadedAtEnd
+        while (load_state_.load(std::memory_order_acquire) == LoadState::kLoading) sched_yield();
         return;
     }
     const LoadedAtEnd end(*this);

@@ -190,6 +190,7 @@ TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
         0);
     std::barrier start(6);
     std::vector<std::thread> threads;
+    threads.reserve(6);
     for (int id = 0; id < 6; ++id)
         threads.emplace_back([&, id] {
             start.arrive_and_wait();

@@ -107,6 +107,7 @@ TEST_P(UtilThreadSlot, AThreadThatEndsAfterTheSlotFindsNothingToDo) {
 TEST_P(UtilThreadSlot, ThreadsMayEndWhileEverythingIsDropped) {
     std::atomic<bool> over{false};
     std::vector<std::thread> spawners;
+    spawners.reserve(2);
     for (int i = 0; i < 2; ++i)
         spawners.emplace_back([&] {
             for (int round = 0; round < 200; ++round) std::thread([this] { Make(); }).join();

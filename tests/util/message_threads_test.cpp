@@ -20,6 +20,7 @@ protected:
     static std::map<std::string, int> Together(int threads, Work work) {
         std::barrier start(threads);
         std::vector<std::thread> running;
+        running.reserve(static_cast<std::size_t>(threads));
         for (int id = 0; id < threads; ++id)
             running.emplace_back([&, id] {
                 start.arrive_and_wait();
