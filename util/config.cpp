@@ -30,6 +30,7 @@ ConfigStore& TheConfigStore() {
 }
 
 ConfigStore::~ConfigStore() {
+    // A loop, not a chain of owners: a long list must not end in deep recursion.
     for (const ConfigEntry* entry = Newest(); entry;) {
         const ConfigEntry* const next = entry->next;
         std::free(const_cast<ConfigEntry*>(entry));
@@ -55,6 +56,7 @@ void ConfigStore::SetRootVariable(const char* name) {
     root_variable_ = name ? name : "";
 }
 
+/// One piece of memory: the entry, then the key and the value with their zeros.
 void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     void* const room = std::malloc(sizeof(ConfigEntry) + key.size() + value.size() + 2);
     if (!room) return;
@@ -62,6 +64,7 @@ void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     char* const value_text = key_text + key.size() + 1;
     *std::copy(key.begin(), key.end(), key_text) = '\0';
     *std::copy(value.begin(), value.end(), value_text) = '\0';
+    // The entry is whole before anybody can find it, and never changes afterwards.
     auto* const entry =
         new (room) ConfigEntry{newest_.load(std::memory_order_relaxed), key_text, value_text};
     // release: pairs with the acquire in Newest()

@@ -1,4 +1,7 @@
 // Reading configuration files: the chain, the lines, the references in values.
+//
+// Everything here may come from a stranger's file or environment: no text is ever a format, every
+// length has a limit or costs no more than the file itself, and no reference is looked at twice.
 
 #include <sched.h>
 
@@ -75,10 +78,12 @@ std::string ConfigStore::Expanded(std::string_view value) const {
 }
 
 void ConfigStore::ReadLine(const char* line) try {
-    std::string_view rest = line;  // a zero byte ends the line
+    std::string_view rest = line;  // a zero byte ends the line's text
     const std::string_view key = FirstToken(rest, kKeyEnds);
     if (key.empty() || key.front() == '#') return;
     const std::size_t key_end = static_cast<std::size_t>(key.data() - line) + key.size();
+    // One character ends the key and is gone; what follows it is the value, blanks included. So a
+    // key and two blanks have an empty value, and a key and one blank have none.
     rest.remove_prefix(std::min(rest.size(), key_end + 1));
     const std::string_view token = FirstToken(rest, kValueEnds);
     if (token.empty()) return;
@@ -93,6 +98,7 @@ void ConfigStore::ReadLine(const char* line) try {
 }
 
 void ConfigStore::ReadFile(const char* path) {
+    // Moved by the zones read so far: a file can say where the next ones are.
     const std::optional<std::string> expanded = platform::ExpandPath(path, *this);
     if (!expanded) return;
     const bool dumps = dumps_.load(std::memory_order_relaxed);
@@ -103,6 +109,7 @@ void ConfigStore::ReadFile(const char* path) {
         return;
     }
     if (dumps) std::printf("Defaults from %s:\n", expanded->c_str());
+    // What does not fit the buffer comes with the next turn, as a line of its own.
     std::array<char, kLineBytes> line;
     while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()))
         ReadLine(line.data());
@@ -114,6 +121,7 @@ void ConfigStore::FindRoot() {
         TgMutexGuard hold(name_lock_);
         variable = root_variable_;
     }
+    // An empty value is a value: the files are then looked for from the top of the file system.
     const char* root = variable.empty() ? nullptr : std::getenv(variable.c_str());
     if (!root) root = std::getenv(kRootVariable.data());
     // release: pairs with the acquire in Root()
@@ -165,7 +173,7 @@ void ConfigStore::Load() {
     const LoadedAtEnd end(*this);
     if (std::getenv("LUMR_DUMP_DEFAULTS")) dumps_.store(true, std::memory_order_relaxed);
     FindRoot();
-    if (!Newest()) ReadChain();
+    if (!Newest()) ReadChain();  // a host that has read files of its own wants only those
     platform::Init();
     MsgSetDisabledList(Get("/messages/disable"));
 }

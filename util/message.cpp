@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr int kSeverityBits = 0x7f;
 constexpr std::size_t kFormatBytes = 1024;  // of a catalogue entry, with the terminating zero
 constexpr int kErrorsAreFatal = 1;          // the error mode
 
@@ -78,6 +77,9 @@ void ReportAndEnd(const MsgSettings& settings, const char* identifier, int code,
         Filter(settings, code, severity, &text);
         settings.handler(code, severity, text.bytes.data());
     }
+    // KEPT: the default handler has called it already if the text was severe, so a replaced exit
+    // function that returns is called twice; a handler of the host's may rely on this call.
+    // Test: UtilMessage.TheDefaultHandlerMarksWarningsAndEndsTheProcess
     settings.exit(code);
 }
 
@@ -85,7 +87,7 @@ void ReportAndEnd(const MsgSettings& settings, const char* identifier, int code,
 
 void MsgReportV(const char* identifier, int code, int severity_word, std::va_list arguments) {
     if (!identifier) identifier = "";
-    const int severity = severity_word & kSeverityBits;
+    const int severity = severity_word & kMsgSeverityBits;
     const MsgSettings settings = TheMsgSettings().Read();
     const bool errors_are_fatal = settings.error_mode == kErrorsAreFatal;
     if (code == kMsgOutOfMemory || severity >= kMsgSevere ||
@@ -93,6 +95,7 @@ void MsgReportV(const char* identifier, int code, int severity_word, std::va_lis
         ReportAndEnd(settings, identifier, code, severity, arguments);
         return;
     }
+    // Before any formatting: a message that is silenced costs no more than this.
     if (message_tables::KnownToThread(identifier)) return;
 
     MsgText text;

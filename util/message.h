@@ -19,6 +19,7 @@
 
 constexpr std::size_t kMsgTextBytes = 4096;  ///< room for one message, with its terminating zero
 
+constexpr int kMsgSeverityBits = 0x7f;
 constexpr int kMsgInformation = 0;
 constexpr int kMsgWarning = 1;
 constexpr int kMsgError = 2;

@@ -1,4 +1,7 @@
 // The message reporter's settings: reading, changing, and the default handler.
+//
+// Every setter is one change under the lock; none calls anything of the host's, but for MsgInit(),
+// which runs the host's initialiser between two changes.
 
 #include "util/message_settings.h"
 
@@ -36,10 +39,11 @@ void MsgText::AppendFormat(const char* format, std::va_list arguments) {
 
 int MsgDefaultHandler(int code, int severity, const char* text) {
     std::fflush(stdout);
-    // One call, so that lines of several threads do not mix.
+    // In the order in which things were said, and in one call, so that lines of several threads do
+    // not mix.
     std::fprintf(stderr, "%s%s\n", text, severity == kMsgWarning ? " (WARNING)" : "");
     std::fflush(stderr);
-    if ((severity & 0x7f) >= kMsgSevere) TheMsgSettings().Read().exit(code);
+    if ((severity & kMsgSeverityBits) >= kMsgSevere) TheMsgSettings().Read().exit(code);
     return 0;
 }
 
@@ -86,8 +90,10 @@ void MsgInit(const MsgLock* lock, const MsgSystemCallbacks* callbacks, MsgExit e
     MsgSettingsBoard& board = TheMsgSettings();
     board.Write([=](MsgSettings& settings) {
         if (callbacks) settings.callbacks = *callbacks;
+        // A lock with half its functions would stay locked or never be; it counts as none.
         settings.lock = lock && lock->lock && lock->unlock ? *lock : MsgLock{};
     });
+    // It may report and change settings itself; what comes after it has the last word.
     if (const auto initialise = board.Read().callbacks.initialise) initialise();
     board.Write(
         [=](MsgSettings& settings) { settings.exit = exit_function ? exit_function : std::exit; });

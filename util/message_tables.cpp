@@ -1,4 +1,7 @@
 // Building, asking and dropping the tables of what was said and what is silenced.
+//
+// The functions below the class are the border: memory that runs out becomes an answer there, so
+// that a report of exactly that still gets through.
 
 #include "util/message_tables.h"
 
@@ -54,11 +57,13 @@ public:
     }
 
     bool KnownToThread(std::string_view key) {
+        // Without a table of its own a thread reads everything anew: slow, and never wrong.
         CountTable* const mine = OfThread();
         return (mine ? mine : BuildThreadTable().get())->CountIfHeld(key);
     }
 
     bool FirstInProcess(std::string_view key) UTIL_EXCLUDES(said_lock_) {
+        // Asked and entered under one hold: between two, another thread could say it too.
         TgMutexGuard hold(said_lock_);
         if (said_.CountIfHeld(key)) return false;
         said_.Enter(key);
@@ -93,6 +98,7 @@ private:
             TgMutexGuard hold(list_lock_);
             for (const std::string& identifier : disabled_) table->Enter(identifier);
         }
+        // The environment has no lock; hosts change it, if ever, before they start threads.
         for (char** entry = environ; entry && *entry; ++entry)
             if (SilencesMessage(*entry)) table->Enter(std::string_view(*entry, kIdentifierLength));
         return table;
@@ -132,6 +138,7 @@ bool FirstInProcess(std::string_view key, const MsgLock& host_lock) noexcept try
         HostGuard hold(host_lock);
         first = TheTables().FirstInProcess(key);
     }
+    // Outside the locks, and asked for anew: the host's lock may report, and so build the table.
     if (CountTable* const mine = TheTables().OfThread()) mine->Enter(key);
     return first;
 } catch (const std::bad_alloc&) {

@@ -57,7 +57,7 @@ std::optional<std::string> ExpandPath(const char* path, const ConfigStore& store
     for (const ConfigEntry* entry = store.Newest(); entry; entry = entry->next) {
         std::array<std::string_view, 3> words;
         if (entry->key != kZoneKey || !SplitZone(entry->value, &words)) continue;
-        const auto& [zone, from, to] = words;
+        const auto& [zone, from, to] = words;  // the newest entry first, and only one move
         if ((zone == kEveryZone || zone == ArchitectureName()) && LiesIn(from, path))
             return std::string(to).append(path + from.size());
     }

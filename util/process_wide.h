@@ -5,6 +5,9 @@
 // opposite case: nobody is inside, and what is not given back then is lost for good.
 // docs/adr/0010-unload-and-thread-ends.md has the reasons.
 //
+// They are destroyed in the reverse order of their making. One whose destructor uses another one
+// therefore uses it in its constructor as well, so that the other one is made first.
+//
 // Errors     an object whose constructor throws is tried again by the next caller.
 // Ownership  the shared object owns each of them; callers keep references as long as it is loaded.
 // Threads    any; the first caller makes the object, the others wait for it.

@@ -1,4 +1,7 @@
 // Seats of threads: linking, freeing, and what happens when a thread ends.
+//
+// A seat is always in one of its slot's two lists, so the slot can free it whoever has ended. Who
+// takes the thing out of its seat, under the slot's lock, destroys it; all others find null.
 
 #include "util/thread_slot.h"
 
@@ -30,6 +33,7 @@ ThreadSlotBase::~ThreadSlotBase() {
         if (*link) *link = next_live_;
     }
     DropAll();
+    // What is left are seats of threads that live on and will not come back through the key.
     TgSpinGuard hold(lock_);
     while (Seat* const seat = empty_) {
         Unlink(seat);
@@ -40,6 +44,7 @@ ThreadSlotBase::~ThreadSlotBase() {
 bool ThreadSlotBase::BringUp() noexcept {
     // acquire: pairs with the release below
     if (key_.load(std::memory_order_acquire) >= 0) return true;
+    // Once for all slots, and before any of them has a key that could need it.
     [[maybe_unused]] static const bool registered = [] {
         static process_wide::UnloadStep step = {RetireAllKeys, nullptr, true, nullptr};
         process_wide::AtUnload(&step);
@@ -48,12 +53,13 @@ bool ThreadSlotBase::BringUp() noexcept {
     TgSpinGuard hold(lock_);
     const std::int64_t known = key_.load(std::memory_order_relaxed);
     if (known != kNoKeyYet) return known >= 0;
+    // Made and listed in one go: a key that is not in the list would not be retired.
+    TgSpinGuard list(live_slots.lock);
     pthread_key_t key{};
     if (pthread_key_create(&key, end_ == ThreadSlotEnd::kKeep ? nullptr : AtThreadEnd) != 0)
         return false;
     // release: pairs with the acquire loads of key_
     key_.store(static_cast<std::int64_t>(key), std::memory_order_release);
-    TgSpinGuard list(live_slots.lock);
     next_live_ = live_slots.first;
     live_slots.first = this;
     return true;
@@ -74,6 +80,7 @@ void ThreadSlotBase::Drop() noexcept {
 }
 
 void ThreadSlotBase::DropAll() noexcept {
+    // One thing at a time, because a thing may do anything when it is destroyed, even use the slot.
     for (;;) {
         void* thing;
         {
@@ -94,7 +101,7 @@ void* ThreadSlotBase::FindThing() const noexcept {
 }
 
 bool ThreadSlotBase::Put(void* thing) noexcept {
-    Drop();
+    Drop();  // there is one if the making of this one asked the slot for its own thing
     Seat* seat = FindSeat();
     if (!seat) seat = AddSeat();
     if (!seat) return false;
@@ -105,6 +112,8 @@ bool ThreadSlotBase::Put(void* thing) noexcept {
     return true;
 }
 
+/// Runs in the ending thread, after its key has been cleared: a thing whose end asks the slot
+/// again gets a new seat, and the system comes here once more.
 void ThreadSlotBase::AtThreadEnd(void* seat_of_thread) noexcept {
     Seat* const seat = static_cast<Seat*>(seat_of_thread);
     ThreadSlotBase& slot = *seat->slot;
@@ -141,6 +150,7 @@ ThreadSlotBase::Seat* ThreadSlotBase::FindSeat() const noexcept {
 ThreadSlotBase::Seat* ThreadSlotBase::AddSeat() noexcept {
     if (!BringUp()) return nullptr;
     auto seat = std::unique_ptr<Seat>(new (std::nothrow) Seat{this, nullptr, nullptr, nullptr});
+    // Read again: it may have been retired since, and its number be somebody else's.
     const std::int64_t key = key_.load(std::memory_order_relaxed);
     if (!seat || key < 0 || pthread_setspecific(static_cast<pthread_key_t>(key), seat.get()) != 0)
         return nullptr;

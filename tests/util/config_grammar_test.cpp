@@ -103,15 +103,15 @@ TEST_F(UtilConfigGrammar, HostileFilesAreReadLikeAnyOther) {
     for (int i = 0; i < 10'000; ++i) references += i % 2 ? "${A}" : "${A-${";
     const std::string file[] = {
         std::string(1 << 20, 'k'),                   // one line, one key, no end
-        "k " + std::string(1 << 20, 'v'),            //
-        std::string(1 << 20, ' '),                   //
-        std::string(1 << 20, '\0'),                  //
-        references,                                  //
-        "k " + std::string(10'000, '$'),             //
+        "k " + std::string(1 << 20, 'v'),            // one value, cut many times
+        std::string(1 << 20, ' '),                   // nothing but blanks
+        std::string(1 << 20, '\0'),                  // nothing but zeros
+        references,                                  // half of them without an end
+        "k " + std::string(10'000, '$'),             // none of them a reference
         std::string("k \0 v\n\0k v\nk v\0w\n", 16),  // a zero byte ends its line's text
         "k v\n#" + std::string(5000, 'c') + " v",    // the rest of a comment is no comment
         std::string(4093, 'k') + " v",               // the value begins on the next line
-        std::string(4094, 'k') + " v",               //
+        std::string(4094, 'k') + " v",               // its blank does
         "",
     };
     for (const std::string& bytes : file) ExpectSame(bytes);

@@ -31,7 +31,7 @@ TEST_F(UtilConfig, LinesAreKeysWithValues) {
         {"k\n", {}},                     // no value
         {"k \n", {}},                    // only the blank that ends the key
         {"k  \n", {{"k", ""}}},          // two blanks: an empty value
-        {"k\t\t", {{"k", ""}}},          //
+        {"k\t\t", {{"k", ""}}},          // or a blank and a tab
         {"k \r v\r w\n", {{"k", "v"}}},  // a carriage return ends a value as well
         {"k\rv\n", {{"k", "v"}}},        // and a key
         {"#k v\n # k v\nk #v\n", {{"k", "#v"}}},

@@ -186,6 +186,11 @@ TEST_F(UtilMessage, TheDefaultHandlerMarksWarningsAndEndsTheProcess) {
         EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("50%n") + mark);
     }
     EXPECT_EQ(Taken(), Events{"exit 9"});
+    testing::internal::CaptureStderr();
+    MsgReport(kT, 4, 3, "a");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Points("a") + "\n");
+    EXPECT_EQ(Taken(), (Events{"exit 4", "exit 4"}));
+    MsgInit(nullptr, nullptr, RecordExit, nullptr);
     MsgSetHandlerAndExit(nullptr, nullptr);
     EXPECT_EXIT(MsgReport(kT, 4, 3, "a"), testing::ExitedWithCode(4),
                 "^T43051 Point cloud file 'a' has unreadable points.\n$");
