@@ -3,8 +3,6 @@
 // Everything here may come from a stranger's file or environment: no text is ever a format, every
 // length has a limit or costs no more than the file itself, and no reference is looked at twice.
 
-#include <sched.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -153,6 +151,7 @@ public:
         store_.loader_.store({}, std::memory_order_relaxed);
         // release: pairs with the acquire of whoever waits in Load()
         store_.load_state_.store(LoadState::kLoaded, std::memory_order_release);
+        store_.load_state_.notify_all();
     }
 
 private:
@@ -165,9 +164,8 @@ void ConfigStore::Load() {
     if (!load_state_.compare_exchange_strong(state, LoadState::kLoading,
                                              std::memory_order_acquire)) {
         if (loader_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return;
-        // Not atomic::wait(): it brings a symbol that would keep the shared object loaded for ever.
         // acquire: pairs with the release in LoadedAtEnd
-        while (load_state_.load(std::memory_order_acquire) == LoadState::kLoading) sched_yield();
+        load_state_.wait(LoadState::kLoading, std::memory_order_acquire);
         return;
     }
     const LoadedAtEnd end(*this);
