@@ -1,0 +1,47 @@
+// What a message reporter delivered, as lines of text; and a reporter as good as new.
+
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "util/message.h"
+#include "util/message_catalogue.h"
+
+/// Every event of the reporter: "CODE/SEVERITY TEXT" for a delivery, "exit CODE" for an exit.
+class MessageRecorder : public testing::Test {
+protected:
+    MessageRecorder() {
+        static const MsgSystemCallbacks none = {};
+        events_.clear();
+        MsgClearDisabledList();
+        MsgInit(nullptr, &none, RecordExit, nullptr);
+        MsgSetHandlerAndExit(Record, RecordExit);
+        MsgSetFilter(nullptr);
+        MsgSetWrapper(nullptr);
+        MsgSetErrorMode(2);
+        message_catalogue::Replace(nullptr);
+    }
+
+    static int Record(int code, int severity, const char* text) {
+        Add(std::to_string(code) + "/" + std::to_string(severity) + " " + text);
+        return 17;
+    }
+    static void RecordExit(int code) { Add("exit " + std::to_string(code)); }
+    static void Add(std::string event) {
+        const std::lock_guard hold(mutex_);
+        events_.push_back(std::move(event));
+    }
+
+    /// The events since the last call.
+    static std::vector<std::string> Taken() {
+        const std::lock_guard hold(mutex_);
+        return std::exchange(events_, {});
+    }
+
+    static inline std::mutex mutex_;
+    static inline std::vector<std::string> events_;
+};

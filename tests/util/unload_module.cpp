@@ -1,0 +1,38 @@
+// A shared object with the runtime inside, for tests that load and unload it.
+
+#include <atomic>
+#include <memory>
+
+#include "util/config.h"
+#include "util/message.h"
+#include "util/process_wide.h"
+#include "util/runtime.h"
+#include "util/thread_slot.h"
+
+namespace {
+
+struct Noted {
+    explicit Noted(std::atomic<int>* counter) : living(counter) { ++*living; }
+    ~Noted() { --*living; }
+    std::atomic<int>* living;
+};
+
+struct Slots {
+    ThreadSlot<Noted> with_thread{ThreadSlotEnd::kFreeWithThread};
+};
+
+}  // namespace
+
+/// Uses everything that makes state: reports, options, settings, a thread slot. `living` counts
+/// the things in the slot.
+extern "C" __attribute__((visibility("default"))) void UseRuntime(std::atomic<int>* living) {
+    runtime::Start();
+    MsgSetHandler([](int, int, const char*) { return 0; }, 0);
+    MsgSetDisabledList("T43050");
+    MsgReport("T43050", 4, 2, "a");
+    MsgReport("T43051", 4, 0x82, "a");
+    ConfigReadFile("/dev/null");
+    ConfigLoad();
+    auto& slot = process_wide::The<Slots>().with_thread;
+    slot.FindOrMake([=] { return std::make_unique<Noted>(living); });
+}
