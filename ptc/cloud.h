@@ -23,6 +23,7 @@ struct CloudVariables {
 /// Ownership  owns the file and every text.
 /// Threads    one caller at a time.
 struct Cloud {
+    std::uint32_t version = 2;
     std::int64_t point_count = 0;
     std::int64_t node_count = 0;
 
@@ -44,6 +45,13 @@ struct Cloud {
     std::int64_t data_start = 0;        ///< the first point record
     std::int64_t root_position = 0;     ///< the node written last; 0: none
     TokenFile file;
+
+    // Only while reading: what the header says where the values above repair it.
+    std::array<float, 3> stored_format{};
+    std::array<float, 16> stored_world_to_ndc{};
+    std::int64_t stored_node_count = 0;
+    std::int64_t file_bytes = -1;   ///< of the file on disk; -1: not known
+    std::int64_t next_point = 0;    ///< the point that the file stands at; -1: none
 
     // Only while writing.
     std::int64_t stored_points = 0;  ///< points handed to the operating system without an error
