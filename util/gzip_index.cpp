@@ -175,7 +175,8 @@ std::int64_t GzipIndex::ReadAt(std::int64_t offset, std::span<std::byte> bytes) 
     Inflater inflater(descriptor_);
     if (!inflater.Begin(entry)) return -1;
 
-    std::vector<std::byte> skipped(std::min<std::int64_t>(offset - entry.out, kSpan));
+    std::vector<std::byte> skipped(
+        static_cast<std::size_t>(std::min<std::int64_t>(offset - entry.out, kSpan)));
     for (std::int64_t left = offset - entry.out; left > 0 && !inflater.IsAtEnd();) {
         const auto piece = static_cast<std::size_t>(std::min<std::int64_t>(left, kSpan));
         const std::int64_t made = inflater.Run(std::span(skipped).first(piece), Z_NO_FLUSH);
