@@ -50,13 +50,14 @@ struct Rebuilt {
     throw Failure(output.Name() + ": " + std::generic_category().message(file.Error()));
 }
 
-/// The head and the block that the writer rewrites in place, as far as the version has them.
+/// The block that a writer rewrites in place, as far as the version has it.
 TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebuilt,
                        std::int64_t points, bool keeps_octree) {
     std::array<float, ptc_layout::kPaddingFloats> padding;
     padding.fill(std::bit_cast<float>(ptc_layout::kPaddingBits));
     const double nodes = keeps_octree ? static_cast<double>(cloud.node_count) : 0.0;
     const std::int64_t root = keeps_octree ? cloud.root_position : 0;
+    file.BeginBuffering(0);
     if (Failed(file.WriteDouble("npoints", static_cast<double>(points), "%16.0lf")) ||
         Failed(file.WriteFloats("bbox", rebuilt.box)))
         return TokenStatus::kFailed;
@@ -67,7 +68,7 @@ TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebui
         (Failed(file.WriteFloat("largestradius", rebuilt.largest_radius, "%13e")) ||
          Failed(file.WriteFloats("padding", padding))))
         return TokenStatus::kFailed;
-    return TokenStatus::kOk;
+    return file.EndBuffering();
 }
 
 /// Copies the input's bytes from `begin` to `end` as they are.
@@ -105,19 +106,11 @@ bool IsIntact(Cloud& cloud, const HeaderPlaces& places, std::int64_t points_end)
     return faults.Total() == 0;
 }
 
-/// The cloud's own places; they are known, because the reader has read the header.
-HeaderPlaces PlacesOf(const InputFile& input) {
-    FaultList uncounted;
-    const std::optional<HeaderPlaces> places = CheckHeader(input, uncounted);
-    if (!places) throw Failure(input.Name() + ": its header is damaged");
-    return *places;
-}
-
 }  // namespace
 
 RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
-    const auto cloud = OpenInput(input);
-    const HeaderPlaces places = PlacesOf(input);
+    const OpenedCloud opened = OpenInput(input);
+    const auto& [cloud, places] = opened;
     const bool is_organised = cloud->stored_node_count > 0 || cloud->root_position != 0;
 
     RepairReport report;

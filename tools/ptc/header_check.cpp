@@ -144,11 +144,12 @@ private:
         const std::int64_t size_place = here_;
 
         std::int64_t total = 0;
-        bool is_known = true;
+        bool are_known = true;
         for (std::int32_t i = 0; i < count; ++i)
-            if (!Declaration(count_key, &total, &is_known)) return false;
-        // Beside a type that is not known the sum says nothing new.
-        if (is_known && total != size)
+            if (!Declaration(count_key, &total, &are_known)) return false;
+        // How many floats such a variable has, and so where anything stands, nobody knows.
+        if (!are_known) return false;
+        if (total != size)
             faults_.Add(size_place, "{}: {}, but the variables take {} floats", size_key, size,
                         total);
         if (size > ptc_layout::kMaxReadableFloats)
@@ -157,7 +158,7 @@ private:
         return true;
     }
 
-    bool Declaration(const char* list, std::int64_t* total, bool* is_known) {
+    bool Declaration(const char* list, std::int64_t* total, bool* are_known) {
         std::string line;
         here_ = input_.Tell();
         if (Failed(input_.ReadLine(&line, TokenInput::kMaxDeclaration))) {
@@ -170,7 +171,7 @@ private:
         const std::optional<std::int32_t> size = KnownComponentCount(type);
         if (!size) faults_.Add(here_, "{}: the type of \"{}\" is not known", list, line);
         if (size && *size < 1) faults_.Add(here_, "{}: \"{}\" takes no floats", list, line);
-        *is_known = *is_known && size.has_value();
+        *are_known = *are_known && size.value_or(0) >= 1;
         *total += size.value_or(0);
         return true;
     }
@@ -200,7 +201,7 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
     if (input.Error() != 0)
         throw Failure(file.Name() + ": " + std::generic_category().message(input.Error()));
     if (status == TokenOpenStatus::kOtherType) {
-        faults.Add(0, "this is not a point cloud file");
+        faults.Add(0, "it is not a point cloud file");
         return std::nullopt;
     }
     if (status == TokenOpenStatus::kUnreadable) {

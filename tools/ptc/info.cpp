@@ -27,7 +27,7 @@ int Info(const InfoOptions& options) {
     for (const std::string& name : options.files) {
         const auto show = [&] {
             const InputFile file(name);
-            const auto cloud = OpenInput(file);
+            const auto cloud = OpenInput(file).cloud;
             const CloudSize size = SizeOf(*cloud);
             if (options.json)
                 list.push_back(InfoJson(file.Name(), *cloud, size));

@@ -4,16 +4,16 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "ptc/reader.h"
-#include "tools/common/failure.h"
 #include "tools/common/input_file.h"
+#include "tools/ptc/header_check.h"
 
-/// A file with fewer points than its header counts is opened, too: these commands are there for it.
-inline std::unique_ptr<Cloud> OpenInput(const InputFile& file) {
-    std::string why;
-    auto cloud = OpenCloud(file.Path().c_str(), &why, CountCheck::kOff);
-    if (!cloud) throw Failure(file.Name() + ": " + why);
-    return cloud;
-}
+struct OpenedCloud {
+    std::unique_ptr<Cloud> cloud;
+    HeaderPlaces places;
+};
+
+/// Opens `file`, also when it has fewer points than its header counts: the commands are there for
+/// such files. Fails with the reason and its place in the file.
+OpenedCloud OpenInput(const InputFile& file);

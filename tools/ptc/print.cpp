@@ -10,15 +10,14 @@
 #include <charconv>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "tools/common/failure.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/header_check.h"
 #include "tools/ptc/node_walk.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/point_scan.h"
@@ -111,7 +110,8 @@ std::string Children(const NodeRecord& node) {
     return text;
 }
 
-void PrintNodes(const InputFile& file, const PrintOptions& options, Cloud& cloud) {
+void PrintNodes(const InputFile& file, const PrintOptions& options, const OpenedCloud& opened) {
+    Cloud& cloud = *opened.cloud;
     constexpr std::size_t kBoxFloats = 6;
     const std::vector<PrintColumn> columns = Choose(
         file, options,
@@ -131,10 +131,8 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, Cloud& cloud
         table.Finish();
         return;
     }
-    FaultList header_faults;  // the reader has read the header: it has its places
-    const std::optional<HeaderPlaces> places = CheckHeader(file, header_faults);
-    NodeWalk walk(cloud, cloud.data_start, cloud.input.StoredBytes(),
-                  places ? places->root_position : 0, faults);
+    NodeWalk walk(cloud, cloud.data_start, cloud.input.StoredBytes(), opened.places.root_position,
+                  faults);
     NodeVisit visit;
     std::vector<float> row(kBoxFloats + static_cast<std::size_t>(cloud.node_variables.data_size));
     while (walk.Next(&visit)) {
@@ -154,11 +152,11 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, Cloud& cloud
 
 int Print(const PrintOptions& options) {
     const InputFile file(options.file);
-    const auto cloud = OpenInput(file);
+    const OpenedCloud opened = OpenInput(file);
     if (options.nodes) {
-        PrintNodes(file, options, *cloud);
+        PrintNodes(file, options, opened);
     } else {
-        PrintPoints(file, options, *cloud);
+        PrintPoints(file, options, *opened.cloud);
     }
     return 0;
 }
