@@ -1,0 +1,12 @@
+// Failure: what ends a command with exit status 1, as the one line that the user reads.
+
+#pragma once
+
+#include <stdexcept>
+
+/// Thrown by any part of a command, caught where the command ends only. The text is complete: it
+/// fits one line and has no newline.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};

@@ -1,0 +1,51 @@
+// OutputFile: a file that appears under its name only when it is whole.
+//
+// Units      none.
+// Errors     a Failure that names the file.
+// Ownership  owns what is written until Commit(); without that nothing of it stays behind, and a
+//            file of that name stays as it was.
+// Threads    one caller at a time.
+//
+// The bytes are collected beside the final name and renamed at the end; where the file system can,
+// they have no name until then, so that even a killed run leaves nothing. What is no regular file,
+// such as standard output or a device, gets the finished bytes copied.
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tools/common/spool.h"
+
+class OutputFile {
+public:
+    /// `name`: the file to be, "-" for standard output.
+    explicit OutputFile(const std::string& name);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// What to open and write to, any number of times.
+    const std::string& Path() const { return path_; }
+
+    /// What messages call the file.
+    const std::string& Name() const { return name_; }
+    bool IsStandardOutput() const { return is_standard_output_; }
+
+    /// Gives the file its name. Caller: has closed what it opened.
+    void Commit();
+
+private:
+    void OpenBeside();
+    std::string BesideName(int attempt) const;
+    void CopyOut();
+    void NameIt();
+
+    std::string name_;
+    std::string target_;  ///< the name, symbolic links followed
+    std::string path_;
+    bool is_standard_output_;
+    std::unique_ptr<Spool> spool_;  ///< of what is copied in the end
+    int descriptor_ = -1;           ///< of what is renamed in the end
+    std::string beside_;            ///< its name so far; empty: it has none
+};

@@ -1,0 +1,32 @@
+// Progress: a bar on the last line of a terminal, nothing anywhere else.
+//
+// Units      the caller's: steps done of steps in all.
+// Errors     none; a terminal that takes nothing is not worth ending a run for.
+// Ownership  borrows standard error.
+// Threads    one thread at a time.
+
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+class Progress {
+public:
+    /// Shows nothing when `wanted` is false or when standard error is no terminal, and nothing
+    /// within the first second: what is done by then needs no bar.
+    Progress(std::uint64_t total, bool wanted);
+
+    /// Takes the bar off the screen, so that the next line starts where it stood.
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Draws the bar anew, over the last one, when it has grown. `done`: at most the total.
+    void Show(std::uint64_t done);
+
+private:
+    const std::uint64_t total_;
+    const bool visible_;
+    const std::chrono::steady_clock::time_point begin_;
+    int shown_ = -1;  ///< percent on the screen; -1: no bar
+};
