@@ -35,10 +35,11 @@ struct PointData {
     }
 };
 
-/// Writes one record of ptc_layout::kPointHeadBytes + `data.want` bytes to `out`.
-inline void EncodePoint(const PointHead& head, const PointData& data, std::byte* out) {
+/// Writes one record of ptc_layout::kPointHeadBytes + `data.want` bytes to `out`. The record holds
+/// `code`, whatever `head.normal` says.
+inline void EncodePoint(const PointHead& head, NormalCode code, const PointData& data,
+                        std::byte* out) {
     using namespace ptc_layout;
-    const NormalCode code = EncodeNormal(head.normal[0], head.normal[1], head.normal[2]);
     std::memcpy(out + Find(kPoint, "position").offset, head.position, sizeof head.position);
     std::memcpy(out + Find(kPoint, "azimuth").offset, &code.azimuth, sizeof code.azimuth);
     std::memcpy(out + Find(kPoint, "height").offset, &code.height, sizeof code.height);

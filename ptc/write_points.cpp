@@ -71,8 +71,8 @@ TokenStatus FlushPiece(Cloud& cloud) {
 }
 
 /// Value by value, as the text form needs it and a record that is too large to be collected.
-TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, const PointData& data) {
-    const NormalCode code = EncodeNormal(point.normal[0], point.normal[1], point.normal[2]);
+TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, NormalCode code,
+                          const PointData& data) {
     const TokenStatus head =
         file.WriteRecord("", "%e %e %e  %hi %hi  %e ",
                          {point.position[0], point.position[1], point.position[2],
@@ -82,6 +82,10 @@ TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, const PointDa
     std::vector<float> floats(data.want / 4);
     data.CopyTo(std::as_writable_bytes(std::span(floats)).data());
     return file.WriteFloats("ptd", floats);
+}
+
+NormalCode CodeOf(const PointHead& point) {
+    return EncodeNormal(point.normal[0], point.normal[1], point.normal[2]);
 }
 
 /// The samples of a batch, one after the other.
@@ -101,6 +105,7 @@ public:
         std::memcpy(&head, next_, sizeof head);
         return head;
     }
+    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
     PointData Data() const { return {next_ + sizeof(PointHead), have_, want_}; }
 
     void Advance() {
@@ -123,6 +128,7 @@ public:
 
     std::size_t Left() const { return left_; }
     const PointHead& Head() const { return head_; }
+    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
     PointData Data() const { return data_; }
     void Advance() { left_ = 0; }
 
@@ -130,6 +136,53 @@ private:
     const PointHead& head_;
     PointData data_;
     std::size_t left_ = 1;
+};
+
+/// Records of the binary form, whose normals are codes already.
+class RecordSource {
+public:
+    RecordSource(std::span<const std::byte> records, std::size_t data_floats)
+        : next_(records.data()),
+          left_(records.size() / ptc_layout::PointBytes(data_floats)),
+          data_bytes_(4 * data_floats) {}
+
+    std::size_t Left() const { return left_; }
+
+    /// Without the normal, which nobody needs beside the code.
+    PointHead Head() const {
+        PointHead head{};
+        Take(kPosition, head.position);
+        Take(kRadius, &head.radius);
+        return head;
+    }
+    NormalCode Code(const PointHead&) const {
+        NormalCode code;
+        Take(kAzimuth, &code.azimuth);
+        Take(kHeight, &code.height);
+        return code;
+    }
+    PointData Data() const {
+        return {next_ + ptc_layout::kPointHeadBytes, data_bytes_, data_bytes_};
+    }
+
+    void Advance() {
+        next_ += ptc_layout::kPointHeadBytes + data_bytes_;
+        --left_;
+    }
+
+private:
+    static constexpr auto kPosition = Find(ptc_layout::kPoint, "position");
+    static constexpr auto kAzimuth = Find(ptc_layout::kPoint, "azimuth");
+    static constexpr auto kHeight = Find(ptc_layout::kPoint, "height");
+    static constexpr auto kRadius = Find(ptc_layout::kPoint, "radius");
+
+    void Take(const ptc_layout::Field& field, void* value) const {
+        std::memcpy(value, next_ + field.offset, field.bytes);
+    }
+
+    const std::byte* next_;
+    std::size_t left_;
+    std::size_t data_bytes_;
 };
 
 /// Takes samples until `room` are written or none is left; refused ones are left out. Straight
@@ -149,10 +202,10 @@ TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
         bounds.Include(head);
         ++written;
         if (begin) {
-            EncodePoint(head, samples.Data(), out);
+            EncodePoint(head, samples.Code(head), samples.Data(), out);
             out += record;
         } else {
-            status = WriteByTokens(cloud.file, head, samples.Data());
+            status = WriteByTokens(cloud.file, head, samples.Code(head), samples.Data());
         }
     }
     bounds.StoreTo(&cloud);
@@ -194,4 +247,8 @@ CloudStatus WritePoint(Cloud& cloud, const PointHead& point, const float* data) 
     const auto floats = data ? std::span(data, wanted) : std::span<const float>();
     return WriteAll(
         cloud, SinglePoint(point, {std::as_bytes(floats).data(), floats.size_bytes(), 4 * wanted}));
+}
+
+CloudStatus WritePointRecords(Cloud& cloud, std::span<const std::byte> records) {
+    return WriteAll(cloud, RecordSource(records, DataFloats(cloud)));
 }

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "ptc/cloud.h"
@@ -76,6 +77,10 @@ CloudStatus WritePoint(Cloud& cloud, const PointHead& point, const float* data);
 /// Writes a batch, byte for byte as if point by point; points that are refused are left out.
 /// Failed: a write failed, or at least one point was refused.
 CloudStatus WritePoints(Cloud& cloud, const PointBatch& batch);
+
+/// The same for points as they are in a binary file, one record behind the other. The normals'
+/// codes are written as they are: decoding and encoding again would move some by one.
+CloudStatus WritePointRecords(Cloud& cloud, std::span<const std::byte> records);
 
 /// Writes one octree node where the file now ends, and makes it the root.
 /// Caller: has written the node's children before it; no point follows a node.

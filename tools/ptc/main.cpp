@@ -10,7 +10,7 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks and repairs point cloud files.\n"
+    "Looks at, prints, checks, repairs, converts and draws point cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
 }  // namespace
@@ -23,6 +23,8 @@ int main(int argc, char** argv) {
     AddPrint(app, &status);
     AddCheck(app, &status);
     AddRepair(app, &status);
+    AddConvert(app, &status);
+    AddView(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {

@@ -1,0 +1,59 @@
+// Running `ptc` from a test, in a folder of its own.
+
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+
+#include "tests/support/scratch.h"
+
+struct ToolRun {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+/// A folder with a test's files. The program runs in it, so that arguments are bare names.
+class ToolFolder {
+public:
+    std::string Path(const std::string& name) const { return folder_.File(name); }
+    std::string Content(const std::string& name) const { return ContentOf(Path(name)); }
+
+    void Write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+    }
+
+    std::set<std::string> Names() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.File("")))
+            names.insert(entry.path().filename());
+        return names;
+    }
+
+    /// Runs `ptc` with the arguments as a shell splits them.
+    ToolRun Run(const std::string& arguments) const {
+        const std::string line = "cd '" + folder_.File("") + "' && { '" PTC "' " + arguments +
+                                 "; }" + " >'" + streams_.File("out") + "' 2>'" +
+                                 streams_.File("err") + "'";
+        const int status = std::system(line.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(streams_.File("out")),
+                ContentOf(streams_.File("err"))};
+    }
+
+    /// A run that must succeed without a word.
+    void Convert(const std::string& arguments) const {
+        const ToolRun run = Run("convert " + arguments);
+        EXPECT_EQ(run.status, 0) << arguments << '\n' << run.err;
+        EXPECT_EQ(run.out, "") << arguments;
+    }
+
+private:
+    ScratchFolder folder_;
+    ScratchFolder streams_;
+};

@@ -1,0 +1,46 @@
+// Numbers from the text of tables, as C reads them in the "C" locale, and back.
+
+#pragma once
+
+#include <charconv>
+#include <cmath>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace convert {
+
+/// The float that all of `text` stands for; a plus sign may stand in front. Too large is infinite,
+/// too small 0. False: it is no number.
+inline bool ParseFloat(std::string_view text, float* value) {
+    if (text.starts_with('+')) text.remove_prefix(1);
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, *value);
+    if (end != last || text.empty()) return false;
+    if (error != std::errc::result_out_of_range) return error == std::errc();
+    // What is beyond a float may still be a double; what is beyond that, too, has a sign and an
+    // exponent that say which way.
+    double wide = 0;
+    if (std::from_chars(text.data(), last, wide).ec == std::errc()) {
+        *value = static_cast<float>(wide);
+        return true;
+    }
+    const bool is_small = text.find("e-") != text.npos || text.find("E-") != text.npos;
+    *value = (text.front() == '-' ? -1.0f : 1.0f) * (is_small ? 0.0f : HUGE_VALF);
+    return true;
+}
+
+/// The shortest text that reads back as the same float.
+inline void AppendShortest(float value, std::string* text) {
+    char room[32];
+    const auto [end, error] = std::to_chars(room, room + sizeof room, value);
+    text->append(room, end);
+}
+
+inline void AppendWhole(unsigned value, std::string* text) {
+    char room[16];
+    const auto [end, error] = std::to_chars(room, room + sizeof room, value);
+    text->append(room, end);
+}
+
+}  // namespace convert

@@ -1,0 +1,163 @@
+// The sub-command `view`: its options, their ranges and help.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "tools/ptc/commands.h"
+#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/view.h"
+
+namespace view {
+
+namespace {
+
+constexpr int kMostPixels = 8192;
+
+constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
+
+/// All of `text` as a number, whatever the locale.
+template <class Value>
+bool ParseNumber(std::string_view text, Value* value) {
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, *value);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+/// `text` split at the first `mark` into two numbers.
+template <class Value>
+bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
+    const std::size_t at = text.find(mark);
+    return at != text.npos && ParseNumber(text.substr(0, at), first) &&
+           ParseNumber(text.substr(at + 1), second);
+}
+
+bool ParseSize(const std::string& text, PictureSize* size) {
+    const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
+    return ParseTwo(text, 'x', &size->width, &size->height) && fits(size->width) &&
+           fits(size->height);
+}
+
+bool ParseRange(const std::string& text, ValueRange* range) {
+    return ParseTwo(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
+           range->low < range->high && std::isfinite(range->high - range->low);
+}
+
+/// A colour by name, or as six hexadecimal digits behind a '#'.
+bool ParseColour(const std::string& text, Rgb* colour) {
+    constexpr struct {
+        std::string_view name;
+        Rgb colour;
+    } kNames[] = {
+        {"black", {0, 0, 0}}, {"grey", {0x80, 0x80, 0x80}}, {"white", {0xFF, 0xFF, 0xFF}}};
+    for (const auto& known : kNames)
+        if (text == known.name) {
+            *colour = known.colour;
+            return true;
+        }
+    unsigned value = 0;
+    constexpr int kHexadecimal = 16;
+    const char* const end = text.data() + text.size();
+    if (text.size() != 7 || text[0] != '#') return false;
+    const auto result = std::from_chars(text.data() + 1, end, value, kHexadecimal);
+    if (result.ec != std::errc() || result.ptr != end) return false;
+    const auto byte = [value](unsigned shift) {
+        return static_cast<std::uint8_t>(value >> shift & 0xFF);
+    };
+    *colour = {byte(16), byte(8), byte(0)};
+    return true;
+}
+
+/// An option whose text `parse` takes apart; `rule` says what it has to be.
+template <class Value, class Parse>
+void AddParsed(CLI::App& app, const std::string& name, Value* value, Parse parse,
+               const std::string& help, const std::string& shape, const std::string& rule) {
+    app.add_option_function<std::string>(
+           name,
+           [=](const std::string& text) {
+               if (!parse(text, value)) throw CLI::ValidationError(name, rule);
+           },
+           help)
+        ->type_name(shape);
+}
+
+/// A number from `low` to `high`.
+void AddNumber(CLI::App& app, const std::string& name, double low, double high, double* value,
+               const std::string& help) {
+    AddParsed(
+        app, name, value,
+        [=](const std::string& text, double* number) {
+            return ParseNumber(text, number) && *number >= low && *number <= high;
+        },
+        fmt::format("{} ({:g})", help, *value), "NUMBER",
+        fmt::format("must be a number from {:g} to {:g}", low, high));
+}
+
+void AddSightOptions(CLI::App& app, ViewOptions* options) {
+    AddParsed(
+        app, "--camera", &options->camera,
+        [](const std::string& text, CameraChoice* choice) {
+            *choice = text == "file" ? CameraChoice::kFile : CameraChoice::kFit;
+            return text == "file" || text == "fit";
+        },
+        "the file's own, or one that sees all points (the file's when it sees any)", "file|fit",
+        "must be file or fit");
+    AddNumber(app, "--turn", -360, 360, &options->direction.turn,
+              "degrees that a fitted camera stands to the right");
+    AddNumber(app, "--tilt", -90, 90, &options->direction.tilt,
+              "degrees that a fitted camera stands above");
+    AddNumber(app, "--point-scale", 0, 1e6, &options->point_scale, "factor for the discs' radii");
+}
+
+void AddColourOptions(CLI::App& app, ViewOptions* options) {
+    app.add_option("--variable", options->variable,
+                   "what to show: a variable, normal or radius (the first color, else the first "
+                   "float, else normal)")
+        ->type_name("NAME");
+    AddNumber(app, "--exposure", -64, 64, &options->exposure,
+              "stops by which a color is lightened");
+    AddParsed(
+        app, "--range", &options->range,
+        [](const std::string& text, std::optional<ValueRange>* range) {
+            return ParseRange(text, &range->emplace());
+        },
+        "values at the ends of the colour map (all but the outermost hundredth at either end)",
+        "MIN:MAX", "must be MIN:MAX, two numbers in this order");
+    AddParsed(app, "--background", &options->background, ParseColour,
+              "black, grey, white or a colour (#282828)", "#RRGGBB",
+              "must be black, grey, white or #RRGGBB");
+}
+
+}  // namespace
+
+}  // namespace view
+
+void AddView(CLI::App& app, int* status) {
+    const auto options = std::make_shared<view::ViewOptions>();
+    CLI::App* const command = app.add_subcommand("view", view::kAbout);
+    command->option_defaults()->take_last();  // what is given again replaces what was given
+    command->add_option("FILE", options->input, "the point cloud; -: standard input")->required();
+    command->add_option("-o,--output", options->output, "the picture; -: standard output")
+        ->required()
+        ->type_name("PICTURE");
+    view::AddParsed(
+        *command, "--size", &options->size,
+        [](const std::string& text, std::optional<view::PictureSize>* size) {
+            return view::ParseSize(text, &size->emplace());
+        },
+        "pixels, the legend's included (1024 along the longer side)", "WxH",
+        fmt::format("must be WxH, each 1 to {}", view::kMostPixels));
+    view::AddSightOptions(*command, options.get());
+    view::AddColourOptions(*command, options.get());
+    command->callback([options, status] {
+        *status = RunGuarded([&] {
+            view::View(*options);
+            return 0;
+        });
+    });
+}
