@@ -3,6 +3,7 @@
 #include "tools/ptc/view.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -185,28 +186,31 @@ private:
     Progress progress_;
 };
 
-void WritePicture(const Picture& picture, const std::string& name) {
-    OutputFile output(name);
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output.Path().c_str(), "wb"),
+void WritePicture(const Picture& picture, OutputFile* output) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output->Path().c_str(), "wb"),
                                                          std::fclose);
-    if (!file) FailWithErrno(output.Name());
+    if (!file) FailWithErrno(output->Name());
     try {
         WritePng(picture, file.get());
     } catch (const Failure& failure) {
-        throw Failure(fmt::format("{}: {}", output.Name(), failure.what()));
+        throw Failure(fmt::format("{}: {}", output->Name(), failure.what()));
     }
-    if (std::fclose(file.release()) != 0) FailWithErrno(output.Name());
-    output.Commit();
+    if (std::fclose(file.release()) != 0) FailWithErrno(output->Name());
+    output->Commit();
 }
 
 }  // namespace
 
 void View(const ViewOptions& options) {
+    // What is wrong with the two files shows before the long part begins.
+    OutputFile output(options.output);
+    if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
+        throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     std::string why;
     const std::unique_ptr<Cloud> cloud = OpenCloud(input.Path().c_str(), &why);
     if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
-    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), options.output);
+    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
 
 }  // namespace view

@@ -114,7 +114,7 @@ ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Fra
         bottom = std::min(bottom, y);
         top = std::max(top, y);
     }
-    const double least = 0.1 / kDistance;
+    const double least = 0.001 / kDistance;
     const double half_width = std::max((right - left) / 2, least);
     const double half_height = std::max((top - bottom) / 2, least);
 
