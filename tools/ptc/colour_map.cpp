@@ -3,6 +3,7 @@
 #include "tools/ptc/colour_map.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace view {
@@ -18,7 +19,7 @@ constexpr Rgb kTable[] = {
 constexpr std::size_t kSteps = std::size(kTable) - 1;
 
 std::uint8_t Between(std::uint8_t from, std::uint8_t to, double share) {
-    return static_cast<std::uint8_t>(from * (1 - share) + to * share + 0.5);
+    return static_cast<std::uint8_t>(std::lround(from * (1 - share) + to * share));
 }
 
 }  // namespace

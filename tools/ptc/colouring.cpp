@@ -111,7 +111,7 @@ bool Colouring::ColourOf(const PointHead& point, std::span<const float> data, co
     const double length = std::sqrt(double{x} * x + double{y} * y + double{z} * z);
     const auto component = [length](float value) {
         const double part = length > 0 ? value / length : 0.0;
-        return static_cast<std::uint8_t>((part + 1) / 2 * 255 + 0.5);
+        return static_cast<std::uint8_t>(std::lround((part + 1) / 2 * 255));
     };
     *colour = {component(x), component(y), component(z)};
     return true;

@@ -82,7 +82,7 @@ TEST(PtcColouring, WhatIsNotFiniteHasNoColour) {
     for (const char* name : {"light", "area", "wind"})
         for (const float bad : {NAN, INFINITY}) {
             std::vector<float> data = Ramp();
-            for (const std::size_t i : {0, 19, 22}) data[i] = bad;
+            for (const std::size_t i : {0u, 19u, 22u}) data[i] = bad;
             Rgb colour;
             EXPECT_FALSE(Colouring(Variables(), name).ColourOf({}, data, Srgb(), &colour));
         }

@@ -42,7 +42,7 @@ protected:
     std::string WriteCloud(const std::vector<TestPoint>& points, const float* world_to_ndc) {
         const char* const types[] = {"color", "float"};
         const char* const names[] = {"light", "value"};
-        const std::string file = folder_.File("cloud.ptc");
+        std::string file = folder_.File("cloud.ptc");
         CloudDescription description;
         description.file_name = file.c_str();
         description.point_variables = {2, types, names};
@@ -211,8 +211,9 @@ TEST_F(PtcView, TheProgramTellsSuccessFailureAndWrongUsage) {
         {options.input + " -o x.png --exposure nan", 2},
     };
     const std::string error = folder_.File("error");
+    const std::string to_nowhere = " >/dev/null 2>" + error;
     for (const auto& [arguments, status] : cases) {
-        const std::string command = PTC " view " + arguments + " >/dev/null 2>" + error;
+        const std::string command = std::string(PTC " view ").append(arguments) + to_nowhere;
         const int ended = std::system(command.c_str());
         EXPECT_EQ(WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, status) << arguments;
         const std::string text = ContentOf(error);
