@@ -7,9 +7,9 @@
 
 #include "tools/bake/delivery.h"
 #include "tools/bake/driver_image.h"
-#include "tools/bake/progress.h"
 #include "tools/bake/scene.h"
 #include "tools/bake/shader.h"
+#include "tools/common/progress.h"
 
 namespace bake {
 

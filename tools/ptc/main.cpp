@@ -1,18 +1,40 @@
 // ptc: one program for point cloud files, a sub-command for each intention.
 
-#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
 
+#include <CLI/CLI.hpp>
 #include "tools/ptc/commands.h"
 
+namespace {
+
+constexpr const char* kAbout =
+    "Looks at, prints, checks, repairs and draws point cloud files.\n"
+    "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
+
+}  // namespace
+
 int main(int argc, char** argv) {
-    CLI::App app("Looks at point cloud files.", "ptc");
+    CLI::App app(kAbout, "ptc");
     app.require_subcommand(1);
     int status = 0;
+    AddInfo(app, &status);
+    AddPrint(app, &status);
+    AddCheck(app, &status);
+    AddRepair(app, &status);
     AddView(app, &status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
+        // CLI11 has a number for each kind of mistake; here they are all wrong usage.
         return app.exit(stop) == 0 ? 0 : 2;
+    }
+    // A full disk behind standard output shows up only when the last of it is written.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "ptc: standard output: %s\n",
+                     std::generic_category().message(errno).c_str());
+        return 1;
     }
     return status;
 }

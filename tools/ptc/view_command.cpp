@@ -17,6 +17,7 @@ namespace view {
 
 namespace {
 
+/// Along one side. Both sides at this take 5 GB.
 constexpr int kMostPixels = 8192;
 
 constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
@@ -29,7 +30,7 @@ bool ParseNumber(std::string_view text, Value* value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
-/// `text` split at the first `mark` into two numbers.
+/// Two numbers: `text` split at the first `mark` into two numbers.
 template <class Value>
 bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
     const std::size_t at = text.find(mark);
@@ -37,12 +38,15 @@ bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
            ParseNumber(text.substr(at + 1), second);
 }
 
+/// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
     return ParseTwo(text, 'x', &size->width, &size->height) && fits(size->width) &&
            fits(size->height);
 }
 
+/// "MIN:MAX". Neither an end nor the distance between the two may be infinite, or no value would
+/// have a share of it.
 bool ParseRange(const std::string& text, ValueRange* range) {
     return ParseTwo(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
            range->low < range->high && std::isfinite(range->high - range->low);
@@ -103,6 +107,7 @@ void AddNumber(CLI::App& app, const OptionText& text, double low, double high, d
               });
 }
 
+/// From where the cloud is seen, and how large.
 void AddSightOptions(CLI::App& app, ViewOptions* options) {
     AddParsed(app,
               {"--size", "WxH", "pixels, the legend's included (1024 along the longer side)",
@@ -126,6 +131,7 @@ void AddSightOptions(CLI::App& app, ViewOptions* options) {
               &options->point_scale);
 }
 
+/// What is shown of the points, and in which colours.
 void AddColourOptions(CLI::App& app, ViewOptions* options) {
     app.add_option("--variable", options->variable,
                    "what to show: a variable, normal or radius (the first color, else the first "
@@ -152,6 +158,7 @@ void AddColourOptions(CLI::App& app, ViewOptions* options) {
 }  // namespace view
 
 void AddView(CLI::App& app, int* status) {
+    // Shared with the callback, which runs when the command line is parsed.
     const auto options = std::make_shared<view::ViewOptions>();
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
     command->option_defaults()->take_last();  // what is given again replaces what was given

@@ -1,0 +1,148 @@
+// ptc repair: what is kept, byte for byte, and what the new header says.
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <filesystem>
+
+#include "tests/tools/ptc/sound_cloud.h"
+#include "tools/common/failure.h"
+#include "tools/ptc/cloud_repair.h"
+
+using namespace sound_cloud;
+
+namespace {
+
+struct Repaired {
+    RepairReport report;
+    std::string bytes;
+};
+
+Repaired Repair(const std::string& damaged) {
+    static const ScratchFolder folder;
+    const std::string out = folder.File("out.ptc");
+    const InputFile input(WriteTo(folder.File("in.ptc"), damaged), InputFile::Gzip::kInflated);
+    OutputFile output(out);
+    Repaired repaired{RepairCloud(input, output), {}};
+    repaired.bytes = ContentOf(out);
+    return repaired;
+}
+
+/// How many points are whole in the first `cut` bytes of a text file.
+std::size_t WholeTextPoints(const std::string& bytes, std::size_t cut) {
+    std::size_t whole = 0;
+    for (std::size_t at = bytes.find("ptd "); at != bytes.npos; at = bytes.find("ptd ", at + 1))
+        if (bytes.find('\n', at) < cut) ++whole;
+    return whole;
+}
+
+TEST(Repair, KeepsTheWholePointsOfAFileCutAtAnyByte) {
+    for (const auto form : {TokenForm::kBinary, TokenForm::kText}) {
+        constexpr std::size_t kFew = 3;
+        const std::string bytes = Bytes({kFew, false, form});
+        const std::size_t header = Bytes({0, false, form}).size();
+        for (std::size_t cut = header; cut <= bytes.size(); ++cut) {
+            SCOPED_TRACE(cut);
+            const std::size_t whole =
+                form == TokenForm::kText ? WholeTextPoints(bytes, cut) : (cut - header) / kRecord;
+            const Repaired repaired = Repair(bytes.substr(0, cut));
+            EXPECT_EQ(repaired.bytes, Bytes({whole, false, form}));
+            EXPECT_EQ(repaired.report.kept, static_cast<std::int64_t>(whole));
+            EXPECT_EQ(repaired.report.counted, static_cast<std::int64_t>(kFew));
+        }
+    }
+}
+
+TEST(Repair, RefusesAFileCutWithinItsHeader) {
+    const std::string bytes = Bytes();
+    for (std::size_t cut = 0; cut < kDataStart; ++cut)
+        EXPECT_THROW(Repair(bytes.substr(0, cut)), Failure) << cut;
+}
+
+TEST(Repair, CountsWhatALaggingHeaderDoesNot) {
+    for (const auto form : {TokenForm::kBinary, TokenForm::kText}) {
+        std::string bytes = Bytes({kPoints, false, form});
+        const std::string empty = Bytes({0, false, form});
+        // No normal is coded so, and no computation keeps this number that is none.
+        const std::size_t point = kDataStart + kRecord;
+        if (form == TokenForm::kBinary) {
+            Put(&bytes, point + 12, 0xFFFF0001U);
+            Put(&bytes, point + 20, 0x7F800123U);
+        }
+        // The head and the block of a file whose writing stopped before the first checkpoint.
+        const std::size_t block =
+            empty.find(form == TokenForm::kText ? "world_to_eye" : "\xbf\xad");
+        const Repaired repaired = Repair(empty.substr(0, block) + bytes.substr(block));
+        EXPECT_EQ(repaired.bytes, bytes);
+        EXPECT_EQ(repaired.report.unsound, form == TokenForm::kBinary ? 1 : 0);
+    }
+}
+
+TEST(Repair, KeepsAnOctreeOnlyWhenAllOfItIsSound) {
+    for (const auto form : {TokenForm::kBinary, TokenForm::kText}) {
+        const std::string bytes = Bytes({kPoints, true, form});
+        const Repaired kept = Repair(bytes);
+        EXPECT_EQ(kept.bytes, bytes);
+        EXPECT_EQ(kept.report.octree, RepairReport::Octree::kKept);
+
+        const Repaired dropped = Repair(bytes.substr(0, bytes.size() - 1));
+        EXPECT_EQ(dropped.bytes, Bytes({kPoints, false, form}));
+        EXPECT_EQ(dropped.report.octree, RepairReport::Octree::kDropped);
+    }
+}
+
+TEST(Repair, KeepsOlderVersions) {
+    const std::string bytes = Bytes({kPoints, false});
+    std::string version1 = bytes.substr(0, 56) + bytes.substr(188);
+    Put(&version1, 4, 1);
+    EXPECT_EQ(Repair(version1 + "tail").bytes, version1);
+    std::string version0 =
+        bytes.substr(0, 40) + bytes.substr(188, 359 - 188) + bytes.substr(kDataStart);
+    Put(&version0, 4, 0);
+    EXPECT_EQ(Repair(version0 + "tail").bytes, version0);
+}
+
+TEST(Repair, SavesWhatABrokenGzipFileStillHolds) {
+    const std::string bytes = Bytes();
+    const ScratchFolder folder;
+    const std::string file = folder.File("all.gz");
+    const gzFile stream = gzopen(file.c_str(), "wb0");  // stored: a cut leaves a known part
+    gzwrite(stream, bytes.data(), static_cast<unsigned>(bytes.size()));
+    gzclose(stream);
+    const std::string compressed = ContentOf(file);
+    EXPECT_EQ(Repair(compressed).bytes, bytes);
+
+    const std::size_t gone = bytes.size() - (kDataStart + 2 * kRecord + 7);
+    const std::size_t trailer = 8;
+    EXPECT_EQ(Repair(compressed.substr(0, compressed.size() - trailer - gone)).bytes,
+              Bytes({2, false}));
+}
+
+TEST(OutputFile, LeavesWhatWasThereUntilItIsWhole) {
+    const ScratchFolder folder;
+    const std::string file = WriteTo(folder.File("file"), "old");
+    ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
+    const std::string link = folder.File("link");
+    ASSERT_EQ(::symlink("file", link.c_str()), 0);
+    const auto entries = [&] {
+        const std::filesystem::directory_iterator all(folder.File(""));
+        return std::distance(begin(all), end(all));
+    };
+    { WriteTo(OutputFile(link).Path(), "half"); }
+    EXPECT_EQ(ContentOf(file), "old");
+    EXPECT_EQ(entries(), 2);
+
+    OutputFile output(link);
+    WriteTo(output.Path(), "new");
+    EXPECT_EQ(ContentOf(file), "old");
+    output.Commit();
+    EXPECT_EQ(ContentOf(file), "new");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    struct stat info = {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0640U);
+    EXPECT_EQ(entries(), 2);
+}
+
+}  // namespace

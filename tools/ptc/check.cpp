@@ -1,0 +1,66 @@
+// ptc check: every fault of point cloud files, each with its place.
+
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/ptc/cloud_check.h"
+#include "tools/ptc/commands.h"
+#include "tools/ptc/run_guarded.h"
+
+namespace {
+
+constexpr std::int64_t kShown = 20;
+
+struct CheckOptions {
+    std::vector<std::string> files;
+    bool all = false;
+};
+
+int CheckFile(const std::string& name, bool all) {
+    const InputFile file(name);
+    // A few lines wait until the progress bar is gone; all of them could be too many for that.
+    std::string waiting;
+    const auto tell = [&](std::int64_t offset, const std::string& what) {
+        waiting += fmt::format("{}: {}: {}\n", file.Name(), offset, what);
+        if (!all) return;
+        fmt::print("{}", waiting);
+        waiting.clear();
+    };
+    FaultList faults(all ? std::numeric_limits<std::int64_t>::max() : kShown, tell);
+    const CheckedCounts counts = CheckCloud(file, faults, !all);
+    fmt::print("{}", waiting);
+    const std::int64_t total = faults.Total();
+    if (total == 0) {
+        fmt::print("{}: sound, {} points, {} nodes\n", file.Name(), counts.points, counts.nodes);
+        return 0;
+    }
+    const std::string shown =
+        all || total <= kShown ? std::string() : fmt::format(", the first {} are shown", kShown);
+    fmt::print("{}: {} {}{}\n", file.Name(), total, total == 1 ? "fault" : "faults", shown);
+    return 1;
+}
+
+int Check(const CheckOptions& options) {
+    int status = 0;
+    for (const std::string& name : options.files)
+        if (RunGuarded([&] { return CheckFile(name, options.all); }) != 0) status = 1;
+    return status;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, int* status) {
+    const auto options = std::make_shared<CheckOptions>();
+    CLI::App* const command =
+        app.add_subcommand("check", "find every fault of files, and where it is");
+    command->add_option("FILE", options->files, "point cloud files, - for standard input")
+        ->required();
+    command->add_flag("--all", options->all, "show every fault, not only the first 20");
+    command->callback([options, status] { *status = Check(*options); });
+}

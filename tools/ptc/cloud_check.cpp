@@ -1,0 +1,131 @@
+// The check of a whole file.
+
+#include "tools/ptc/cloud_check.h"
+
+#include <cmath>
+#include <string>
+#include <system_error>
+
+#include "tools/common/progress.h"
+#include "tools/ptc/header_check.h"
+#include "tools/ptc/node_check.h"
+#include "tools/ptc/point_scan.h"
+
+namespace {
+
+constexpr const char* kAxes[] = {"x", "y", "z"};
+
+/// Text has seven digits: what a sum of numbers loses by that, as a share of the numbers.
+constexpr float kTextSlack = 1e-6f;
+
+class PointCheck {
+public:
+    PointCheck(const Cloud& cloud, FaultList& faults)
+        : cloud_(cloud), faults_(faults), slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
+
+    /// The point that `scan` stands at.
+    void Check(const PointScan& scan) {
+        const std::span<const float> values = scan.Values();
+        const std::int64_t index = scan.Count() - 1;
+        const float radius = values[PointScan::kRadius];
+        const bool is_radius = radius >= 0 && std::isfinite(radius);
+        if (!is_radius) Add(scan, PointScan::kRadius, index, "radius", radius, "is no radius");
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
+        const float largest = cloud_.largest_radius;
+        if (cloud_.version >= 2 && is_radius && radius > largest + slack_ * largest)
+            Add(scan, PointScan::kRadius, index, "radius", radius,
+                "is above the header's largest radius");
+        for (std::size_t i = PointScan::kData; i < values.size(); ++i)
+            if (!std::isfinite(values[i]))
+                faults_.Add(scan.Place(i), "point {}: data value {} is {}", index,
+                            i - PointScan::kData, values[i]);
+    }
+
+private:
+    /// The box goes around the spheres, in the arithmetic of the writer.
+    void CheckAxis(const PointScan& scan, std::size_t axis, std::int64_t index, float radius) {
+        const float value = scan.Values()[axis];
+        if (!std::isfinite(value)) {
+            Add(scan, axis, index, kAxes[axis], value, "is not finite");
+            return;
+        }
+        const float slack = slack_ * (std::fabs(value) + radius);
+        if (value - radius < cloud_.box_min[axis] - slack ||
+            value + radius > cloud_.box_max[axis] + slack)
+            Add(scan, axis, index, kAxes[axis], value, "lies outside the box, radius included");
+    }
+
+    void Add(const PointScan& scan, std::size_t place, std::int64_t index, const char* what,
+             float value, const char* fault) {
+        faults_.Add(scan.Place(place), "point {}: {} {} {}", index, what, value, fault);
+    }
+
+    const Cloud& cloud_;
+    FaultList& faults_;
+    const float slack_;
+};
+
+/// Whether octree nodes should follow the points.
+bool IsOrganised(const Cloud& cloud) {
+    return cloud.stored_node_count > 0 || cloud.root_position != 0;
+}
+
+/// The scan came to an end before the header's count.
+void TellMissingPoints(const Cloud& cloud, PointScan& scan, FaultList& faults) {
+    const std::int64_t behind = scan.BytesBehind();
+    if (const int error = cloud.input.Error())
+        faults.Add(scan.End(), "point {} of {}: {}", scan.Count(), cloud.point_count,
+                   std::generic_category().message(error));
+    else if (behind == 0)
+        faults.Add(scan.End(), "the file ends, {} of {} points are there", scan.Count(),
+                   cloud.point_count);
+    else if (cloud.input.IsText())
+        faults.Add(scan.End(), "point {} of {} is malformed or cut off", scan.Count(),
+                   cloud.point_count);
+    else
+        faults.Add(scan.End(), "the file ends within point {} of {}", scan.Count(),
+                   cloud.point_count);
+}
+
+/// All points are there, and nothing should follow.
+void TellBytesBehind(const Cloud& cloud, PointScan& scan, FaultList& faults) {
+    const std::int64_t behind = scan.BytesBehind();
+    const auto record = static_cast<std::int64_t>(4 * scan.Values().size());
+    if (behind == 0) return;
+    if (cloud.input.IsText() || behind < record)
+        faults.Add(scan.End(), "{} bytes behind the last point", behind);
+    else
+        faults.Add(scan.End(), "{} bytes behind the last point, room for {} more than npoints",
+                   behind, behind / record);
+}
+
+}  // namespace
+
+CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress) {
+    const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
+    if (!places) return {};
+    std::string why;
+    const auto cloud = OpenCloud(file.Path().c_str(), &why, CountCheck::kOff);
+    if (!cloud) {
+        // The reader's rules are among those above; this one is for the reader's alone.
+        if (faults.Total() == 0) faults.Add(0, "{}", why);
+        return {};
+    }
+    Progress progress(static_cast<std::uint64_t>(cloud->point_count + cloud->node_count),
+                      shows_progress);
+    PointScan scan(*cloud, 0, cloud->point_count);
+    PointCheck check(*cloud, faults);
+    while (scan.Next()) {
+        check.Check(scan);
+        if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
+    }
+    if (scan.Count() < cloud->point_count) {
+        TellMissingPoints(*cloud, scan, faults);
+    } else if (!IsOrganised(*cloud)) {
+        TellBytesBehind(*cloud, scan, faults);
+    } else if (!cloud->input.IsCompressed()) {
+        CheckNodes(*cloud, *places, scan.End(), faults, &progress);
+    }
+    return {scan.Count(), cloud->node_count};
+}

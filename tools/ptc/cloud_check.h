@@ -1,0 +1,17 @@
+// The check of a whole file: header, points, octree, and that nothing else is there.
+
+#pragma once
+
+#include <cstdint>
+
+#include "tools/common/input_file.h"
+#include "tools/ptc/fault_list.h"
+
+/// What was looked at.
+struct CheckedCounts {
+    std::int64_t points = 0;
+    std::int64_t nodes = 0;
+};
+
+/// Adds every fault of `file` to `faults`. Fails when it cannot be opened or read at all.
+CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress);

@@ -1,0 +1,19 @@
+// Opening the cloud that a user named, with the reason of a failure as the line that the user
+// reads.
+
+#pragma once
+
+#include <memory>
+
+#include "ptc/reader.h"
+#include "tools/common/input_file.h"
+#include "tools/ptc/header_check.h"
+
+struct OpenedCloud {
+    std::unique_ptr<Cloud> cloud;
+    HeaderPlaces places;
+};
+
+/// Opens `file`, also when it has fewer points than its header counts: the commands are there for
+/// such files. Fails with the reason and its place in the file.
+OpenedCloud OpenInput(const InputFile& file);

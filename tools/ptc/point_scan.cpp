@@ -1,0 +1,118 @@
+// PointScan: raw records in pieces, text records line by line.
+
+#include "tools/ptc/point_scan.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+
+#include "ptc/layout.h"
+#include "ptc/normal_decode.h"
+
+namespace {
+
+/// Raw records are read in pieces of about this many bytes.
+constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+
+std::size_t DataFloats(const Cloud& cloud) {
+    return static_cast<std::size_t>(cloud.point_variables.data_size);
+}
+
+/// What "%hi" printed: the code as a signed number.
+std::uint16_t ToCode(double printed) {
+    return static_cast<std::uint16_t>(static_cast<std::int16_t>(printed));
+}
+
+}  // namespace
+
+static_assert(sizeof(float) * PointScan::kData == ptc_layout::kPointHeadBytes);
+static_assert(sizeof(float) * PointScan::kRadius ==
+              ptc_layout::Find(ptc_layout::kPoint, "radius").offset);
+
+PointScan::PointScan(Cloud& cloud, std::int64_t first, std::int64_t last)
+    : cloud_(cloud),
+      last_(last),
+      begin_(cloud.data_start),
+      end_(cloud.data_start),
+      values_(kData + DataFloats(cloud)) {
+    cloud_.next_point = -1;  // the reader's own place is lost
+    if (!cloud_.input.IsText()) piece_.resize(std::max(kPieceBytes, 4 * values_.size()));
+    // Where the file cannot go to its first point, it ends at once.
+    if (!GoTo(first)) is_at_end_ = true;
+}
+
+bool PointScan::GoTo(std::int64_t first) {
+    if (cloud_.input.IsText()) {
+        if (Failed(cloud_.input.Seek(cloud_.data_start))) return false;
+        while (count_ < first)
+            if (!Next()) return false;
+        return true;
+    }
+    const auto record = static_cast<std::int64_t>(4 * values_.size());
+    if (first > (std::numeric_limits<std::int64_t>::max() - end_) / record) return false;
+    count_ = first;
+    end_ += first * record;
+    return !Failed(cloud_.input.Seek(end_));
+}
+
+bool PointScan::Next() {
+    if (count_ >= last_ || is_at_end_) return false;
+    begin_ = end_;
+    is_at_end_ = !(cloud_.input.IsText() ? NextText() : NextBinary());
+    if (is_at_end_) return false;
+    ++count_;
+    return true;
+}
+
+bool PointScan::NextBinary() {
+    const std::size_t record = 4 * values_.size();
+    if (there_ - next_ < record) {
+        // A piece holds whole records only, so what is left of one is the file's cut end.
+        if (next_ != there_) return false;
+        const auto left = static_cast<std::uint64_t>(last_ - count_);
+        const std::size_t records = std::min<std::uint64_t>(piece_.size() / record, left);
+        next_ = 0;
+        there_ = cloud_.input.ReadUpTo(std::span(piece_).first(records * record));
+        if (there_ < record) return false;
+    }
+    std::memcpy(values_.data(), &piece_[next_], record);
+    next_ += record;
+    end_ += static_cast<std::int64_t>(record);
+    return true;
+}
+
+bool PointScan::NextText() {
+    TokenInput& input = cloud_.input;
+    std::array<double, 6> values;
+    if (Failed(input.ReadRecord("", "%e %e %e  %hi %hi  %e ", values))) return false;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        values_[kPosition + axis] = static_cast<float>(values[axis]);
+    const NormalCode code = {ToCode(values[3]), ToCode(values[4])};
+    std::memcpy(&values_[kCodes], &code, sizeof code);
+    values_[kRadius] = static_cast<float>(values[5]);
+    const auto data = std::span(values_).subspan(kData);
+    if (!data.empty() && Failed(input.ReadFloats("ptd", data))) return false;
+    end_ = input.Tell();
+    return true;
+}
+
+void PointScan::DecodeNormal(float* normal) const {
+    NormalCode code;
+    std::memcpy(&code, &values_[kCodes], sizeof code);
+    Normals().Decode(code, normal);
+}
+
+std::int64_t PointScan::Place(std::size_t index) const {
+    return cloud_.input.IsText() ? begin_ : begin_ + static_cast<std::int64_t>(4 * index);
+}
+
+std::int64_t PointScan::BytesBehind() {
+    TokenInput& input = cloud_.input;
+    if (!input.IsCompressed() && input.StoredBytes() >= 0)
+        return std::max<std::int64_t>(0, input.StoredBytes() - end_);
+    std::array<std::byte, 1 << 13> rest;
+    while (input.ReadUpTo(rest) == rest.size()) {
+    }
+    return input.Tell() - end_;
+}

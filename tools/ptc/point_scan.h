@@ -1,0 +1,64 @@
+// PointScan: the point records of an open cloud as they are stored, each with its place.
+//
+// Units      offsets in bytes from the file's start; of the inflated bytes, for a gzip file.
+// Errors     none: the first record that is not whole ends the scan, silently.
+// Ownership  borrows the cloud, which then stands at no particular point.
+// Threads    one caller at a time.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "ptc/cloud.h"
+
+class PointScan {
+public:
+    // Where a point's values stand among its floats.
+    static constexpr std::size_t kPosition = 0;
+    static constexpr std::size_t kCodes = 3;
+    static constexpr std::size_t kRadius = 4;
+    static constexpr std::size_t kData = 5;
+
+    /// Stands before record `first` of `cloud`, to go on to record `last` at the most, exclusive.
+    PointScan(Cloud& cloud, std::int64_t first, std::int64_t last);
+
+    /// Moves to the next record. False: the last is taken, or no whole one follows.
+    bool Next();
+
+    /// The record's floats; that at kCodes is none, but the normal's two codes side by side.
+    std::span<const float> Values() const { return values_; }
+
+    /// The record's normal.
+    void DecodeNormal(float* normal) const;
+
+    /// The place of float `index` of the record; in text form the record's line stands for it.
+    std::int64_t Place(std::size_t index) const;
+
+    /// How many whole records there are up to here, those before the first counted.
+    std::int64_t Count() const { return count_; }
+    std::int64_t End() const { return end_; }  ///< the first byte behind them
+
+    /// How many bytes follow the whole records, up to the file's end. Ends the scan.
+    std::int64_t BytesBehind();
+
+private:
+    bool GoTo(std::int64_t first);
+    bool NextBinary();
+    bool NextText();
+
+    Cloud& cloud_;
+    const std::int64_t last_;
+    bool is_at_end_ = false;
+    std::int64_t count_ = 0;
+    std::int64_t begin_ = 0;  ///< of the record
+    std::int64_t end_ = 0;
+    std::vector<float> values_;
+
+    // Binary only: records that are read and not taken yet.
+    std::vector<std::byte> piece_;
+    std::size_t next_ = 0;
+    std::size_t there_ = 0;
+};

@@ -1,0 +1,62 @@
+// Columns of printed points and nodes.
+
+#include "tools/ptc/print_columns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "tools/common/failure.h"
+
+namespace {
+
+std::string Suffix(std::string_view type, std::int32_t size, std::int32_t part) {
+    if (size == 1) return "";
+    if (size != 3 || type.starts_with("float")) return fmt::format("_{}", part);
+    const char* const parts = type.starts_with("color") ? "rgb" : "xyz";
+    return {'_', parts[part]};
+}
+
+}  // namespace
+
+std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
+    std::vector<PrintGroup> groups;
+    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+        PrintGroup& group = groups.emplace_back();
+        group.name = variables.names[i];
+        for (std::int32_t part = 0; part < variables.sizes[i]; ++part)
+            group.columns.push_back(
+                {group.name + Suffix(variables.types[i], variables.sizes[i], part), first++});
+    }
+    return groups;
+}
+
+std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
+                                       const std::string& names) {
+    std::vector<PrintColumn> chosen;
+    const auto choose = [&](const PrintGroup& group) {
+        chosen.insert(chosen.end(), group.columns.begin(), group.columns.end());
+    };
+    if (names.empty()) {
+        for (const PrintGroup& group : groups) choose(group);
+        return chosen;
+    }
+    for (std::size_t begin = 0; begin <= names.size();) {
+        const std::size_t end = std::min(names.find(',', begin), names.size());
+        const std::string name = names.substr(begin, end - begin);
+        // From the back: the file's own variables stand there.
+        const auto found =
+            std::find_if(groups.rbegin(), groups.rend(),
+                         [&](const PrintGroup& group) { return group.name == name; });
+        if (found == groups.rend()) {
+            std::string there;
+            for (const PrintGroup& group : groups)
+                there += (there.empty() ? "" : ", ") + group.name;
+            throw Failure(fmt::format("no variable \"{}\"; there are {}", name, there));
+        }
+        choose(*found);
+        begin = end + 1;
+    }
+    return chosen;
+}
