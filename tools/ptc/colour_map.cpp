@@ -3,6 +3,7 @@
 #include "tools/ptc/colour_map.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace view {
@@ -17,8 +18,9 @@ constexpr Rgb kTable[] = {
 };
 constexpr std::size_t kSteps = std::size(kTable) - 1;
 
+/// In bytes of the screen, as the map is defined: even steps for the eye, not in light.
 std::uint8_t Between(std::uint8_t from, std::uint8_t to, double share) {
-    return static_cast<std::uint8_t>(from * (1 - share) + to * share + 0.5);
+    return static_cast<std::uint8_t>(std::lround(from * (1 - share) + to * share));
 }
 
 }  // namespace

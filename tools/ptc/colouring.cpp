@@ -39,6 +39,7 @@ Colouring::Colouring(const CloudVariables& variables, const std::string& name) :
     }
 }
 
+/// Leaves the normal chosen when there is neither a color nor a float.
 void Colouring::ChooseDefault(const CloudVariables& variables) {
     for (const std::string_view type : {"color", "float"}) {
         for (std::size_t i = 0; i < variables.types.size(); ++i) {
@@ -53,12 +54,14 @@ void Colouring::ChooseDefault(const CloudVariables& variables) {
     name_ = kNormal;
 }
 
+/// False: the cloud has no such variable. One that a picture cannot show is refused.
 bool Colouring::ChooseVariable(const CloudVariables& variables, const std::string& name) {
     const auto found = std::find(variables.names.begin(), variables.names.end(), name);
     if (found == variables.names.end()) return false;
     const auto index = static_cast<std::size_t>(found - variables.names.begin());
     const std::string& type = variables.types[index];
     const std::int32_t size = variables.sizes[index];
+    // An array of colors begins like a color, but is more than one.
     const auto is = [&](std::string_view word, std::int32_t floats) {
         return type.starts_with(word) && size == floats;
     };
@@ -81,6 +84,7 @@ void Colouring::SetExposure(double stops) {
     gain_ = static_cast<float>(std::exp2(stops));
 }
 
+/// The floats that are shown: one for the colour map, else three.
 std::span<const float> Colouring::Values(const PointHead& point,
                                          std::span<const float> data) const {
     if (source_ == Source::kNormal) return point.normal;
@@ -108,10 +112,11 @@ bool Colouring::ColourOf(const PointHead& point, std::span<const float> data, co
         *colour = srgb.Encode(Light{x * gain_, y * gain_, z * gain_});
         return true;
     }
+    // Vectors of any length, also those whose square no float holds, are shown by direction.
     const double length = std::sqrt(double{x} * x + double{y} * y + double{z} * z);
     const auto component = [length](float value) {
         const double part = length > 0 ? value / length : 0.0;
-        return static_cast<std::uint8_t>((part + 1) / 2 * 255 + 0.5);
+        return static_cast<std::uint8_t>(std::lround((part + 1) / 2 * 255));
     };
     *colour = {component(x), component(y), component(z)};
     return true;

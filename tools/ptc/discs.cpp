@@ -67,6 +67,7 @@ DiscCanvas::DiscCanvas(int width, int height)
       samples_(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_),
                Sample{-std::numeric_limits<float>::infinity(), {}}) {}
 
+/// False: the disc is not before the eye as a whole. The part that is would have no bounds.
 bool DiscCanvas::ToRaster(const ViewCamera& camera, const Disc& disc, RasterDisc* raster) {
     if (!camera.Project(disc.centre, &raster->x, &raster->y)) return false;
     const bool has_normal = Dot(disc.normal, disc.normal) > 0;
@@ -75,6 +76,8 @@ bool DiscCanvas::ToRaster(const ViewCamera& camera, const Disc& disc, RasterDisc
     const Vector3 a = AnyPerpendicular(axis) * disc.radius;
     const Vector3 b = Cross(axis, a);
 
+    // Directions have no constant part; taking off the centre's place times w leaves x and y
+    // relative to it, which keeps the digits that count for a small disc far from the corner.
     raster->aw = Dot(a, camera.w.direction);
     raster->bw = Dot(b, camera.w.direction);
     raster->cw = camera.w.At(disc.centre);
@@ -110,6 +113,7 @@ bool DiscCanvas::Clip(const RasterDisc& disc, Box* box) const {
     return true;
 }
 
+/// Of equally near ones the first stays, so that the file's order settles what nothing else does.
 void DiscCanvas::Cover(int x, int y, double nearness, Rgb colour) {
     Sample& sample = samples_[static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
                               static_cast<std::size_t>(x)];
@@ -135,6 +139,7 @@ void DiscCanvas::DrawFace(const RasterDisc& disc, const Box& box, Rgb colour) {
     }
 }
 
+/// A round dot of fixed size, as near everywhere as the disc's centre.
 void DiscCanvas::DrawDot(const RasterDisc& disc, const Box& box, Rgb colour) {
     for (int y = box.y0; y <= box.y1; ++y) {
         for (int x = box.x0; x <= box.x1; ++x) {
@@ -157,6 +162,7 @@ void DiscCanvas::Draw(const ViewCamera& camera, const Disc& disc, Rgb colour) {
     }
 }
 
+/// Light is what a lens would add up; bytes of the screen are not, and edges would look too dark.
 Light DiscCanvas::MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const {
     Light sum;
     for (int row = y * kSide; row < (y + 1) * kSide; ++row) {

@@ -14,7 +14,7 @@ namespace view {
 namespace {
 
 // In dots of the lettering.
-constexpr int kGap = 4;
+constexpr int kGap = 4;  ///< above, below and between
 constexpr int kBarHeight = 8;
 constexpr int kTickHeight = 2;
 constexpr int kNameTop = kGap;
@@ -30,6 +30,7 @@ std::string NumberText(double value, const ValueRange& range) {
     return fmt::format("{:.4g}", value > -step && value < step ? 0.0 : value);
 }
 
+/// What stands at tick `tick` of `ticks`, counted from the low end.
 std::string TickText(int tick, int ticks, const ValueRange& range) {
     const double share = static_cast<double>(tick) / (ticks - 1);
     return NumberText(range.low * (1 - share) + range.high * share, range);

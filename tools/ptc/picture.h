@@ -41,6 +41,7 @@ public:
     Rgb At(int x, int y) const { return pixels_[Index(x, y)]; }
     void Set(int x, int y, Rgb colour) { pixels_[Index(x, y)] = colour; }
 
+    /// The part of `area` that lies in the picture.
     void Fill(const Rectangle& area, Rgb colour);
 
     /// Row by row from the top, without gaps.

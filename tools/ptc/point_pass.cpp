@@ -13,7 +13,7 @@ namespace view {
 
 namespace {
 
-/// About how many floats of data are in memory at a time.
+/// About how many floats of data are in memory at a time; one point may have more.
 constexpr std::size_t kPieceFloats = std::size_t{1} << 16;
 constexpr std::size_t kMostPoints = 4096;
 
@@ -35,6 +35,7 @@ PointPass::PointPass(Cloud& cloud, std::string name, bool wants_data)
     data_.resize(heads_.size() * floats_);
 }
 
+/// A point that cannot be drawn counts for the bar and for messages, which number a file's points.
 void PointPass::Run(Progress& progress, std::uint64_t done, const Visit& visit) {
     if (Failed(SeekPoint(cloud_, 0))) throw Failure(fmt::format("{}: cannot be read", name_));
     for (std::int64_t first = 0; first < cloud_.point_count;) {

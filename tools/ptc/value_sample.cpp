@@ -19,7 +19,7 @@ double RoundStep(double least) {
 
 /// The range made a little larger, so that its ends are numbers that one can read.
 ValueRange RoundedOut(const ValueRange& range) {
-    constexpr double kParts = 20;
+    constexpr double kParts = 20;  // so that it grows by a tenth of its length at most
     const double step = RoundStep((range.high - range.low) / kParts);
     const ValueRange round = {std::floor(range.low / step) * step,
                               std::ceil(range.high / step) * step};
@@ -35,6 +35,7 @@ void ValueSample::Add(double value) {
         --next_;
         return;
     }
+    // What is kept stays evenly spread: every other value of those that were.
     if (kept_.size() == kMostKept) {
         for (std::size_t i = 0; i < kMostKept / 2; ++i) kept_[i] = kept_[2 * i];
         kept_.resize(kMostKept / 2);
@@ -46,6 +47,7 @@ void ValueSample::Add(double value) {
 
 ValueRange ValueSample::RobustRange() {
     std::sort(kept_.begin(), kept_.end());
+    // Of fewer than a hundred values none is a stray.
     const std::size_t cut = kept_.size() / 100;
     ValueRange range = {kept_[cut], kept_[kept_.size() - 1 - cut]};
     // Strays may be all that differs: a range of them says more than none.

@@ -3,6 +3,7 @@
 #include "tools/ptc/view.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -22,12 +23,14 @@ namespace view {
 
 namespace {
 
+/// Pixels of a picture whose size is not given: the file's own resolution may be a thumbnail's.
 constexpr int kLongerSide = 1024;
 /// Shape of a picture without a file's camera.
 constexpr double kUsualAspect = 4.0 / 3;
 /// Shapes beyond this are taken to be damage.
 constexpr double kMostAspect = 8;
-/// The file's camera is used when it sees at least one point in so many.
+/// The file's camera is used when it sees at least one point in so many: fewer are what a matrix
+/// that has nothing to do with the cloud sees by chance.
 constexpr std::uint64_t kSeenOneIn = 100;
 
 Vector3 PositionOf(const PointHead& point) {
@@ -41,6 +44,8 @@ struct Survey {
     std::uint64_t in_view = 0;  ///< of the file's camera
     ValueSample values;
 
+    /// Takes in the whole sphere, however its disc is turned. The header's box is not asked: a
+    /// point that is not finite has spoilt it, and it knows nothing of the radii's scale.
     void Include(const Vector3& p, double radius) {
         const Vector3 reach = {radius, radius, radius};
         const Vector3 low = p - reach, high = p + reach;
@@ -53,7 +58,8 @@ struct Survey {
     }
 };
 
-/// Width over height of the frame that the file was made in.
+/// Width over height of the frame that the file was made in. What the header stores counts, not
+/// the defaults that a reader puts in its place: these belong to no cloud in particular.
 double FrameAspect(const Cloud& cloud) {
     const auto [width, height, pixel] = cloud.stored_format;
     if (!(width >= 1 && height >= 1)) return kUsualAspect;
@@ -61,7 +67,7 @@ double FrameAspect(const Cloud& cloud) {
     return aspect >= 1 / kMostAspect && aspect <= kMostAspect ? aspect : kUsualAspect;
 }
 
-/// One run of the command.
+/// One run of the command: what its steps share.
 class Viewing {
 public:
     Viewing(const ViewOptions& options, Cloud& cloud, std::string name)
@@ -74,6 +80,7 @@ public:
         colouring_.SetExposure(options.exposure);
     }
 
+    /// The whole picture; reads the points twice.
     Picture Draw() {
         Survey survey = Look();
         if (survey.points == 0) throw Failure(fmt::format("{}: no points to draw", name_));
@@ -88,6 +95,7 @@ public:
 
         Frame frame = {static_cast<double>(size.width) * DiscCanvas::kSide,
                        static_cast<double>(height) * DiscCanvas::kSide, aspect};
+        // A fitted camera has no frame of its own and fills what there is.
         if (is_fitted) frame.aspect = frame.width / frame.height;
         const ViewCamera camera = is_fitted ? FittedCamera(survey.box, options_.direction, frame)
                                             : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
@@ -105,6 +113,8 @@ private:
         }
     }
 
+    /// The first reading. Points without a value are passed over here as they are in drawing, so
+    /// that they do not move the camera.
     Survey Look() {
         const auto camera = CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1});
         Survey survey;
@@ -123,6 +133,7 @@ private:
         return survey;
     }
 
+    /// Settles what the colour map's ends stand for.
     void ChooseRange(ValueSample* values) {
         if (options_.range) {
             colouring_.SetRange(*options_.range);
@@ -154,6 +165,7 @@ private:
         return colouring_.IsMapped() && LegendHeight(size.width) <= size.height / 3;
     }
 
+    /// The second reading, into the picture's upper `height` rows.
     void DrawPoints(const ViewCamera& camera, int height, Picture* picture) {
         const Srgb srgb;
         DiscCanvas canvas(picture->Width(), height);
@@ -173,8 +185,9 @@ private:
     /// Black or white, whichever is read better on the background.
     Rgb Ink() const {
         const Light light = Srgb().Decode(options_.background);
+        constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
         const float luminance = 0.2126f * light.r + 0.7152f * light.g + 0.0722f * light.b;
-        return luminance < 0.18f ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};
+        return luminance < kMiddleGrey ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};
     }
 
     const ViewOptions& options_;
@@ -185,28 +198,32 @@ private:
     Progress progress_;
 };
 
-void WritePicture(const Picture& picture, const std::string& name) {
-    OutputFile output(name);
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output.Path().c_str(), "wb"),
+/// Puts the picture in place, as a whole or not at all.
+void WritePicture(const Picture& picture, OutputFile* output) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output->Path().c_str(), "wb"),
                                                          std::fclose);
-    if (!file) FailWithErrno(output.Name());
+    if (!file) FailWithErrno(output->Name());
     try {
         WritePng(picture, file.get());
     } catch (const Failure& failure) {
-        throw Failure(fmt::format("{}: {}", output.Name(), failure.what()));
+        throw Failure(fmt::format("{}: {}", output->Name(), failure.what()));
     }
-    if (std::fclose(file.release()) != 0) FailWithErrno(output.Name());
-    output.Commit();
+    if (std::fclose(file.release()) != 0) FailWithErrno(output->Name());
+    output->Commit();
 }
 
 }  // namespace
 
 void View(const ViewOptions& options) {
+    // What is wrong with the two files shows before the long part begins.
+    OutputFile output(options.output);
+    if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
+        throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     std::string why;
     const std::unique_ptr<Cloud> cloud = OpenCloud(input.Path().c_str(), &why);
     if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
-    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), options.output);
+    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
 
 }  // namespace view

@@ -25,6 +25,7 @@ LinearForm operator+(const LinearForm& a, const LinearForm& b) {
     return {a.direction + b.direction, a.constant + b.constant};
 }
 
+/// What multiplying (p, 1) by the matrix gives in one column.
 LinearForm Column(std::span<const float, 16> matrix, std::size_t column) {
     return {{matrix[column], matrix[4 + column], matrix[8 + column]}, matrix[12 + column]};
 }
@@ -44,6 +45,7 @@ struct Axes {
     Vector3 ahead;
 };
 
+/// Sines and cosines are the same bits on every machine, and so is the picture.
 Axes AxesOf(const Direction& direction) {
     constexpr double kRadians = 3.14159265358979323846 / 180;
     const auto turn = sine_cosine::Of(static_cast<float>(direction.turn * kRadians));
@@ -55,6 +57,8 @@ Axes AxesOf(const Direction& direction) {
             {-sin_turn * cos_tilt, -sin_tilt, cos_turn * cos_tilt}};
 }
 
+/// Whether the matrix can be one of a camera; a reader's caller has to ask, because a host that
+/// sends none leaves the identity in the file.
 bool IsCamera(std::span<const float, 16> matrix) {
     bool is_identity = true;
     for (std::size_t i = 0; i < matrix.size(); ++i) {
@@ -87,6 +91,8 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
     if (!IsCamera(world_to_ndc)) return std::nullopt;
     ViewCamera camera{
         Column(world_to_ndc, 0), Column(world_to_ndc, 1), Column(world_to_ndc, 3), {}};
+    // Without perspective the depth is all that tells near from far. With it the depth is w, and
+    // what the third column makes of it differs from one maker to the next.
     const bool is_perspective = Length(camera.w.direction) > 0;
     camera.near = is_perspective ? LinearForm{{}, 1} : Column(world_to_ndc, 2) * -1;
     ToRaster(frame, &camera);
@@ -96,6 +102,7 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
 ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Frame& frame) {
     const Axes axes = AxesOf(direction);
     const Vector3 middle = (box.low + box.high) * 0.5;
+    // A single point without a radius has no size to go by; any distance shows it.
     const double radius = Length(box.high - box.low) / 2;
     const double distance = radius > 0 ? kDistance * radius : 1.0;
     const auto along = [&](const Vector3& axis) { return LinearForm{axis, -Dot(axis, middle)}; };
@@ -114,7 +121,7 @@ ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Fra
         bottom = std::min(bottom, y);
         top = std::max(top, y);
     }
-    const double least = 0.1 / kDistance;
+    const double least = 0.001 / kDistance;
     const double half_width = std::max((right - left) / 2, least);
     const double half_height = std::max((top - bottom) / 2, least);
 

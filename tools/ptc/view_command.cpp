@@ -17,6 +17,7 @@ namespace view {
 
 namespace {
 
+/// Along one side. Both sides at this take 5 GB.
 constexpr int kMostPixels = 8192;
 
 constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
@@ -29,7 +30,7 @@ bool ParseNumber(std::string_view text, Value* value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
-/// `text` split at the first `mark` into two numbers.
+/// Two numbers: `text` split at the first `mark` into two numbers.
 template <class Value>
 bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
     const std::size_t at = text.find(mark);
@@ -37,12 +38,15 @@ bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
            ParseNumber(text.substr(at + 1), second);
 }
 
+/// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
     return ParseTwo(text, 'x', &size->width, &size->height) && fits(size->width) &&
            fits(size->height);
 }
 
+/// "MIN:MAX". Neither an end nor the distance between the two may be infinite, or no value would
+/// have a share of it.
 bool ParseRange(const std::string& text, ValueRange* range) {
     return ParseTwo(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
            range->low < range->high && std::isfinite(range->high - range->low);
@@ -73,64 +77,80 @@ bool ParseColour(const std::string& text, Rgb* colour) {
     return true;
 }
 
-/// An option whose text `parse` takes apart; `rule` says what it has to be.
+/// How an option looks in the help, and what a wrong value is told.
+struct OptionText {
+    std::string name;
+    std::string shape;
+    std::string help;
+    std::string rule;
+};
+
+/// An option whose text `parse` takes apart.
 template <class Value, class Parse>
-void AddParsed(CLI::App& app, const std::string& name, Value* value, Parse parse,
-               const std::string& help, const std::string& shape, const std::string& rule) {
+void AddParsed(CLI::App& app, const OptionText& text, Value* value, Parse parse) {
     app.add_option_function<std::string>(
-           name,
-           [=](const std::string& text) {
-               if (!parse(text, value)) throw CLI::ValidationError(name, rule);
+           text.name,
+           [=](const std::string& given) {
+               if (!parse(given, value)) throw CLI::ValidationError(text.name, text.rule);
            },
-           help)
-        ->type_name(shape);
+           text.help)
+        ->type_name(text.shape);
 }
 
 /// A number from `low` to `high`.
-void AddNumber(CLI::App& app, const std::string& name, double low, double high, double* value,
-               const std::string& help) {
-    AddParsed(
-        app, name, value,
-        [=](const std::string& text, double* number) {
-            return ParseNumber(text, number) && *number >= low && *number <= high;
-        },
-        fmt::format("{} ({:g})", help, *value), "NUMBER",
-        fmt::format("must be a number from {:g} to {:g}", low, high));
+void AddNumber(CLI::App& app, const OptionText& text, double low, double high, double* value) {
+    AddParsed(app,
+              {text.name, "NUMBER", fmt::format("{} ({:g})", text.help, *value),
+               fmt::format("must be a number from {:g} to {:g}", low, high)},
+              value, [=](const std::string& given, double* number) {
+                  return ParseNumber(given, number) && *number >= low && *number <= high;
+              });
 }
 
+/// From where the cloud is seen, and how large.
 void AddSightOptions(CLI::App& app, ViewOptions* options) {
-    AddParsed(
-        app, "--camera", &options->camera,
-        [](const std::string& text, CameraChoice* choice) {
-            *choice = text == "file" ? CameraChoice::kFile : CameraChoice::kFit;
-            return text == "file" || text == "fit";
-        },
-        "the file's own, or one that sees all points (the file's when it sees any)", "file|fit",
-        "must be file or fit");
-    AddNumber(app, "--turn", -360, 360, &options->direction.turn,
-              "degrees that a fitted camera stands to the right");
-    AddNumber(app, "--tilt", -90, 90, &options->direction.tilt,
-              "degrees that a fitted camera stands above");
-    AddNumber(app, "--point-scale", 0, 1e6, &options->point_scale, "factor for the discs' radii");
+    AddParsed(app,
+              {"--size", "WxH", "pixels, the legend's included (1024 along the longer side)",
+               fmt::format("must be WxH, each 1 to {}", kMostPixels)},
+              &options->size, [](const std::string& text, std::optional<PictureSize>* size) {
+                  return ParseSize(text, &size->emplace());
+              });
+    AddParsed(app,
+              {"--camera", "file|fit",
+               "the file's own, or one that sees all points (the file's when it sees any)",
+               "must be file or fit"},
+              &options->camera, [](const std::string& text, CameraChoice* choice) {
+                  *choice = text == "file" ? CameraChoice::kFile : CameraChoice::kFit;
+                  return text == "file" || text == "fit";
+              });
+    AddNumber(app, {"--turn", {}, "degrees that a fitted camera stands to the right", {}}, -360,
+              360, &options->direction.turn);
+    AddNumber(app, {"--tilt", {}, "degrees that a fitted camera stands above", {}}, -90, 90,
+              &options->direction.tilt);
+    AddNumber(app, {"--point-scale", {}, "factor for the discs' radii", {}}, 0, 1e6,
+              &options->point_scale);
 }
 
+/// What is shown of the points, and in which colours.
 void AddColourOptions(CLI::App& app, ViewOptions* options) {
     app.add_option("--variable", options->variable,
                    "what to show: a variable, normal or radius (the first color, else the first "
                    "float, else normal)")
         ->type_name("NAME");
-    AddNumber(app, "--exposure", -64, 64, &options->exposure,
-              "stops by which a color is lightened");
-    AddParsed(
-        app, "--range", &options->range,
-        [](const std::string& text, std::optional<ValueRange>* range) {
-            return ParseRange(text, &range->emplace());
-        },
-        "values at the ends of the colour map (all but the outermost hundredth at either end)",
-        "MIN:MAX", "must be MIN:MAX, two numbers in this order");
-    AddParsed(app, "--background", &options->background, ParseColour,
-              "black, grey, white or a colour (#282828)", "#RRGGBB",
-              "must be black, grey, white or #RRGGBB");
+    AddNumber(app, {"--exposure", {}, "stops by which a color is lightened", {}}, -64, 64,
+              &options->exposure);
+    AddParsed(app,
+              {"--range", "MIN:MAX",
+               "values at the ends of the colour map (all but the outermost hundredth at either "
+               "end)",
+               "must be MIN:MAX, two numbers in this order"},
+              &options->range, [](const std::string& text, std::optional<ValueRange>* range) {
+                  return ParseRange(text, &range->emplace());
+              });
+    AddParsed(app,
+              {"--background", "COLOUR", "black, grey, white or #RRGGBB (#282828)",
+               "must be black, grey, white or #RRGGBB"},
+              &options->background, ParseColour);
 }
 
 }  // namespace
@@ -138,6 +158,7 @@ void AddColourOptions(CLI::App& app, ViewOptions* options) {
 }  // namespace view
 
 void AddView(CLI::App& app, int* status) {
+    // Shared with the callback, which runs when the command line is parsed.
     const auto options = std::make_shared<view::ViewOptions>();
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
     command->option_defaults()->take_last();  // what is given again replaces what was given
@@ -145,13 +166,6 @@ void AddView(CLI::App& app, int* status) {
     command->add_option("-o,--output", options->output, "the picture; -: standard output")
         ->required()
         ->type_name("PICTURE");
-    view::AddParsed(
-        *command, "--size", &options->size,
-        [](const std::string& text, std::optional<view::PictureSize>* size) {
-            return view::ParseSize(text, &size->emplace());
-        },
-        "pixels, the legend's included (1024 along the longer side)", "WxH",
-        fmt::format("must be WxH, each 1 to {}", view::kMostPixels));
     view::AddSightOptions(*command, options.get());
     view::AddColourOptions(*command, options.get());
     command->callback([options, status] {
