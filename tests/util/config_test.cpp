@@ -1,174 +1,203 @@
-// Options: lookups, the chain of files, references, and loading from several threads.
+// Options: the line grammar, the chain of files, lookups, moved folders, and many threads.
 
 #include "util/config.h"
 
-#include <atomic>
-#include <barrier>
-#include <climits>
-#include <filesystem>
-#include <memory>
-#include <thread>
+#include <gtest/gtest.h>
 
-#include "tests/util/config_files.h"
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <regex>
+#include <thread>
+#include <utility>
+
+#include "tests/support/scratch.h"
+#include "tests/util/together.h"
+#include "util/config_store.h"
 #include "util/message.h"
+#include "util/platform.h"
 
 namespace {
 
-class UtilConfig : public ConfigFiles {};
+using Entries = std::vector<std::pair<std::string, std::string>>;
 
-std::string Key(std::size_t number) {
-    return std::string("k").append(std::to_string(number));
-}
-
-TEST_F(UtilConfig, LinesAreKeysWithValues) {
-    const struct {
-        const char* line;
-        Entries wanted;
-    } rows[] = {
-        {"/lumrd/pointmemory   20480   \n", {{"/lumrd/pointmemory", "20480"}}},
-        {" \t\r k\ta b \t c \t\r\n", {{"k", "a b \t c"}}},
-        {"k v", {{"k", "v"}}},           // no newline at the end
-        {"k\n", {}},                     // no value
-        {"k \n", {}},                    // only the blank that ends the key
-        {"k  \n", {{"k", ""}}},          // two blanks: an empty value
-        {"k\t\t", {{"k", ""}}},          // or a blank and a tab
-        {"k \r v\r w\n", {{"k", "v"}}},  // a carriage return ends a value as well
-        {"k\rv\n", {{"k", "v"}}},        // and a key
-        {"#k v\n # k v\nk #v\n", {{"k", "#v"}}},
-        {"k $HOME ${ a\n", {{"k", "$HOME ${ a"}}},
-        {"a 1\na 2\n", {{"a", "1"}, {"a", "2"}}},
-    };
-    for (const auto& row : rows) EXPECT_EQ(Read(row.line), row.wanted) << row.line;
-}
-
-TEST_F(UtilConfig, ReferencesAreReplacedOnce) {
-    Set("UT_A", "x${UT_B}-$");
-    Set("UT_B", "b");
-    Set("UT_EMPTY", "");
-    Set("UT_LONG", std::string(4095, 'l'));
-    Set("UT_TOO_LONG", std::string(4096, 'l'));
-    const struct {
-        const char* value;
-        std::string wanted;
-    } rows[] = {
-        {"${UT_NOPE-512}", "512"},
-        {"a${UT_NOPE}b", "ab"},
-        {"${LUMRTREE}/lib", "/usr/local/lumrd/lib"},
-        {"${LUMRTREE-else}", "/usr/local/lumrd"},
-        {"<${UT_A}>", "<x${UT_B}-$>"},
-        {"${UT_B}${UT_B-c}${UT_EMPTY-c}.", "bb."},
-        {"${UT_NOPE-a-${UT_B}}", "a-${UT_B}"},
-        {"${}${-d}$${UT_B}${UT_B", "d$b${UT_B"},
-        {"${UT_LONG}", std::string(4095, 'l')},
-        {"${UT_TOO_LONG-f}", "UT_TOO_LONG"},
-    };
-    testing::internal::CaptureStderr();
-    for (const auto& row : rows)
-        EXPECT_EQ(Read(std::string("k ") + row.value), (Entries{{"k", row.wanted}})) << row.value;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "D05666 ENV variable \"UT_TOO_LONG\" too long. Max size: 4096 (WARNING)\n");
-}
-
-TEST_F(UtilConfig, LaterFilesHideEarlierOnes) {
-    // One file per place; each holds one key more than the next one, so every place shows.
-    const std::vector<std::string> places = {"root/etc/lumenarc.ini", "site/lumenarc.ini",
-                                             "home/.lumenarc.ini", "home/lumenarc.ini",
-                                             "lumenarc.ini"};
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        std::string lines = "root ${LUMRTREE}\n";
-        for (std::size_t k = i; k < places.size(); ++k)
-            lines.append(Key(k)).append(" ").append(places[i]).append("\n");
-        Write(places[i], lines);
+/// A folder of configuration files for one test, and environment variables that end with it.
+class UtilConfig : public testing::Test {
+protected:
+    ~UtilConfig() override {
+        for (const std::string& name : set_) unsetenv(name.c_str());
     }
-    const std::string only = Write("only.ini", "k1 only\nk2 only\n");
-    Set("HOME", folder_ + "/home");
-    Set("RDIR", folder_ + "/site");
-    Set("LUMRTREE", folder_ + "/elsewhere");
-    Set("UT_ROOT", folder_ + "/root");
 
-    const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(folder_);
-    ConfigStore chain, second;
-    chain.SetRootVariable("UT_ROOT");
-    chain.Load();
-    chain.Load();
-    Set("LUMRCONFIG", only);
-    second.SetRootVariable("UT_UNSET");
-    second.Load();
-    std::filesystem::current_path(before);
+    /// Writes `bytes` to the file `name` in the test's folder; answers its path.
+    std::string Write(const std::string& name, const std::string& bytes) const {
+        const std::filesystem::path path = folder_.File(name);
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << bytes;
+        return path;
+    }
 
-    for (std::size_t i = 0; i < places.size(); ++i)
-        EXPECT_STREQ(chain.Get(Key(i)), places[i].c_str());
-    EXPECT_STREQ(chain.Get("root"), (folder_ + "/root").c_str());
-    int keys = 0;
-    for (const ConfigEntry* entry = chain.Newest(); entry; entry = entry->next) ++keys;
-    EXPECT_EQ(keys, 5 + 15);
+    void Set(const std::string& name, const std::string& value) {
+        setenv(name.c_str(), value.c_str(), 1);
+        set_.push_back(name);
+    }
 
-    EXPECT_EQ(second.Get("k0"), nullptr);  // neither the root's file nor the site's
-    EXPECT_STREQ(second.Get("k1"), "only");
-    EXPECT_STREQ(second.Get("k2"), places[2].c_str());
-    EXPECT_EQ(second.Root(), folder_ + "/elsewhere");
+    /// What a store of its own reads from `bytes`, in the order of the file.
+    Entries Read(const std::string& bytes) const {
+        ConfigStore store;
+        store.ReadFile(Write("read.ini", bytes).c_str());
+        Entries entries;
+        for (const ConfigEntry* entry = store.Newest(); entry; entry = entry->next)
+            entries.emplace_back(entry->key, entry->value);
+        std::reverse(entries.begin(), entries.end());
+        return entries;
+    }
+
+    const ScratchFolder folder_;
+    std::vector<std::string> set_;
+};
+
+/// The second parser's references, found by pattern; nothing here is longer than the limit.
+std::string Replaced(std::string value) {
+    static const std::regex reference(R"(\$\{([^-}]*)(-([^}]*))?\})");
+    std::string out;
+    for (std::smatch found; std::regex_search(value, found, reference); value = found.suffix()) {
+        const char* const set = std::getenv(found.str(1).c_str());
+        out += found.prefix().str() + (set ? set : found.str(3));
+    }
+    return out + value;
 }
 
-TEST_F(UtilConfig, TheDumpTellsFilesAndEntriesAndAFullStoreReadsNoChain) {
+/// The grammar in the terms of the C library: lines by fgets' rule, tokens by strtok.
+Entries Parsed(const std::string& bytes) {
+    Entries entries;
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t newline = std::min(bytes.find('\n', at), bytes.size() - 1);
+        std::string line = bytes.substr(at, std::min<std::size_t>(newline + 1 - at, 4095));
+        at += line.size();
+        char* const key = strtok(line.data(), " \t\r\n");
+        if (!key || *key == '#') continue;
+        char* value = strtok(nullptr, "\n\r");
+        if (!value) continue;
+        value += std::strspn(value, " \t");
+        std::size_t length = std::strlen(value);
+        while (length && std::strchr(" \t", value[length - 1])) --length;
+        entries.emplace_back(key, Replaced(std::string(value, length)));
+    }
+    return entries;
+}
+
+TEST_F(UtilConfig, RandomLinesAndHostileFilesReadAsTheSecondParserSays) {
+    Set("A", "a ${B} z");
+    Set("B", "");
+    const char* const pieces[] = {" ", " ",  "\t",   "\r",   "#",    "k",       "/key", "=",
+                                  "$", "${", "}",    "-",    "A",    "B",       "C",    "${A}",
+                                  "",  "%n", "${C-", "word", "${B}", "\xff\x80"};
+    std::mt19937 random(1);
+    std::string lines;
+    for (int line = 0; line < 100'000; ++line) {
+        for (auto left = random() % 9; left > 0; --left) {
+            const char* const piece = pieces[random() % std::size(pieces)];
+            lines.append(piece, *piece ? std::strlen(piece) : 1);  // the empty one: a zero byte
+        }
+        lines += random() % 50 ? "\n" : "\r\n";
+        if (random() % 5000 == 0) lines += "k " + std::string(4085 + random() % 20, 'v') + " 2\n";
+    }
+    EXPECT_GT(Parsed(lines).size(), 20'000u);
+    std::string references = "k ";
+    for (int i = 0; i < 10'000; ++i) references += i % 2 ? "${A}" : "${A-${";
+    const std::string files[] = {
+        lines,
+        references,                                  // half of them without an end
+        "k " + std::string(1 << 20, 'v'),            // one value, cut many times
+        std::string(1 << 20, 'k'),                   // a key without an end
+        std::string(1 << 20, '\0'),                  // nothing but zeros
+        std::string("k \0 v\n\0k v\nk v\0w\n", 16),  // a zero byte ends its line's text
+        "k v\n#" + std::string(5000, 'c') + " v",    // the rest of a comment is no comment
+        std::string(4093, 'k') + " v",               // the value begins on the next line
+        std::string(4094, 'k') + " v",               // its blank does
+    };
+    for (const std::string& bytes : files) {
+        const Entries read = Read(bytes), wanted = Parsed(bytes);
+        ASSERT_EQ(read.size(), wanted.size());
+        for (std::size_t i = 0; i < read.size(); ++i) ASSERT_EQ(read[i], wanted[i]) << i;
+    }
+}
+
+TEST_F(UtilConfig, AReferenceIsReplacedOnceOrByItsNameWhenTooLong) {
+    const std::string longest(4095, 'l');
+    Set("A", "x${B}-$");
+    Set("LONG", longest);
+    Set("TOO_LONG", longest + "l");
+    testing::internal::CaptureStderr();
+    const std::string lines = "k ${NOPE-a-${B}}${}<${A}>$${A\nk ${LUMRTREE-b}\nk ${LONG}\n";
+    EXPECT_EQ(Read(lines + "k ${TOO_LONG-f}"), (Entries{{"k", "a-${B}<x${B}-$>$${A"},
+                                                        {"k", "/usr/local/lumrd"},
+                                                        {"k", longest},
+                                                        {"k", "TOO_LONG"}}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "D05666 ENV variable \"TOO_LONG\" too long. Max size: 4096 (WARNING)\n");
+}
+
+TEST_F(UtilConfig, TheDumpTellsTheFilesInOrderAndAFullStoreReadsNone) {
+    std::string wanted[3];  // what each file of the chain adds
+    const char* const places[] = {"root/etc/lumenarc.ini", "site/lumenarc.ini",
+                                  "home/.lumenarc.ini"};
+    for (int i = 0; i < 3; ++i)
+        wanted[i] =
+            "Defaults from " + Write(places[i], "k%n ${LUMRTREE} %s") + ":\n default: k%n  value: ";
+    const std::string last =
+        "No defaults in " + folder_.File("home/lumenarc.ini") + "\nNo defaults in lumenarc.ini\n";
+    for (const auto& [name, value] : {std::pair{"HOME", "home"}, {"RDIR", "site"}, {"UT", "root"}})
+        Set(name, folder_.File(value));
     Set("LUMR_DUMP_DEFAULTS", "");
-    Set("LUMRCONFIG", folder_ + "/none.ini");
-    Set("HOME", folder_);
-    const std::string path = Write(".lumenarc.ini", "k%n  ${UT_NOPE-%s} v\n");
-    ConfigStore store;
-    testing::internal::CaptureStdout();
-    store.ReadFile(path.c_str());  // not loaded yet: says nothing
-    store.Load();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    ConfigStore dumping;
-    testing::internal::CaptureStdout();
-    dumping.Load();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "No defaults in " + folder_ + "/none.ini\nDefaults from " + path +
-                  ":\n default: k%n  value: %s v\nNo defaults in " + folder_ +
-                  "/lumenarc.ini\nNo defaults in lumenarc.ini\n");
+    Set("LUMRTREE", "/else");
+    const auto dump = [](const char* root_variable, const std::string& own) {
+        ConfigStore store;
+        store.SetRootVariable(root_variable);
+        testing::internal::CaptureStdout();
+        store.ReadFile(own.c_str());
+        store.Load();
+        store.Load();
+        return testing::internal::GetCapturedStdout();
+    };
+    const std::string root = folder_.File("root") + " %s\n";
+    EXPECT_EQ(dump("UT", ""), wanted[0] + root + wanted[1] + root + wanted[2] + root + last);
+    EXPECT_EQ(dump("UT", folder_.File(places[0])), "");
+    Set("LUMRCONFIG", "/no.ini");
+    EXPECT_EQ(dump("UT_UNSET", ""), "No defaults in /no.ini\n" + wanted[2] + "/else %s\n" + last);
 }
 
 TEST_F(UtilConfig, LookupsAnswerWhatWasReadOrTheFallback) {
-    EXPECT_EQ(ConfigGet("/ut/count"), nullptr);
     EXPECT_EQ(ConfigGetCopy("/ut/count"), nullptr);
     ConfigReadFile(Write("a.ini", "/ut/count 3\n/ut/x no\n/ut/count 20480\n").c_str());
-    EXPECT_STREQ(ConfigGet("/ut/count"), "20480");
     EXPECT_EQ(ConfigGet("/UT/count"), nullptr);
     EXPECT_EQ(ConfigGet(nullptr), nullptr);
     const std::unique_ptr<char, void (*)(void*)> copy(ConfigGetCopy("/ut/count"), std::free);
     EXPECT_STREQ(copy.get(), "20480");
-    EXPECT_NE(copy.get(), ConfigGet("/ut/count"));
     std::vector<std::string> keys = {"first"};
     ConfigListPrefix("/ut/", &keys);
     EXPECT_EQ(keys, (std::vector<std::string>{"first", "/ut/count", "/ut/x", "/ut/count"}));
 
-    for (const auto& [value, wanted] : {std::pair{"7", 7},
-                                        {"7 KB", 7},
-                                        {"0", -5},
-                                        {"-1", -5},
-                                        {"many", -5},
-                                        {"2147483648", INT_MAX},
-                                        {"99999999999999999999", INT_MAX},
-                                        {"-99999999999999999999", -5}}) {
+    const std::pair<const char*, int> counts[] = {
+        {"7 KB", 7}, {"0", -5}, {"-1", -5}, {"many", -5}, {"2147483648", INT_MAX}};
+    for (const auto& [value, wanted] : counts) {
         ConfigReadFile(Write("a.ini", std::string("/ut/count ") + value).c_str());
         EXPECT_EQ(ConfigGetCount("/ut/count", -5), wanted) << value;
     }
-    EXPECT_EQ(ConfigGetCount("/ut/missing", -5), -5);
-    for (const auto& [text, wanted] : {std::pair{"on", 1},
-                                       {"TRUE", 1},
-                                       {"OFF", 0},
-                                       {"false", 0},
-                                       {"Yes", 7},
-                                       {"", 7},
-                                       {"yes ", 7},
-                                       {nullptr, 7}})
+    EXPECT_EQ(ConfigGetCount("/ut/none", -5), -5);
+    const std::pair<const char*, int> words[] = {{"on", 1},    {"TRUE", 1}, {"NO", 0},
+                                                 {"false", 0}, {"Yes", 7},  {"", 7},
+                                                 {"yes ", 7},  {nullptr, 7}};
+    for (const auto& [text, wanted] : words)
         EXPECT_EQ(ConfigParseBool(text, 7), wanted) << (text ? text : "null");
 }
 
 TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
-    Set("UT_TOO_LONG", std::string(5000, 'l'));
-    Set("LUMRCONFIG", Write("load.ini", "last ${UT_TOO_LONG}\n/messages/disable T43052\n"));
+    Set("TOO_LONG", std::string(5000, 'l'));
+    Set("LUMRCONFIG", Write("load.ini", "last ${TOO_LONG}\n/messages/disable T43052\n"));
     const std::string more = Write("more.ini", "k 1\nk 2\n");
     static ConfigStore* reached;
     static std::atomic<bool> waits;
@@ -176,41 +205,52 @@ TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
     ConfigStore store;
     reached = &store;
     // The report comes in the midst of loading: its thread goes on, another one waits for the end.
-    MsgSetHandler(
-        [](int, int, const char*) {
+    const auto report_again = [](int, int, const char*) {
+        reached->Load();
+        waiter = std::thread([] {
+            waits = true;
             reached->Load();
-            waiter = std::thread([] {
-                waits = true;
-                reached->Load();
-                EXPECT_NE(reached->Get("/messages/disable"), nullptr);
-            });
-            for (int i = 0; !waits || i < 1000; ++i) std::this_thread::yield();
-            return 0;
-        },
-        0);
-    std::barrier start(6);
-    std::vector<std::thread> threads;
-    threads.reserve(6);
-    for (int id = 0; id < 6; ++id)
-        threads.emplace_back([&, id] {
-            start.arrive_and_wait();
-            if (id < 3) {
-                store.Load();
-                EXPECT_STREQ(store.Get("last"), "UT_TOO_LONG");
-            }
-            for (int i = 0; i < 200; ++i) {
-                if (id >= 4 && store.Get("last")) store.ReadFile(more.c_str());
-                const char* const value = store.Get("k");
-                EXPECT_TRUE(!value || *value == '1' || *value == '2');
-            }
+            EXPECT_NE(reached->Get("/messages/disable"), nullptr);
         });
-    for (std::thread& thread : threads) thread.join();
+        for (int i = 0; !waits || i < 1000; ++i) std::this_thread::yield();
+        return 0;
+    };
+    MsgSetHandler(report_again, 0);
+    RunTogether(6, [&](int id) {
+        if (id < 3) store.Load();
+        EXPECT_TRUE(id >= 3 || store.Get("last") == std::string("TOO_LONG"));
+        for (int i = 0; i < 200; ++i) {
+            if (id >= 4 && store.Get("last")) store.ReadFile(more.c_str());
+            const char* const value = store.Get("k");
+            EXPECT_TRUE(!value || *value == '1' || *value == '2');
+        }
+    });
     waiter.join();
     MsgSetHandler(nullptr, 0);
     testing::internal::CaptureStderr();
     std::thread([] { MsgReport("T43052", 4, 2, "a"); }).join();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     MsgClearDisabledList();
+}
+
+TEST_F(UtilConfig, FoldersMoveByZone) {
+    Set("LUMR_ARCHITECTURE", "");
+    EXPECT_STREQ(platform::ArchitectureName(), "linux-x86-64");
+    ConfigStore store;
+    for (const char* none : {static_cast<const char*>(nullptr), ""})
+        EXPECT_EQ(platform::ExpandPath(none, store), std::nullopt);
+    const std::string zones =
+        "/dirmap/zone * /a /old\n/dirmap/zone linux-x86-64 /a /mnt\n"
+        "/dirmap/zone  *\t/b/ /c/ \n/dirmap/zone other /a /wrong\n/dirmap/zone * /a\n"
+        "/dirmap/zone * /a /b /c\n/dirmap/zone * /nowhere ";
+    store.ReadFile(Write("zones.ini", zones + folder_.File("")).c_str());
+    const std::pair<const char*, const char*> paths[] = {
+        {"/a", "/mnt"}, {"/a/b/a", "/mnt/b/a"}, {"/ab", "/ab"}, {"/b/%n", "/c/%n"}, {"/b", "/b"}};
+    for (const auto& [path, wanted] : paths) EXPECT_EQ(platform::ExpandPath(path, store), wanted);
+    Write("there.ini", "k v");
+    store.ReadFile("/nowhere/there.ini");
+    store.ReadFile("/nowhere/");  // a folder opens and cannot be read
+    EXPECT_STREQ(store.Get("k"), "v");
 }
 
 }  // namespace

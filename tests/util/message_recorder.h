@@ -12,18 +12,22 @@
 #include "util/message_catalogue.h"
 
 /// Every event of the reporter: "CODE/SEVERITY TEXT" for a delivery, "exit CODE" for an exit.
+/// Three identifiers have the shortest texts there are: themselves and the argument.
 class MessageRecorder : public testing::Test {
 protected:
+    using Events = std::vector<std::string>;
+
     MessageRecorder() {
+        static const char* const texts[] = {"T43050 %s", "T43051 %s", "T43052 %s", nullptr};
         static const MsgSystemCallbacks none = {};
-        events_.clear();
+        message_catalogue::Replace(texts);
+        Taken();
         MsgClearDisabledList();
         MsgInit(nullptr, &none, RecordExit, nullptr);
         MsgSetHandlerAndExit(Record, RecordExit);
         MsgSetFilter(nullptr);
         MsgSetWrapper(nullptr);
         MsgSetErrorMode(2);
-        message_catalogue::Replace(nullptr);
     }
 
     static int Record(int code, int severity, const char* text) {
@@ -37,11 +41,11 @@ protected:
     }
 
     /// The events since the last call.
-    static std::vector<std::string> Taken() {
+    static Events Taken() {
         const std::lock_guard hold(mutex_);
         return std::exchange(events_, {});
     }
 
     static inline std::mutex mutex_;
-    static inline std::vector<std::string> events_;
+    static inline Events events_;
 };

@@ -1,74 +1,45 @@
-// Reports from many threads, out of handlers, at the process's end and with nothing left.
-
-#include <pthread.h>
+// Reports from many threads, out of handlers, and at the process's end.
 
 #include <atomic>
-#include <barrier>
 #include <cstdlib>
-#include <map>
+#include <set>
 #include <thread>
 
 #include "tests/util/message_recorder.h"
+#include "tests/util/together.h"
 #include "util/runtime.h"
 
 namespace {
 
 class UtilMessageThreads : public MessageRecorder {
 protected:
-    /// How often each event was recorded while `threads` threads each run `work`, all at once.
-    template <class Work>
-    static std::map<std::string, int> Together(int threads, Work work) {
-        std::barrier start(threads);
-        std::vector<std::thread> running;
-        running.reserve(static_cast<std::size_t>(threads));
-        for (int id = 0; id < threads; ++id)
-            running.emplace_back([&, id] {
-                start.arrive_and_wait();
-                work(id);
-            });
-        for (std::thread& thread : running) thread.join();
-        std::map<std::string, int> counts;
-        for (const std::string& event : Taken()) ++counts[event];
-        return counts;
+    /// The events, none of which may have come twice.
+    static std::set<std::string> TakenOnce() {
+        std::set<std::string> once;
+        for (const std::string& event : Taken()) EXPECT_TRUE(once.insert(event).second) << event;
+        return once;
     }
 };
 
 TEST_F(UtilMessageThreads, EachTextAndEachIdentifierIsSaidOnceInTheProcess) {
-    static std::atomic<int> holders{0};
-    static std::atomic<int> locked{0};
-    static std::atomic<bool> overlapped{false};
     static std::mutex host_mutex;
-    const MsgLock host_lock = {[](void* mutex) {
-                                   static_cast<std::mutex*>(mutex)->lock();
-                                   if (++holders != 1) overlapped = true;
-                                   ++locked;
-                               },
-                               [](void* mutex) {
-                                   --holders;
-                                   static_cast<std::mutex*>(mutex)->unlock();
-                               },
+    static int locked = 0;
+    const MsgLock host_lock = {[](void*) { host_mutex.lock(), ++locked; },
+                               [](void* mutex) { static_cast<std::mutex*>(mutex)->unlock(); },
                                &host_mutex};
     for (const MsgLock* lock : {static_cast<const MsgLock*>(nullptr), &host_lock}) {
         MsgInit(lock, nullptr, RecordExit, nullptr);
         constexpr int kTexts = 1000;
-        const auto counts = Together(8, [](int id) {
+        RunTogether(8, [](int id) {
             for (int i = 0; i < 2 * kTexts; ++i) {
                 const std::string file = std::to_string((i + 7 * id) % kTexts);
                 MsgReport("T43051", 4, 0x82, file.c_str());
                 MsgReport("T43052", 4, 0x102, file.c_str());
             }
         });
-        int others = 0;
-        for (const auto& [event, count] : counts) {
-            if (event.find("T43051") == event.npos) ++others;
-            EXPECT_EQ(count, 1) << event;
-        }
-        EXPECT_EQ(counts.size(), kTexts + 1u);
-        EXPECT_EQ(others, 1);
+        EXPECT_EQ(TakenOnce().size(), kTexts + 1u);  // and the identifier
         EXPECT_EQ(locked > kTexts, lock != nullptr);
     }
-    EXPECT_EQ(holders, 0);
-    EXPECT_FALSE(overlapped);
 }
 
 TEST_F(UtilMessageThreads, EveryCallbackMayReport) {
@@ -81,20 +52,15 @@ TEST_F(UtilMessageThreads, EveryCallbackMayReport) {
         MsgSetErrorMode(2);
         --depth;
     };
-    MsgSetHandler(
-        [](int code, int severity, const char* text) {
-            again();
-            return Record(code, severity, text);
-        },
-        0);
+    MsgSetHandler([](int code, int severity,
+                     const char* text) { return again(), Record(code, severity, text); },
+                  0);
     MsgSetFilter([](int, int, const char*, char*) { return again(), 0; });
     MsgSetWrapper([](MsgHandler handler, int code, int severity, const char* text) {
-        again();
-        return handler(code, severity, text);
+        return again(), handler(code, severity, text);
     });
-    const auto counts = Together(4, [](int) { MsgReport("T43051", 4, 0x102, "a"); });
-    EXPECT_EQ(counts.size(), 3u);  // T43053 once per text, then once per identifier, and T43051
-    for (const auto& [event, count] : counts) EXPECT_EQ(count, 1) << event;
+    RunTogether(4, [](int) { MsgReport("T43051", 4, 0x102, "a"); });
+    EXPECT_EQ(TakenOnce().size(), 3u);  // T43053 once per text and per identifier, and T43051
 }
 
 std::atomic<int> reported{0};
@@ -136,23 +102,12 @@ TEST_F(UtilMessageThreads, StartAndShutdownCountAndReportsGoOnWithout) {
     EXPECT_EQ(Taken().size(), 0u);
 }
 
-TEST_F(UtilMessageThreads, WithoutAKeyListsAndOnceRulesStillHold) {
-    const auto report = [] {
-        pthread_key_t key;
-        while (pthread_key_create(&key, nullptr) == 0) {
-        }
-        MsgSetHandlerAndExit(Record, nullptr);
-        MsgSetDisabledList("T43052");
-        const bool started = runtime::Start();
-        for (int i = 0; i < 2; ++i) {
-            MsgReport("T43051", 4, 0x82, "a");
-            MsgReport("T43052", 4, 2, "a");
-        }
-        std::_Exit(!started && Taken().size() == 1 ? 30 : 31);
-    };
-    // A process of its own in which nothing has reported yet: the key is made by the first report.
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(report(), testing::ExitedWithCode(30), "");
+TEST(UtilRuntime, ThreadCountIsTheMachinesUntilSetAndNeverBelowOne) {
+    EXPECT_GE(runtime::ThreadCount(), 1);
+    for (const int count : {8, 0, -3}) {
+        runtime::SetThreadCount(count);
+        EXPECT_EQ(runtime::ThreadCount(), count > 0 ? count : 1);
+    }
 }
 
 }  // namespace

@@ -1,206 +1,204 @@
-// The statistics family: what is written, merged, reset, and grouped.
+// The statistics family and its XML report: what is written, merged, reset, and grouped.
 
 #include "util/stats.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <array>
+#include <cstdio>
+#include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/recorded_stats.h"
+#include "tests/support/scratch.h"
+#include "util/process_stats.h"
 #include "util/stats_timers.h"
+#include "util/stats_xml.h"
 
 namespace {
-
-using Counter32 = UtCounterStat<unsigned int>;
-using Counter64 = UtCounterStat<unsigned long>;
-using StringSet = UtSetStat<std::string>;
 
 /// One statistic of each class, filled with figures `n` times as large as those for 1.
 struct Family {
     explicit Family(int n) {
+        const std::string number = std::to_string(n);
         counter.Add(static_cast<unsigned>(n));
         wide.Add(5'000'000'000ul * static_cast<unsigned>(n));
         memory.Add(100 * n);
         memory.Add(-60 * n);
-        const std::string number = std::to_string(n);
-        text.Set(std::string("text ").append(number));
+        text.Set("text " + number);
         set.Add("both");
-        set.Add(std::string("a").append(number));
+        set.Add("a" + number);
         timer.Add({1.5 * n, 0.25 * n, 0.125 * n});
         ticks.Add(2'000'000'000 * std::int64_t{n});
-        for (UtStat* member : Members()) list.add(member);
-    }
-    std::vector<UtStat*> Members() {
-        return {&counter, &wide, &memory, &text, &set, &timer, &ticks};
+        process.heap_memory.Set(100 * n);
+        process.peak_resident_size.RaisePeak(200 * n);
+        unsigned long pages = 0;
+        for (auto* count : {&process.page_faults, &process.page_reclaims, &process.page_swaps})
+            count->Set(++pages * static_cast<unsigned>(n));
+        for (UtStat* member : members) list.add(member);
     }
 
-    Counter32 counter{"c", "C"};
-    Counter64 wide{"w", "W"};
+    UtCounterStat<unsigned int> counter{"c", "C & D"};
+    UtCounterStat<unsigned long> wide{"w", "W"};
     UtMemStat memory{"m", "M"};
     UtStringStat text{"t", "T"};
-    StringSet set{"s", "S"};
+    UtSetStat<std::string> set{"s", "S"};
     UtTimerStat timer{"e", "E"};
     UtHresTimerStat ticks{"h", "H"};
+    TgMemoryStats process{"p", "P"};
     UtStatsList list{"section", "l", "L"};
+    std::array<UtStat*, 8> members = {&counter, &wide,  &memory, &text,
+                                      &set,     &timer, &ticks,  &process};
 };
 
-TEST(UtilStats, EachClassWritesItsElement) {
-    EXPECT_EQ(Recorded(Family(1).list),
-              "stats name=l description=L kind=section {\n"
-              "int name=c description=C : 1\n"
-              "int name=w description=W : 5000000000\n"
-              "memory name=m description=M {\npeak : 100\ncurrent : 40\n} memory\n"
-              "string name=t description=T : text 1\n"
-              "set name=s description=S {\nmember : a1\nmember : both\n} set\n"
-              "timer name=e description=E {\n"
-              "elapsed : 1.500000\nuser : 0.250000\nsystem : 0.125000\n} timer\n"
-              "timer name=h description=H {\nelapsed : 2.000000\n} timer\n"
-              "} stats\n");
+/// What xmllint prints for `option` and the document, which has to be well-formed.
+std::string Xmllint(const std::string& document, const std::string& option) {
+    const ScratchFolder folder;
+    const std::string file = folder.File("report.xml");
+    std::ofstream(file, std::ios::binary) << document;
+    const std::string command = "xmllint --nonet " + option + " " + file + " 2>&1";
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    if (!pipe) return "no xmllint";
+    std::string printed;
+    for (int c = 0; (c = std::fgetc(pipe)) != EOF;) printed += static_cast<char>(c);
+    EXPECT_EQ(pclose(pipe), 0) << printed << document;
+    return printed;
 }
 
-TEST(UtilStats, MergeAddsUnitesAndKeepsTexts) {
+TEST(UtilStats, MergeAddsUnitesAndKeepsTextsAndEachClassWritesItsElement) {
     Family into(4);
     into.list.merge(Family(3).list);
-    EXPECT_EQ(into.counter.Value(), 7u);
-    EXPECT_EQ(into.wide.Value(), 35'000'000'000ul);
-    EXPECT_EQ(into.memory.Current(), 280);
-    EXPECT_EQ(into.memory.Peak(), 700);
-    EXPECT_EQ(into.text.Value(), "text 4");
-    EXPECT_EQ(into.set.Values(), (std::set<std::string>{"a3", "a4", "both"}));
-    EXPECT_EQ(into.timer.Total().elapsed, 10.5);
-    EXPECT_EQ(into.timer.Total().user, 1.75);
-    EXPECT_EQ(into.timer.Total().system, 0.875);
-    EXPECT_EQ(into.ticks.Ticks(), 14e9);
-
-    into.text.Set("");
-    into.list.merge(Family(3).list);
-    EXPECT_EQ(into.text.Value(), "text 3");
+    std::string text;
+    XmlStatsWriter writer(&text);
+    into.list.write(writer);
+    UtStatsList("", "n", "").write(writer);
+    writer.Finish();
+    EXPECT_EQ(text, R"(<?xml version="1.0" encoding="UTF-8"?>
+<statistics>
+  <stats name="l" description="L" kind="section">
+    <int name="c" description="C &amp; D">7</int>
+    <int name="w" description="W">35000000000</int>
+    <memory name="m" description="M">
+      <peak>700</peak>
+      <current>280</current>
+    </memory>
+    <string name="t" description="T">text 4</string>
+    <set name="s" description="S">
+      <member>a3</member>
+      <member>a4</member>
+      <member>both</member>
+    </set>
+    <timer name="e" description="E">
+      <elapsed>10.500000</elapsed>
+      <user>1.750000</user>
+      <system>0.875000</system>
+    </timer>
+    <timer name="h" description="H">
+      <elapsed>14.000000</elapsed>
+    </timer>
+    <stats name="p" description="P">
+      <memory name="heapMemory" description="Total heap memory">
+        <peak>700</peak>
+        <current>700</current>
+      </memory>
+      <memory name="peakResidentSize" description="Peak resident size">
+        <peak>1400</peak>
+        <current>0</current>
+      </memory>
+      <int name="pageFaults">7</int>
+      <int name="pageReclaims">14</int>
+      <int name="pageSwaps">21</int>
+    </stats>
+  </stats>
+  <stats name="n" description="">
+  </stats>
+</statistics>
+)");
+    EXPECT_EQ(Xmllint(text, "--noout"), "");
 }
 
-TEST(UtilStats, ResetClearsFiguresAndKeepsTexts) {
-    Family family(2);
-    family.list.reset();
-    EXPECT_TRUE(family.set.Values().empty());
-    Family fresh(0);
-    fresh.text.Set("text 2");
-    fresh.set.reset();
-    EXPECT_EQ(Recorded(family.list), Recorded(fresh.list));
-}
-
-TEST(UtilStats, OtherClassesDoNotMerge) {
-    // Each against each of another class, the two counters included: nothing may change.
-    Family into(1);
-    Family from(5);
+TEST(UtilStats, OtherClassesDoNotMergeAndAResetKeepsTexts) {
+    Family into(4), from(5), fresh(0);
     const std::string before = Recorded(into.list);
-    for (UtStat* to : into.Members()) {
-        for (const UtStat* other : from.Members())
+    for (UtStat* to : into.members) {
+        for (const UtStat* other : from.members)
             if (to->Name() != other->Name()) to->merge(*other);
         to->merge(from.list);
     }
+    into.list.merge(from.counter);
     EXPECT_EQ(Recorded(into.list), before);
 
-    Counter32 counter("c", "");
-    into.list.merge(counter);  // a list and what is no list
-    EXPECT_EQ(Recorded(into.list), before);
+    into.text.Set("");
+    into.text.merge(from.text);
+    into.list.reset();
+    fresh.text.Set("text 5");
+    fresh.set.reset();
+    EXPECT_TRUE(into.set.Values().empty());
+    EXPECT_EQ(Recorded(into.list), Recorded(fresh.list));
 }
 
 TEST(UtilStats, ListsMergeWhatPairsByPosition) {
-    Counter64 a("a", ""), b("b", ""), c("c", ""), other("x", "");
-    Counter32 narrow("n", "");
-    for (Counter64* counter : {&a, &b, &c}) counter->Set(1);
-    other.Set(10);
-    narrow.Set(10);
-    UtStatsList into("", "", ""), from("", "", ""), empty("", "", "");
-    for (UtStat* member : {&a, &b, &c}) into.add(member);
-    from.add(&narrow);
-    from.add(&other);
+    Family one(1), two(1);
+    UtStatsList into("", "", ""), from("", "", "");
+    for (UtStat* member : {&one.wide, &two.wide}) into.add(member);
+    for (UtStat* member : two.members) from.add(member);  // only the second is of the same class
     into.merge(from);
-    into.merge(empty);
-    EXPECT_EQ(a.Value(), 1u);
-    EXPECT_EQ(b.Value(), 11u);
-    EXPECT_EQ(c.Value(), 1u);
     from.merge(into);
-    EXPECT_EQ(narrow.Value(), 10u);
-    EXPECT_EQ(other.Value(), 21u);
-}
-
-TEST(UtilStats, KindIsWrittenWhenThereIsOne) {
-    EXPECT_EQ(Recorded(UtStatsList("", "n", "d")), "stats name=n description=d {\n} stats\n");
-    EXPECT_EQ(Recorded(UtStatsList("k", "n", "d")),
-              "stats name=n description=d kind=k {\n} stats\n");
+    EXPECT_EQ(one.wide.Value(), 5'000'000'000ul);
+    EXPECT_EQ(two.wide.Value(), 20'000'000'000ul);
 }
 
 TEST(UtilStats, ListRefusesWhatLeadsBackToIt) {
-    UtStatsList outer("", "outer", ""), middle("", "middle", ""), inner("", "inner", "");
-    EXPECT_FALSE(outer.add(nullptr));
-    EXPECT_FALSE(outer.add(&outer));
-    EXPECT_TRUE(outer.add(&middle));
-    EXPECT_TRUE(middle.add(&inner));
-    EXPECT_FALSE(inner.add(&outer));
-    EXPECT_FALSE(inner.add(&middle));
-    EXPECT_TRUE(outer.add(&inner));
+    UtStatsList outer("", "", ""), middle("", "", ""), inner("", "", "");
+    EXPECT_TRUE(outer.add(&middle) && middle.add(&inner) && outer.add(&inner));
+    EXPECT_FALSE(outer.add(nullptr) || outer.add(&outer));
+    EXPECT_FALSE(inner.add(&middle) || inner.add(&outer));
     EXPECT_TRUE(inner.Members().empty());
     EXPECT_EQ(outer.Members(), (std::vector<UtStat*>{&middle, &inner}));
 }
 
-/// Notes what is done to it.
-class Probe : public UtStat {
-public:
-    Probe(std::string name, std::string* log) : UtStat(std::move(name), ""), log_(log) {}
-    void reset() override { *log_ += Name() + " reset,"; }
-    void start() override { *log_ += Name() + " start,"; }
-    void stop() override { *log_ += Name() + " stop,"; }
-    void update() override { *log_ += Name() + " update,"; }
-    void write(StatsWriter&) const override { *log_ += Name() + " write,"; }
-
-private:
-    std::string* log_;
-};
-
-TEST(UtilStats, ListPassesEachOperationOnInOrder) {
-    std::string log;
-    Probe first("1", &log), second("2", &log);
-    UtStatsList list("", "", "");
-    list.add(&first);
-    list.add(&second);
-    list.start();
-    list.update();
-    list.stop();
-    list.reset();
-    (void)Recorded(list);
-    EXPECT_EQ(log,
-              "1 start,2 start,1 update,2 update,1 stop,2 stop,1 reset,2 reset,1 write,2 write,");
+TEST(UtilStatsXml, TheParserReadsEveryTextBack) {
+    // What the parser has to read; "?" stands for the replacement character.
+    const std::pair<std::string, std::string> cases[] = {
+        {"<a b=\"c\" d='e'>&amp; ]]> -->", "<a b=\"c\" d='e'>&amp; ]]> -->"},
+        {" a\tb\nc\rd\r\ne z\u00e9\u20ac\U0001F600", " a\tb\nc\rd\r\ne z\u00e9\u20ac\U0001F600"},
+        {std::string("a\0b\x01\x1f\x7f", 6), "a?b??\x7f"},
+        {"\x80|\xff|\xc3", "?|?|?"},
+        {"\xc0\xaf|\xe0\x80\xaf|\xf4\x90\x80\x80", "??|?|?"},  // longer than needed, or too much
+        {"\xe2\x82|\xf0\x9f\x98|", "??|???|"},                 // cut short
+        {"\xed\xa0\x80|\xef\xbf\xbe|", "?|?|"},                // surrogates and no characters
+    };
+    std::string document, wanted, path;
+    XmlStatsWriter writer(&document);
+    for (const auto& [text, read] : cases) {
+        writer.LeafElement("s", text, std::array<StatsAttribute, 1>{{{"name", text}}});
+        for (const char c : read + read) wanted += c == '?' ? "\uFFFD" : std::string(1, c);
+    }
+    for (std::size_t i = 1; i <= std::size(cases); ++i)
+        path += "//s[" + std::to_string(i) + "],//s[" + std::to_string(i) + "]/@name,";
+    writer.Finish();
+    EXPECT_EQ(Xmllint(document, "--xpath 'concat(" + path + "\"\")'"), wanted + "\n");
 }
 
-TEST(UtilStats, ListsOfManyThreadsMergeIntoOne) {
-    constexpr int kThreads = 4;
-    constexpr int kCounts = 10'000;
-    std::vector<std::unique_ptr<Family>> families;
-    families.reserve(kThreads);
-    for (int i = 0; i < kThreads; ++i) families.push_back(std::make_unique<Family>(0));
-    std::vector<std::jthread> threads;
-    threads.reserve(kThreads);
-    for (auto& family : families)
-        threads.emplace_back([&family] {
-            for (int i = 0; i < kCounts; ++i) {
-                const UtHresTimerScope scope(family->ticks);
-                family->counter.Add(1);
-                family->memory.Add(i % 2 ? -8 : 8);
-            }
-        });
-    threads.clear();  // joins
-
-    Family all(0);
-    for (const auto& family : families) {
-        EXPECT_GT(family->ticks.Ticks(), 0);
-        all.list.merge(family->list);
-    }
-    EXPECT_EQ(all.counter.Value(), static_cast<unsigned>(kThreads * kCounts));
-    EXPECT_EQ(all.memory.Current(), 0);
-    EXPECT_EQ(all.memory.Peak(), 8 * kThreads);
+TEST(UtilStatsXml, StaysWellFormedWhateverTheCalls) {
+    using Attributes = std::array<StatsAttribute, 2>;
+    std::string text;
+    XmlStatsWriter writer(&text);
+    writer.EndElement("statistics", true);  // not opened by a caller
+    writer.BeginElement("a b<", Attributes{{{"x y", "1"}, {"x y", "2"}}});
+    writer.BeginElement("", {});
+    writer.EndElement("other", false);
+    writer.LeafElement("9", "same line", Attributes{{{"", "1"}, {"\xff", "2"}}});
+    writer.BeginElement("left-open", {});
+    writer.Finish();
+    const std::string finished = text;
+    writer.BeginElement("late", {});
+    writer.LeafElement("late", "", {});
+    writer.EndElement("late", true);
+    EXPECT_EQ(text, finished);
+    EXPECT_EQ(Xmllint(text, "--xpath 'string(/statistics/a_b_/@x_y)'"), "1\n");
+    EXPECT_NE(text.find("<_>\n    </_><_9 _=\"1\">same line</_9>\n"), std::string::npos) << text;
 }
 
 }  // namespace

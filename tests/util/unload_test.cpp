@@ -11,10 +11,12 @@
 
 namespace {
 
-using UseRuntime = void (*)(std::atomic<int>*);
-
-void* Load() {
-    return dlopen(UTIL_UNLOAD_MODULE, RTLD_NOW | RTLD_LOCAL);
+/// The object, loaded and in use by this thread; `*living` counts what it holds for threads.
+void* LoadAndUse(std::atomic<int>* living) {
+    void* const object = dlopen(UTIL_UNLOAD_MODULE, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(object, nullptr) << dlerror();
+    reinterpret_cast<void (*)(std::atomic<int>*)>(dlsym(object, "UseRuntime"))(living);
+    return object;
 }
 
 bool IsLoaded() {
@@ -35,24 +37,21 @@ TEST(UtilUnload, ThreadsMayOutliveTheObject) {
     const pthread_key_t before = NextKey();
     std::atomic<int> living{0};
     std::barrier step(2);
-    std::atomic<UseRuntime> use{nullptr};
     std::thread outliving([&] {
         for (int round = 0; round < 3; ++round) {
             step.arrive_and_wait();
-            use.load()(&living);
+            dlclose(LoadAndUse(&living));  // the other one holds it too
             step.arrive_and_wait();
         }
         step.arrive_and_wait();
     });
     for (int round = 0; round < 3; ++round) {
-        void* const object = Load();
-        ASSERT_NE(object, nullptr) << dlerror();
+        void* const loaded = dlopen(UTIL_UNLOAD_MODULE, RTLD_NOW | RTLD_LOCAL);
         EXPECT_EQ(NextKey(), before) << "loading alone took a key";
-        use = reinterpret_cast<UseRuntime>(dlsym(object, "UseRuntime"));
-        ASSERT_NE(use.load(), nullptr);
+        void* const object = LoadAndUse(&living);
+        dlclose(loaded);
         step.arrive_and_wait();
-        use.load()(&living);
-        std::thread(use.load(), &living).join();  // its thing goes with it
+        std::thread([&] { dlclose(LoadAndUse(&living)); }).join();  // its thing goes with it
         step.arrive_and_wait();
         EXPECT_EQ(living, 2);
         dlclose(object);
@@ -71,7 +70,6 @@ TEST(UtilUnload, AnEndingHostMayUnloadTheObjectAndOnlyThenLetItsThreadsGo) {
     static void* object;
     static std::thread late;
     const auto end = [] {
-        object = Load();
         std::atexit([] {
             dlclose(object);
             const bool gone = !IsLoaded();
@@ -80,7 +78,7 @@ TEST(UtilUnload, AnEndingHostMayUnloadTheObjectAndOnlyThenLetItsThreadsGo) {
             std::_Exit(gone ? 30 : 31);
         });
         late = std::thread([] {
-            reinterpret_cast<UseRuntime>(dlsym(object, "UseRuntime"))(&living);
+            object = LoadAndUse(&living);
             step.arrive_and_wait();
             step.arrive_and_wait();
         });
