@@ -23,7 +23,7 @@ struct PtcNode {
     std::int32_t first_point;
     std::int32_t point_count;
     float box[6];                          ///< minimum x y z, maximum x y z
-    float* data;                           ///< the node's data floats; null when there are none
+    float* data;                           ///< the node's data floats, if the file has any
     std::int64_t children[kNodeChildren];  ///< references of its own children; 0: no child
 };
 static_assert(sizeof(PtcNode) == 104);
@@ -38,11 +38,11 @@ constexpr std::uint32_t kNoFile = 0xFFFFFFFF;
 /// Errors     reads answer 1 for success, 0 for failure, and report nothing: the caches do.
 /// Ownership  borrows the records; neither these nor their storage are kept.
 /// Threads    reads come from any thread, several at once. Identity and counts change only while
-///            no thread uses the file.
+///            no thread uses the file. Reads must not use the caches themselves.
 class PtcBlockSource {
 public:
     PtcBlockSource() = default;
-    PtcBlockSource(const PtcBlockSource&) = delete;  // not by TgUncopyable, which the
+    PtcBlockSource(const PtcBlockSource&) = delete;             // not by TgUncopyable, which the
     PtcBlockSource& operator=(const PtcBlockSource&) = delete;  // other base of a file is, too
     virtual ~PtcBlockSource() = default;
 

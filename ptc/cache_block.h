@@ -108,12 +108,12 @@ constexpr std::int64_t kNoIndex = -1;
 ///
 /// A holder may read the first two rows without a lock.
 struct alignas(64) PtcCacheBlock {
-    std::int64_t index = kNoIndex;        ///< first point of the block, or the parent's reference
-    std::uint32_t identity = kNoFile;     ///< of the file
+    std::int64_t index = kNoIndex;     ///< first point of the block, or the parent's reference
+    std::uint32_t identity = kNoFile;  ///< of the file
     PtcBlockState state;
-    void* records = nullptr;              ///< 256 PtcPoint or 8 PtcNode; null before the first use
-    float* data = nullptr;                ///< floats of all points; nodes have theirs each
-    std::int32_t data_floats = 0;         ///< room for each item's floats
+    void* records = nullptr;       ///< 256 PtcPoint or 8 PtcNode; null before the first use
+    float* data = nullptr;         ///< floats of all points; nodes have theirs each
+    std::int32_t data_floats = 0;  ///< room for each item's floats
     std::int32_t bucket = kNoBucket;
     PtcCacheBlock* chain_next = nullptr;
     PtcCacheBlock* reuse_next = nullptr;  ///< also links the free list

@@ -44,6 +44,9 @@ PtcThreadCache* ThisThreadCache();
 /// Caller: no thread is inside a lookup.
 bool MergeCacheStats(PtcCacheStats* total);
 
+/// See PtcSharedCache::BrokenPromise(); null also when there are no caches.
+const char* BrokenCachePromise();
+
 // --- the set ---
 
 /// Blocks of both caches.

@@ -25,8 +25,7 @@ public:
     void Charge(std::int64_t bytes) noexcept {
         const std::int64_t now = charged_.fetch_add(bytes, std::memory_order_relaxed) + bytes;
         std::int64_t peak = most_.load(std::memory_order_relaxed);
-        while (peak < now &&
-               !most_.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
+        while (peak < now && !most_.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
         }
     }
 

@@ -50,8 +50,8 @@ struct Cloud {
     std::array<float, 3> stored_format{};
     std::array<float, 16> stored_world_to_ndc{};
     std::int64_t stored_node_count = 0;
-    std::int64_t file_bytes = -1;   ///< of the file on disk; -1: not known
-    std::int64_t next_point = 0;    ///< the point that the file stands at; -1: none
+    std::int64_t file_bytes = -1;  ///< of the file on disk; -1: not known
+    std::int64_t next_point = 0;   ///< the point that the file stands at; -1: none
 
     // Only while writing.
     std::int64_t stored_points = 0;  ///< points handed to the operating system without an error

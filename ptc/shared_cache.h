@@ -31,6 +31,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "ptc/cache_block.h"
@@ -123,6 +124,8 @@ private:
     std::int64_t FixedBytes() const;
 
     PtcCacheBlock* FindAndHold(const PtcBlockRequest& request, std::size_t bucket);
+    PtcCacheBlock* Load(const PtcBlockRequest& request, std::size_t bucket, PtcCacheStats& stats,
+                        bool* is_unreadable);
     PtcCacheBlock* ClaimBlock();
     bool Grow();
     void LeaveChain(PtcCacheBlock& block);
@@ -130,6 +133,7 @@ private:
     PtcCacheBlock* Insert(Claim& claim, const PtcBlockRequest& request, std::size_t bucket);
     PtcCacheBlock* HoldOther(Claim& claim, const PtcBlockRequest& request, const BucketWrite& lock);
 
+    void GiveBack(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
     PtcCacheBlock* PopFree() UTIL_REQUIRES(list_lock_);
     PtcCacheBlock* ClaimIdle() UTIL_REQUIRES(list_lock_);
     void PushIdleHead(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);

@@ -82,10 +82,9 @@ public:
     /// The eight children of the node at `reference`; null: they cannot be had. `children`: the
     /// node's eight references; those that are 0 answer zeroed records. The root is the one child
     /// of reference 0.
-    const PtcNode* Get(PtcBlockSource& file, std::int64_t reference,
-                       const std::int64_t* children) {
-        const PtcCacheBlock* const block = Find(
-            {file, reference, children}, PtcNodeCache::Hash(file.Identity(), reference));
+    const PtcNode* Get(PtcBlockSource& file, std::int64_t reference, const std::int64_t* children) {
+        const PtcCacheBlock* const block =
+            Find({file, reference, children}, PtcNodeCache::Hash(file.Identity(), reference));
         return block ? block->Nodes() : nullptr;
     }
 };
