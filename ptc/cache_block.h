@@ -97,6 +97,12 @@ private:
 constexpr std::int32_t kNoBucket = -1;
 constexpr std::int64_t kNoIndex = -1;
 
+/// Whether two keys are equal, in one branch instead of two: every lookup takes it.
+constexpr bool IsSameBlock(std::uint32_t identity, std::int64_t index, std::uint32_t other_identity,
+                           std::int64_t other_index) {
+    return ((index ^ other_index) | (identity ^ other_identity)) == 0;
+}
+
 /// One block: 256 points or the 8 children of a node. It fills a cache line, because a lookup
 /// needs its key and its records together, and neighbours are held by other threads.
 ///
@@ -123,7 +129,7 @@ struct alignas(64) PtcCacheBlock {
     PtcNode* Nodes() const { return static_cast<PtcNode*>(records); }
 
     bool Holds(std::uint32_t wanted_identity, std::int64_t wanted_index) const {
-        return index == wanted_index && identity == wanted_identity;
+        return IsSameBlock(identity, index, wanted_identity, wanted_index);
     }
 };
 static_assert(sizeof(PtcCacheBlock) == 64);

@@ -176,7 +176,10 @@ void PtcCacheSet::MergeStats(PtcCacheStats* total) {
     TgMutexGuard hold(registry_lock_);
     stats_.update();
     total->merge(stats_);
-    for (const Entry& entry : registry_) total->merge(entry.record->stats);
+    for (const Entry& entry : registry_) {
+        entry.record->CountUp();
+        total->merge(entry.record->stats);
+    }
 }
 
 const char* PtcCacheSet::BrokenPromise() const {

@@ -28,35 +28,56 @@ public:
     /// Gives every hold back.
     void ReleaseAll();
 
+    /// Brings the lookups that ended in the table into the thread's statistics.
+    void CountUp();
+
 protected:
-    /// The block that `request` names, held by this table; null when it cannot be had.
-    /// `hash`: the block's, as its cache computes it.
-    PtcCacheBlock* Find(const PtcBlockRequest& request, std::uint64_t hash) {
-        lookups_.Add(1);
-        const std::size_t slot = hash & mask_;
-        PtcCacheBlock* const block = slots_[slot];
-        if (block && block->Holds(request.file.Identity(), request.index)) [[likely]] {
-            hits_.Add(1);
-            return block;
+    /// The records of the block that begins with `index`, which this table now holds; null when it
+    /// cannot be had. `children`: as in PtcBlockRequest. `hash`: the block's, as its cache
+    /// computes it.
+    ///
+    /// Lookups that follow each other mostly want the same block, so that one is tried before the
+    /// slot is even computed.
+    void* Find(PtcBlockSource& file, std::int64_t index, const std::int64_t* children,
+               std::uint64_t hash) {
+        const std::uint32_t identity = file.Identity();
+        if (IsSameBlock(latest_.identity, latest_.index, identity, index)) {
+            ++found_;
+            return latest_.records;
         }
-        return Fetch(request, slot);
+        const std::size_t slot = hash & mask_;
+        const PtcCacheBlock* const block = slots_[slot];
+        if (block && IsSameBlock(block->identity, block->index, identity, index)) [[likely]] {
+            ++found_;
+            latest_ = {index, identity, block->records};
+            return block->records;
+        }
+        return Fetch({file, index, children}, slot);
     }
 
 private:
     friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
 
-    PtcCacheBlock* Fetch(const PtcBlockRequest& request, std::size_t slot);
+    /// The block found last, as long as it is held.
+    struct Latest {
+        std::int64_t index = kNoIndex;
+        std::uint32_t identity = kNoFile;
+        void* records = nullptr;
+    };
+
+    void* Fetch(const PtcBlockRequest& request, std::size_t slot);
     void Empty(std::size_t slot);
 
     const std::unique_ptr<PtcCacheBlock*[], PtcFree> slots_;
     const std::size_t mask_;
-    PtcCounter& lookups_;
-    PtcCounter& hits_;
+    Latest latest_;
+    unsigned long found_ = 0;  ///< lookups that ended here and are in no statistic yet
+    std::int32_t held_ = 0;    ///< occupied slots
+    const std::int32_t capacity_;
+    std::size_t cursor_ = 0;  ///< the slot of the last victim
     PtcSharedCache& cache_;
     PtcCacheStats& stats_;
-    const std::int32_t capacity_;
-    std::int32_t held_ = 0;   ///< occupied slots
-    std::size_t cursor_ = 0;  ///< the slot of the last victim
+    PtcCacheFigures& figures_;
 };
 
 class PtcPointTable final : public PtcThreadTable {
@@ -68,9 +89,10 @@ public:
     /// the same block, is all zero.
     const PtcPoint* Get(PtcBlockSource& file, std::int64_t index) {
         const std::int64_t first = PtcPointCache::FirstOf(index);
-        const PtcCacheBlock* const block =
-            Find({file, first, nullptr}, PtcPointCache::Hash(file.Identity(), first));
-        return block ? block->Points() + PtcPointCache::PlaceOf(index) : nullptr;
+        const void* const records =
+            Find(file, first, nullptr, PtcPointCache::Hash(file.Identity(), first));
+        return records ? static_cast<const PtcPoint*>(records) + PtcPointCache::PlaceOf(index)
+                       : nullptr;
     }
 };
 
@@ -83,9 +105,8 @@ public:
     /// node's eight references; those that are 0 answer zeroed records. The root is the one child
     /// of reference 0.
     const PtcNode* Get(PtcBlockSource& file, std::int64_t reference, const std::int64_t* children) {
-        const PtcCacheBlock* const block =
-            Find({file, reference, children}, PtcNodeCache::Hash(file.Identity(), reference));
-        return block ? block->Nodes() : nullptr;
+        return static_cast<const PtcNode*>(
+            Find(file, reference, children, PtcNodeCache::Hash(file.Identity(), reference)));
     }
 };
 
@@ -99,7 +120,8 @@ public:
 ///   member         written by   read by
 ///   index          the set      any thread: never changes afterwards
 ///   points, nodes  the owner    the owner
-///   stats          the owner    the owner; others only while no thread looks anything up
+///   stats          the owner    the owner; others, after CountUp(), only while no thread looks
+///                               anything up
 ///
 /// Owners follow each other under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
@@ -129,6 +151,9 @@ public:
 
     /// Gives every hold back; the tables stay.
     void ReleaseAll();
+
+    /// Brings `stats` up to date. Caller: the owner is not inside a lookup.
+    void CountUp();
 
     const std::uint32_t index;  ///< in the set's registry
     PtcCacheStats stats;

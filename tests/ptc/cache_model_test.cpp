@@ -265,6 +265,7 @@ protected:
     }
 
     void CompareCounts() {
+        for (PtcPointTable& table : tables_) table.CountUp();
         unsigned long lookups = 0;
         unsigned long hits = model_.hits;
         for (const ModelTable& table : models_) {
