@@ -70,7 +70,7 @@ CloudStatus PtcPointCache::Fill(PtcCacheBlock& block, const PtcBlockRequest& req
 }
 
 /// KEPT: a block counts in full, also the short last one of a file.
-/// Test: PtcPointCache.TheLastBlockIsShortAndCountsInFull
+/// Test: PtcCaches.TheLastBlockIsShortAndCountsInFull
 unsigned long PtcPointCache::ItemsIn(const PtcBlockRequest&) const {
     return kPoints;
 }

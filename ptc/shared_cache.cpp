@@ -81,7 +81,7 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
       capacity_(capacity),
       bucket_mask_(BucketCount(capacity) - 1),
       shared_stats_(stats),
-      heads_(ZeroedArray<PtcCacheBlock*>(BucketCount(capacity))) {
+      heads_(NullLinks(BucketCount(capacity))) {
     {
         TgMutexGuard grow(grow_lock_);
         const std::int32_t chunks = (capacity + kChunkBlocks - 1) / kChunkBlocks;
@@ -95,7 +95,7 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
 /// What is charged from the beginning: the entries of the whole capacity, and the buckets.
 std::int64_t PtcSharedCache::FixedBytes() const {
     return std::int64_t{capacity_} * std::int64_t{sizeof(PtcCacheBlock)} +
-           static_cast<std::int64_t>((bucket_mask_ + 1) * sizeof(PtcCacheBlock*));
+           static_cast<std::int64_t>((bucket_mask_ + 1) * sizeof(void*));
 }
 
 void PtcSharedCache::FreeBlocks() {

@@ -49,12 +49,13 @@ struct PtcFree {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// A zeroed array whose pages are touched only when they are used. Throws std::bad_alloc.
-template <class T>
-std::unique_ptr<T[], PtcFree> ZeroedArray(std::size_t count) {
-    auto* const memory = static_cast<T*>(std::calloc(count, sizeof(T)));
-    if (!memory) throw std::bad_alloc();
-    return std::unique_ptr<T[], PtcFree>(memory);
+using PtcBlockLinks = std::unique_ptr<PtcCacheBlock*[], PtcFree>;
+
+/// Null pointers, whose pages are touched only when they are used. Throws std::bad_alloc.
+inline PtcBlockLinks NullLinks(std::size_t count) {
+    auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
+    if (!links) throw std::bad_alloc();
+    return PtcBlockLinks(links);
 }
 
 class PtcSharedCache : public TgUncopyable {
@@ -150,7 +151,7 @@ private:
     PtcCacheStats& shared_stats_;
 
     // Guarded by the locks of their buckets: BucketRead and BucketWrite are the proof.
-    const std::unique_ptr<PtcCacheBlock*[], PtcFree> heads_;
+    const PtcBlockLinks heads_;
     mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
 
     // Guarded.

@@ -15,7 +15,7 @@ std::size_t SlotCount(std::int32_t capacity) {
 
 PtcThreadTable::PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
                                PtcFiguresOf figures)
-    : slots_(ZeroedArray<PtcCacheBlock*>(SlotCount(capacity))),
+    : slots_(NullLinks(SlotCount(capacity))),
       mask_(SlotCount(capacity) - 1),
       capacity_(capacity),
       cache_(cache),

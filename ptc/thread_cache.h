@@ -14,7 +14,7 @@
 #include "ptc/block_caches.h"
 
 /// The blocks of one kind that a thread holds, found by their key. A lookup that finds its block
-/// here takes no lock and touches nothing that another thread writes.
+/// here takes no lock and changes nothing that another thread looks at.
 ///
 /// The table never holds as many blocks as its capacity when a lookup is over, so as many threads
 /// as the budget counts always leave a block for the one that looks.
@@ -68,7 +68,7 @@ private:
     void* Fetch(const PtcBlockRequest& request, std::size_t slot);
     void Empty(std::size_t slot);
 
-    const std::unique_ptr<PtcCacheBlock*[], PtcFree> slots_;
+    const PtcBlockLinks slots_;
     const std::size_t mask_;
     Latest latest_;
     unsigned long found_ = 0;  ///< lookups that ended here and are in no statistic yet

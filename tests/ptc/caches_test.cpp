@@ -18,7 +18,7 @@ constexpr FakeShape kThousandPoints{1000, 3, 2};
 constexpr FakeShape kManyFloats{100'000, 9, 7};
 
 /// Two caches of a few blocks and the tables of one thread.
-class Caches : public MessageRecorder {
+class PtcCaches : public MessageRecorder {
 protected:
     static constexpr std::int32_t kBlocks = 5;
 
@@ -47,7 +47,7 @@ protected:
     std::optional<PtcNodeTable> node_table_{std::in_place, *nodes_, 3, counts_};
 };
 
-TEST_F(Caches, AColdBlockIsReadOnce) {
+TEST_F(PtcCaches, AColdBlockIsReadOnce) {
     FakeSource file(1, kThousandPoints);
     EXPECT_TRUE(file.IsPoint(*Point(file, 3), 3));
     EXPECT_TRUE(file.IsPoint(*Point(file, 255), 255));
@@ -61,14 +61,14 @@ TEST_F(Caches, AColdBlockIsReadOnce) {
     EXPECT_GT(counts_.cache_read_time.Ticks(), 0);
 }
 
-TEST_F(Caches, TheLastBlockIsShortAndCountsInFull) {
+TEST_F(PtcCaches, TheLastBlockIsShortAndCountsInFull) {
     FakeSource file(1, kThousandPoints);
     EXPECT_TRUE(file.IsPoint(*Point(file, 999), 999));
     EXPECT_EQ(file.last_count, 232);
     EXPECT_EQ(counts_.points.read.Value(), 256u);
 }
 
-TEST_F(Caches, WhatAFileDoesNotFillIsZeroAlsoInUsedBlocks) {
+TEST_F(PtcCaches, WhatAFileDoesNotFillIsZeroAlsoInUsedBlocks) {
     FakeSource large(1, kManyFloats);
     FakeSource small(2, kThousandPoints);
     for (int i = 1; i <= 2 * kBlocks; ++i) {
@@ -81,7 +81,7 @@ TEST_F(Caches, WhatAFileDoesNotFillIsZeroAlsoInUsedBlocks) {
         EXPECT_TRUE(small.AreChildren(Children(small, reference), reference)) << reference;
 }
 
-TEST_F(Caches, MemoryIsChargedAsItIsTakenAndGivenBackInTheEnd) {
+TEST_F(PtcCaches, MemoryIsChargedAsItIsTakenAndGivenBackInTheEnd) {
     FakeSource file(1, kThousandPoints);
     const std::int64_t fixed = kBlocks * 64 + 16 * 8;  // 16 buckets
     EXPECT_EQ(shared_.points.memory.Charged(), fixed);
@@ -106,7 +106,7 @@ TEST_F(Caches, MemoryIsChargedAsItIsTakenAndGivenBackInTheEnd) {
     EXPECT_EQ(shared_.nodes.memory.Current(), 0);
 }
 
-TEST_F(Caches, UnreadableFilesAreToldOnceATryAndCostOneBlock) {
+TEST_F(PtcCaches, UnreadableFilesAreToldOnceATryAndCostOneBlock) {
     FakeSource good(1, kManyFloats);
     FakeSource bad(2, kThousandPoints, "bad.ptc");
     FakeSource nameless(3, kThousandPoints);
@@ -133,7 +133,7 @@ TEST_F(Caches, UnreadableFilesAreToldOnceATryAndCostOneBlock) {
     EXPECT_STREQ(nodes_->BrokenPromise(), nullptr);
 }
 
-TEST_F(Caches, PointsOutsideTheFileAreUnreadableWithoutAskingIt) {
+TEST_F(PtcCaches, PointsOutsideTheFileAreUnreadableWithoutAskingIt) {
     FakeSource file(1, kThousandPoints, "f");
     for (const std::int64_t index : {std::int64_t{-1}, std::int64_t{1024}, INT64_MIN, INT64_MAX})
         EXPECT_EQ(Point(file, index), nullptr) << index;
@@ -141,7 +141,7 @@ TEST_F(Caches, PointsOutsideTheFileAreUnreadableWithoutAskingIt) {
     EXPECT_EQ(Taken().size(), 4u);
 }
 
-TEST_F(Caches, MemoryThatRunsOutInAReadLosesNoBlockAndIsNotTheFilesFault) {
+TEST_F(PtcCaches, MemoryThatRunsOutInAReadLosesNoBlockAndIsNotTheFilesFault) {
     FakeSource file(1, kThousandPoints, "f");
     file.has_no_memory = true;
     for (int i = 0; i < 2 * kBlocks; ++i) EXPECT_EQ(Point(file, 0), nullptr);
@@ -151,7 +151,7 @@ TEST_F(Caches, MemoryThatRunsOutInAReadLosesNoBlockAndIsNotTheFilesFault) {
     EXPECT_STREQ(points_->BrokenPromise(), nullptr);
 }
 
-TEST_F(Caches, ARewrittenFileIsReadAnew) {
+TEST_F(PtcCaches, ARewrittenFileIsReadAnew) {
     FakeSource file(1, kThousandPoints);
     Point(file, 7);
     file.Rewrite();
