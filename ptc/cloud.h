@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ptc/token_file.h"
+#include "ptc/token_input.h"
 
 /// Declared variables of points or of nodes: three parallel arrays and the floats of one item.
 struct CloudVariables {
@@ -44,14 +45,16 @@ struct Cloud {
     std::int64_t header_position = -1;  ///< the block that is rewritten in place
     std::int64_t data_start = 0;        ///< the first point record
     std::int64_t root_position = 0;     ///< the node written last; 0: none
-    TokenFile file;
+    TokenFile file;                     ///< open while writing
 
-    // Only while reading: what the header says where the values above repair it.
+    // Only while reading; the stored values are the header's own where those above repair it.
+    TokenInput input;
+    std::string name;
     std::array<float, 3> stored_format{};
     std::array<float, 16> stored_world_to_ndc{};
     std::int64_t stored_node_count = 0;
-    std::int64_t file_bytes = -1;   ///< of the file on disk; -1: not known
-    std::int64_t next_point = 0;    ///< the point that the file stands at; -1: none
+    std::vector<std::byte> scratch;  ///< raw records on their way to values
+    std::int64_t next_point = 0;     ///< the point that the file stands at; -1: none
 
     // Only while writing.
     std::int64_t stored_points = 0;  ///< points handed to the operating system without an error

@@ -22,6 +22,7 @@ inline constexpr std::string_view kMagic = "Kelvo Point Cloud File\n";
 inline constexpr int kMaxVariables = 1000;           // of points, and of nodes
 inline constexpr std::size_t kMaxDeclaration = 255;  // characters, without the newline
 inline constexpr int kMaxDataFloats = 1 << 24;       // of one point, and of one node
+inline constexpr int kMaxReadableFloats = 1 << 20;   // a reader refuses more
 inline constexpr std::uint32_t kPaddingBits = 0x4F5EADBF;
 inline constexpr int kPaddingFloats = 32;
 
@@ -116,6 +117,17 @@ static_assert(kPointHeadBytes == 20);
 /// Bytes of one point record with `data_floats` floats of data.
 constexpr std::size_t PointBytes(std::size_t data_floats) {
     return kPointHeadBytes + 4 * data_floats;
+}
+
+/// Most bytes that one node record takes with `data_floats` floats of data: all eight children.
+constexpr std::size_t MaxNodeBytes(std::size_t data_floats) {
+    return End(kNode) + 4 * data_floats + 1 + 8 * 8;
+}
+static_assert(MaxNodeBytes(0) == 97);
+
+/// And the least: no child.
+constexpr std::size_t MinNodeBytes(std::size_t data_floats) {
+    return End(kNode) + 4 * data_floats + 1;
 }
 
 }  // namespace ptc_layout

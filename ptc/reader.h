@@ -31,6 +31,10 @@ enum class CountCheck {
 std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why,
                                  CountCheck check = CountCheck::kStrict);
 
+/// The same from `source`, which stands at its start; `name` is for messages.
+std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
+                                 std::string* why, CountCheck check = CountCheck::kStrict);
+
 /// Stores the header value that `request` names at `out`: `docs/format.md` lists the requests and
 /// what each one stores. Arrays are allocated with malloc, and so is every text in them; the caller
 /// frees both. A count that 32 bits do not hold is stored as INT32_MAX.
@@ -48,20 +52,8 @@ CloudStatus SeekPoint(Cloud& cloud, std::int64_t index);
 CloudStatus ReadPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data,
                        std::size_t* count);
 
-/// One octree node as it is in the file.
-struct NodeRecord {
-    std::int32_t first_point = 0;
-    std::int32_t point_count = 0;
-    float box[6] = {};              ///< minimum x y z, maximum x y z
-    std::uint8_t child_mask = 0;    ///< bit i: child i exists
-    std::int64_t children[8] = {};  ///< offsets of the children's records; 0: none
-};
-
 /// Reads the node at `offset`. `data`: as many floats as the node variables take, or empty.
 /// `*end`: where the record ends, unless null. The file stands at no particular point afterwards:
 /// SeekPoint() brings it back.
 CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
                      std::int64_t* end = nullptr);
-
-/// Closes the file. A cloud that goes away closes itself.
-void CloseCloud(Cloud& cloud);

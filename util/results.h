@@ -9,6 +9,9 @@
 /// The token layer's answers.
 enum class [[nodiscard]] TokenStatus : std::int32_t{kOk = 0, kFailed = -1};
 
+/// What opening a file for reading answers.
+enum class [[nodiscard]] TokenOpenStatus : std::int32_t{kOk = 0, kUnreadable = 1, kOtherType = 2};
+
 /// The point cloud writer's and reader's answers.
 enum class [[nodiscard]] CloudStatus : std::int32_t{kFailed = 0, kOk = 1};
 

@@ -1,9 +1,11 @@
 // Normals to codes: the values that files in the wild carry.
 
-#include "ptc/normal_code.h"
+#include "ptc/normal_decode.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -45,6 +47,35 @@ TEST(PtcNormalCode, CodesTruncateThrough32Bits) {
     EXPECT_EQ(ToCode(2147483520.0f), 0xFF80);
     EXPECT_EQ(ToCode(2147483648.0f), 0);
     EXPECT_EQ(ToCode(-2147483648.0f), 0);
+}
+
+TEST(PtcNormalDecoder, EveryBitIsFixed) {
+    std::uint64_t sum = 0;
+    double worst = 0;
+    for (std::uint32_t code = 0; code < 65536; ++code) {
+        const auto height = static_cast<std::uint16_t>(code * 7);
+        float normal[3];
+        Normals().Decode({static_cast<std::uint16_t>(code), height}, normal);
+        for (const float value : normal) sum = sum * 31 + std::bit_cast<std::uint32_t>(value);
+        const double angle = (code / 65535.0 - 0.5) * 6.283185307179586;
+        const double z = 2 * (height / 65535.0) - 1;
+        const double s = std::sqrt(1 - z * z);
+        if (code == 0xFFFF && height == 0xFFFF) continue;
+        worst = std::max({worst, std::fabs(normal[0] - std::cos(angle) * s),
+                          std::fabs(normal[1] - std::sin(angle) * s), std::fabs(normal[2] - z)});
+    }
+    EXPECT_LT(worst, 2e-6);
+    EXPECT_EQ(sum, 17457924791007193206U);
+}
+
+// What is encoded comes back as the mismatch of the scales leaves it.
+TEST(PtcNormalDecoder, TheScalesDifferAndStaySo) {
+    float normal[3];
+    Normals().Decode(EncodeNormal(0, 0, 1), normal);
+    EXPECT_EQ(normal[2], 65534.0f / 65535.0f - 1.0f + 65534.0f / 65535.0f);
+    EXPECT_LT(normal[2], 1.0f);
+    Normals().Decode(kNoNormal, normal);
+    EXPECT_EQ(normal[0] + normal[1] + normal[2], 0.0f);
 }
 
 }  // namespace

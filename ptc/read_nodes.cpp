@@ -1,0 +1,50 @@
+// The point cloud reader's octree nodes.
+
+#include <vector>
+
+#include "ptc/layout.h"
+#include "ptc/reader.h"
+
+namespace {
+
+TokenStatus ReadTextNode(TokenInput& input, NodeRecord* node, std::span<float> data) {
+    if (Failed(input.ReadInt("firstpoint", &node->first_point)) ||
+        Failed(input.ReadInt("npoints", &node->point_count)) ||
+        Failed(input.ReadFloats("bbox", node->box)) ||
+        (!data.empty() && Failed(input.ReadFloats("tdata", data))) ||
+        Failed(input.ReadByte("childbits", &node->child_mask)))
+        return TokenStatus::kFailed;
+    for (unsigned i = 0; i < 8; ++i) {
+        node->children[i] = 0;
+        const char key[] = {'c', static_cast<char>('0' + i), '\0'};
+        if ((node->child_mask >> i & 1U) && Failed(input.ReadInt64(key, &node->children[i])))
+            return TokenStatus::kFailed;
+    }
+    return TokenStatus::kOk;
+}
+
+}  // namespace
+
+CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
+                     std::int64_t* end) {
+    TokenInput& input = cloud.input;
+    if (!input.IsOpen() || offset < cloud.data_start) return CloudStatus::kFailed;
+    cloud.next_point = -1;
+    const auto floats = static_cast<std::size_t>(cloud.node_variables.data_size);
+    std::vector<float> skipped(data.empty() ? floats : 0);
+    const std::span<float> values = data.empty() ? std::span(skipped) : data.first(floats);
+    if (Failed(input.Seek(offset))) return CloudStatus::kFailed;
+
+    if (input.IsText()) {
+        if (Failed(ReadTextNode(input, node, values))) return CloudStatus::kFailed;
+        if (end) *end = input.Tell();
+        return CloudStatus::kOk;
+    }
+    // The largest record that it could be; at the end of the file there are fewer bytes.
+    std::vector<std::byte> bytes(ptc_layout::MaxNodeBytes(floats));
+    const std::size_t there = input.ReadUpTo(bytes);
+    ByteCursor cursor({bytes.data(), there});
+    if (!DecodeNode(cursor, node, values)) return CloudStatus::kFailed;
+    if (end) *end = offset + static_cast<std::int64_t>(there - cursor.Left());
+    return CloudStatus::kOk;
+}
