@@ -4,26 +4,7 @@
 
 #include "ptc/layout.h"
 #include "ptc/reader.h"
-
-namespace {
-
-TokenStatus ReadTextNode(TokenInput& input, NodeRecord* node, std::span<float> data) {
-    if (Failed(input.ReadInt("firstpoint", &node->first_point)) ||
-        Failed(input.ReadInt("npoints", &node->point_count)) ||
-        Failed(input.ReadFloats("bbox", node->box)) ||
-        (!data.empty() && Failed(input.ReadFloats("tdata", data))) ||
-        Failed(input.ReadByte("childbits", &node->child_mask)))
-        return TokenStatus::kFailed;
-    for (unsigned i = 0; i < 8; ++i) {
-        node->children[i] = 0;
-        const char key[] = {'c', static_cast<char>('0' + i), '\0'};
-        if ((node->child_mask >> i & 1U) && Failed(input.ReadInt64(key, &node->children[i])))
-            return TokenStatus::kFailed;
-    }
-    return TokenStatus::kOk;
-}
-
-}  // namespace
+#include "ptc/text_records.h"
 
 CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
                      std::int64_t* end) {

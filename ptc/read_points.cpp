@@ -6,36 +6,15 @@
 
 #include "ptc/layout.h"
 #include "ptc/reader.h"
+#include "ptc/text_records.h"
 
 namespace {
 
 /// Raw records are decoded from pieces of about this many bytes.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
 
-constexpr const char* kWrongPoint = "WARNING: Wrong point data in point cloud file!";
-constexpr const char* kWrongData = "WARNING: Wrong data size in point cloud file!";
-
 std::size_t DataFloats(const Cloud& cloud) {
     return static_cast<std::size_t>(cloud.point_variables.data_size);
-}
-
-/// One point of a text file.
-TokenStatus ReadTextPoint(TokenInput& input, PointHead* head, std::span<float> data) {
-    std::array<double, 6> values;
-    if (Failed(input.ReadRecord("", "%e %e %e  %hi %hi  %e", values))) {
-        std::puts(kWrongPoint);
-        return TokenStatus::kFailed;
-    }
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        head->position[axis] = static_cast<float>(values[axis]);
-    const auto code = [](double value) {
-        return static_cast<std::uint16_t>(static_cast<std::int16_t>(value));
-    };
-    Normals().Decode({code(values[3]), code(values[4])}, head->normal);
-    head->radius = static_cast<float>(values[5]);
-    if (data.empty() || !Failed(input.ReadFloats("ptd", data))) return TokenStatus::kOk;
-    std::puts(kWrongData);
-    return TokenStatus::kFailed;
 }
 
 /// Reads text points one by one; a caller without room for the data has them skipped.
@@ -67,7 +46,7 @@ std::size_t ReadBinaryPoints(Cloud& cloud, std::span<PointHead> heads, std::span
         }
         done += whole;
         if (whole == wanted) continue;
-        std::puts(bytes % record < ptc_layout::kPointHeadBytes ? kWrongPoint : kWrongData);
+        TellWrongPoint(bytes % record >= ptc_layout::kPointHeadBytes);
         return done;
     }
     return heads.size();

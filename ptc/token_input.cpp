@@ -17,14 +17,21 @@ TokenOpenStatus TokenInput::OpenForReading(const char* name, const TokenFileKind
     return OpenForReading(std::move(file), kind, version);
 }
 
-TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
-                                           const TokenFileKind& kind, std::uint32_t* version) {
+void TokenInput::Take(std::unique_ptr<ByteSource> source, TokenForm form) {
     source_ = std::move(source);
-    form_ = TokenForm::kBinary;
+    form_ = form;
     next_ = end_ = 0;
     source_position_ = 0;
     if (!buffer_) buffer_.reset(new std::byte[kReadAhead]);  // not cleared: filled by reads
+}
 
+void TokenInput::ResumeText(std::unique_ptr<ByteSource> source) {
+    Take(std::move(source), TokenForm::kText);
+}
+
+TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
+                                           const TokenFileKind& kind, std::uint32_t* version) {
+    Take(std::move(source), TokenForm::kBinary);
     std::uint32_t type = 0;
     const std::size_t there = ReadUpTo(std::as_writable_bytes(std::span(&type, 1)));
     const bool is_binary = there == sizeof type && type == kind.type_code;

@@ -39,6 +39,9 @@ public:
     TokenOpenStatus OpenForReading(std::unique_ptr<ByteSource> source, const TokenFileKind& kind,
                                    std::uint32_t* version);
 
+    /// Goes on in the text form from where `source` stands.
+    void ResumeText(std::unique_ptr<ByteSource> source);
+
     void Close() { source_.reset(); }
     bool IsOpen() const { return source_ != nullptr; }
     bool IsText() const { return form_ == TokenForm::kText; }
@@ -71,6 +74,7 @@ public:
     TokenStatus ReadLine(std::string* line, std::size_t longest = kMaxLine);
 
 private:
+    void Take(std::unique_ptr<ByteSource> source, TokenForm form);
     bool Refill();
     int NextCharacter();
     void Unread() { --next_; }

@@ -1,0 +1,52 @@
+// Reading a stored file at any place.
+
+#include "util/random_source.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "util/gzip_index.h"
+
+namespace {
+
+class PlainRandomSource : public RandomSource {
+public:
+    PlainRandomSource(int descriptor, std::int64_t bytes)
+        : descriptor_(descriptor), bytes_(bytes) {}
+    ~PlainRandomSource() override { ::close(descriptor_); }
+
+    std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) override {
+        std::int64_t total = 0;
+        while (!bytes.empty()) {
+            const ssize_t read = ::pread(descriptor_, bytes.data(), bytes.size(), offset + total);
+            if (read < 0 && errno == EINTR) continue;
+            if (read < 0) return -1;
+            if (read == 0) break;
+            total += read;
+            bytes = bytes.subspan(static_cast<std::size_t>(read));
+        }
+        return total;
+    }
+    std::int64_t Bytes() const override { return bytes_; }
+
+private:
+    const int descriptor_;
+    const std::int64_t bytes_;
+};
+
+}  // namespace
+
+std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(name, O_RDONLY | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) return nullptr;
+    if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
+    struct stat info;
+    const bool is_file = ::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
+    return std::make_unique<PlainRandomSource>(descriptor, is_file ? info.st_size : -1);
+}
