@@ -2,6 +2,7 @@
 
 #include "ptc/access.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -30,7 +31,8 @@ Answer OrElse(Answer otherwise, Call call) noexcept {
 }
 
 void MakeManagerByOptions() {
-    const int limit = ConfigGetCount("/lumrd/texture/maxfiles", kDefaultLimit);
+    const int limit = std::min(ConfigGetCount("/lumrd/texture/maxfiles", kDefaultLimit),
+                               int{UtFileManager::kMostFiles});
     UtFileManager::Create(runtime::ThreadCount(), limit, limit / 4);
 }
 
