@@ -20,6 +20,10 @@ enum class [[nodiscard]] DriverStatus : std::int32_t{
     kSuccess = 0, kUnsupported = 2, kBadParameters = 3, kNoResource = 4, kUndefined = 5,
 };
 
+/// The file manager's answers: any number but 0 is an error code, the system's own when it gave
+/// one.
+enum class [[nodiscard]] AccessStatus : std::int32_t{kOk = 0, kUnreadable = -1};
+
 constexpr bool Failed(TokenStatus status) {
     return status != TokenStatus::kOk;
 }
@@ -30,6 +34,10 @@ constexpr bool Failed(DriverStatus status) {
     return status != DriverStatus::kSuccess;
 }
 
+constexpr bool Failed(AccessStatus status) {
+    return status != AccessStatus::kOk;
+}
+
 /// The one place where a token layer answer becomes the writer's or the reader's.
 constexpr CloudStatus ToCloudStatus(TokenStatus status) {
     return Failed(status) ? CloudStatus::kFailed : CloudStatus::kOk;
@@ -37,5 +45,17 @@ constexpr CloudStatus ToCloudStatus(TokenStatus status) {
 
 /// The one place where a driver answer becomes the number that the host sees.
 constexpr std::int32_t ToHostCode(DriverStatus status) {
+    return static_cast<std::int32_t>(status);
+}
+
+/// The one place where a writer's or reader's answer becomes the file manager's. `error` is the
+/// system's reason for a failure; 0 when it has none to give.
+constexpr AccessStatus ToAccessStatus(CloudStatus status, std::int32_t error) {
+    if (!Failed(status)) return AccessStatus::kOk;
+    return error == 0 ? AccessStatus::kUnreadable : static_cast<AccessStatus>(error);
+}
+
+/// The code that a file keeps of its last failure.
+constexpr std::int32_t ToErrorCode(AccessStatus status) {
     return static_cast<std::int32_t>(status);
 }

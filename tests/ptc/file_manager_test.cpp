@@ -1,0 +1,343 @@
+// The file manager over files that fail on demand: one object a name, the limit, every failure.
+
+#include "ptc/file_manager.h"
+
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <cerrno>
+#include <random>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+#include "ptc/file_identity.h"
+#include "ptc/thread_files.h"
+#include "tests/ptc/fake_files.h"
+#include "util/process_stats.h"
+
+namespace {
+
+using File = UtFileManager::File;
+
+constexpr auto SizesFor = UtFileManager::SizesFor;
+static_assert(SizesFor(8, 1024, 256).allowance == 127);
+static_assert(SizesFor(8, 16, 4).allowance == 2);
+static_assert(SizesFor(5, 16, 4).allowance == 2 && SizesFor(4, 16, 4).allowance == 3);
+static_assert(SizesFor(100, 16, 4).allowance == 2, "more threads than files");
+static_assert(SizesFor(0, 0, -1).limit == 1 && SizesFor(0, 10, 0).allowance == 9);
+static_assert(SizesFor(8, 1024, 256).buckets == 1024 && SizesFor(8, 256, 256).buckets == 1024);
+static_assert(SizesFor(8, 16400, 4100).buckets == 2048, "the power of two not below 1025");
+static_assert(SizesFor(1, 2147483647, 2147483647).limit == UtFileManager::kMostFiles);
+
+/// A manager of its own, with a table for the test's thread.
+class PtcFileManager : public testing::Test {
+protected:
+    void Make(int threads, int limit) {
+        manager_ = std::make_shared<UtFileManager>(SizesFor(threads, limit, limit / 4));
+        table_ = std::make_unique<ThreadFiles>(manager_);
+    }
+    File* Open(const std::string& name) {
+        FakeOpener opener(&disk_);
+        return table_->Open(name.c_str(), opener, &opened_);
+    }
+    void TearDown() override {
+        EXPECT_EQ(disk_.closed_while_used, 0);
+        if (manager_) {
+            EXPECT_STREQ(manager_->BrokenPromise(), nullptr);
+            table_.reset();
+            EXPECT_STREQ(manager_->BrokenPromise(), nullptr);
+            manager_.reset();
+        }
+        EXPECT_EQ(disk_.open_now, 0) << "a file was lost or closed twice";
+    }
+
+    FakeDisk disk_;
+    std::shared_ptr<UtFileManager> manager_;
+    std::unique_ptr<ThreadFiles> table_;
+    bool opened_ = false;
+};
+
+TEST(PtcFileIdentity, IsNeverGivenOutTwice) {
+    static std::uint32_t hash = 0xABCDF000;
+    --hash;  // each run uses one up; the first has the low bits that could make kNoFile
+    std::unordered_set<std::uint32_t> seen;
+    std::uint32_t identity;
+    while ((identity = file_identity::New(hash)) != file_identity::kNone) {
+        ASSERT_TRUE(seen.insert(identity).second) << identity;
+        ASSERT_NE(identity, file_identity::kNoFile);
+        ASSERT_EQ(identity & file_identity::kNameMask, hash & file_identity::kNameMask);
+    }
+    EXPECT_GT(seen.size(), 1'000'000U);
+    EXPECT_EQ(file_identity::New(hash), file_identity::kNone) << "it began again";
+    EXPECT_NE(file_identity::New(hash - 1), file_identity::kNone) << "other names have their own";
+}
+
+TEST_F(PtcFileManager, OpensANameOnceAndHandsOutTheSameObject) {
+    Make(8, 16);
+    File* const a = Open("a");
+    ASSERT_NE(a, nullptr);
+    EXPECT_TRUE(opened_);
+    EXPECT_EQ(Open("a"), a);
+    EXPECT_FALSE(opened_);
+    EXPECT_EQ(a->References(), 2U) << "one for this thread, one for the manager";
+    EXPECT_EQ(table_->Uses(*a), 2U);
+    EXPECT_NE(Open("b"), a);
+    for (int i = 0; i < 3; ++i) table_->Release(*a);  // once too often
+    EXPECT_EQ(table_->Uses(*a), 0U);
+    EXPECT_EQ(Open("a"), a);
+    EXPECT_FALSE(opened_);
+    EXPECT_EQ(disk_.calls, 2);
+}
+
+TEST_F(PtcFileManager, ClosesTheFileThatIsIdleLongestAndReopensItWhenAskedFor) {
+    Make(1, 3);
+    disk_.pinned = {"pinned"};
+    File* const pinned = Open("pinned");
+    File* const a = Open("a");
+    File* const b = Open("b");
+    for (File* file : {pinned, b, a}) table_->Release(*file);
+    File* const c = Open("c");
+    EXPECT_TRUE(pinned->IsOpen() && a->IsOpen() && !b->IsOpen() && c->IsOpen());
+    File* const d = Open("d");  // nothing else to close but what is used: a
+    EXPECT_TRUE(pinned->IsOpen() && !a->IsOpen() && d->IsOpen());
+    EXPECT_EQ(disk_.most_open, 3);
+
+    const std::uint32_t before = b->Identity();
+    disk_.changes = true;
+    EXPECT_EQ(Open("b"), b);
+    EXPECT_FALSE(opened_);
+    EXPECT_NE(b->Identity(), before);
+    EXPECT_EQ(manager_->OpenFiles(), 4) << "all are used, so the limit gives way";
+    for (File* file : {b, c, d}) table_->Release(*file);
+    EXPECT_EQ(manager_->OpenFiles(), 3) << "and holds again as soon as it can";
+
+    TgStats stats;
+    manager_->FillStats(&stats);
+    EXPECT_EQ(stats.files_opened.Value(), 5U);
+    EXPECT_EQ(stats.files_reopened.Value(), 1U);
+    EXPECT_EQ(stats.files_reclaimed.Value(), 3U);
+    EXPECT_EQ(stats.files_open_error.Value(), 0U);
+    EXPECT_EQ(stats.file_log.Values(), (std::set<std::string>{"a", "b", "c", "d", "pinned"}));
+}
+
+// Few names share a slot in the first table and many in none, so removal closes gaps of all kinds.
+TEST_F(PtcFileManager, TablesGrowAndShrinkWithoutLosingAFile) {
+    Make(8, 300);
+    EXPECT_EQ(table_->Capacity(), 128U);
+    std::vector<File*> files;
+    for (int i = 0; i < 300; ++i) files.push_back(Open(std::to_string(i)));
+    EXPECT_EQ(table_->Held(), 300U);
+    EXPECT_EQ(table_->Capacity(), 512U);
+    std::mt19937 random(1);
+    std::shuffle(files.begin(), files.end(), random);
+    while (!files.empty()) {
+        table_->Release(*files.back());
+        files.pop_back();
+        for (File* file : files) ASSERT_EQ(table_->Uses(*file), 1U) << file->Name();
+    }
+    EXPECT_LE(table_->Held(), 36U) << "more than the allowance is kept";
+}
+
+TEST_F(PtcFileManager, OneThreadsReleaseDoesNotTouchAnothersHold) {
+    Make(8, 2);
+    File* const a = Open("a");
+    std::thread([&] {
+        ThreadFiles other(manager_);
+        other.Release(*a);
+        FakeOpener opener(&disk_);
+        bool opened = true;
+        EXPECT_EQ(other.Open("a", opener, &opened), a);
+        EXPECT_FALSE(opened);
+        EXPECT_EQ(a->References(), 3U);
+    }).join();
+    EXPECT_EQ(a->References(), 2U) << "the thread has ended";
+    EXPECT_EQ(table_->Uses(*a), 1U);
+}
+
+struct OpenFailure {
+    const char* name;
+    int code;
+    int failures;
+    bool is_remembered;
+    int calls;  ///< of the opener and of close(), in two requests
+};
+
+class PtcFileManagerOpening : public PtcFileManager,
+                              public testing::WithParamInterface<OpenFailure> {};
+
+TEST_P(PtcFileManagerOpening, FailureIsKeptUnlessItIsAShortage) {
+    Make(1, 8);
+    table_->Release(*Open("idle"));
+    disk_.fail_from = disk_.calls;
+    disk_.failures = GetParam().failures;
+    disk_.code = GetParam().code;
+    const int calls = disk_.calls;
+    File* const first = Open("a");
+    EXPECT_EQ(opened_, first != nullptr);
+    disk_.failures = 0;
+    File* const second = Open("a");
+    EXPECT_EQ(second == nullptr, GetParam().is_remembered);
+    EXPECT_EQ(disk_.calls - calls, GetParam().calls);
+    EXPECT_NE(Open("idle"), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codes, PtcFileManagerOpening,
+    testing::Values(OpenFailure{"NoSuchFile", ENOENT, 1, true, 1},
+                    OpenFailure{"NoMemory", ENOMEM, 1, false, 2},
+                    // The opener, the close of the idle file, the opener again.
+                    OpenFailure{"NoDescriptorOnce", EMFILE, 1, false, 3},
+                    OpenFailure{"NoDescriptorAndNoneToBeHad", ENFILE, 3, false, 4}),
+    [](const auto& tested) { return tested.param.name; });
+
+/// Opens, reopens and closes; every call may fail. What is left works as soon as nothing fails.
+TEST_F(PtcFileManager, EveryOpenCloseAndReopenMayFail) {
+    for (const int code : {EIO, EMFILE}) {
+        for (int fail_at = 0, calls = 1; fail_at < calls; ++fail_at) {
+            SCOPED_TRACE(testing::Message() << "code " << code << ", call " << fail_at);
+            disk_.calls = 0;
+            disk_.code = code;
+            disk_.fail_from = fail_at;
+            disk_.failures = 1;
+            Make(1, 2);
+            for (const char* name : {"a", "b", "c", "a", "c", "b", "d", "a"})
+                if (File* const file = Open(name)) {
+                    EXPECT_TRUE(file->IsOpen());
+                    table_->Release(*file);
+                }
+            calls = disk_.calls;
+            disk_.failures = 0;
+            int failed = 0;
+            for (const char* name : {"a", "b", "c", "d"}) {
+                File* const file = Open(name);
+                failed += file ? 0 : 1;
+                if (file) table_->Release(*file);
+            }
+            EXPECT_LE(failed, code == EMFILE ? 0 : 1);
+            EXPECT_LE(manager_->OpenFiles(), 2);
+            EXPECT_STREQ(manager_->BrokenPromise(), nullptr);
+            table_.reset();
+            manager_.reset();
+            EXPECT_EQ(disk_.open_now, 0);
+        }
+    }
+}
+
+TEST_F(PtcFileManager, ManyThreadsShareOneObjectForEachName) {
+    constexpr int kThreads = 8, kNames = 40;
+    Make(kThreads, 1024);
+    std::vector<std::vector<File*>> seen(kThreads);
+    std::atomic<int> openers{0};
+    std::barrier start(kThreads);
+    std::vector<std::jthread> threads;
+    for (int id = 0; id < kThreads; ++id)
+        threads.emplace_back([&, id] {
+            ThreadFiles table(manager_);
+            FakeOpener opener(&disk_);
+            start.arrive_and_wait();
+            for (int i = 0; i < kNames; ++i) {
+                bool opened = false;
+                seen[id].push_back(table.Open(std::to_string(i).c_str(), opener, &opened));
+                if (opened) ++openers;
+            }
+        });
+    threads.clear();  // joins
+    for (const auto& files : seen) EXPECT_EQ(files, seen[0]);
+    EXPECT_EQ(disk_.opens, kNames);
+    EXPECT_EQ(openers, kNames);
+}
+
+// Everything at once: a limit below the number of files, failures, threads that come and go.
+TEST_F(PtcFileManager, KeepsItsPromisesUnderAnyInterleaving) {
+    constexpr int kThreads = 8, kGenerations = 8, kRounds = 10'000;
+    disk_.changes = true;
+    disk_.code = EIO;
+    Make(kThreads, 2);
+    for (const char* name : {"0", "1", "2", "3"}) table_->Release(*Open(name));
+    disk_.fail_every = 7;  // from here on only closing and reopening fail, so files recover
+    std::atomic<int> unusable{0};
+    const auto render = [&](unsigned seed) {
+        std::mt19937 random(seed);
+        ThreadFiles table(manager_);
+        FakeOpener opener(&disk_);
+        std::vector<FakeFile*> used;
+        for (int round = 0; round < kRounds; ++round) {
+            if (used.size() < 3 && random() % 2 == 0) {
+                bool opened;
+                auto* file = static_cast<FakeFile*>(
+                    table.Open(std::to_string(random() % 4).c_str(), opener, &opened));
+                if (!file) continue;
+                ++file->users;
+                used.push_back(file);
+                if (!file->IsOpen() || !file->IsUsable()) ++unusable;
+            } else if (!used.empty()) {
+                --used.back()->users;
+                table.Release(*used.back());
+                used.pop_back();
+            }
+        }
+        for (FakeFile* file : used) --file->users;  // their holds end with the table
+    };
+    std::vector<std::jthread> threads;
+    for (unsigned id = 0; id < kThreads; ++id)
+        threads.emplace_back([&, id] {
+            for (unsigned g = 0; g < kGenerations; ++g) std::thread(render, id * 100 + g).join();
+        });
+    threads.clear();  // joins
+    EXPECT_EQ(unusable, 0);
+    EXPECT_EQ(disk_.opens, 4);
+    EXPECT_GT(disk_.reopens, 0);
+    disk_.fail_every = 0;
+    for (const char* name : {"0", "1", "2", "3"}) table_->Release(*Open(name));
+    EXPECT_EQ(manager_->OpenFiles(), 2);
+}
+
+TEST(PtcFileManagerLife, EndsBeforeItsThreadsDo) {
+    FakeDisk disk;
+    FakeOpener opener(&disk);
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(UtFileManager::Get(), nullptr) << "nobody has made one";
+        UtFileManager::Create(8, 16, 4);
+        UtFileManager::Create(1, 999, 4);  // too late
+        ASSERT_NE(UtFileManager::Get(), nullptr);
+        EXPECT_EQ(UtFileManager::Get()->Manager().GetSizes().limit, 16);
+        std::barrier step(2);
+        bool opened = false;
+        std::thread outliving([&] {
+            bool also = false;
+            UtFileManager::Get()->Open("a", opener, &also);
+            step.arrive_and_wait();
+            step.arrive_and_wait();
+            EXPECT_EQ(UtFileManager::Get(), nullptr);
+        });
+        UtFileManager::Get()->Open("b", opener, &opened);
+        step.arrive_and_wait();
+        UtFileManager::Shutdown();
+        EXPECT_EQ(disk.open_now, 0) << "a file outlives the manager";
+        step.arrive_and_wait();
+        outliving.join();
+    }
+}
+
+TEST(PtcFileManagerLife, ThreadsMayEndWhileItDoes) {
+    FakeDisk disk;
+    for (int round = 0; round < 50; ++round) {
+        UtFileManager::Create(8, 2, 4);
+        std::barrier used(5);
+        std::vector<std::jthread> threads;
+        for (int id = 0; id < 4; ++id)
+            threads.emplace_back([&, id] {
+                FakeOpener opener(&disk);
+                bool opened;
+                UtFileManager::Get()->Open(std::to_string(id).c_str(), opener, &opened);
+                used.arrive_and_wait();
+            });
+        used.arrive_and_wait();
+        UtFileManager::Shutdown();
+        threads.clear();  // joins
+        ASSERT_EQ(disk.open_now, 0);
+    }
+}
+
+}  // namespace
