@@ -19,8 +19,10 @@ namespace view {
 
 namespace {
 
-/// How far a disc's edge is bent away from the eye, in radii.
-constexpr double kBend = 0.05;
+/// How far a disc's edge is bent away from the eye, in radii. On a ball the edges of its discs
+/// stand out by r / 2R of their radius and would hide their neighbours' middles; this is enough for
+/// discs of half the ball's radius.
+constexpr double kBend = 0.25;
 /// Discs that look smaller are drawn as dots of this radius, in samples.
 constexpr double kDotRadius = 0.65 * DiscCanvas::kSide;
 /// A disc whose near edge has less than this part of its centre's depth reaches the eye.

@@ -6,7 +6,7 @@
 //
 // Discs that overlap in one plane are equally near. To part them along the line half way between
 // their centres, whatever order they come in, a disc is taken to bend away from the eye towards
-// its edge, by a small part of its radius.
+// its edge, by a quarter of its radius.
 //
 // Units      world units for discs, pixels for the canvas; a camera's raster counts samples.
 // Errors     none; what lies outside, behind the eye, or reaches the eye's plane is left out.
