@@ -113,8 +113,8 @@ TEST_F(PtcAccess, HandsOutOneObjectANameAndOnlyWhatCanBeRead) {
     EXPECT_NE(PtcOpenForReading(bare.c_str()), nullptr);
 
     const std::string late = folder_.File("late.ptc");
-    for (const char* name : {"", late.c_str(), Write("text", "no cloud\n").c_str()})
-        EXPECT_EQ(PtcOpenManaged(name, &opened), nullptr) << name;
+    for (const std::string& name : {std::string(), late, Write("text", "no cloud\n")})
+        EXPECT_EQ(PtcOpenManaged(name.c_str(), &opened), nullptr) << name;
     EXPECT_FALSE(opened);
     EXPECT_EQ(PtcOpenManaged(nullptr), nullptr);
     WriteCloud("late.ptc");
