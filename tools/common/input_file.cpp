@@ -28,6 +28,8 @@ void InputFile::CopyStandardInput() {
     path_ = spool_->Path();
 }
 
+/// zlib reads plain files, too, and says so. A broken stream is kept as far as it could be
+/// inflated: who inflates files first does so to save what is left of them.
 void InputFile::Inflate() {
     std::unique_ptr<std::remove_pointer_t<gzFile>, int (*)(gzFile)> stream(
         gzopen(path_.c_str(), "rbe"), gzclose);

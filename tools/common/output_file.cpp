@@ -60,6 +60,7 @@ std::string OutputFile::BesideName(int attempt) const {
     return std::filesystem::path(target_).parent_path() / name;
 }
 
+/// In the folder of the file to be, because only within one file system is renaming all or nothing.
 void OutputFile::OpenBeside() {
     const std::string folder = std::filesystem::path(target_).parent_path();
     descriptor_ = ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC,
@@ -68,6 +69,7 @@ void OutputFile::OpenBeside() {
         path_ = "/proc/self/fd/" + std::to_string(descriptor_);
         return;
     }
+    // Not every file system can make a file without a name.
     for (int attempt = 0; descriptor_ < 0 && attempt < kAttempts; ++attempt) {
         path_ = BesideName(attempt);
         descriptor_ =
@@ -86,6 +88,7 @@ void OutputFile::Commit() {
     }
 }
 
+/// A device or a pipe cannot be replaced; it gets all bytes, or none when the run fails before.
 void OutputFile::CopyOut() {
     if (::lseek(spool_->Descriptor(), 0, SEEK_SET) < 0) FailWithErrno("temporary file");
     if (is_standard_output_) {

@@ -18,6 +18,10 @@ constexpr const char* kAxes[] = {"x", "y", "z"};
 /// Text has seven digits: what a sum of numbers loses by that, as a share of the numbers.
 constexpr float kTextSlack = 1e-6f;
 
+/// Holds each point against the header.
+///
+/// One point may have several faults; each is told at the float it concerns, so that a hex editor
+/// opened at the place shows it.
 class PointCheck {
 public:
     PointCheck(const Cloud& cloud, FaultList& faults)
@@ -28,10 +32,14 @@ public:
         const std::span<const float> values = scan.Values();
         const std::int64_t index = scan.Count() - 1;
         const float radius = values[PointScan::kRadius];
+        // Written so that a radius that is no number is none.
         const bool is_radius = radius >= 0 && std::isfinite(radius);
         if (!is_radius) Add(scan, PointScan::kRadius, index, "radius", radius, "is no radius");
+        // A wrong radius is told once; it must not also put every axis outside the box.
         for (std::size_t axis = 0; axis < 3; ++axis)
             CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
+        // Before version 2 the header has none. A largest radius above all radii is a bound, and
+        // bounds may be loose.
         const float largest = cloud_.largest_radius;
         if (cloud_.version >= 2 && is_radius && radius > largest + slack_ * largest)
             Add(scan, PointScan::kRadius, index, "radius", radius,
@@ -71,7 +79,8 @@ bool IsOrganised(const Cloud& cloud) {
     return cloud.stored_node_count > 0 || cloud.root_position != 0;
 }
 
-/// The scan came to an end before the header's count.
+/// The scan came to an end before the header's count. Told at the first byte that belongs to no
+/// whole record, with what is known of the cause: the system, the file's end, or a text line.
 void TellMissingPoints(const Cloud& cloud, PointScan& scan, FaultList& faults) {
     const std::int64_t behind = scan.BytesBehind();
     if (const int error = cloud.input.Error())
@@ -88,7 +97,8 @@ void TellMissingPoints(const Cloud& cloud, PointScan& scan, FaultList& faults) {
                    cloud.point_count);
 }
 
-/// All points are there, and nothing should follow.
+/// All points are there, and nothing should follow. Room for whole records is the sign of a header
+/// that lags, which a repair brings up to date; less is a tail that was cut or appended.
 void TellBytesBehind(const Cloud& cloud, PointScan& scan, FaultList& faults) {
     const std::int64_t behind = scan.BytesBehind();
     const auto record = static_cast<std::int64_t>(4 * scan.Values().size());
@@ -108,10 +118,12 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     std::string why;
     const auto cloud = OpenCloud(file.Path().c_str(), &why, CountCheck::kOff);
     if (!cloud) {
-        // The reader's rules are among those above; this one is for the reader's alone.
+        // The header's check has the reader's rules and more. Should the reader know one that is
+        // not among them, a file that nobody can open must still not pass for sound.
         if (faults.Total() == 0) faults.Add(0, "{}", why);
         return {};
     }
+    // Points and nodes are the steps: bytes are not known in a compressed file.
     Progress progress(static_cast<std::uint64_t>(cloud->point_count + cloud->node_count),
                       shows_progress);
     PointScan scan(*cloud, 0, cloud->point_count);
@@ -120,6 +132,7 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
         check.Check(scan);
         if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
     }
+    // Without all the points nothing is known of what should stand behind them.
     if (scan.Count() < cloud->point_count) {
         TellMissingPoints(*cloud, scan, faults);
     } else if (!IsOrganised(*cloud)) {

@@ -13,5 +13,8 @@ struct CheckedCounts {
     std::int64_t nodes = 0;
 };
 
-/// Adds every fault of `file` to `faults`. Fails when it cannot be opened or read at all.
+/// Adds every fault of `file` to `faults`, in the order of the file's parts. A fault that leaves
+/// unknown where the rest stands ends the check. `shows_progress`: a bar for what takes long; the
+/// caller then tells the faults only afterwards.
+/// Fails when the file cannot be opened or read at all.
 CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress);

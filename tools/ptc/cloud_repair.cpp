@@ -28,8 +28,10 @@ struct Rebuilt {
     float largest_radius = 0;
     std::int64_t unsound = 0;
 
+    /// A record as PointScan reads it.
     void Include(std::span<const float> values) {
         const float radius = values[PointScan::kRadius];
+        // Both ends are held against both bounds: a negative radius turns them round.
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const float low = values[axis] - radius;
             const float high = values[axis] + radius;
@@ -71,7 +73,9 @@ TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebui
     return file.EndBuffering();
 }
 
-/// Copies the input's bytes from `begin` to `end` as they are.
+/// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
+/// again, which would change normals and the bits of what is no number. Through the token file's
+/// own buffer, because that is the one that knows where the file stands.
 void CopyBytes(Cloud& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
                const OutputFile& output, TokenFile& file) {
     const auto fail_to_read = [&] {
@@ -126,6 +130,8 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
             if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
         }
     }
+    // Everything is known before the first byte is written; the copy then is one piece, from the
+    // header's fixed part to the end of what stays.
     report.kept = scan.Count();
     report.unsound = rebuilt.unsound;
     report.dropped_bytes = scan.BytesBehind();
@@ -145,8 +151,10 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
             stays && report.kept == report.counted && IsIntact(*cloud, places, scan.End());
         report.octree = is_kept ? RepairReport::Octree::kKept : RepairReport::Octree::kDropped;
         if (is_kept) {
+            // Nodes name places in the file, and these are the same in the copy.
             kept_end += report.dropped_bytes;
             report.dropped_bytes = 0;
+            // The block was first written to learn its length; its numbers have fixed widths.
             if (Failed(file.Seek(block)) ||
                 Failed(WriteBlock(file, *cloud, rebuilt, report.kept, true)))
                 FailToWrite(output, file);

@@ -19,7 +19,9 @@ constexpr TokenFileKind kKind = {ptc_layout::kMagic, ptc_layout::kTypeCode, ptc_
 
 constexpr const char* kAxes[] = {"x", "y", "z"};
 
-/// Walks from value to value; a fault in a value is told and walked over, one in the walk ends it.
+/// Walks from value to value through the token layer, which knows both forms; where a value begins
+/// is asked before it is read. A fault in a value is told and walked over; one that leaves unknown
+/// where the next value stands ends the walk.
 class HeaderWalk {
 public:
     HeaderWalk(TokenInput& input, std::uint32_t version, FaultList& faults)
@@ -50,12 +52,14 @@ private:
         return input_.IsText() ? here_ : here_ + static_cast<std::int64_t>(4 * index);
     }
 
+    /// Floats that must all be finite.
     bool TakeFloats(const char* key, std::span<float> values) {
         if (!Take(key, [&] { return input_.ReadFloats(key, values); })) return false;
         TellOddFloats(key, values);
         return true;
     }
 
+    /// The same for a matrix, whose key in text form ends in a newline of its own.
     bool TakeMatrix(const char* key) {
         std::array<float, 16> matrix;
         const std::string line = std::string(key) + '\n';
@@ -70,6 +74,7 @@ private:
                 faults_.Add(Item(i), "{}: value {} is {}", key, i, values[i]);
     }
 
+    /// A count, which the format stores as a double.
     bool TakeCount(const char* key, double* count) {
         constexpr double kMost = 9007199254740992.0;  // every whole number up to here is a double
         if (!Take(key, [&] { return input_.ReadDouble(key, count); })) return false;
@@ -78,6 +83,7 @@ private:
         return true;
     }
 
+    /// What a writer rewrites in place.
     bool Block() {
         double points = 0;
         std::array<float, 6> box;
@@ -85,6 +91,7 @@ private:
         places_.point_count = here_;
         if (!TakeFloats("bbox", box)) return false;
         places_.box = here_;
+        // Without points an empty box is the right one.
         for (std::size_t axis = 0; points > 0 && axis < 3; ++axis)
             if (box[axis] > box[axis + 3])
                 faults_.Add(Item(axis), "bbox: minimum {} {} lies above the maximum {}",
@@ -93,6 +100,7 @@ private:
         return version_ < 2 || (LargestRadius() && Padding());
     }
 
+    /// Whether the root is a node only the walk through the octree can tell.
     bool Nodes() {
         double nodes = 0;
         std::int64_t root = 0;
@@ -121,6 +129,7 @@ private:
         return Take("padding", [&] { return input_.ReadFloats("padding", padding); });
     }
 
+    /// The format's values may be any finite ones: a reader replaces those that make no sense.
     bool Fixed() {
         std::array<float, 3> format;
         return TakeMatrix("world_to_eye") && TakeMatrix("world_to_ndc") &&
@@ -131,6 +140,7 @@ private:
         return Take(key, [&] { return input_.ReadInt(key, value); });
     }
 
+    /// One list of variables: a count, the floats of all together, and a line for each.
     bool Variables(const char* count_key, const char* size_key) {
         std::int32_t count = 0;
         std::int32_t size = 0;
@@ -158,6 +168,7 @@ private:
         return true;
     }
 
+    /// One line. `*are_known` turns false when its type says nothing about its floats.
     bool Declaration(const char* list, std::int64_t* total, bool* are_known) {
         std::string line;
         here_ = input_.Tell();
@@ -193,6 +204,7 @@ std::int64_t VersionPlace(const TokenInput& input) {
 }  // namespace
 
 std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults) {
+    // In the reader's order: as a plain file first, inflated when it is neither form.
     TokenInput input;
     std::uint32_t version = 0;
     TokenOpenStatus status = input.OpenForReading(file.Path().c_str(), kKind, false, &version);

@@ -19,7 +19,9 @@ struct HeaderPlaces {
     std::int64_t data_start = -1;    ///< what follows the header
 };
 
-/// Walks through the header of `file`, either form, any version, plain or gzip.
-/// Nothing: a fault leaves unknown where the rest of the header stands.
+/// Walks through the header of `file`, either form, any version, plain or gzip, and adds what is
+/// wrong to `faults`, each at the value's place. A count of points or nodes is held against the
+/// rules for counts only: what is in the file is not looked at.
+/// Nothing: a fault leaves unknown where the rest of the header stands, or the reader refuses it.
 /// Fails when the file cannot be opened or read.
 std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults);

@@ -35,6 +35,7 @@ int Info(const InfoOptions& options) {
                 fmt::print("{}", InfoText(file.Name(), *cloud, size));
             return 0;
         };
+        // A file that fails must not keep the others from being shown.
         if (RunGuarded(show) != 0) status = 1;
     }
     // Names may be any bytes; what is no UTF-8 must not make the rest unreadable.

@@ -6,7 +6,7 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::ordered_json;  // keys stay in the order in which they are written here
 
 Json Variables(const CloudVariables& variables) {
     Json list = Json::array();
@@ -27,6 +27,7 @@ Json OrNull(const std::optional<Value>& value) {
     return value ? Json(*value) : Json();
 }
 
+/// What is not known is null, never left out: a key that is there once is always there.
 Json Size(const CloudSize& size) {
     Json agrees;
     if (size.expected_bytes) agrees = *size.expected_bytes == size.stored_bytes;

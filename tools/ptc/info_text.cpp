@@ -56,6 +56,7 @@ void AddCounts(const Cloud& cloud, Lines* lines) {
         lines->Add("octree nodes", "none");
 }
 
+/// The values that a reader goes by; those in the file only where they differ.
 void AddFormat(const Cloud& cloud, Lines* lines) {
     const std::array<float, 3>& stored = cloud.stored_format;
     const bool is_repaired = stored[0] != static_cast<float>(cloud.x_resolution) ||
@@ -71,6 +72,7 @@ void AddFormat(const Cloud& cloud, Lines* lines) {
         lines->AddMatrix("  stored", cloud.stored_world_to_ndc);
 }
 
+/// The last line: whether the file is as long as its header says.
 void AddSize(const Cloud& cloud, const CloudSize& size, Lines* lines) {
     const std::int64_t bytes = size.stored_bytes;
     if (!size.expected_bytes) {

@@ -1,11 +1,12 @@
 // ptc: one program for point cloud files, a sub-command for each intention.
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
 
-#include <CLI/CLI.hpp>
 #include "tools/ptc/commands.h"
+#include "tools/ptc/run_guarded.h"
 
 namespace {
 
@@ -13,9 +14,7 @@ constexpr const char* kAbout =
     "Looks at, prints, checks, repairs, converts and draws point cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int RunCommandLine(int argc, char** argv) {
     CLI::App app(kAbout, "ptc");
     app.require_subcommand(1);
     int status = 0;
@@ -38,4 +37,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return RunGuarded([&] { return RunCommandLine(argc, argv); });
 }

@@ -19,6 +19,7 @@ constexpr std::size_t kData = 8;
 /// Text has seven digits: two numbers that were equal may differ by their last one.
 constexpr float kTextSlack = 1e-6f;
 
+/// Holds each node against its parent, the points and the header.
 class NodeCheck {
 public:
     NodeCheck(Cloud& cloud, const NodeWalk& walk, FaultList& faults)
@@ -29,11 +30,15 @@ public:
         CheckRun(visit);
         CheckBox(visit);
         CheckData(visit);
+        // Only a node that is sound itself says which points to look at, and where they must be. In
+        // text form each leaf would mean to read the file from its first point on.
         const bool is_leaf = visit.node->child_mask == 0;
         if (is_leaf && faults_.Total() == before && !cloud_.input.IsText()) CheckPoints(visit);
     }
 
 private:
+    /// The points of the node: a run that exists, within the parent's. In 64 bits, because sums of
+    /// the file's 32-bit numbers need not fit 32.
     void CheckRun(const NodeVisit& visit) {
         const std::int64_t first = visit.node->first_point;
         const std::int64_t count = visit.node->point_count;
@@ -52,6 +57,8 @@ private:
                         visit.offset, first, first + count, parent_first, parent_end);
     }
 
+    /// The first three values of a box are its minimum. A comparison with a value that is no number
+    /// is false, so such a value is told once, as what it is.
     void CheckBox(const NodeVisit& visit) {
         const float* const box = visit.node->box;
         for (std::size_t i = 0; i < 6; ++i)
@@ -84,7 +91,8 @@ private:
                             visit.offset, i, visit.data[i]);
     }
 
-    /// Each point belongs to one leaf at most, which also bounds what this reads in all.
+    /// Every point of a leaf lies in its box. Each point belongs to one leaf at most, which also
+    /// bounds what this reads in all, however many leaves claim the same points.
     void CheckPoints(const NodeVisit& visit) {
         std::int64_t left = visit.node->point_count;
         leaf_points_ += left;

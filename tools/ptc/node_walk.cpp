@@ -38,7 +38,8 @@ bool NodeWalk::Next(NodeVisit* visit) {
     return true;
 }
 
-/// Goes up until there is a child that is not entered yet and can be.
+/// Goes up until there is a child that is not entered yet and can be. The path is a vector, not
+/// the machine's stack: its depth is the file's to choose, up to the limit.
 bool NodeWalk::EnterNextChild() {
     while (!path_.empty()) {
         Step& parent = path_.back();
@@ -68,10 +69,12 @@ bool NodeWalk::Enter(std::int64_t offset, std::int64_t limit, std::int64_t place
                     end_);
         return false;
     }
+    // Children stand before their parents. This alone rules out circles.
     if (offset >= limit) {
         faults_.Add(place, "reference to {}, not before the node that refers to it", offset);
         return false;
     }
+    // And this keeps a node with many references to it from being walked through for each.
     if (!Mark(offset)) {
         faults_.Add(place, "reference to {}, where another reference leads already", offset);
         return false;
@@ -91,6 +94,7 @@ bool NodeWalk::Enter(std::int64_t offset, std::int64_t limit, std::int64_t place
     return true;
 }
 
+/// False: a node begins there, or so close that the two would overlap.
 bool NodeWalk::Mark(std::int64_t offset) {
     const auto slot = static_cast<std::size_t>((offset - begin_) / kMinNode);
     if (seen_[slot]) return false;
@@ -98,6 +102,7 @@ bool NodeWalk::Mark(std::int64_t offset) {
     return true;
 }
 
+/// References stand behind the child mask, one for each child that exists.
 std::int64_t NodeWalk::ChildPlace(const Step& parent, unsigned child) const {
     if (cloud_.input.IsText()) return parent.offset;
     std::int64_t place =

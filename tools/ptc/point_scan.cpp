@@ -42,6 +42,7 @@ PointScan::PointScan(Cloud& cloud, std::int64_t first, std::int64_t last)
     if (!GoTo(first)) is_at_end_ = true;
 }
 
+/// Text has to be read up to the record; binary records are where arithmetic says.
 bool PointScan::GoTo(std::int64_t first) {
     if (cloud_.input.IsText()) {
         if (Failed(cloud_.input.Seek(cloud_.data_start))) return false;
@@ -50,6 +51,7 @@ bool PointScan::GoTo(std::int64_t first) {
         return true;
     }
     const auto record = static_cast<std::int64_t>(4 * values_.size());
+    // The index may come from a header that counts anything.
     if (first > (std::numeric_limits<std::int64_t>::max() - end_) / record) return false;
     count_ = first;
     end_ += first * record;
@@ -82,6 +84,8 @@ bool PointScan::NextBinary() {
     return true;
 }
 
+/// Does not use the reader's own function, which tells a record that it cannot read on standard
+/// output: here that is the ordinary end of a damaged file.
 bool PointScan::NextText() {
     TokenInput& input = cloud_.input;
     std::array<double, 6> values;
@@ -111,6 +115,7 @@ std::int64_t PointScan::BytesBehind() {
     TokenInput& input = cloud_.input;
     if (!input.IsCompressed() && input.StoredBytes() >= 0)
         return std::max<std::int64_t>(0, input.StoredBytes() - end_);
+    // How long a stream is that is inflated, or no file at all, shows only at its end.
     std::array<std::byte, 1 << 13> rest;
     while (input.ReadUpTo(rest) == rest.size()) {
     }

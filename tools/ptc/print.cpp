@@ -49,12 +49,13 @@ PrintTable::Form FormOf(const PrintOptions& options) {
     return options.csv ? PrintTable::Form::kCsv : PrintTable::Form::kAligned;
 }
 
+/// The columns of a row: its `own` groups of floats, then the file's variables.
 std::vector<PrintColumn> Choose(const InputFile& file, const PrintOptions& options,
-                                std::vector<PrintGroup> groups,
+                                std::vector<PrintGroup> own,
                                 const std::vector<PrintGroup>& variables) {
-    groups.insert(groups.end(), variables.begin(), variables.end());
+    own.insert(own.end(), variables.begin(), variables.end());
     try {
-        return ChooseColumns(groups, options.variables);
+        return ChooseColumns(own, options.variables);
     } catch (const Failure& failure) {
         throw Failure(file.Name() + ": " + failure.what());
     }
@@ -66,6 +67,7 @@ std::vector<std::string> Titles(std::vector<std::string> titles,
     return titles;
 }
 
+/// A row's floats are position, normal and radius as a PointHead has them, then the data.
 void PrintPoints(const InputFile& file, const PrintOptions& options, Cloud& cloud) {
     constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
     const std::vector<PrintColumn> columns =
@@ -80,6 +82,7 @@ void PrintPoints(const InputFile& file, const PrintOptions& options, Cloud& clou
     const std::int64_t end =
         options.first + std::min(options.count, cloud.point_count - options.first);
 
+    // On one terminal the bar would run through the rows.
     PrintTable table(FormOf(options), Titles({"point"}, columns));
     Progress progress(static_cast<std::uint64_t>(end), isatty(STDOUT_FILENO) == 0);
     PointScan scan(cloud, options.first, end);
@@ -110,6 +113,8 @@ std::string Children(const NodeRecord& node) {
     return text;
 }
 
+/// A row's floats are the node's box, then its data. The first fault of the octree is the reason
+/// of the failure in the end: until then every node that can be reached is printed.
 void PrintNodes(const InputFile& file, const PrintOptions& options, const OpenedCloud& opened) {
     Cloud& cloud = *opened.cloud;
     constexpr std::size_t kBoxFloats = 6;

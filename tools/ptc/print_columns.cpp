@@ -11,6 +11,7 @@
 
 namespace {
 
+/// What stands behind the variable's name in the title of its float number `part`.
 std::string Suffix(std::string_view type, std::int32_t size, std::int32_t part) {
     if (size == 1) return "";
     if (size != 3 || type.starts_with("float")) return fmt::format("_{}", part);

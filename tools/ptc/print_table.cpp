@@ -18,6 +18,7 @@ namespace {
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
 constexpr std::size_t kFloatWidth = 13;  // a sign, seven digits, a point and an exponent
 
+/// A variable's name may hold any character but a newline.
 std::string Quoted(std::string_view text) {
     if (text.find_first_of(",\"\r\n") == text.npos) return std::string(text);
     std::string quoted = "\"";
@@ -27,6 +28,7 @@ std::string Quoted(std::string_view text) {
 
 }  // namespace
 
+/// Widths are fixed from the titles on: rows are not kept until the widest number is known.
 PrintTable::PrintTable(Form form, const std::vector<std::string>& titles) : form_(form) {
     for (const std::string& title : titles) widths_.push_back(std::max(kFloatWidth, title.size()));
     for (const std::string& title : titles) Text(title);
