@@ -41,11 +41,11 @@ TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
     std::int32_t number = 0;
     if (is_known) status = TokenOpenStatus::kUnreadable;
     if (is_known && !Failed(ReadInt("version", &number))) status = TokenOpenStatus::kOk;
-    if (source_->Error() != 0) status = TokenOpenStatus::kUnreadable;
     if (status == TokenOpenStatus::kOk) {
         *version = static_cast<std::uint32_t>(number);
         return status;
     }
+    if (source_->Error() != 0) status = TokenOpenStatus::kUnreadable;
     open_error_ = source_->Error();
     source_.reset();
     return status;

@@ -53,7 +53,7 @@ public:
     virtual ~ByteSource() = default;
 
     /// Fills `bytes` as far as the file reaches and moves behind them. Answers how many were
-    /// read, fewer than asked for only at the end; -1 on an error.
+    /// read, fewer than asked for only at the end or before an error; -1 on an error.
     [[nodiscard]] virtual std::int64_t Read(std::span<std::byte> bytes) = 0;
 
     [[nodiscard]] virtual bool Seek(std::int64_t offset) = 0;

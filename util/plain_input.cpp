@@ -63,17 +63,18 @@ std::int64_t PlainInput::Read(std::span<std::byte> bytes) {
         std::int64_t read = 0;
         if (stream_) {
             read = gzread(Stream(stream_), bytes.data(), static_cast<unsigned>(piece));
-            // A stream that breaks off is an end for zlib's caller, but bytes are missing.
+            // A stream that breaks off is an end for zlib's caller, but bytes are missing. What
+            // came before is handed out first.
             int status = Z_OK;
             gzerror(Stream(stream_), &status);
-            if (read < 0 || status == Z_BUF_ERROR) read = -1;
+            if (read == 0 && status == Z_BUF_ERROR) read = -1;
             if (read < 0) Fail(status == Z_ERRNO ? errno : EIO);
         } else {
             read = ::read(descriptor_, bytes.data(), piece);
             if (read < 0 && errno == EINTR) continue;
             if (read < 0) Fail(errno);
         }
-        if (read < 0) return -1;
+        if (read < 0) return total > 0 ? total : -1;
         if (read == 0) break;
         total += read;
         bytes = bytes.subspan(static_cast<std::size_t>(read));
