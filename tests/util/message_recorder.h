@@ -29,6 +29,10 @@ protected:
         MsgSetWrapper(nullptr);
         MsgSetErrorMode(2);
     }
+    ~MessageRecorder() override {
+        MsgSetHandlerAndExit(nullptr, nullptr);
+        message_catalogue::Replace(nullptr);
+    }
 
     static int Record(int code, int severity, const char* text) {
         Add(std::to_string(code) + "/" + std::to_string(severity) + " " + text);
