@@ -7,6 +7,7 @@
 #include <new>
 
 #include "ptc/cache_set.h"
+#include "ptc/managed_file.h"
 #include "ptc/thread_files.h"
 #include "util/config.h"
 #include "util/runtime.h"

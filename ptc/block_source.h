@@ -1,32 +1,11 @@
-// `PtcBlockSource`: what a cache asks of a point cloud file, and the records it gets back.
+// `PtcBlockSource`: what a cache asks of a point cloud file.
 
 #pragma once
 
 #include <cstdint>
 
+#include "ptc/records.h"
 #include "util/results.h"
-
-/// One point as readers of the library see it.
-struct PtcPoint {
-    float position[3];
-    float normal[3];
-    float radius;
-    float* data;  ///< the point's data floats; null when the file has none
-};
-static_assert(sizeof(PtcPoint) == 40);
-
-constexpr int kNodeChildren = 8;
-
-/// One octree node as readers of the library see it. A child slot without a node is all zero,
-/// but for its data pointer, whose floats are zero.
-struct PtcNode {
-    std::int32_t first_point;
-    std::int32_t point_count;
-    float box[6];                          ///< minimum x y z, maximum x y z
-    float* data;                           ///< the node's data floats, if the file has any
-    std::int64_t children[kNodeChildren];  ///< references of its own children; 0: no child
-};
-static_assert(sizeof(PtcNode) == 104);
 
 /// No file: what the key of a block that holds nothing says.
 constexpr std::uint32_t kNoFile = 0xFFFFFFFF;

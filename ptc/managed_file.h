@@ -59,10 +59,12 @@ public:
 
     /// What the header says; null when the file was never open.
     const Cloud* Header() const;
+    /// Whether points, nodes and variables can be asked for.
+    bool IsReading() const { return reader_ != nullptr; }
     /// The cloud to be written; null when the file is not being written.
     Cloud* Writing() { return writing_.get(); }
 
-    /// See PtcRecordReader::FindVariables(). Caller: the file is read.
+    /// See PtcRecordReader::FindVariables(). Caller: IsReading().
     void FindVariables(std::span<const char* const> names, std::int32_t* offsets,
                        std::int32_t* sizes) const;
 

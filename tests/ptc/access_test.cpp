@@ -12,6 +12,7 @@
 #include <random>
 #include <thread>
 
+#include "ptc/managed_file.h"
 #include "ptc/thread_files.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"

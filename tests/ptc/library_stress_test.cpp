@@ -1,0 +1,199 @@
+// Many threads, four files, hardly any room: files are closed for others, cut off and restored,
+// and whatever the library answers is what a direct read finds.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <atomic>
+#include <barrier>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <mutex>
+#include <random>
+#include <thread>
+
+#include "ptc/access.h"
+#include "ptc/cache_set.h"
+#include "ptc/thread_files.h"
+#include "tests/ptc/known_cloud.h"
+#include "tests/support/scratch.h"
+#include "util/message.h"
+#include "util/process_stats.h"
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kFilesOpen = 2;
+constexpr int kLives = 3;
+constexpr int kUses = 200;
+
+std::atomic<std::int64_t> unreadable{0};
+
+/// How often the whole is done: once, but more for a run that takes its time.
+int Rounds() {
+    const char* const rounds = std::getenv("PTC_STRESS_ROUNDS");
+    return rounds ? std::atoi(rounds) : 1;
+}
+
+/// A file on disk that may be cut off for a while. What is there is always right.
+class TestedFile {
+public:
+    TestedFile(std::string name, std::string bytes, bool may_fail)
+        : name_(std::move(name)), bytes_(std::move(bytes)), may_fail_(may_fail) {
+        Save(name_, bytes_);
+        direct_.emplace(name_);
+        for (const auto& [at, node] : direct_->nodes)
+            if (node.record.child_mask) parents_.push_back(at);
+    }
+
+    /// Cuts the file off somewhere, or writes what is missing behind what is there.
+    void CutOrRestore(std::size_t cut) {
+        const std::unique_lock hold(changing_, std::try_to_lock);
+        if (!may_fail_ || !hold) return;
+        is_cut_ ? Restore() : std::filesystem::resize_file(name_, cut % bytes_.size());
+        is_cut_ = !is_cut_;
+    }
+
+    const char* Name() const { return name_.c_str(); }
+    bool MayFail() const { return may_fail_; }
+    const DirectRead& Direct() const { return *direct_; }
+    const std::vector<std::int64_t>& Parents() const { return parents_; }
+
+private:
+    void Restore() {
+        const auto there = static_cast<std::size_t>(std::filesystem::file_size(name_));
+        std::ofstream(name_, std::ios::binary | std::ios::app)
+            << std::string_view(bytes_).substr(there);
+    }
+
+    const std::string name_;
+    const std::string bytes_;
+    const bool may_fail_;
+    std::optional<DirectRead> direct_;
+    std::vector<std::int64_t> parents_;  ///< references of the nodes that have children
+    std::mutex changing_;
+    bool is_cut_ = false;
+};
+
+class LibraryStress : public testing::Test {
+protected:
+    LibraryStress() {
+        unreadable = 0;
+        MsgSetHandler(
+            [](int, int, const char* text) {
+                if (!std::strncmp(text, "T43051", 6) || !std::strncmp(text, "T43052", 6))
+                    ++unreadable;
+                return 0;
+            },
+            0);
+        PtcShutdown();
+        UtFileManager::Create(kThreads, kFilesOpen, 1);
+        PtcConfigure(kThreads, 1, 1, nullptr);  // three blocks of each kind for each thread
+        files_.emplace_back(folder_.File("tree"), BytesOf({9000, true}), true);
+        files_.emplace_back(folder_.File("text"), BytesOf({900, true, TokenForm::kText}), true);
+        files_.emplace_back(folder_.File("plain"), BytesOf({1000, false}), false);
+        files_.emplace_back(folder_.File("gzip"), Compressed(BytesOf({1200, false})), false);
+        // A file whose first opening failed would not be tried again.
+        for (TestedFile& file : files_) PtcRelease(PtcOpenForReading(file.Name()));
+    }
+    ~LibraryStress() override {
+        PtcShutdown();
+        MsgSetHandler(nullptr, 0);
+    }
+
+    std::string Compressed(const std::string& bytes) const {
+        const std::string name = folder_.File("compressed");
+        const gzFile out = gzopen(name.c_str(), "wb1");
+        gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
+        gzclose(out);
+        return ContentOf(name);
+    }
+
+    /// What one thread does in its life.
+    void Live(unsigned seed) {
+        std::mt19937 random(seed);
+        for (int use = 0; use < kUses; ++use) {
+            TestedFile& file = files_[random() % files_.size()];
+            std::this_thread::yield();  // waits without a file, so that files become idle
+            if (random() % 16 == 0) file.CutOrRestore(random());
+            PtcManagedFile* const handle = PtcOpenForReading(file.Name());
+            if (!handle) {
+                Note(file.MayFail());
+                ++not_opened_;
+                continue;
+            }
+            std::size_t walk = random();
+            for (int lookup = 0; lookup < 40; ++lookup) {
+                walk = random() % 8 == 0 ? random() : walk + random() % 90;
+                const bool is_node = !file.Parents().empty() && random() % 3 == 0;
+                const bool is_there =
+                    is_node ? LookAtNode(file, handle, walk) : LookAtPoint(file, handle, walk);
+                ++looked_up_;
+                if (!is_there) ++missing_;
+                Note(is_there || file.MayFail());
+            }
+            PtcRelease(handle);
+        }
+    }
+    bool LookAtPoint(const TestedFile& file, PtcManagedFile* handle, std::size_t walk) {
+        const auto index = static_cast<std::int64_t>(walk % file.Direct().heads.size());
+        const PtcPoint* const point = PtcGetPoint(handle, index);
+        if (point) Note(file.Direct().IsPoint(*point, index));
+        return point;
+    }
+    bool LookAtNode(const TestedFile& file, PtcManagedFile* handle, std::size_t walk) {
+        const std::int64_t parent = file.Parents()[walk % file.Parents().size()];
+        const std::int64_t* const children = file.Direct().nodes.at(parent).record.children;
+        const PtcNode* const nodes = PtcGetNodeChildren(handle, parent, children);
+        if (nodes) Note(file.Direct().AreChildren(nodes, children));
+        return nodes;
+    }
+    void Note(bool is_right) {
+        if (!is_right) ++wrong_;
+    }
+
+    const ScratchFolder folder_;
+    std::deque<TestedFile> files_;
+    std::atomic<int> wrong_{0};
+    std::atomic<std::int64_t> looked_up_{0};
+    std::atomic<std::int64_t> missing_{0};
+    std::atomic<std::int64_t> not_opened_{0};
+};
+
+TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
+    testing::internal::CaptureStdout();  // points that cannot be read are told there, too
+    for (int round = 0; round < Rounds(); ++round) {
+        std::barrier start(kThreads);
+        std::vector<std::jthread> crew;
+        for (unsigned id = 0; id < kThreads; ++id)
+            crew.emplace_back([&, id] {
+                const unsigned seed = (static_cast<unsigned>(round) * kThreads + id) * kLives;
+                start.arrive_and_wait();
+                for (unsigned life = 0; life < kLives; ++life)
+                    std::thread([&] { Live(seed + life); }).join();
+            });
+    }
+    testing::internal::GetCapturedStdout();
+    TgStats figures_of_files;
+    PtcFillFileStats(&figures_of_files);
+    RecordProperty("looked_up", std::to_string(looked_up_));
+    RecordProperty("missing", std::to_string(missing_));
+    RecordProperty("not_opened", std::to_string(not_opened_));
+    RecordProperty("reopened", std::to_string(figures_of_files.files_reopened.Value()));
+
+    EXPECT_EQ(wrong_, 0);
+    EXPECT_GT(missing_, 10);
+    EXPECT_GT(figures_of_files.files_reopened.Value(), 10u);
+    EXPECT_EQ(unreadable, missing_) << "each failing read is told once";
+    EXPECT_STREQ(BrokenCachePromise(), nullptr);
+    UtFileManager& manager = UtFileManager::Get()->Manager();
+    EXPECT_STREQ(manager.BrokenPromise(), nullptr);
+    PtcCacheStats total;
+    ASSERT_TRUE(MergeCacheStats(&total));
+    for (const PtcCacheFigures* figures : {&total.points, &total.nodes})
+        EXPECT_EQ(figures->lookups.Value(), figures->hits.Value() + figures->misses.Value());
+}
+
+}  // namespace
