@@ -16,4 +16,5 @@ void AddPrint(CLI::App& app, int* status);
 void AddCheck(CLI::App& app, int* status);
 void AddRepair(CLI::App& app, int* status);
 void AddConvert(CLI::App& app, int* status);
+void AddStats(CLI::App& app, int* status);
 void AddView(CLI::App& app, int* status);

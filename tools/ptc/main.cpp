@@ -11,7 +11,7 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks, repairs, converts and draws point cloud files.\n"
+    "Looks at, prints, checks, repairs, converts, measures and draws point cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
 int RunCommandLine(int argc, char** argv) {
@@ -23,6 +23,7 @@ int RunCommandLine(int argc, char** argv) {
     AddCheck(app, &status);
     AddRepair(app, &status);
     AddConvert(app, &status);
+    AddStats(app, &status);
     AddView(app, &status);
     try {
         app.parse(argc, argv);

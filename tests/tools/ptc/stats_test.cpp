@@ -1,0 +1,70 @@
+// ptc stats: what the walks count, and what a file that cannot be read leads to.
+
+#include <regex>
+
+#include "tests/tools/ptc/run_tool.h"
+#include "tests/tools/ptc/sound_cloud.h"
+
+namespace {
+
+/// Lookups and items read of one walk's line; -1 when there is none.
+std::pair<int, int> CountsOf(const std::string& out, const std::string& walk) {
+    const std::regex line("(^|\n)" + walk + R"( +(\d+) +[\d.]+ % +(\d+) )");
+    std::smatch cells;
+    if (!std::regex_search(out, cells, line)) return {-1, -1};
+    return {std::stoi(cells[2]), std::stoi(cells[3])};
+}
+
+TEST(PtcStats, EachWalkCountsItsLookupsAndWhatItReads) {
+    const ToolFolder folder;
+    folder.Write("a.ptc", sound_cloud::Bytes({.points = 1000}));
+    const ToolRun run = folder.Run("stats a.ptc --threads 3");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err, "");
+    // Four blocks, which all threads want at once: each is read at least once and at most thrice.
+    const auto [lookups, items] = CountsOf(run.out, "sequential");
+    EXPECT_EQ(lookups, 1000);
+    EXPECT_GE(items, 1024);
+    EXPECT_LE(items, 3 * 1024);
+    EXPECT_EQ(CountsOf(run.out, "random"), std::pair(1000, 0));
+    EXPECT_EQ(CountsOf(run.out, "coherent"), std::pair(1000, 0));
+    const auto [groups, nodes] = CountsOf(run.out, "tree");
+    EXPECT_EQ(groups, 6) << "the root, and the children of the root, for each thread";
+    EXPECT_GE(nodes, 3);
+    EXPECT_NE(run.out.find("Point cloud caches"), std::string::npos);
+
+    const ToolRun few = folder.Run("stats - <a.ptc --walk random --threads 1 --lookups 7 --xml");
+    EXPECT_EQ(few.status, 0) << few.err;
+    EXPECT_EQ(few.out.rfind("<?xml", 0), 0u);
+    EXPECT_NE(few.out.find("Point cache lookups\">7<"), std::string::npos) << few.out;
+}
+
+TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {
+    const ToolFolder folder;
+    std::string lying = sound_cloud::Bytes();
+    sound_cloud::Put(&lying, sound_cloud::kEnd - 8, std::int64_t{400});  // a child among the points
+    folder.Write("lying.ptc", lying);
+    folder.Write("flat.ptc", sound_cloud::Bytes({.has_nodes = false}));
+    folder.Write("cut.ptc", sound_cloud::Bytes().substr(0, sound_cloud::kDataStart + 40));
+    struct Case {
+        const char* arguments;
+        int status;
+        const char* err;
+        bool has_report;
+    };
+    for (const Case& tested : {
+             Case{"lying.ptc", 1, "lying.ptc: the root of the octree cannot be read\n", true},
+             Case{"flat.ptc --walk tree", 1, "flat.ptc: has no octree that could be walked\n",
+                  false},
+             Case{"cut.ptc", 1, "cut.ptc: ", false},
+             Case{"gone.ptc", 1, "gone.ptc: No such file or directory\n", false},
+             Case{"flat.ptc --walk zigzag", 2, "zigzag", false},
+         }) {
+        const ToolRun run = folder.Run(std::string("stats ") + tested.arguments);
+        EXPECT_EQ(run.status, tested.status) << tested.arguments;
+        EXPECT_NE(run.err.find(tested.err), std::string::npos) << run.err;
+        EXPECT_EQ(!run.out.empty(), tested.has_report) << run.out;
+    }
+}
+
+}  // namespace

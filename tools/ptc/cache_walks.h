@@ -1,0 +1,37 @@
+// Walks over a cloud as shading threads make them, through the library's caches.
+//
+// Units      lookups of single points, or of the children of one node; seconds of wall time.
+// Errors     a Failure for a file that cannot be opened. A lookup that answers nothing ends its
+//            thread's part of the walk and is kept in the outcome.
+// Ownership  borrows the file. The caches and what they count go on from walk to walk.
+// Threads    Walk() starts and joins its own; one walk at a time.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/common/input_file.h"
+
+enum class WalkKind {
+    kSequential,  ///< each thread reads its part of the points in the file's order
+    kRandom,      ///< any points in any order
+    kCoherent,    ///< neighbours of a place that drifts, and now and then another place
+    kTree,        ///< each thread visits the whole octree, node by node
+};
+
+struct WalkPlan {
+    int threads = 1;
+    std::int64_t lookups = 0;  ///< of points, of all threads together; a tree is walked whole
+};
+
+struct WalkOutcome {
+    std::int64_t lookups = 0;
+    std::int64_t hits = 0;
+    std::int64_t items_read = 0;  ///< points or nodes that were read from the file
+    double seconds = 0;
+    std::string missing;  ///< what could not be had, in words; empty: nothing
+};
+
+/// Walks over `file`. The same plan makes the same lookups every time.
+WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan);
