@@ -81,7 +81,7 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
       capacity_(capacity),
       bucket_mask_(BucketCount(capacity) - 1),
       shared_stats_(stats),
-      heads_(NullLinks(BucketCount(capacity))) {
+      heads_(NullArray<PtcCacheBlock*>(BucketCount(capacity))) {
     {
         TgMutexGuard grow(grow_lock_);
         const std::int32_t chunks = (capacity + kChunkBlocks - 1) / kChunkBlocks;

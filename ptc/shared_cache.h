@@ -49,13 +49,12 @@ struct PtcFree {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-using PtcBlockLinks = std::unique_ptr<PtcCacheBlock*[], PtcFree>;
-
-/// Null pointers, whose pages are touched only when they are used. Throws std::bad_alloc.
-inline PtcBlockLinks NullLinks(std::size_t count) {
-    auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
-    if (!links) throw std::bad_alloc();
-    return PtcBlockLinks(links);
+/// `count` items of zeros, whose pages are touched only when they are used. Throws std::bad_alloc.
+template <class T>
+std::unique_ptr<T[], PtcFree> NullArray(std::size_t count) {
+    auto* const items = static_cast<T*>(std::calloc(count, sizeof(T)));
+    if (!items) throw std::bad_alloc();
+    return std::unique_ptr<T[], PtcFree>(items);
 }
 
 class PtcSharedCache : public TgUncopyable {
@@ -151,7 +150,7 @@ private:
     PtcCacheStats& shared_stats_;
 
     // Guarded by the locks of their buckets: BucketRead and BucketWrite are the proof.
-    const PtcBlockLinks heads_;
+    const std::unique_ptr<PtcCacheBlock*[], PtcFree> heads_;
     mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
 
     // Guarded.

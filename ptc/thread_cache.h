@@ -20,7 +20,7 @@
 /// as the budget counts always leave a block for the one that looks.
 class PtcThreadTable : public TgUncopyable {
 public:
-    /// `capacity`: at least 2. `stats` count the thread's lookups. Throws std::bad_alloc.
+    /// `capacity`: at least 2. `stats` count the thread's lookups.
     PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
                    PtcFiguresOf figures);
     ~PtcThreadTable() { ReleaseAll(); }
@@ -35,46 +35,43 @@ protected:
     /// The records of the block that begins with `index`, which this table now holds; null when it
     /// cannot be had. `children`: as in PtcBlockRequest. `hash`: the block's, as its cache
     /// computes it.
-    ///
-    /// Lookups that follow each other mostly want the same block, so that one is tried before the
-    /// slot is even computed.
     void* Find(PtcBlockSource& file, std::int64_t index, const std::int64_t* children,
                std::uint64_t hash) {
         const std::uint32_t identity = file.Identity();
-        if (IsSameBlock(latest_.identity, latest_.index, identity, index)) {
+        const Slot& slot = slots_[hash & mask_];
+        if (IsSameBlock(~slot.not_identity, slot.index, identity, index)) [[likely]] {
             ++found_;
-            return latest_.records;
+            return slot.records;
         }
-        const std::size_t slot = hash & mask_;
-        const PtcCacheBlock* const block = slots_[slot];
-        if (block && IsSameBlock(block->identity, block->index, identity, index)) [[likely]] {
-            ++found_;
-            latest_ = {index, identity, block->records};
-            return block->records;
-        }
-        return Fetch({file, index, children}, slot);
+        return Fetch({file, index, children}, hash);
     }
 
 private:
     friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
 
-    /// The block found last, as long as it is held.
-    struct Latest {
-        std::int64_t index = kNoIndex;
-        std::uint32_t identity = kNoFile;
-        void* records = nullptr;
+    /// A block that is held, and what a lookup needs of it, so that one line of memory answers.
+    /// All zero when empty: the identity, kNoFile then, is kept upside down, so that slots that
+    /// are never used are never touched.
+    struct Slot {
+        std::int64_t index;
+        std::uint32_t not_identity;
+        void* records;
+        PtcCacheBlock* block;
     };
+    static_assert(sizeof(Slot) == 32 && static_cast<std::uint32_t>(~kNoFile) == 0);
 
-    void* Fetch(const PtcBlockRequest& request, std::size_t slot);
-    void Empty(std::size_t slot);
+    void* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
+    bool MakeSlots() noexcept;
+    void Empty(std::size_t place);
 
-    const PtcBlockLinks slots_;
-    const std::size_t mask_;
-    Latest latest_;
+    Slot* slots_ = &no_slot_;
+    std::size_t mask_ = 0;
     unsigned long found_ = 0;  ///< lookups that ended here and are in no statistic yet
     std::int32_t held_ = 0;    ///< occupied slots
     const std::int32_t capacity_;
-    std::size_t cursor_ = 0;  ///< the slot of the last victim
+    std::size_t cursor_ = 0;                 ///< the slot of the last victim
+    std::unique_ptr<Slot[], PtcFree> made_;  ///< by the first lookup
+    Slot no_slot_{};                         ///< stands for them until then
     PtcSharedCache& cache_;
     PtcCacheStats& stats_;
     PtcCacheFigures& figures_;
@@ -126,7 +123,7 @@ public:
 /// Owners follow each other under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
 public:
-    /// What the tables are made of, on the thread's first lookup of each kind.
+    /// What the tables are in front of, and how many blocks they may hold.
     struct Front {
         PtcPointCache& points;
         std::int32_t point_blocks;
@@ -134,19 +131,18 @@ public:
         std::int32_t node_blocks;
     };
 
-    PtcThreadCache(std::uint32_t number, const Front& front) : index(number), front_(front) {}
+    PtcThreadCache(std::uint32_t number, const Front& front)
+        : index(number),
+          points_(front.points, front.point_blocks, stats),
+          nodes_(front.nodes, front.node_blocks, stats) {}
 
-    /// See PtcPointTable::Get() and PtcNodeTable::Get(); null also when a table finds no memory.
+    /// See PtcPointTable::Get() and PtcNodeTable::Get().
     const PtcPoint* GetPoint(PtcBlockSource& file, std::int64_t point) {
-        if (!points_ && !MakePoints()) [[unlikely]]
-            return nullptr;
-        return points_->Get(file, point);
+        return points_.Get(file, point);
     }
     const PtcNode* GetNodeChildren(PtcBlockSource& file, std::int64_t reference,
                                    const std::int64_t* children) {
-        if (!nodes_ && !MakeNodes()) [[unlikely]]
-            return nullptr;
-        return nodes_->Get(file, reference, children);
+        return nodes_.Get(file, reference, children);
     }
 
     /// Gives every hold back; the tables stay.
@@ -159,10 +155,6 @@ public:
     PtcCacheStats stats;
 
 private:
-    bool MakePoints() noexcept;
-    bool MakeNodes() noexcept;
-
-    const Front front_;
-    std::unique_ptr<PtcPointTable> points_;
-    std::unique_ptr<PtcNodeTable> nodes_;
+    PtcPointTable points_;
+    PtcNodeTable nodes_;
 };

@@ -36,10 +36,12 @@ struct PtcCacheView {
     static std::int32_t Allocated(const PtcSharedCache& cache) UTIL_NO_THREAD_ANALYSIS {
         return cache.allocated_;
     }
-    static std::vector<BlockKey> Slots(const PtcThreadTable& table) {
-        std::vector<BlockKey> keys(table.mask_ + 1, BlockKey{kNoFile, kNoIndex});
+    /// `count`: how many there are once the first lookup has made them.
+    static std::vector<BlockKey> Slots(const PtcThreadTable& table, std::size_t count) {
+        EXPECT_TRUE(table.mask_ + 1 == count || !table.made_);
+        std::vector<BlockKey> keys(count, BlockKey{kNoFile, kNoIndex});
         for (std::size_t slot = 0; slot <= table.mask_; ++slot)
-            if (table.slots_[slot]) keys[slot] = KeyOf(*table.slots_[slot]);
+            if (table.slots_[slot].block) keys[slot] = KeyOf(*table.slots_[slot].block);
         return keys;
     }
     static std::int32_t Held(const PtcThreadTable& table) { return table.held_; }
@@ -256,7 +258,7 @@ protected:
         for (std::size_t i = 0; i < tables_.size(); ++i) {
             std::vector<BlockKey> slots;
             for (const auto* entry : models_[i].slots) slots.push_back(entry ? entry->key : kNoKey);
-            ASSERT_EQ(PtcCacheView::Slots(tables_[i]), slots);
+            ASSERT_EQ(PtcCacheView::Slots(tables_[i], slots.size()), slots);
             ASSERT_EQ(PtcCacheView::Held(tables_[i]), models_[i].Held());
             ASSERT_EQ(PtcCacheView::Cursor(tables_[i]), models_[i].cursor);
         }
