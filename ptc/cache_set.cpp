@@ -15,19 +15,29 @@ namespace {
 
 struct CacheHome;
 
+/// Counts the ends of sets; no seat starts with 1. Changed under life_lock; read without it to
+/// find out that nothing is to be done.
+constinit std::atomic<std::uint64_t> life_of_set{1};
+
+/// What the calling thread's seat says, a few instructions away instead of a search for the seat.
+/// Has no destructor, so it needs nothing of us when a thread ends.
+struct Current {
+    std::uint64_t life = 0;
+    PtcThreadCache* record = nullptr;
+};
+constinit thread_local Current current;
+
 /// Under the thread's key: its record in the process's set.
 ///
 ///   member   written by   read by
 ///   home     its maker    the owner: never changes
-///   life     the owner    the owner
-///   record   the owner    the owner
+///   held     the owner    the owner
 struct ThreadSeat {
     explicit ThreadSeat(CacheHome& process) : home(process) {}
     ~ThreadSeat();
 
     CacheHome& home;
-    std::uint64_t life = 0;            ///< of the set that the record belongs to
-    PtcThreadCache* record = nullptr;  ///< gone when `life` is not the home's any more
+    Current held;  ///< the record is gone when its life is over
 };
 
 /// The process's set, while there is one. It outlives every set and every seat, so that a thread
@@ -40,7 +50,7 @@ struct CacheHome {
         TgMutexGuard hold(life_lock);
         gone = std::move(set);
         is_there.store(false, std::memory_order_relaxed);
-        life.fetch_add(1, std::memory_order_relaxed);
+        life_of_set.fetch_add(1, std::memory_order_relaxed);
     }
 
     /// Throws std::bad_alloc.
@@ -52,7 +62,6 @@ struct CacheHome {
 
     // Atomic: changed under life_lock; read without it to find out that nothing is to be done.
     std::atomic<bool> is_there{false};
-    std::atomic<std::uint64_t> life{1};  ///< counts the ends of sets; no seat starts with 1
 
     // Guarded.
     TgMutex life_lock;
@@ -63,7 +72,8 @@ struct CacheHome {
 
 ThreadSeat::~ThreadSeat() {
     TgMutexGuard hold(home.life_lock);
-    if (life == home.life.load(std::memory_order_relaxed)) home.set->GiveBack(*record);
+    current = {};  // what runs later in this thread's end must not use the record
+    if (held.life == life_of_set.load(std::memory_order_relaxed)) home.set->GiveBack(*held.record);
 }
 
 CacheHome& Home() {
@@ -101,21 +111,22 @@ void DestroyCaches() {
 }
 
 PtcThreadCache* ThisThreadCache() {
+    if (current.life == life_of_set.load(std::memory_order_relaxed)) [[likely]]
+        return current.record;
     CacheHome& home = Home();
-    ThreadSeat* seat = home.seats.Find();
-    if (seat && seat->life == home.life.load(std::memory_order_relaxed)) [[likely]]
-        return seat->record;
     try {
-        if (!seat) seat = home.seats.FindOrMake([&] { return std::make_unique<ThreadSeat>(home); });
+        ThreadSeat* const seat =
+            home.seats.FindOrMake([&] { return std::make_unique<ThreadSeat>(home); });
         if (!seat) return nullptr;
         TgMutexGuard hold(home.life_lock);
         home.Make(0, 0, 0);
-        seat->record = home.set->TakeRecord();
-        seat->life = home.life.load(std::memory_order_relaxed);
+        seat->held.record = home.set->TakeRecord();
+        seat->held.life = life_of_set.load(std::memory_order_relaxed);
+        current = seat->held;
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
-    return seat->record;
+    return current.record;
 }
 
 bool MergeCacheStats(PtcCacheStats* total) {

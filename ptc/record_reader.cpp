@@ -152,16 +152,20 @@ bool PtcRecordReader::IndexText() {
     if (is_indexed_.load(std::memory_order_acquire)) return true;
     TgMutexGuard hold(index_lock_);
     if (is_index_tried_) return is_indexed_.load(std::memory_order_relaxed);
-    is_index_tried_ = true;
 
     TokenInput input;
     input.ResumeText(std::make_unique<RandomSourceReader>(*source_, header_->data_start));
     std::vector<float> data(DataFloats(header_->point_variables));
+    std::vector<std::int64_t> index;
     for (std::int64_t i = 0; i < header_->point_count; ++i) {
-        if (i % kIndexStep == 0) index_.push_back(header_->data_start + input.Tell());
+        if (i % kIndexStep == 0) index.push_back(header_->data_start + input.Tell());
         PointHead head;
-        if (Failed(ReadTextPoint(input, &head, data))) return false;
+        if (!Failed(ReadTextPoint(input, &head, data))) continue;
+        is_index_tried_ = true;  // a lack of memory, which throws, is worth another try
+        return false;
     }
+    is_index_tried_ = true;
+    index_ = std::move(index);
     // release: pairs with the acquire above
     is_indexed_.store(true, std::memory_order_release);
     return true;
