@@ -177,6 +177,37 @@ TEST_F(PtcAccess, AFileOfTheCallersOwnGoesWhenItIsReleased) {
     PtcRelease(nullptr);
 }
 
+TEST_F(PtcAccess, TheCodeOfAFailedOpenIsItsOwn) {
+    const auto code_of_reading = [&](const std::string& name) {
+        PtcManagedFile file(name.c_str());
+        errno = EMFILE;  // of something that failed before
+        const AccessStatus status = file.reopen();
+        EXPECT_EQ(file.LastError(), ToErrorCode(status));
+        return file.LastError();
+    };
+    const std::string cloud = SmallCloud(TokenForm::kBinary);
+    EXPECT_EQ(code_of_reading(folder_.File("none")), ENOENT);
+    EXPECT_EQ(code_of_reading(folder_.File("")), EISDIR);
+    EXPECT_EQ(code_of_reading(Write("text", "no cloud\n")), -1);
+    EXPECT_EQ(code_of_reading(Write("cut", cloud.substr(0, 340))), -1);
+    EXPECT_EQ(code_of_reading(Write("good", cloud)), 0);
+    SetTransientFiles(true);
+    std::string text = SmallCloud(TokenForm::kText);
+    text[text.find("1.500000e+00")] = 'x';
+    EXPECT_EQ(code_of_reading(Write("points", text)), -1);
+
+    const auto code_of_writing = [](const std::string& name, int variables) {
+        CloudDescription description;
+        description.point_variables.count = variables;  // of which there is no array
+        PtcManagedFile file(name.c_str());
+        errno = EMFILE;
+        return ToErrorCode(file.Create(description));
+    };
+    EXPECT_EQ(code_of_writing(folder_.File("no/such"), 0), ENOENT);
+    EXPECT_EQ(code_of_writing("/dev/full", 0), ENOSPC);
+    EXPECT_EQ(code_of_writing(folder_.File("a"), 1), -1);
+}
+
 TEST_F(PtcAccess, AFileThatChangedWhileItWasClosedIsAnotherForTheCaches) {
     const std::string name = WriteCloud("a.ptc");
     PtcManagedFile file(name.c_str());
