@@ -6,15 +6,15 @@
 #include <sys/resource.h>
 
 #include <array>
-#include <barrier>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <thread>
 
 #include "ptc/thread_files.h"
+#include "tests/ptc/memory_cloud.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"
+#include "tests/util/together.h"
 #include "util/config.h"
 #include "util/process_stats.h"
 #include "util/runtime.h"
@@ -104,11 +104,9 @@ TEST_F(PtcAccess, HandsOutOneObjectANameAndOnlyWhatCanBeRead) {
     EXPECT_EQ(PtcOpenWithVariables(cloud.c_str(), &variables), file);
     EXPECT_EQ(variables.types, (std::vector<std::string>{"float", "color[2]"}));
     EXPECT_EQ(variables.names, (std::vector<std::string>{"_area", ""}));
-    const std::string bare = folder_.File("bare.ptc");
-    CloudDescription description;
-    description.file_name = bare.c_str();
-    std::string why;
-    EXPECT_EQ(FinishCloud(*CreateCloud(description, &why)), CloudStatus::kOk);
+    MemoryCloud without_variables({});
+    EXPECT_EQ(FinishCloud(*without_variables.cloud), CloudStatus::kOk);
+    const std::string bare = Write("bare.ptc", without_variables.Bytes());
     EXPECT_EQ(PtcOpenWithVariables(bare.c_str(), &variables), nullptr);
     EXPECT_NE(PtcOpenForReading(bare.c_str()), nullptr);
 
@@ -178,34 +176,30 @@ TEST_F(PtcAccess, AFileOfTheCallersOwnGoesWhenItIsReleased) {
 }
 
 TEST_F(PtcAccess, TheCodeOfAFailedOpenIsItsOwn) {
-    const auto code_of_reading = [&](const std::string& name) {
-        PtcManagedFile file(name.c_str());
-        errno = EMFILE;  // of something that failed before
-        const AccessStatus status = file.reopen();
-        EXPECT_EQ(file.LastError(), ToErrorCode(status));
-        return file.LastError();
-    };
     const std::string cloud = SmallCloud(TokenForm::kBinary);
-    EXPECT_EQ(code_of_reading(folder_.File("none")), ENOENT);
-    EXPECT_EQ(code_of_reading(folder_.File("")), EISDIR);
-    EXPECT_EQ(code_of_reading(Write("text", "no cloud\n")), -1);
-    EXPECT_EQ(code_of_reading(Write("cut", cloud.substr(0, 340))), -1);
-    EXPECT_EQ(code_of_reading(Write("good", cloud)), 0);
-    SetTransientFiles(true);
-    std::string text = SmallCloud(TokenForm::kText);
-    text[text.find("1.500000e+00")] = 'x';
-    EXPECT_EQ(code_of_reading(Write("points", text)), -1);
-
-    const auto code_of_writing = [](const std::string& name, int variables) {
-        CloudDescription description;
-        description.point_variables.count = variables;  // of which there is no array
-        PtcManagedFile file(name.c_str());
-        errno = EMFILE;
-        return ToErrorCode(file.Create(description));
+    std::string bad_point = SmallCloud(TokenForm::kText);
+    bad_point[bad_point.find("1.500000e+00")] = 'x';
+    CloudDescription good;
+    CloudDescription bad;
+    bad.point_variables.count = 1;  // of which there is no array
+    struct Row {
+        std::string name;
+        int code;
+        const CloudDescription* description = nullptr;  // null: the file is read
     };
-    EXPECT_EQ(code_of_writing(folder_.File("no/such"), 0), ENOENT);
-    EXPECT_EQ(code_of_writing("/dev/full", 0), ENOSPC);
-    EXPECT_EQ(code_of_writing(folder_.File("a"), 1), -1);
+    SetTransientFiles(true);
+    for (const Row& row :
+         {Row{folder_.File("none"), ENOENT}, Row{folder_.File(""), EISDIR},
+          Row{Write("text", "no cloud\n"), -1}, Row{Write("cut", cloud.substr(0, 340)), -1},
+          Row{Write("point", bad_point), -1}, Row{Write("good", cloud), 0},
+          Row{folder_.File("no/such"), ENOENT, &good}, Row{"/dev/full", ENOSPC, &good},
+          Row{folder_.File("bad"), -1, &bad}}) {
+        PtcManagedFile file(row.name.c_str());
+        errno = EMFILE;  // of something that failed before
+        const AccessStatus status = row.description ? file.Create(*row.description) : file.reopen();
+        EXPECT_EQ(ToErrorCode(status), row.code) << row.name;
+        EXPECT_EQ(file.LastError(), row.code) << row.name;
+    }
 }
 
 TEST_F(PtcAccess, AFileThatChangedWhileItWasClosedIsAnotherForTheCaches) {
@@ -265,20 +259,15 @@ TEST_F(PtcAccess, ReadsAreRightWhileFilesAreClosedAndReopened) {
     for (int i = 0; i < 4; ++i) names.push_back(WriteCloud(std::to_string(i)));
     UtFileManager::Create(kThreads, 2, 0);
     std::atomic<int> wrong{0};
-    std::barrier start(kThreads);
-    std::vector<std::jthread> threads;
-    for (unsigned id = 0; id < kThreads; ++id)
-        threads.emplace_back([&, id] {
-            std::mt19937 random(id);
-            start.arrive_and_wait();
-            for (int i = 0; i < kReads; ++i) {
-                PtcManagedFile* const file = PtcOpenForReading(names[random() % 4].c_str());
-                const int index = static_cast<int>(random() % 3);
-                if (!file || Read(*file, index) != 0.5f + static_cast<float>(index)) ++wrong;
-                PtcRelease(file);
-            }
-        });
-    threads.clear();  // joins
+    RunTogether(kThreads, [&](int id) {
+        std::mt19937 random(static_cast<unsigned>(id));
+        for (int i = 0; i < kReads; ++i) {
+            PtcManagedFile* const file = PtcOpenForReading(names[random() % 4].c_str());
+            const int index = static_cast<int>(random() % 3);
+            if (!file || Read(*file, index) != 0.5f + static_cast<float>(index)) ++wrong;
+            PtcRelease(file);
+        }
+    });
     EXPECT_EQ(wrong, 0);
     TgStats stats;
     PtcFillFileStats(&stats);
