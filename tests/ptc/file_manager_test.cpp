@@ -39,9 +39,10 @@ protected:
         manager_ = std::make_shared<UtFileManager>(SizesFor(threads, limit, limit / 4));
         table_ = std::make_unique<ThreadFiles>(manager_);
     }
-    File* Open(const std::string& name) {
+    File* Open(const std::string& name) { return OpenIn(*table_, name); }
+    File* OpenIn(ThreadFiles& table, const std::string& name) {
         FakeOpener opener(&disk_);
-        return table_->Open(name.c_str(), opener, &opened_);
+        return table.Open(name.c_str(), opener, &opened_);
     }
     void TearDown() override {
         EXPECT_EQ(disk_.closed_while_used, 0);
@@ -152,8 +153,7 @@ TEST_F(PtcFileManager, OneThreadsReleaseDoesNotTouchAnothersHold) {
     {
         ThreadFiles other(manager_);
         other.Release(*a);
-        FakeOpener opener(&disk_);
-        EXPECT_EQ(other.Open("a", opener, &opened_), a);
+        EXPECT_EQ(OpenIn(other, "a"), a);
         EXPECT_FALSE(opened_);
         EXPECT_EQ(a->References(), 3U);
     }
@@ -167,8 +167,7 @@ TEST_F(PtcFileManager, WhatAThreadKeepsUnusedMakesRoomForItsNextFile) {
     table_->Release(*kept);
     EXPECT_EQ(kept->References(), 2U);
     ThreadFiles other(manager_);
-    FakeOpener opener(&disk_);
-    for (const char* name : {"a", "b", "c"}) other.Open(name, opener, &opened_);
+    for (const char* name : {"a", "b", "c"}) OpenIn(other, name);
     EXPECT_NE(Open("d"), nullptr);
     EXPECT_FALSE(kept->IsOpen());
     EXPECT_EQ(disk_.most_open, 4);

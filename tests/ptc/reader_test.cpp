@@ -61,21 +61,18 @@ TEST(PtcReader, BothFormsAnswerWhatWasWritten) {
         EXPECT_EQ(SeekPoint(*cloud, -1), CloudStatus::kFailed);
 
         NodeRecord root;
-        NodeRecord leaf;
         std::array<float, 3> values{};
         std::int64_t end = 0;
         ASSERT_EQ(ReadNode(*cloud, cloud->root_position, &root, values, &end), CloudStatus::kOk);
         EXPECT_EQ(end, static_cast<std::int64_t>(bytes.size()));
-        EXPECT_EQ(root.point_count, 3);
         EXPECT_EQ(root.child_mask, 0x81);
         EXPECT_EQ(root.box[5], 6.0f);
         EXPECT_EQ(values[2], 0.75f);
-        EXPECT_EQ(root.children[1], 0);
-        ASSERT_EQ(ReadNode(*cloud, root.children[7], &leaf, {}), CloudStatus::kOk);
-        EXPECT_EQ(leaf.first_point, 1);
-        EXPECT_EQ(ReadNode(*cloud, static_cast<std::int64_t>(bytes.size()) - 2, &leaf, {}),
-                  CloudStatus::kFailed);
-        EXPECT_EQ(ReadNode(*cloud, -1, &leaf, {}), CloudStatus::kFailed);
+        NodeRecord other;
+        ASSERT_EQ(ReadNode(*cloud, root.children[7], &other, {}), CloudStatus::kOk);
+        EXPECT_EQ(other.first_point, 1);
+        for (const std::int64_t nowhere : {end - 2, std::int64_t{-1}})
+            EXPECT_EQ(ReadNode(*cloud, nowhere, &other, {}), CloudStatus::kFailed);
         EXPECT_EQ(SeekPoint(*cloud, 1), CloudStatus::kOk) << "nodes do not spoil the points";
     }
 }
@@ -140,20 +137,17 @@ TEST(PtcReader, WhatIsRefusedAndWhy) {
     };
     for (const Row& row : {
              Row{"", "it is not a point cloud file"},
-             Row{"kpt", "it is not a point cloud file"},
              Row{With(binary, 0, 'x'), "it is not a point cloud file"},
              Row{With(binary, 4, 3), "its version is not known"},
              Row{With(binary, 4, -1), "its version is not known"},
              Row{With(binary, 8, nan), sizes},
              Row{With(binary, 8, -1.0), sizes},
              Row{With(binary, 8, 2.5), sizes},
-             Row{With(binary, 8, 1e300), sizes},
              Row{With(binary, 8, 2.0), ""},
              Row{With(binary, 8, 1e15), shorter},
              Row{With(binary, 40, -nan), "its number of octree nodes is impossible"},
              Row{With(binary, 40, 1e9), "it is shorter than its number of octree nodes takes"},
              Row{With(binary, 328, 1001), "its number of variables is impossible"},
-             Row{With(binary, 328, -1), "its number of variables is impossible"},
              Row{With(binary, 332, 8), "its data size is not that of its variables"},
              Row{With(binary, 336, 'F'), "a variable's type is not known or has no floats"},
              Row{With(binary, 348 + 6, '0'), "a variable's type is not known or has no floats"},

@@ -7,11 +7,11 @@
 
 #include <array>
 #include <fstream>
-#include <thread>
 
 #include "tests/ptc/memory_cloud.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"
+#include "tests/util/together.h"
 
 namespace {
 
@@ -62,20 +62,16 @@ TEST(PtcRecordReader, AnyRunOfAnyFormFromManyThreads) {
             ASSERT_EQ(reader.Open(name.c_str(), false, &why), CloudStatus::kOk) << why;
             testing::internal::GetCapturedStderr();
             std::atomic<int> wrong{0};
-            std::vector<std::jthread> threads;
-            for (int id = 0; id < 3; ++id) {
-                threads.emplace_back([&, id] {
-                    Records run(256);
-                    for (int turn = 0; turn < 6; ++turn) {
-                        const int first = (turn * 7 + id) * 37'117 % (kCount - 256);
-                        wrong += Failed(reader.ReadPoints(first, 256, run.records.data()));
-                        for (int i = 0; i < 256; i += 51)
-                            wrong += run.records[static_cast<std::size_t>(i)].data[0] !=
-                                     static_cast<float>(first + i);
-                    }
-                });
-            }
-            threads.clear();
+            RunTogether(3, [&](int id) {
+                Records run(256);
+                for (int turn = 0; turn < 6; ++turn) {
+                    const int first = (turn * 7 + id) * 37'117 % (kCount - 256);
+                    wrong += Failed(reader.ReadPoints(first, 256, run.records.data()));
+                    for (int i = 0; i < 256; i += 51)
+                        wrong += run.records[static_cast<std::size_t>(i)].data[0] !=
+                                 static_cast<float>(first + i);
+                }
+            });
             EXPECT_EQ(wrong, 0) << (is_gzip ? "gzip" : "plain");
             Records run(2);
             EXPECT_EQ(reader.ReadPoints(kCount - 2, 2, run.records.data()), CloudStatus::kOk);

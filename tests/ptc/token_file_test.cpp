@@ -74,13 +74,4 @@ TEST(PtcTokenFile, CollectedBytesCountInPositionsAndGrowTheBuffer) {
     EXPECT_EQ(file.Reserve(4), nullptr);
 }
 
-TEST(PtcTokenFile, AFileThatCannotBeMadeSaysWhy) {
-    TokenFile file;
-    EXPECT_TRUE(Failed(file.OpenForWriting("/nowhere/at/all", kKind, TokenForm::kText)));
-    EXPECT_EQ(file.Error(), ENOENT);
-    EXPECT_TRUE(Failed(file.OpenForWriting("/dev/full", kKind, TokenForm::kBinary)));
-    EXPECT_EQ(file.Error(), ENOSPC);
-    EXPECT_FALSE(file.IsOpen());
-}
-
 }  // namespace
