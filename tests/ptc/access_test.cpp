@@ -74,10 +74,7 @@ TEST_F(PtcAccess, TheFirstOpenDecidesHowManyFilesMayBeOpen) {
         PtcShutdown();
         return sizes;
     };
-    const UtFileManager::Sizes plain = sizes_of_first(PtcOpenForReading);
-    EXPECT_EQ(plain.limit, 1024);
-    EXPECT_EQ(plain.allowance, 127);
-    EXPECT_EQ(plain.buckets, 1024U);
+    EXPECT_EQ(sizes_of_first(PtcOpenForReading).allowance, 127) << "of 1024 files for 8 threads";
     EXPECT_EQ(sizes_of_first([](const char* name) { return PtcOpenManaged(name); }).limit, 256);
     const std::pair<const char*, int> options[] = {
         {"0", 1024}, {"many", 1024}, {"-5", 1024}, {"16", 16}, {"99999999999", 65536}};
