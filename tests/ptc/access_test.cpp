@@ -166,6 +166,12 @@ TEST_F(PtcAccess, AFileOfTheCallersOwnGoesWhenItIsReleased) {
     EXPECT_EQ(Read(*file, 2), 2.5f);
     PtcRelease(file);
     PtcRelease(nullptr);
+
+    SetTransientFiles(true);
+    PtcManagedFile transient(WriteCloud("a.ptc").c_str());
+    EXPECT_EQ(transient.reopen(), AccessStatus::kOk);
+    EXPECT_EQ(transient.close(), AccessStatus::kOk);
+    EXPECT_EQ(Read(transient, 0), 0.5f) << "what it holds is nowhere else";
 }
 
 TEST_F(PtcAccess, TheCodeOfAFailedOpenIsItsOwn) {

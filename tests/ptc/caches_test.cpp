@@ -137,10 +137,9 @@ TEST(PtcCacheBudget, FollowsTheOptions) {
         ConfigReadFile(file.c_str());
     };
     const auto expect = [](const PtcCacheSizes& sizes, std::array<int, 4> numbers) {
-        EXPECT_EQ(sizes.points.per_thread, numbers[0]);
-        EXPECT_EQ(sizes.points.total, numbers[1]);
-        EXPECT_EQ(sizes.nodes.per_thread, numbers[2]);
-        EXPECT_EQ(sizes.nodes.total, numbers[3]);
+        EXPECT_EQ((std::array{sizes.points.per_thread, sizes.points.total, sizes.nodes.per_thread,
+                              sizes.nodes.total}),
+                  numbers);
     };
     expect(CacheSizes(7, 0, 0), {787, 6296, 8623, 68984});
     runtime::SetThreadCount(7);

@@ -110,13 +110,15 @@ TEST(PtcRecordReader, AFileInMemoryIsReadFromItsCursorAndEnds) {
 }
 
 TEST(PtcRecordReader, VariablesByName) {
-    OpenFile file(ManyPoints(1, TokenForm::kBinary));
+    MemoryCloud made(WithVariables({"color", "float"}));
+    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    OpenFile file(made.Bytes());
     std::array<std::int32_t, 4> offsets;
     std::array<std::int32_t, 4> sizes = {9, 9, 9, 9};
-    const char* const names[] = {"color", "Float", nullptr, "float"};
+    const char* const names[] = {"float", "Color", nullptr, "color"};
     file.reader.FindVariables(names, offsets.data(), sizes.data());
-    EXPECT_EQ(offsets, (std::array<std::int32_t, 4>{1, -1, -1, 0}));
-    EXPECT_EQ(sizes, (std::array<std::int32_t, 4>{3, 9, 9, 1}));
+    EXPECT_EQ(offsets, (std::array<std::int32_t, 4>{3, -1, -1, 0}));
+    EXPECT_EQ(sizes, (std::array<std::int32_t, 4>{1, 9, 9, 3}));
 }
 
 /// Reads the children that `references` name of `bytes` as a file.

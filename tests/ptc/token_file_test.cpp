@@ -23,8 +23,9 @@ std::string Written(TokenForm form, bool collect,
         Failed(file.OpenForWriting(std::make_unique<FullDisk>(1 << 20, bytes), kKind, form)));
     if (collect) file.BeginBuffering(0);
     EXPECT_FALSE(Failed(write(file)));
-    EXPECT_EQ(file.Tell(), collect ? file.Tell() : static_cast<std::int64_t>(bytes->size()));
+    const auto end = static_cast<std::size_t>(file.Tell());
     EXPECT_FALSE(Failed(file.Close()));
+    EXPECT_EQ(end, bytes->size()) << "what is collected counts in positions";
     return {reinterpret_cast<const char*>(bytes->data()), bytes->size()};
 }
 
@@ -50,28 +51,17 @@ TEST(PtcTokenFile, ValuesAreWrittenInBothForms) {
              return f.WriteThreeFloats("t", std::array{0.0f, 0.0f, 1.0f});
          },
          "\0\0\0\0\0\0\0\0\0\0\x80\x3F"s, "t  0.000000e+00  0.000000e+00  1.000000e+00\n"},
+        // More than the buffer has room for at first.
+        {[](TokenFile& f) { return f.WriteLine(std::string(300'000, 'x')); },
+         std::string(300'000, 'x') + "\n", std::string(300'000, 'x') + "\n"},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.text);
+        SCOPED_TRACE(row.text.substr(0, 20));
         for (const bool collect : {false, true}) {
             EXPECT_EQ(Written(TokenForm::kBinary, collect, row.write), kBinaryHead + row.binary);
             EXPECT_EQ(Written(TokenForm::kText, collect, row.write), kTextHead + row.text);
         }
     }
-}
-
-TEST(PtcTokenFile, CollectedBytesCountInPositionsAndGrowTheBuffer) {
-    TokenFile file;
-    ASSERT_FALSE(Failed(
-        file.OpenForWriting(std::make_unique<FullDisk>(1 << 20), kKind, TokenForm::kBinary)));
-    file.BeginBuffering(16);
-    file.BeginBuffering(1 << 20);  // while buffering: no effect
-    const std::vector<float> many(5000, 1.0f);
-    ASSERT_FALSE(Failed(file.WriteFloats("a", many)));
-    EXPECT_EQ(file.Tell(), 8 + 20000);
-    ASSERT_FALSE(Failed(file.EndBuffering()));
-    EXPECT_EQ(file.Tell(), 8 + 20000);
-    EXPECT_EQ(file.Reserve(4), nullptr);
 }
 
 }  // namespace
