@@ -171,7 +171,8 @@ TEST_F(PtcAccess, AFileOfTheCallersOwnGoesWhenItIsReleased) {
     PtcManagedFile transient(WriteCloud("a.ptc").c_str());
     EXPECT_EQ(transient.reopen(), AccessStatus::kOk);
     EXPECT_EQ(transient.close(), AccessStatus::kOk);
-    EXPECT_EQ(Read(transient, 0), 0.5f) << "what it holds is nowhere else";
+    EXPECT_TRUE(transient.IsOpen());
+    EXPECT_EQ(Read(transient, 0), 0.5f);
 }
 
 TEST_F(PtcAccess, TheCodeOfAFailedOpenIsItsOwn) {

