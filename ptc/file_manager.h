@@ -35,7 +35,8 @@
 //                      reopen(), asked for by the next hold
 //
 // The limit is soft. Only idle files are closed for it; while all are used, opening goes on, and
-// the files that are too many are closed as soon as they are given back.
+// each file that is given back closes one that is too many. One that cannot be closed just then,
+// because its closing fails or somebody has its `opening_`, is left to the next.
 
 #pragma once
 

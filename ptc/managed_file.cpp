@@ -67,9 +67,9 @@ AccessStatus PtcManagedFile::Create(const CloudDescription& description) noexcep
     try {
         TgMutexGuard hold(reader_lock_);
         std::string why;
-        errno = 0;
-        writing_ = CreateCloud(mine, &why);
-        if (!writing_) return Fail(errno);
+        int error = 0;
+        writing_ = CreateCloud(mine, &why, &error);
+        if (!writing_) return Fail(error);
     } catch (const std::bad_alloc&) {
         return Fail(ENOMEM);
     }
@@ -107,8 +107,8 @@ AccessStatus PtcManagedFile::Read() {
     for (int i = 0; i < kTries && (i == 0 || stamp != StampOf(Name())); ++i) {
         stamp = StampOf(Name());
         std::string why;
-        errno = 0;
-        if (Failed(fresh->Open(Name(), is_transient_, &why))) return Fail(errno);
+        int error = 0;
+        if (Failed(fresh->Open(Name(), is_transient_, &why, &error))) return Fail(error);
     }
     const bool has_changed =
         reader_ && (stamp != stamp_ || !IsSameHeader(reader_->Header(), fresh->Header()));

@@ -1,7 +1,7 @@
 // PtcManagedFile -- a point cloud file as the manager and the caches see it, and its opener.
 //
-// Units      those of ptc/record_reader.h; error codes are errno values, or -1 for a file that the
-//            system opens and that is no readable point cloud.
+// Units      those of ptc/record_reader.h; error codes are errno values, or -1 when the system has
+//            none: for a file that is no readable point cloud, and a description that is refused.
 // Errors     close() and reopen() answer 0 or a code, and keep the code; reads answer 1 or 0.
 //            Nothing is reported but what the reader reports.
 // Ownership  owns the reader, or the cloud that it writes. The manager, or a caller alone, owns it.

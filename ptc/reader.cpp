@@ -170,18 +170,20 @@ private:
     CountCheck check_;
 };
 
+/// Hands out the cloud when its header is read. `error`: may be null.
 std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenOpenStatus status,
-                              CountCheck check, std::string* why) {
+                              CountCheck check, std::string* why, int* error) {
     if (status == TokenOpenStatus::kOk) {
         const char* const refused = HeaderReader(*cloud, check).Read();
         if (!refused) return cloud;
         *why = refused;
     } else if (status == TokenOpenStatus::kOtherType) {
         *why = "it is not a point cloud file";
-    } else {
-        const int error = cloud->input.Error();
-        *why = error ? std::generic_category().message(error) : kEndsEarly;
     }
+    const int code = cloud->input.Error();
+    if (status == TokenOpenStatus::kUnreadable)
+        *why = code ? std::generic_category().message(code) : kEndsEarly;
+    if (error) *error = code;
     return nullptr;
 }
 
@@ -193,12 +195,12 @@ std::unique_ptr<Cloud> NewCloud(const char* name) {
 
 }  // namespace
 
-std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why, CountCheck check) {
+std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why, CountCheck check, int* error) {
     auto cloud = NewCloud(name);
     TokenOpenStatus status = cloud->input.OpenForReading(name, kKind, false, &cloud->version);
     if (status == TokenOpenStatus::kOtherType)
         status = cloud->input.OpenForReading(name, kKind, true, &cloud->version);
-    return Opened(std::move(cloud), status, check, why);
+    return Opened(std::move(cloud), status, check, why, error);
 }
 
 std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
@@ -206,5 +208,5 @@ std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char*
     auto cloud = NewCloud(name);
     const TokenOpenStatus status =
         cloud->input.OpenForReading(std::move(source), kKind, &cloud->version);
-    return Opened(std::move(cloud), status, check, why);
+    return Opened(std::move(cloud), status, check, why, nullptr);
 }

@@ -27,9 +27,10 @@ enum class CountCheck {
 };
 
 /// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the file
-/// then stands at the first point. Null on failure; `*why` tells the reason in words.
+/// then stands at the first point. Null on failure; `*why` tells the reason in words, and `*error`,
+/// unless null, is the errno behind it, or 0 when it lies in what the file says.
 std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why,
-                                 CountCheck check = CountCheck::kStrict);
+                                 CountCheck check = CountCheck::kStrict, int* error = nullptr);
 
 /// The same from `source`, which stands at its start; `name` is for messages.
 std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,

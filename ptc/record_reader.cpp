@@ -39,8 +39,8 @@ std::size_t DataFloats(const CloudVariables& variables) {
 
 }  // namespace
 
-CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why) {
-    auto header = OpenCloud(name, why);
+CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
+    auto header = OpenCloud(name, why, CountCheck::kStrict, error);
     if (!header) return CloudStatus::kFailed;
     is_text_ = header->input.IsText();
     const bool is_gzip = header->input.IsCompressed();
@@ -60,13 +60,16 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     }
     if (in_memory) {
         const CloudStatus loaded = LoadPoints(name, why);
+        if (error) *error = header_->input.Error();
         header_->input.Close();
         return loaded;
     }
     header_->input.Close();
     source_ = OpenRandomSource(name, is_gzip);
     if (source_) return CloudStatus::kOk;
-    *why = std::generic_category().message(errno);
+    const int code = errno;
+    *why = std::generic_category().message(code);
+    if (error) *error = code;
     return CloudStatus::kFailed;
 }
 

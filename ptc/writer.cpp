@@ -139,23 +139,28 @@ std::unique_ptr<Cloud> Describe(const CloudDescription& description, std::string
 }
 
 /// Hands out the cloud when everything so far is written, and otherwise closes its file.
-std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenStatus opened, std::string* why) {
+std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenStatus opened, std::string* why,
+                              int* error) {
     if (!Failed(opened) && !Failed(WriteHeader(*cloud))) return cloud;
-    *why = std::generic_category().message(cloud->file.Error());
+    const int code = cloud->file.Error();
+    *why = std::generic_category().message(code);
+    if (error) *error = code;
     (void)cloud->file.Close();
     return nullptr;
 }
 
 }  // namespace
 
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why) {
+std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why,
+                                   int* error) {
+    if (error) *error = 0;
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
     const char* const name = description.file_name ? description.file_name : "";
     const TokenForm form =
         std::getenv("LUMR_ASCIIPOINTCLOUD") ? TokenForm::kText : TokenForm::kBinary;
     const TokenStatus opened = cloud->file.OpenForWriting(name, kKind, form);
-    return Opened(std::move(cloud), opened, why);
+    return Opened(std::move(cloud), opened, why, error);
 }
 
 std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,
@@ -164,7 +169,7 @@ std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
     const TokenStatus opened = cloud->file.OpenForWriting(std::move(sink), kKind, form);
-    return Opened(std::move(cloud), opened, why);
+    return Opened(std::move(cloud), opened, why, nullptr);
 }
 
 TokenStatus RewriteHeader(Cloud& cloud) {

@@ -60,10 +60,12 @@ struct NodeToWrite {
 
 /// Creates the file with its head, a provisional header and the declarations, as text when the
 /// environment variable LUMR_ASCIIPOINTCLOUD is set and as binary otherwise.
-/// Null on failure; `*why` then tells the reason in words. A declaration is refused when its list
-/// has no array, when there are more than 1000, when it holds a newline or counts fewer than 0
-/// floats, and all together when they count more than 2^24 floats.
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why);
+/// Null on failure; `*why` then tells the reason in words, and `*error`, unless null, is the errno
+/// behind it, or 0 when the description is refused. A declaration is refused when its list has no
+/// array, when there are more than 1000, when it holds a newline or counts fewer than 0 floats, and
+/// all together when they count more than 2^24 floats.
+std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why,
+                                   int* error = nullptr);
 
 /// The same into a sink instead of the named file. Takes the form as an argument.
 std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,

@@ -55,15 +55,6 @@ TEST(PtcCacheStats, WritesItsMembersInTheirOrder) {
     EXPECT_EQ(member, std::size(kMembers));
 }
 
-TEST(PtcCacheStats, CountsDoNotEndAt32Bits) {
-    PtcCacheStats stats;
-    PtcCacheStats other;
-    stats.points.lookups.Set(4'000'000'000);
-    other.points.lookups.Set(4'000'000'000);
-    stats.merge(other);
-    EXPECT_EQ(stats.points.lookups.Value(), 8'000'000'000u);
-}
-
 TEST(PtcCacheStats, ChargedMemoryKeepsItsPeakAndSurvivesAReset) {
     PtcChargedMemory memory("m", "M");
     const auto expect = [&](std::int64_t current, std::int64_t peak) {

@@ -21,7 +21,13 @@ struct FakeDisk {
     std::set<std::string> pinned;  ///< names of files that stay open
     bool changes = false;          ///< files are found changed when they are reopened
 
-    /// The calls from `fail_from` on, `failures` of them, fail with `code`.
+    /// Lets `count` calls fail with `error`, after as many as `behind`. Answers the calls so far.
+    int FailNext(int count, int error, int behind = 0) {
+        fail_from = calls + behind;
+        failures = count;
+        code = error;
+        return calls;
+    }
     int fail_from = 0;
     int failures = 0;
     int code = 0;

@@ -14,6 +14,7 @@
 #include "ptc/file_identity.h"
 #include "ptc/thread_files.h"
 #include "tests/ptc/fake_files.h"
+#include "tests/util/together.h"
 #include "util/process_stats.h"
 
 namespace {
@@ -34,12 +35,14 @@ static_assert(SizesFor(1, 2147483647, 2147483647).limit == UtFileManager::kMostF
 class PtcFileManager : public testing::Test {
 protected:
     void Make(int threads, int limit) {
+        table_.reset();
         manager_ = std::make_shared<UtFileManager>(SizesFor(threads, limit, limit / 4));
         table_ = std::make_unique<ThreadFiles>(manager_);
     }
-    File* Open(const std::string& name) {
+    File* Open(const std::string& name) { return OpenIn(*table_, name); }
+    File* OpenIn(ThreadFiles& table, const std::string& name) {
         FakeOpener opener(&disk_);
-        return table_->Open(name.c_str(), opener, &opened_);
+        return table.Open(name.c_str(), opener, &opened_);
     }
     void TearDown() override {
         EXPECT_EQ(disk_.closed_while_used, 0);
@@ -123,7 +126,7 @@ TEST_F(PtcFileManager, ClosesTheFileThatIsIdleLongestAndReopensItWhenAskedFor) {
 
 // Few names share a slot in the first table and many in none, so removal closes gaps of all kinds.
 TEST_F(PtcFileManager, TablesGrowAndShrinkWithoutLosingAFile) {
-    Make(8, 300);
+    Make(8, 310);
     EXPECT_EQ(table_->Capacity(), 128U);
     std::vector<File*> files;
     for (int i = 0; i < 300; ++i) files.push_back(Open(std::to_string(i)));
@@ -136,76 +139,84 @@ TEST_F(PtcFileManager, TablesGrowAndShrinkWithoutLosingAFile) {
         files.pop_back();
         for (File* file : files) ASSERT_EQ(table_->Uses(*file), 1U) << file->Name();
     }
-    EXPECT_LE(table_->Held(), 36U) << "more than the allowance is kept";
+    for (int i = 0; i < 100; ++i) {
+        File* const last = Open(std::to_string(i));
+        table_->Release(*last);
+        EXPECT_EQ(last->References(), 2U) << "what was used last is kept";
+    }
+    EXPECT_EQ(table_->Held(), 37U) << "another number than the allowance is kept";
 }
 
-TEST_F(PtcFileManager, OneThreadsReleaseDoesNotTouchAnothersHold) {
-    Make(8, 2);
-    File* const a = Open("a");
-    std::thread([&] {
+TEST_F(PtcFileManager, WhatAThreadKeepsUnusedMakesRoomForItsOwnNextFileOnly) {
+    Make(1, 4);
+    File* const kept = Open("kept");
+    {
         ThreadFiles other(manager_);
-        other.Release(*a);
-        FakeOpener opener(&disk_);
-        bool opened = true;
-        EXPECT_EQ(other.Open("a", opener, &opened), a);
-        EXPECT_FALSE(opened);
-        EXPECT_EQ(a->References(), 3U);
-    }).join();
-    EXPECT_EQ(a->References(), 2U) << "the thread has ended";
-    EXPECT_EQ(table_->Uses(*a), 1U);
+        other.Release(*kept);
+        EXPECT_EQ(table_->Uses(*kept), 1U) << "another thread has given it back";
+        table_->Release(*kept);
+        for (const char* name : {"a", "b", "c"}) OpenIn(other, name);
+        EXPECT_EQ(kept->References(), 2U);
+        EXPECT_NE(Open("d"), nullptr);
+        EXPECT_FALSE(kept->IsOpen());
+        EXPECT_EQ(disk_.most_open, 4);
+        EXPECT_EQ(OpenIn(other, "d")->References(), 3U);
+    }
+    EXPECT_EQ(Open("d")->References(), 2U) << "the other thread has ended";
 }
 
-struct OpenFailure {
-    const char* name;
-    int code;
-    int failures;
-    bool is_remembered;
-    int calls;  ///< of the opener and of close(), in two requests
-};
-
-class PtcFileManagerOpening : public PtcFileManager,
-                              public testing::WithParamInterface<OpenFailure> {};
-
-TEST_P(PtcFileManagerOpening, FailureIsKeptUnlessItIsAShortage) {
-    Make(1, 8);
-    table_->Release(*Open("idle"));
-    disk_.fail_from = disk_.calls;
-    disk_.failures = GetParam().failures;
-    disk_.code = GetParam().code;
-    const int calls = disk_.calls;
-    File* const first = Open("a");
-    EXPECT_EQ(opened_, first != nullptr);
-    disk_.failures = 0;
-    File* const second = Open("a");
-    EXPECT_EQ(second == nullptr, GetParam().is_remembered);
-    EXPECT_EQ(disk_.calls - calls, GetParam().calls);
-    EXPECT_NE(Open("idle"), nullptr);
+TEST_F(PtcFileManager, AFileThatIsClosedWhileItIsHeldIsOpenedByTheNextRequest) {
+    for (const int limit : {16, 3000}) {  // the larger table is too large to be searched by name
+        Make(1, limit);
+        File* const a = Open("a");
+        disk_.FailNext(1, EIO, 1);
+        EXPECT_EQ(ToErrorCode(manager_->Reopen(*a, *table_)), EIO);
+        EXPECT_FALSE(a->IsOpen());
+        EXPECT_EQ(manager_->OpenFiles(), 0);
+        EXPECT_EQ(Open("a"), a);
+        EXPECT_TRUE(a->IsOpen());
+        EXPECT_EQ(a->References(), 2U) << "one hold a thread, however often it asks";
+        EXPECT_EQ(table_->Uses(*a), 2U);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Codes, PtcFileManagerOpening,
-    testing::Values(OpenFailure{"NoSuchFile", ENOENT, 1, true, 1},
-                    OpenFailure{"NoMemory", ENOMEM, 1, false, 2},
-                    // The opener, the close of the idle file, the opener again.
-                    OpenFailure{"NoDescriptorOnce", EMFILE, 1, false, 3},
-                    OpenFailure{"NoDescriptorAndNoneToBeHad", ENFILE, 3, false, 4}),
-    [](const auto& tested) { return tested.param.name; });
+TEST_F(PtcFileManager, AFailureIsKeptUnlessItIsAShortage) {
+    struct Row {
+        int code;
+        int failures;
+        bool is_remembered;
+        int calls;  // of the opener and of close(), in two requests
+    };
+    for (const Row& row : {Row{ENOENT, 1, true, 1}, Row{ENOMEM, 1, false, 2},
+                           // The opener, the close of the idle file, the opener again.
+                           Row{EMFILE, 1, false, 3}, Row{ENFILE, 3, false, 4}}) {
+        SCOPED_TRACE(row.code);
+        Make(1, 8);
+        table_->Release(*Open("idle"));
+        const int calls = disk_.FailNext(row.failures, row.code);
+        File* const first = Open("a");
+        EXPECT_EQ(opened_, first != nullptr);
+        disk_.failures = 0;
+        EXPECT_EQ(Open("a") == nullptr, row.is_remembered);
+        EXPECT_EQ(disk_.calls - calls, row.calls);
+        EXPECT_NE(Open("idle"), nullptr);
+    }
+}
 
 /// Opens, reopens and closes; every call may fail. What is left works as soon as nothing fails.
 TEST_F(PtcFileManager, EveryOpenCloseAndReopenMayFail) {
     for (const int code : {EIO, EMFILE}) {
         for (int fail_at = 0, calls = 1; fail_at < calls; ++fail_at) {
             SCOPED_TRACE(testing::Message() << "code " << code << ", call " << fail_at);
-            disk_.calls = 0;
-            disk_.code = code;
-            disk_.fail_from = fail_at;
-            disk_.failures = 1;
             Make(1, 2);
+            disk_.calls = 0;
+            disk_.FailNext(1, code, fail_at);
             for (const char* name : {"a", "b", "c", "a", "c", "b", "d", "a"})
                 if (File* const file = Open(name)) {
                     EXPECT_TRUE(file->IsOpen());
                     table_->Release(*file);
                 }
+            EXPECT_STREQ(manager_->BrokenPromise(), nullptr);
             calls = disk_.calls;
             disk_.failures = 0;
             int failed = 0;
@@ -217,9 +228,6 @@ TEST_F(PtcFileManager, EveryOpenCloseAndReopenMayFail) {
             EXPECT_LE(failed, code == EMFILE ? 0 : 1);
             EXPECT_LE(manager_->OpenFiles(), 2);
             EXPECT_STREQ(manager_->BrokenPromise(), nullptr);
-            table_.reset();
-            manager_.reset();
-            EXPECT_EQ(disk_.open_now, 0);
         }
     }
 }
@@ -229,20 +237,16 @@ TEST_F(PtcFileManager, ManyThreadsShareOneObjectForEachName) {
     Make(kThreads, 1024);
     std::vector<std::vector<File*>> seen(kThreads);
     std::atomic<int> openers{0};
-    std::barrier start(kThreads);
-    std::vector<std::jthread> threads;
-    for (int id = 0; id < kThreads; ++id)
-        threads.emplace_back([&, id] {
-            ThreadFiles table(manager_);
-            FakeOpener opener(&disk_);
-            start.arrive_and_wait();
-            for (int i = 0; i < kNames; ++i) {
-                bool opened = false;
-                seen[id].push_back(table.Open(std::to_string(i).c_str(), opener, &opened));
-                if (opened) ++openers;
-            }
-        });
-    threads.clear();  // joins
+    RunTogether(kThreads, [&](int id) {
+        ThreadFiles table(manager_);
+        FakeOpener opener(&disk_);
+        for (int i = 0; i < kNames; ++i) {
+            bool opened = false;
+            seen[static_cast<std::size_t>(id)].push_back(
+                table.Open(std::to_string(i).c_str(), opener, &opened));
+            if (opened) ++openers;
+        }
+    });
     for (const auto& files : seen) EXPECT_EQ(files, seen[0]);
     EXPECT_EQ(disk_.opens, kNames);
     EXPECT_EQ(openers, kNames);
@@ -279,12 +283,9 @@ TEST_F(PtcFileManager, KeepsItsPromisesUnderAnyInterleaving) {
         }
         for (FakeFile* file : used) --file->users;  // their holds end with the table
     };
-    std::vector<std::jthread> threads;
-    for (unsigned id = 0; id < kThreads; ++id)
-        threads.emplace_back([&, id] {
-            for (unsigned g = 0; g < kGenerations; ++g) std::thread(render, id * 100 + g).join();
-        });
-    threads.clear();  // joins
+    RunTogether(kThreads, [&](int id) {
+        for (int g = 0; g < kGenerations; ++g) std::thread(render, id * 100 + g).join();
+    });
     EXPECT_EQ(unusable, 0);
     EXPECT_EQ(disk_.opens, 4);
     EXPECT_GT(disk_.reopens, 0);
@@ -295,7 +296,11 @@ TEST_F(PtcFileManager, KeepsItsPromisesUnderAnyInterleaving) {
 
 TEST(PtcFileManagerLife, EndsBeforeItsThreadsDo) {
     FakeDisk disk;
-    FakeOpener opener(&disk);
+    const auto open = [&](const char* name) {
+        FakeOpener opener(&disk);
+        bool opened = false;
+        UtFileManager::Get()->Open(name, opener, &opened);
+    };
     for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(UtFileManager::Get(), nullptr) << "nobody has made one";
         UtFileManager::Create(8, 16, 4);
@@ -303,34 +308,26 @@ TEST(PtcFileManagerLife, EndsBeforeItsThreadsDo) {
         ASSERT_NE(UtFileManager::Get(), nullptr);
         EXPECT_EQ(UtFileManager::Get()->Manager().GetSizes().limit, 16);
         std::barrier step(2);
-        bool opened = false;
         std::thread outliving([&] {
-            bool also = false;
-            UtFileManager::Get()->Open("a", opener, &also);
+            open("a");
             step.arrive_and_wait();
             step.arrive_and_wait();
             EXPECT_EQ(UtFileManager::Get(), nullptr);
         });
-        UtFileManager::Get()->Open("b", opener, &opened);
+        open("b");
         step.arrive_and_wait();
         UtFileManager::Shutdown();
         EXPECT_EQ(disk.open_now, 0) << "a file outlives the manager";
         step.arrive_and_wait();
         outliving.join();
     }
-}
-
-TEST(PtcFileManagerLife, ThreadsMayEndWhileItDoes) {
-    FakeDisk disk;
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 50; ++round) {  // threads may end meanwhile
         UtFileManager::Create(8, 2, 4);
         std::barrier used(5);
         std::vector<std::jthread> threads;
-        for (int id = 0; id < 4; ++id)
-            threads.emplace_back([&, id] {
-                FakeOpener opener(&disk);
-                bool opened;
-                UtFileManager::Get()->Open(std::to_string(id).c_str(), opener, &opened);
+        for (const char* name : {"a", "b", "c", "d"})
+            threads.emplace_back([&, name] {
+                open(name);
                 used.arrive_and_wait();
             });
         used.arrive_and_wait();

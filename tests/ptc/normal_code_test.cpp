@@ -42,13 +42,6 @@ TEST(PtcNormalCode, GoldenCodes) {
     }
 }
 
-TEST(PtcNormalCode, CodesTruncateThrough32Bits) {
-    EXPECT_EQ(ToCode(-1.5f), 0xFFFF);
-    EXPECT_EQ(ToCode(2147483520.0f), 0xFF80);
-    EXPECT_EQ(ToCode(2147483648.0f), 0);
-    EXPECT_EQ(ToCode(-2147483648.0f), 0);
-}
-
 TEST(PtcNormalDecoder, EveryBitIsFixed) {
     std::uint64_t sum = 0;
     double worst = 0;
@@ -66,16 +59,6 @@ TEST(PtcNormalDecoder, EveryBitIsFixed) {
     }
     EXPECT_LT(worst, 2e-6);
     EXPECT_EQ(sum, 17457924791007193206U);
-}
-
-// What is encoded comes back as the mismatch of the scales leaves it.
-TEST(PtcNormalDecoder, TheScalesDifferAndStaySo) {
-    float normal[3];
-    Normals().Decode(EncodeNormal(0, 0, 1), normal);
-    EXPECT_EQ(normal[2], 65534.0f / 65535.0f - 1.0f + 65534.0f / 65535.0f);
-    EXPECT_LT(normal[2], 1.0f);
-    Normals().Decode(kNoNormal, normal);
-    EXPECT_EQ(normal[0] + normal[1] + normal[2], 0.0f);
 }
 
 }  // namespace

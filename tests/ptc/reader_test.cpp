@@ -35,15 +35,9 @@ TEST(PtcReader, BothFormsAnswerWhatWasWritten) {
         const std::string bytes = SmallCloud(form);
         const auto cloud = Open(bytes);
         ASSERT_TRUE(cloud);
-        EXPECT_EQ(cloud->version, 2u);
-        EXPECT_EQ(cloud->point_count, 3);
-        EXPECT_EQ(cloud->node_count, 2);
         EXPECT_EQ(cloud->input.IsText(), form == TokenForm::kText);
         EXPECT_EQ(cloud->point_variables.types, (std::vector<std::string>{"float", "color[2]"}));
         EXPECT_EQ(cloud->point_variables.names, (std::vector<std::string>{"_area", ""}));
-        EXPECT_EQ(cloud->point_variables.sizes, (std::vector<std::int32_t>{1, 6}));
-        EXPECT_EQ(cloud->node_variables.data_size, 3);
-        EXPECT_EQ(cloud->world_to_eye[14], 5.0f);
 
         PointHead heads[4];
         std::vector<float> data(4 * 7);
@@ -67,79 +61,69 @@ TEST(PtcReader, BothFormsAnswerWhatWasWritten) {
         EXPECT_EQ(SeekPoint(*cloud, -1), CloudStatus::kFailed);
 
         NodeRecord root;
-        NodeRecord leaf;
         std::array<float, 3> values{};
         std::int64_t end = 0;
         ASSERT_EQ(ReadNode(*cloud, cloud->root_position, &root, values, &end), CloudStatus::kOk);
         EXPECT_EQ(end, static_cast<std::int64_t>(bytes.size()));
-        EXPECT_EQ(root.point_count, 3);
         EXPECT_EQ(root.child_mask, 0x81);
         EXPECT_EQ(root.box[5], 6.0f);
         EXPECT_EQ(values[2], 0.75f);
-        EXPECT_EQ(root.children[1], 0);
-        ASSERT_EQ(ReadNode(*cloud, root.children[7], &leaf, {}), CloudStatus::kOk);
-        EXPECT_EQ(leaf.first_point, 1);
-        EXPECT_EQ(ReadNode(*cloud, static_cast<std::int64_t>(bytes.size()) - 2, &leaf, {}),
-                  CloudStatus::kFailed);
-        EXPECT_EQ(ReadNode(*cloud, -1, &leaf, {}), CloudStatus::kFailed);
+        NodeRecord other;
+        ASSERT_EQ(ReadNode(*cloud, root.children[7], &other, {}), CloudStatus::kOk);
+        EXPECT_EQ(other.first_point, 1);
+        for (const std::int64_t nowhere : {end - 2, std::int64_t{-1}})
+            EXPECT_EQ(ReadNode(*cloud, nowhere, &other, {}), CloudStatus::kFailed);
         EXPECT_EQ(SeekPoint(*cloud, 1), CloudStatus::kOk) << "nodes do not spoil the points";
     }
+}
+
+/// What the reader answers to `request`; zero when it refuses, which `is_known` says it should.
+template <class T>
+T Ask(const Cloud& cloud, const char* request, bool is_known = true) {
+    T value{};
+    EXPECT_EQ(GetHeaderValue(cloud, request, &value),
+              is_known ? CloudStatus::kOk : CloudStatus::kFailed)
+        << request;
+    return value;
 }
 
 TEST(PtcReader, RequestsByName) {
     const auto cloud = Open(SmallCloud(TokenForm::kBinary));
     ASSERT_TRUE(cloud);
-    const auto whole = [&](const char* request) {
-        std::int32_t value = -1;
-        EXPECT_EQ(GetHeaderValue(*cloud, request, &value), CloudStatus::kOk) << request;
-        return value;
-    };
-    EXPECT_EQ(whole("version"), 2);
-    EXPECT_EQ(whole("npoints"), 3);
-    EXPECT_EQ(whole("nnodes"), 2);
-    EXPECT_EQ(whole("nvars"), 2);
-    EXPECT_EQ(whole("npointvars"), 2);
-    EXPECT_EQ(whole("pointdatasize"), 7);
-    EXPECT_EQ(whole("ntreevars"), 1);
-    EXPECT_EQ(whole("treedatasize"), 3);
-    cloud->point_count = 5'000'000'000;
-    EXPECT_EQ(whole("npoints"), 2147483647);
-
-    std::array<float, 16> floats{};
-    EXPECT_EQ(GetHeaderValue(*cloud, "bbox", floats.data()), CloudStatus::kOk);
-    EXPECT_EQ(floats[0], -0.5f);
-    EXPECT_EQ(GetHeaderValue(*cloud, "largestradius", floats.data()), CloudStatus::kOk);
-    EXPECT_EQ(floats[0], 2.0f);
-    EXPECT_EQ(GetHeaderValue(*cloud, "world2eye", floats.data()), CloudStatus::kOk);
-    EXPECT_EQ(floats[14], 5.0f);
-    EXPECT_EQ(GetHeaderValue(*cloud, "world2ndc", floats.data()), CloudStatus::kOk);
-    EXPECT_EQ(floats[0], 2.0f);
-    EXPECT_EQ(GetHeaderValue(*cloud, "format", floats.data()), CloudStatus::kOk);
-    EXPECT_EQ(floats[1], 480.0f);
-    std::int64_t offset = 0;
-    EXPECT_EQ(GetHeaderValue(*cloud, "rootpos", &offset), CloudStatus::kOk);
-    EXPECT_EQ(offset, cloud->root_position);
-    EXPECT_EQ(GetHeaderValue(*cloud, "firstpointpos", &offset), CloudStatus::kOk);
-    EXPECT_EQ(offset, cloud->data_start);
-
-    for (const auto& [request, wanted] :
-         {std::pair{"pointvartypes", "color[2]"}, std::pair{"pointvarnames", ""},
-          std::pair{"treevartypes", "color"}, std::pair{"treevarnames", "glow"}}) {
-        char** texts = nullptr;
-        ASSERT_EQ(GetHeaderValue(*cloud, request, &texts), CloudStatus::kOk);
-        const std::size_t last = request[0] == 'p' ? 1 : 0;
-        EXPECT_STREQ(texts[last], wanted);
-        for (std::size_t i = 0; i <= last; ++i) std::free(texts[i]);
-        std::free(texts);
+    const std::pair<const char*, int> counts[] = {
+        {"version", 2},    {"npoints", 3},       {"nnodes", 2},    {"nvars", 2},
+        {"npointvars", 2}, {"pointdatasize", 7}, {"ntreevars", 1}, {"treedatasize", 3}};
+    for (const auto& [request, wanted] : counts)
+        EXPECT_EQ(Ask<std::int32_t>(*cloud, request), wanted) << request;
+    const std::tuple<const char*, std::size_t, float> floats[] = {
+        {"bbox", 0, -0.5f},    {"bbox", 5, 4.0f},       {"largestradius", 0, 2.0f},
+        {"format", 1, 480.0f}, {"world2eye", 14, 5.0f}, {"world2ndc", 0, 2.0f}};
+    for (const auto& [request, at, wanted] : floats)
+        EXPECT_EQ((Ask<std::array<float, 16>>(*cloud, request)[at]), wanted) << request;
+    EXPECT_EQ(Ask<std::int64_t>(*cloud, "rootpos"), cloud->root_position);
+    EXPECT_EQ(Ask<std::int64_t>(*cloud, "firstpointpos"), cloud->data_start);
+    const std::tuple<const char*, std::size_t, const char*> texts[] = {
+        {"pointvartypes", 1, "color[2]"},
+        {"pointvarnames", 1, ""},
+        {"treevartypes", 0, "color"},
+        {"treevarnames", 0, "glow"}};
+    for (const auto& [request, last, wanted] : texts) {
+        char** const answer = Ask<char**>(*cloud, request);
+        ASSERT_TRUE(answer);
+        EXPECT_STREQ(answer[last], wanted) << request;
+        for (std::size_t i = 0; i <= last; ++i) std::free(answer[i]);
+        std::free(answer);
     }
     for (const char* request : {"varsizes", "pointvarsizes"}) {
-        std::int32_t* sizes = nullptr;
-        ASSERT_EQ(GetHeaderValue(*cloud, request, &sizes), CloudStatus::kOk);
+        auto* const sizes = Ask<std::int32_t*>(*cloud, request);
+        ASSERT_TRUE(sizes);
         EXPECT_EQ(sizes[1], 6);
         std::free(sizes);
     }
     for (const char* request : {"", "Version", "world_to_eye", "npoints "})
-        EXPECT_EQ(GetHeaderValue(*cloud, request, floats.data()), CloudStatus::kFailed);
+        EXPECT_EQ(Ask<std::int64_t>(*cloud, request, false), 0);
+    cloud->point_count = 5'000'000'000;
+    EXPECT_EQ(Ask<std::int32_t>(*cloud, "npoints"), 2147483647);
 }
 
 TEST(PtcReader, WhatIsRefusedAndWhy) {
@@ -153,20 +137,17 @@ TEST(PtcReader, WhatIsRefusedAndWhy) {
     };
     for (const Row& row : {
              Row{"", "it is not a point cloud file"},
-             Row{"kpt", "it is not a point cloud file"},
              Row{With(binary, 0, 'x'), "it is not a point cloud file"},
              Row{With(binary, 4, 3), "its version is not known"},
              Row{With(binary, 4, -1), "its version is not known"},
              Row{With(binary, 8, nan), sizes},
              Row{With(binary, 8, -1.0), sizes},
              Row{With(binary, 8, 2.5), sizes},
-             Row{With(binary, 8, 1e300), sizes},
              Row{With(binary, 8, 2.0), ""},
              Row{With(binary, 8, 1e15), shorter},
              Row{With(binary, 40, -nan), "its number of octree nodes is impossible"},
              Row{With(binary, 40, 1e9), "it is shorter than its number of octree nodes takes"},
              Row{With(binary, 328, 1001), "its number of variables is impossible"},
-             Row{With(binary, 328, -1), "its number of variables is impossible"},
              Row{With(binary, 332, 8), "its data size is not that of its variables"},
              Row{With(binary, 336, 'F'), "a variable's type is not known or has no floats"},
              Row{With(binary, 348 + 6, '0'), "a variable's type is not known or has no floats"},
@@ -194,8 +175,8 @@ TEST(PtcReader, EveryCutBeforeTheDataIsRefusedAndNoCutCrashes) {
             const auto cloud = Open(bytes.substr(0, length), nullptr, CountCheck::kOff);
             EXPECT_EQ(cloud != nullptr, length >= start) << length;
             if (!cloud) continue;
-            std::vector<PointHead> heads(3);
-            std::vector<float> data(21);
+            PointHead heads[3];
+            std::array<float, 21> data;
             std::size_t count = 0;
             (void)ReadPoints(*cloud, heads, data, &count);
             NodeRecord node;
@@ -216,7 +197,7 @@ TEST(PtcReader, AnyHeaderWordMayBeAnything) {
         for (const std::uint32_t word : {0U, 0xFFFFFFFFU, 0x80000000U, 0x7FFFFFFFU, 0x7FC00000U}) {
             const auto cloud = Open(With(bytes, at, word));
             if (!cloud) continue;
-            std::vector<PointHead> heads(4);
+            PointHead heads[4];
             std::size_t count = 0;
             (void)ReadPoints(*cloud, heads, {}, &count);
             EXPECT_LE(count, 3u);
@@ -251,58 +232,55 @@ TEST(PtcReader, OlderVersionsLackWhatTheyLack) {
     const std::string bytes = SmallCloud(TokenForm::kBinary, false);
     // Version 1 has no largest radius and no padding; version 0 no octree and no tree variables.
     const std::string one = With(bytes.substr(0, 56) + bytes.substr(188), 4, 1);
-    auto cloud = Open(one);
-    ASSERT_TRUE(cloud);
-    EXPECT_EQ(cloud->largest_radius, 0.0f);
-    EXPECT_EQ(cloud->data_start, static_cast<std::int64_t>(one.size()) - 3 * 48);
-
     const std::size_t tree_variables = bytes.size() - 3 * 48 - 8 - std::strlen("color glow\n");
     const std::string zero = With(bytes.substr(0, 40) + bytes.substr(188, tree_variables - 188) +
                                       bytes.substr(bytes.size() - 3 * 48),
                                   4, 0);
-    cloud = Open(zero);
-    ASSERT_TRUE(cloud);
-    EXPECT_EQ(cloud->node_variables.data_size, 0);
-    PointHead heads[3];
-    std::size_t count = 0;
-    EXPECT_EQ(ReadPoints(*cloud, heads, {}, &count), CloudStatus::kOk);
-    EXPECT_EQ(heads[2].position[0], 2.5f);
+    for (const std::string& older : {one, zero}) {
+        const auto cloud = Open(older);
+        ASSERT_TRUE(cloud);
+        EXPECT_EQ(cloud->largest_radius, 0.0f);
+        EXPECT_EQ(cloud->data_start, static_cast<std::int64_t>(older.size()) - 3 * 48);
+        EXPECT_EQ(cloud->node_variables.data_size, older == one ? 3 : 0);
+        PointHead heads[3];
+        std::size_t count = 0;
+        EXPECT_EQ(ReadPoints(*cloud, heads, {}, &count), CloudStatus::kOk);
+        EXPECT_EQ(heads[2].position[0], 2.5f);
+    }
 }
 
 TEST(PtcReader, ACompressedFileIsReadWithoutItsOctree) {
     const ScratchFolder folder;
     const std::string bytes = SmallCloud(TokenForm::kBinary);
     const std::string name = folder.File("a.ptc");
-    const auto compress = [&](std::size_t length) {
-        gzFile out = gzopen(name.c_str(), "wb");
-        gzwrite(out, bytes.data(), static_cast<unsigned>(length));
-        gzclose(out);
-    };
-    compress(bytes.size());
+    gzFile out = gzopen(name.c_str(), "wb");
+    gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
+    gzclose(out);
     std::string why;
     testing::internal::CaptureStderr();
-    auto cloud = OpenCloud(name.c_str(), &why);
+    const auto cloud = OpenCloud(name.c_str(), &why);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "T43050 Organized point cloud file '" + name +
                   "' is gzipped; will be treated as unorganized. (WARNING)\n");
     ASSERT_TRUE(cloud) << why;
-    EXPECT_EQ(cloud->node_count, 0);
-    EXPECT_EQ(cloud->root_position, 0);
+    EXPECT_EQ(cloud->node_count + cloud->root_position, 0);
     EXPECT_EQ(cloud->stored_node_count, 2);
     PointHead heads[3];
     std::size_t count = 0;
-    EXPECT_EQ(SeekPoint(*cloud, 2), CloudStatus::kOk);
-    EXPECT_EQ(SeekPoint(*cloud, 0), CloudStatus::kOk);
+    for (const int index : {2, 0}) EXPECT_EQ(SeekPoint(*cloud, index), CloudStatus::kOk);
     EXPECT_EQ(ReadPoints(*cloud, heads, {}, &count), CloudStatus::kOk);
 
     // A stream that breaks off within the header.
-    std::string compressed = ContentOf(name);
+    const std::string compressed = ContentOf(name);
     std::ofstream(name, std::ios::binary) << compressed.substr(0, 60);
-    EXPECT_FALSE(OpenCloud(name.c_str(), &why));
-    EXPECT_FALSE(OpenCloud(folder.File("none").c_str(), &why));
-    EXPECT_EQ(why, "No such file or directory");
-    EXPECT_FALSE(OpenCloud(folder.File("").c_str(), &why));
-    EXPECT_EQ(why, "Is a directory");
+    const std::pair<std::string, const char*> failures[] = {
+        {name, "the header is cut off or damaged"},
+        {folder.File("none"), "No such file or directory"},
+        {folder.File(""), "Is a directory"}};
+    for (const auto& [file, reason] : failures) {
+        EXPECT_FALSE(OpenCloud(file.c_str(), &why));
+        EXPECT_EQ(why, reason);
+    }
 }
 
 }  // namespace

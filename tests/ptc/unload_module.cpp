@@ -3,10 +3,14 @@
 #include "ptc/access.h"
 #include "ptc/cache_set.h"
 
-/// Opens `name` and makes everything that a reading thread has; shuts down first if told to.
-/// False: the file cannot be opened.
+/// Reads from `name` what leaves this thread with a file and with blocks of both kinds; shuts down
+/// first if told to. False: it cannot be read.
 extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* name,
                                                                   bool shuts_down) {
     if (shuts_down) PtcShutdown();
-    return PtcOpenForReading(name) && ThisThreadCache();
+    PtcManagedFile* const file = PtcOpenForReading(name);
+    PtcThreadCache* const cache = ThisThreadCache();
+    if (!file || !cache) return false;
+    const std::int64_t children[kNodeChildren] = {file->Header()->root_position};
+    return cache->GetPoint(*file, 0) && cache->GetNodeChildren(*file, 0, children);
 }
