@@ -29,22 +29,19 @@ std::vector<float> Ramp() {
     return data;
 }
 
-TEST(PtcColouring, FindsAVariableAndItsFloats) {
-    const struct {
-        const char* name;
-        float value;
-    } cases[] = {{"area", 0}, {"radius", 23.0f / 32}};
+TEST(PtcColouring, FindsAVariableThenAPointsOwnRadius) {
     const PointHead point = {{1, 2, 3}, {0, 0, 1}, 7};
-    for (const auto& [name, expected] : cases) {
-        const Colouring colouring(Variables(), name);
+    const auto value_of = [&](const CloudVariables& variables, const char* name) {
+        const Colouring colouring(variables, name);
         double value = -1;
-        ASSERT_TRUE(colouring.IsMapped());
-        EXPECT_TRUE(colouring.ValueOf(point, Ramp(), &value));
-        EXPECT_EQ(value, expected) << name;
-    }
-    double value = -1;
-    EXPECT_TRUE(Colouring({}, "radius").ValueOf(point, {}, &value));
-    EXPECT_EQ(value, 7) << "a cloud's variables come first, then the point's own radius";
+        EXPECT_TRUE(colouring.IsMapped() && colouring.ValueOf(point, Ramp(), &value));
+        return value;
+    };
+    EXPECT_EQ(value_of(Variables(), "area"), 0);
+    EXPECT_EQ(value_of(Variables(), "radius"), 23.0 / 32);
+    EXPECT_EQ(value_of({}, "radius"), 7);
+    for (const char* name : {"frame", "two", "nothing"})
+        EXPECT_THROW(Colouring(Variables(), name), Failure) << name;
 }
 
 TEST(PtcColouring, AnEmptyNameIsTheFirstColorElseTheFirstFloatElseTheNormal) {
@@ -53,32 +50,25 @@ TEST(PtcColouring, AnEmptyNameIsTheFirstColorElseTheFirstFloatElseTheNormal) {
     EXPECT_EQ(Colouring({{"vector"}, {"v"}, {3}, 3}, "").Name(), "normal");
 }
 
-TEST(PtcColouring, WhatHasNoColourIsRefused) {
-    for (const char* name : {"frame", "two", "nothing"})
-        EXPECT_THROW(Colouring(Variables(), name), Failure) << name;
-}
-
-TEST(PtcColouring, LightIsEncodedAfterTheExposure) {
-    Colouring colouring({{"color"}, {"light"}, {3}, 3}, "light");
-    const std::vector<float> data = {0.5f, -1, 4};
-    Rgb colour;
-    ASSERT_TRUE(colouring.ColourOf({}, data, Srgb(), &colour));
-    EXPECT_EQ(colour, (Rgb{188, 0, 255}));
-    colouring.SetExposure(-1);
-    ASSERT_TRUE(colouring.ColourOf({}, data, Srgb(), &colour));
-    EXPECT_EQ(colour, (Rgb{137, 0, 255}));
-}
-
-TEST(PtcColouring, DirectionsAreColouredByTheirComponents) {
-    const Colouring colouring({}, "normal");
-    Rgb colour;
-    ASSERT_TRUE(colouring.ColourOf({{}, {0, -9, 0}, 1}, {}, Srgb(), &colour));
-    EXPECT_EQ(colour, (Rgb{128, 0, 128}));
-    ASSERT_TRUE(colouring.ColourOf({{}, {0, 0, 0}, 1}, {}, Srgb(), &colour));
-    EXPECT_EQ(colour, (Rgb{128, 128, 128}));
-}
-
-TEST(PtcColouring, WhatIsNotFiniteHasNoColour) {
+TEST(PtcColouring, LightIsExposedAndEncodedAndDirectionsAreTheirComponents) {
+    const struct {
+        const char* name;
+        double exposure;
+        PointHead point;
+        Rgb colour;
+    } cases[] = {
+        {"light", 0, {}, {188, 0, 255}},
+        {"light", -1, {}, {137, 0, 255}},
+        {"normal", 0, {{}, {0, -9, 0}, 1}, {128, 0, 128}},
+        {"normal", 0, {{}, {0, 0, 0}, 1}, {128, 128, 128}},
+    };
+    for (const auto& [name, exposure, point, expected] : cases) {
+        Colouring colouring({{"color"}, {"light"}, {3}, 3}, name);
+        colouring.SetExposure(exposure);
+        Rgb colour;
+        ASSERT_TRUE(colouring.ColourOf(point, std::vector{0.5f, -1.0f, 4.0f}, Srgb(), &colour));
+        EXPECT_EQ(colour, expected) << name << exposure;
+    }
     for (const char* name : {"light", "area", "wind"})
         for (const float bad : {NAN, INFINITY}) {
             std::vector<float> data = Ramp();
