@@ -152,7 +152,7 @@ TEST(DriverSimplify, AgreesWithThePlainAlgorithm) {
 
         Cloudlet fast(points), plain(points);
         Simplify(fast.records, fast.removed, settings, projection);
-        plain_simplify::Simplify(plain.records, plain.removed, settings, projection);
+        plain_simplify::Run(plain.records, plain.removed, settings, projection);
         ASSERT_TRUE(fast.Bytes() == plain.Bytes()) << "round " << round;
         merged += std::accumulate(fast.removed.begin(), fast.removed.end(), 0u);
     }

@@ -112,10 +112,9 @@ TEST_F(UtilMessage, IdentifiersAreSilencedByListAndByVariable) {
     }
     for (const std::string list : {",,T43050,T43051,", "T43051 ", "T430", "", ","}) {
         MsgSetDisabledList(list.c_str());
-        EXPECT_EQ(is_silent(), list.size() > 9) << list;
+        EXPECT_EQ(is_silent(), list.ends_with(",T43051,")) << list;
         MsgClearDisabledList();
     }
-    MsgSetDisabledList(nullptr);
 }
 
 TEST_F(UtilMessage, TheDefaultHandlerMarksWarningsAndEndsTheProcess) {
