@@ -51,10 +51,6 @@ TEST(PtcDiscs, PixelsShowTheNearestDiscInWhicheverOrderTheyCome) {
          kParallel,
          {{{{0.2, 0, 1}, {0, 0, -1}, 0.3}}, {{{-0.2, 0, 2}, {0, 0, -1}, 0.4}, kBlue}},
          {{0, 0, kRed}, {0.4, 0, kRed}, {-0.2, 0.02, kBlue}, {0, 0.9, kBack}}},
-        {"red is nearer to an eye",
-         kPerspective,
-         {{{{0.2, 0, 1}, {0, 0, -1}, 0.3}}, {{{-0.2, 0, 2}, {0, 0, -1}, 0.4}, kBlue}},
-         {{0, 0, kRed}, {0.4, 0, kRed}, {-0.2, 0.02, kBlue}, {0, 0.9, kBack}}},
         // The red one's plane is x + z = 2, so its right half is the nearer one.
         {"they cut each other",
          kPerspective,
