@@ -13,6 +13,13 @@ std::vector<float> Matrix(float first) {
     return values;
 }
 
+/// The second element of both matrices, and the format.
+std::vector<float> HeaderOf(const CloudFile& file) {
+    std::vector<float> values;
+    for (const std::size_t at : {192, 256, 316, 320, 324}) values.push_back(file.At<float>(at));
+    return values;
+}
+
 TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     const Plugin stays_loaded;
     HostParameters parameters;
@@ -21,11 +28,7 @@ TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     CloudFile file = Baked({"a|varying float _area", "b|color glow.001", "|normal .x",
                             "e|varying point p extra words"},
                            parameters, {});
-    EXPECT_EQ(file.At<float>(188 + 4), 2.0f);
-    EXPECT_EQ(file.At<float>(252 + 4), 101.0f);
-    EXPECT_EQ(file.At<float>(316), 320.0f);
-    EXPECT_EQ(file.At<float>(320), 240.0f);
-    EXPECT_EQ(file.At<float>(324), 0.5f);
+    EXPECT_EQ(HeaderOf(file), (std::vector<float>{2, 101, 320, 240, 0.5f}));
     EXPECT_EQ(file.DataSize(), 10);
     EXPECT_EQ(file.Declarations(),
               (std::vector<std::string>{"float _area", "color glow", "normal ", "point p"}));
@@ -33,9 +36,7 @@ TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     // The size stays from one open to the next, the ratio and the matrices do not.
     file = Baked({"x|float _none"}, {}, {});
     EXPECT_EQ(file.At<float>(188), 1.0f);
-    EXPECT_EQ(file.At<float>(252 + 4), 0.0f);
-    EXPECT_EQ(file.At<float>(316), 320.0f);
-    EXPECT_EQ(file.At<float>(324), 0.0f);
+    EXPECT_EQ(HeaderOf(file), (std::vector<float>{0, 0, 320, 240, 0}));
     EXPECT_EQ(file.PointVariables(), 0);
     EXPECT_EQ(Baked({"|float _none", "|float _none"}, {}, {}).PointVariables(), 2);
 }
@@ -45,6 +46,7 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
     const Plugin plugin;
     const std::string name = folder.File("a"), absent = folder.File("no/a"),
                       itself = folder.File("");
+    const std::string longest(4095, 'n');
     const std::string no_bar = "Bad type declaration - missing DisplayChannel?";
     const HostChannels good = {"x|float a"};
     const auto impossible = [](const std::string& type) {
@@ -62,7 +64,8 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
         {name, {"x|float a", "x| \t "}, kDspyBadParameters, no_bar},
         {name, {"x|color[-2] a"}, kDspyBadParameters, impossible("color[-2]")},
         {name, {"x|color[6000000] a"}, kDspyBadParameters, impossible("color[6000000]")},
-        {std::string(4096, 'n'), good, kDspyBadParameters, "file name too long"},
+        {longest + "n", good, kDspyBadParameters, "file name too long"},
+        {longest, good, kDspyNoResource, "cannot create '" + longest + "': File name too long"},
         {absent, good, kDspyNoResource,
          "cannot create '" + absent + "': No such file or directory"},
         {"", good, kDspyNoResource, "cannot create '': No such file or directory"},

@@ -17,6 +17,8 @@ namespace view {
 
 namespace {
 
+static_assert(sizeof(Rgb) == 3, "a pixel as libpng gives it");
+
 constexpr Rgb kBack{0x28, 0x28, 0x28};
 
 /// A point with a colour and a value.
@@ -25,8 +27,11 @@ struct TestPoint {
     float data[4];
 };
 
+using Matrix = std::array<float, 16>;
+
 /// x and y from -1 to 1 are the picture, z goes away from the eye.
-constexpr float kParallel[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1};
+constexpr Matrix kParallel = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1};
+constexpr Matrix kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 /// Red on the left, green on the right and nearer, blue above in the far.
 std::vector<TestPoint> ThreePoints() {
@@ -41,14 +46,14 @@ std::ptrdiff_t CountOf(const Picture& picture, Rgb colour) {
 
 class PtcView : public testing::Test {
 protected:
-    std::string WriteCloud(const std::vector<TestPoint>& points, const float* world_to_ndc) {
+    std::string WriteCloud(const std::vector<TestPoint>& points, const Matrix& world_to_ndc) {
         const char* const types[] = {"color", "float"};
         const char* const names[] = {"light", "value"};
         std::string file = folder_.File("cloud.ptc");
         CloudDescription description;
         description.file_name = file.c_str();
         description.point_variables = {2, types, names};
-        description.world_to_ndc = world_to_ndc;
+        description.world_to_ndc = world_to_ndc.data();
         description.format[0] = description.format[1] = 100;
         description.format[2] = 1;
         std::string why;
@@ -61,7 +66,7 @@ protected:
     }
 
     ViewOptions Options(const std::vector<TestPoint>& points,
-                        const float* world_to_ndc = kParallel) {
+                        const Matrix& world_to_ndc = kParallel) {
         ViewOptions options;
         options.input = WriteCloud(points, world_to_ndc);
         options.output = folder_.File("picture.png");
@@ -75,14 +80,13 @@ protected:
         image.version = PNG_IMAGE_VERSION;
         EXPECT_TRUE(png_image_begin_read_from_file(&image, options.output.c_str()));
         image.format = PNG_FORMAT_RGB;
-        std::vector<std::uint8_t> bytes(PNG_IMAGE_SIZE(image));
-        EXPECT_TRUE(png_image_finish_read(&image, nullptr, bytes.data(), 0, nullptr));
+        std::vector<Rgb> pixels(image.width * image.height);
+        EXPECT_TRUE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr));
         Picture picture(static_cast<int>(image.width), static_cast<int>(image.height), {});
-        for (int y = 0, at = 0; y < picture.Height(); ++y)
-            for (int x = 0; x < picture.Width(); ++x, at += 3) {
-                const auto* rgb = &bytes[static_cast<std::size_t>(at)];
-                picture.Set(x, y, {rgb[0], rgb[1], rgb[2]});
-            }
+        for (int i = 0; const Rgb pixel : pixels) {
+            picture.Set(i % picture.Width(), i / picture.Width(), pixel);
+            ++i;
+        }
         return picture;
     }
 
@@ -90,12 +94,15 @@ protected:
 };
 
 TEST_F(PtcView, ColoursStandWhereTheFilesCameraSeesThemAndTheBytesAreFixed) {
-    const ViewOptions options = Options(ThreePoints());
-    const Picture picture = Draw(options);
-    EXPECT_EQ(picture.At(25, 50), (Rgb{255, 0, 0}));
-    EXPECT_EQ(picture.At(75, 50), (Rgb{0, 255, 0}));
-    EXPECT_EQ(picture.At(50, 25), (Rgb{0, 0, 255}));
-    EXPECT_EQ(picture.At(50, 75), kBack);
+    ViewOptions options = Options(ThreePoints());
+    for (const int margin : {0, 50}) {  // beside the file's frame, which is a square
+        options.size->width = 100 + 2 * margin;
+        const Picture picture = Draw(options);
+        EXPECT_EQ(picture.At(margin + 25, 50), (Rgb{255, 0, 0}));
+        EXPECT_EQ(picture.At(margin + 75, 50), (Rgb{0, 255, 0}));
+        EXPECT_EQ(picture.At(margin + 50, 25), (Rgb{0, 0, 255}));
+        EXPECT_EQ(picture.At(margin + 50, 75), kBack);
+    }
     const std::string first = ContentOf(options.output);
     Draw(options);
     EXPECT_EQ(ContentOf(options.output), first);
@@ -124,33 +131,82 @@ TEST_F(PtcView, FloatsHaveALegendOfTheirRange) {
 TEST_F(PtcView, AFittedCameraStandsInWhereTheFilesOwnSeesNothing) {
     std::vector<TestPoint> points = ThreePoints();
     for (TestPoint& point : points) point.head.position[0] += 100;
-    for (const float* matrix : {kParallel, static_cast<const float*>(nullptr)}) {
-        const Picture picture = Draw(Options(points, matrix));
-        EXPECT_LT(CountOf(picture, kBack), 100 * 100 - 300);
-        for (int i = 0; i < 100; ++i)
-            for (const auto& [x, y] : {std::pair{i, 0}, {i, 99}, {0, i}, {99, i}})
-                EXPECT_EQ(picture.At(x, y), kBack);
+    Matrix flat = kParallel, infinite = kParallel, unknown = kParallel;
+    flat[5] = 0;
+    infinite[13] = INFINITY;
+    unknown[2] = NAN;
+    for (const Matrix& matrix : {kParallel, kIdentity, Matrix{}, flat, infinite, unknown}) {
+        ViewOptions options = Options(points, matrix);
+        EXPECT_LT(CountOf(Draw(options), kBack), 100 * 100 - 300);
+        if (matrix == kParallel) continue;  // a camera, but one that sees nothing of them
+        options.camera = CameraChoice::kFile;
+        EXPECT_THROW(View(options), Failure);
     }
-    ViewOptions options = Options(points, nullptr);
-    options.camera = CameraChoice::kFile;
-    EXPECT_THROW(View(options), Failure);
+}
+
+TEST_F(PtcView, AFittedCameraSeesAllOfABoxInTheMiddleAndFillsThePicture) {
+    const struct {
+        float low[3], high[3];
+        bool is_solid;  // and not a line or a point, which may look like nothing
+    } boxes[] = {
+        {{-1, -1, -1}, {1, 1, 1}, true},         {{100, 200, 300}, {101, 202, 340}, true},
+        {{0, 0, 0}, {5, 0, 0}, false},           {{2, 2, 2}, {2, 2, 2}, false},
+        {{-3e38f, -1, 0}, {3e38f, 1, 0}, false}, {{0, 0, 0}, {0, 0, 1e-30f}, false},
+    };
+    for (const auto& [low, high, is_solid] : boxes)
+        for (const Direction& direction : {Direction{30, 20}, {-120, 90}, {360, -90}, {45, -30}}) {
+            std::vector<TestPoint> corners(8, TestPoint{{}, {1, 1, 1, 0}});
+            for (unsigned corner = 0; corner < 8; ++corner)
+                for (unsigned axis = 0; axis < 3; ++axis)
+                    corners[corner].head.position[axis] =
+                        corner >> axis & 1 ? high[axis] : low[axis];
+            ViewOptions options = Options(corners, kIdentity);
+            options.direction = direction;
+            options.size->width = direction.turn == 45 ? 50 : 300;
+            const Picture picture = Draw(options);
+            int left = 300, right = -1, top = 100, bottom = -1;
+            for (int y = 0; y < picture.Height(); ++y)
+                for (int x = 0; x < picture.Width(); ++x) {
+                    if (picture.At(x, y) == kBack) continue;
+                    left = std::min(left, x), right = std::max(right, x);
+                    top = std::min(top, y), bottom = std::max(bottom, y);
+                }
+            EXPECT_GE(std::min(left, top), 0);
+            EXPECT_NEAR(left, picture.Width() - 1 - right, 1) << "not in the middle";
+            EXPECT_NEAR(top, picture.Height() - 1 - bottom, 1) << "not in the middle";
+            EXPECT_TRUE(!is_solid || left <= picture.Width() / 20 || top <= 5);
+        }
+}
+
+TEST_F(PtcView, TurnGoesToTheRightAndTiltUp) {
+    // The side that the eye has gone to gets nearer.
+    const struct {
+        Direction direction;
+        float x, y, z;
+    } cases[] = {{{0, 0}, 0, 0, -1}, {{60, 0}, 1, 0, 0}, {{0, 60}, 0, 1, 0}};
+    for (const auto& [direction, x, y, z] : cases) {
+        ViewOptions options = Options({{{{x, y, z}, {0, 0, 0}, 3}, {1, 0, 0, 0}},
+                                       {{{-x, -y, -z}, {0, 0, 0}, 3}, {0, 0, 1, 0}}},
+                                      kIdentity);
+        options.direction = direction;
+        EXPECT_EQ(Draw(options).At(50, 50), (Rgb{255, 0, 0})) << direction.turn;
+    }
 }
 
 TEST_F(PtcView, PointsThatAreNotFiniteChangeNothing) {
-    for (const char* variable : {"light", "value", "radius", "normal"})
-        for (const CameraChoice camera : {CameraChoice::kAutomatic, CameraChoice::kFit}) {
-            ViewOptions options = Options(ThreePoints());
-            options.variable = variable;
-            options.camera = camera;
-            const Picture expected = Draw(options);
-            std::vector<TestPoint> points = ThreePoints();
-            for (const float bad : {NAN, INFINITY, -INFINITY}) {
-                points.push_back({{{bad, 0, 0}, {0, 0, 1}, 0.2f}, {1, 1, 1, 99}});
-                points.push_back({{{0, 0, 0}, {0, 0, 1}, std::fabs(bad)}, {1, 1, 1, 99}});
-            }
-            WriteCloud(points, kParallel);
-            EXPECT_EQ(Draw(options).Pixels(), expected.Pixels()) << variable;
-        }
+    std::vector<TestPoint> points = ThreePoints();
+    for (const float bad : {NAN, INFINITY, -INFINITY}) {
+        points.push_back({{{bad, 0, 0}, {0, 0, 1}, 0.2f}, {1, 1, 1, 99}});
+        points.push_back({{{0, 0, 0}, {0, 0, 1}, std::fabs(bad)}, {1, 1, 1, 99}});
+    }
+    for (const char* variable : {"light", "value", "radius", "normal"}) {
+        ViewOptions options = Options(ThreePoints());
+        options.variable = variable;
+        options.camera = *variable == 'l' ? CameraChoice::kAutomatic : CameraChoice::kFit;
+        const Picture expected = Draw(options);
+        WriteCloud(points, kParallel);
+        EXPECT_EQ(Draw(options).Pixels(), expected.Pixels()) << variable;
+    }
 }
 
 TEST_F(PtcView, ACloudWithoutPointsIsRefused) {
