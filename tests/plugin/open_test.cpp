@@ -16,7 +16,8 @@ std::vector<float> Matrix(float first) {
 /// The second element of both matrices, and the format.
 std::vector<float> HeaderOf(const CloudFile& file) {
     std::vector<float> values;
-    for (const std::size_t at : {192, 256, 316, 320, 324}) values.push_back(file.At<float>(at));
+    for (const std::size_t at : {192u, 256u, 316u, 320u, 324u})
+        values.push_back(file.At<float>(at));
     return values;
 }
 

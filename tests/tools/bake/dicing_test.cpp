@@ -23,16 +23,16 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
         {"obtuse", {{{-2, 0, 0}, {2, 0, 0}, {1.9f, 0.05f, 0}}}, 42},
         {"tilted", {{{1, 2, 3}, {1.5f, 2.4f, 2}, {0.2f, 2, 3.5f}}}, 150},
     };
-    for (const auto& [name, corners, most_cells] : cases) {
-        SCOPED_TRACE(name);
-        const auto& [a, b, c] = corners;
+    for (const auto& tested : cases) {
+        SCOPED_TRACE(tested.name);
+        const std::array<Vec3, 3>& corners = tested.corners;
         const auto at = [&](const bake::Barycentric& w) {
             return corners[0] * w[0] + corners[1] * w[1] + corners[2] * w[2];
         };
         std::vector<bake::Cell> cells;
         AppendCells(corners, kSize, &cells);
         EXPECT_EQ(bake::CountCells(corners, kSize), static_cast<int>(cells.size()));
-        EXPECT_LE(static_cast<int>(cells.size()), most_cells);
+        EXPECT_LE(static_cast<int>(cells.size()), tested.most_cells);
 
         double area = 0;
         std::vector<float> radii;
@@ -44,7 +44,7 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
                 radii.back() = std::max(radii.back(), Length(at(corner) - at(cell.middle)));
             EXPECT_LE(radii.back(), kSize * 1.12f) << "one cell wide, and one cell of slope";
         }
-        const double whole = Length(Cross(b - a, c - a)) / 2;
+        const double whole = Length(Cross(corners[1] - corners[0], corners[2] - corners[0])) / 2;
         EXPECT_NEAR(area, whole, whole * 1e-3);
 
         for (std::uint64_t i = 0; i < 2000; ++i) {

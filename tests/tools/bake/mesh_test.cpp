@@ -85,7 +85,8 @@ TEST(Mesh, SmoothsComputedNormalsOverGentleEdges) {
         corners += fmt::format("{0} {1} 1\n{0} {1} -1\n", std::cos(angle), std::sin(angle));
         if (i > 0) faces += fmt::format("4 {} {} {} {}\n", 2 * i - 2, 2 * i, 2 * i + 1, 2 * i - 1);
     }
-    for (const Sample& s : OnTheStage(Record("--density 60", "OFF\n26 12 0\n" + corners + faces))) {
+    for (const Sample& s :
+         OnTheStage(Record("--density 60", "OFF\n26 12 0\n" + corners.append(faces)))) {
         // The last strips have one neighbour only.
         if (std::abs(s.position.x) > 0.7f) continue;
         const Vec3 exact = Normalized(Vec3{s.position.x, s.position.y + 0.998f, 0});

@@ -66,7 +66,7 @@ EXPORT int DspyImageDeepData(void* image, int first, int last, int, int, const u
     auto* const into = static_cast<Image*>(image);
     if (into->Has("DeepDataFails") && ++into->grids == 3) return kDspyBadParameters;
     std::fprintf(into->file, "grid %d %d %d\n", first, last, dataLength);
-    std::fwrite(data, 1, static_cast<std::size_t>(dataLength), into->file);
+    (void)std::fwrite(data, 1, static_cast<std::size_t>(dataLength), into->file);
     return kDspySuccess;
 }
 

@@ -18,7 +18,7 @@ std::string WriteRandomCloud(const ToolFolder& folder, int count) {
     std::array<std::uint32_t, 9> record;  // x y z, codes, radius, four floats
     for (int i = 0; i < count; ++i) {
         for (std::uint32_t& word : record) word = static_cast<std::uint32_t>(random());
-        for (const std::size_t value : {0, 1, 2, 4, 5, 6, 7, 8})
+        for (const std::size_t value : {0u, 1u, 2u, 4u, 5u, 6u, 7u, 8u})
             record[value] = (record[value] & 0x80FFFFFF) | (0x38 + record[value] % 16) << 24;
         record[4] &= 0x7FFFFFFF;  // a radius
         if (i % 100 == 0) record[3] = 0xFFFFFFFF;

@@ -13,7 +13,7 @@ namespace {
 
 class PtcTool : public testing::Test {
 protected:
-    const ToolFolder folder_;
+    ToolFolder folder_;
 };
 
 TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
