@@ -108,22 +108,4 @@ TEST(DriverDuplicates, SamplesAreFoundAsByAPlainWalk) {
     EXPECT_LT(plain.things.size(), 18'000u);
 }
 
-TEST(DriverDuplicates, NoOrderOfArrivalMakesThemSlow) {
-    constexpr int kMany = 200'000;
-    DuplicateSamples sorted, at_one_place;
-    DuplicateGrids on_a_slope;
-    int copies = 0;
-    for (int i = 0; i < kMany; ++i) {
-        const auto f = static_cast<float>(i);
-        copies += sorted.IsCopy({{f, f, f}, {0, 0, 1}, 0.5f});
-        copies += at_one_place.IsCopy({{1, 2, 3}, {f, 0, 1}, 0.5f});
-        const auto x = static_cast<float>(1 + i % 500), y = static_cast<float>(1 + i / 500);
-        const PointHead head = {{x, y, -(x + y)}, {0, 0, 1}, 0.5f};  // every key is 0
-        copies += on_a_slope.IsCopy(BatchOf({head, head}));
-    }
-    EXPECT_EQ(copies, 0);
-    EXPECT_TRUE(sorted.IsCopy({{777, 777, 777}, {0, 0, 1}, 0.5f}));
-    EXPECT_TRUE(at_one_place.IsCopy({{1, 2, 3}, {777, 0, 1}, 0.5f}));
-}
-
 }  // namespace

@@ -10,31 +10,44 @@
 #include <memory>
 #include <span>
 #include <utility>
-#include <vector>
 
 #include "driver/simplify.h"
 
 namespace plain_simplify {
 
 struct Node {
-    int count = 0;
     int first = 0;
+    int count = 0;
     float low[3] = {};
     float high[3] = {};
     bool is_empty = false;
     bool is_leaf = true;
     std::unique_ptr<Node> children[8];
+
+    int End() const { return first + count; }
+
+    void Include(const float* other_low, const float* other_high) {
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], other_low[axis]);
+            high[axis] = std::max(high[axis], other_high[axis]);
+        }
+    }
+    void Clear() {
+        std::fill_n(low, 3, 1e30f);
+        std::fill_n(high, 3, -1e30f);
+    }
 };
 
 class Run {
 public:
     Run(std::span<PointRecord> records, std::span<std::uint8_t> removed,
         const SimplifySettings& settings, const Projection& projection)
-        : records_(records), removed_(removed), settings_(settings), projection_(projection) {}
-
-    void Simplify() {
-        int remaining = static_cast<int>(records_.size());
-        auto root = Root(remaining);
+        : records_(records.data()),
+          gone_(removed.data()),
+          settings_(settings),
+          projection_(projection) {
+        int remaining = static_cast<int>(records.size());
+        auto root = Built(0, remaining);
         for (;;) {
             record_count_ = root->count;
             const int merged = Pass(*root);
@@ -42,7 +55,7 @@ public:
             if (merged < 1) return;
             if (static_cast<float>(root->count) * 0.2f > static_cast<float>(remaining)) {
                 Compact(root->count);
-                root = Root(remaining);
+                root = Built(0, remaining);
             } else {
                 Refit(*root);
             }
@@ -50,106 +63,81 @@ public:
     }
 
 private:
-    PointRecord& R(int i) { return records_[static_cast<std::size_t>(i)]; }
-    std::uint8_t& Gone(int i) { return removed_[static_cast<std::size_t>(i)]; }
-
-    std::unique_ptr<Node> Root(int count) {
-        auto root = std::make_unique<Node>();
-        root->count = count;
-        Build(*root);
-        return root;
-    }
-
     static int Octant(const float* c, const float* p) {
         return (c[0] <= p[0]) + 2 * (c[1] <= p[1]) + 4 * (c[2] <= p[2]);
     }
 
-    void Build(Node& node) {
-        float low[3];
-        float high[3];
-        float center[3];
+    std::unique_ptr<Node> Built(int first, int count) {
+        auto node = std::make_unique<Node>();
+        node->first = first;
+        node->count = count;
+        node->Clear();
         float radius = 0;
-        for (int i = node.first; i < node.first + node.count; ++i)
-            radius = std::max(radius, R(i).head.radius);
+        for (int i = first; i < node->End(); ++i) {
+            radius = std::max(radius, records_[i].head.radius);
+            node->Include(records_[i].head.position, records_[i].head.position);
+        }
+        float low[3], high[3], center[3];
         for (int a = 0; a < 3; ++a) {
-            low[a] = high[a] = R(node.first).head.position[a];
-            for (int i = node.first; i < node.first + node.count; ++i) {
-                low[a] = std::min(low[a], R(i).head.position[a]);
-                high[a] = std::max(high[a], R(i).head.position[a]);
-            }
-            node.low[a] = low[a] - radius;
-            node.high[a] = high[a] + radius;
-            center[a] = (node.low[a] + node.high[a]) * 0.5f;
+            low[a] = std::exchange(node->low[a], node->low[a] - radius);
+            high[a] = std::exchange(node->high[a], node->high[a] + radius);
+            center[a] = (node->low[a] + node->high[a]) * 0.5f;
         }
-        if (node.count <= 16 || Octant(center, low) == Octant(center, high)) return;
-        node.is_leaf = false;
+        node->is_leaf = count <= 16 || Octant(center, low) == Octant(center, high);
+        if (node->is_leaf) return node;
         int counts[8] = {};
-        for (int i = node.first; i < node.first + node.count; ++i)
-            ++counts[Octant(center, R(i).head.position)];
-        int starts[8];
-        int start = node.first;
-        for (int o = 0; o < 8; ++o) {
-            starts[o] = start;
-            if (counts[o]) {
-                node.children[o] = std::make_unique<Node>();
-                node.children[o]->count = counts[o];
-                node.children[o]->first = start;
-            }
-            start += counts[o];
-        }
-        for (int o = 0; o < 7; ++o) {
-            int lo = starts[o];
-            int hi = node.first + node.count - 1;
-            while (lo < hi) {
-                if (Octant(center, R(lo).head.position) == o) {
+        for (int i = first; i < node->End(); ++i)
+            ++counts[Octant(center, records_[i].head.position)];
+        for (int o = 0, start = first; o < 8; start += counts[o++])
+            for (int lo = start, hi = node->End() - 1; o < 7 && lo < hi;) {
+                if (Octant(center, records_[lo].head.position) == o) {
                     ++lo;
-                } else if (Octant(center, R(hi).head.position) != o) {
+                } else if (Octant(center, records_[hi].head.position) != o) {
                     --hi;
                 } else {
-                    std::swap(R(lo), R(hi));
+                    std::swap(records_[lo], records_[hi]);
                 }
             }
-        }
-        for (auto& child : node.children)
-            if (child) Build(*child);
+        for (int o = 0, start = first; o < 8; start += counts[o++])
+            if (counts[o]) node->children[o] = Built(start, counts[o]);
+        return node;
     }
 
     int Pass(Node& root) {
         int merged = 0;
-        for (int i = 0; i < record_count_; ++i) {
-            if (Gone(i)) continue;
-            query_ = i;
+        for (query_ = 0; query_ < record_count_; ++query_) {
+            if (gone_[query_]) continue;
             best_ = settings_.max_distance * settings_.max_distance * 1.002f;
             partner_ = -1;
             Search(root);
             if (partner_ < 0) continue;
-            Merge(R(i), R(partner_));
-            Gone(partner_) = 1;
+            Merge(records_[query_], records_[partner_]);
+            gone_[partner_] = 1;
             ++merged;
         }
         return merged;
     }
 
     void Search(Node& node) {
-        if (query_ >= node.first + node.count || node.first >= record_count_) return;
+        if (query_ >= node.End() || node.first >= record_count_) return;
         if (!node.is_leaf) {
             for (auto& child : node.children)
                 if (child && !child->is_empty && BoxDistance(*child) < best_) Search(*child);
             return;
         }
         const int begin = std::max(query_ + 1, node.first);
-        const int end = std::min(node.first + node.count, record_count_);
+        const int end = std::min(node.End(), record_count_);
         bool saw_any = false;
         for (int j = begin; j < end; ++j) {
-            if (Gone(j)) continue;
+            if (gone_[j]) continue;
             saw_any = true;
-            const float d = Distance(R(query_), R(j));
-            if (d <= best_ * 0.999f && IsAlike(R(query_), R(j))) {
+            const float d = Distance(records_[query_], records_[j]);
+            if (d <= best_ * 0.999f && IsAlike(records_[query_], records_[j])) {
                 best_ = d;
                 partner_ = j;
             }
         }
-        if (begin == node.first && end == node.first + node.count) node.is_empty = !saw_any;
+        if (begin == node.first && end == node.End()) node.is_empty = !saw_any;
     }
 
     float Raster(float squared, float depth) const {
@@ -160,17 +148,14 @@ private:
     }
 
     float Distance(const PointRecord& a, const PointRecord& b) const {
+        const float *const p = a.head.position, *const q = b.head.position;
         float squared = 0;
-        for (int axis = 0; axis < 3; ++axis) {
-            const float d = a.head.position[axis] - b.head.position[axis];
-            squared += d * d;
-        }
-        const float depth = (a.head.position[2] + b.head.position[2]) * 0.5f;
-        return settings_.is_raster_space ? Raster(squared, depth) : squared;
+        for (int axis = 0; axis < 3; ++axis) squared += (p[axis] - q[axis]) * (p[axis] - q[axis]);
+        return settings_.is_raster_space ? Raster(squared, (p[2] + q[2]) * 0.5f) : squared;
     }
 
-    float BoxDistance(const Node& node) {
-        const float* const p = R(query_).head.position;
+    float BoxDistance(const Node& node) const {
+        const float* const p = records_[query_].head.position;
         float squared = 0;
         for (int axis = 0; axis < 3; ++axis) {
             const float d = std::max({0.0f, node.low[axis] - p[axis], p[axis] - node.high[axis]});
@@ -180,9 +165,8 @@ private:
     }
 
     bool IsAlike(const PointRecord& a, const PointRecord& b) const {
-        float dot = 0;
-        for (int axis = 0; axis < 3; ++axis) dot += a.head.normal[axis] * b.head.normal[axis];
-        if (!(dot >= settings_.min_dot)) return false;
+        const float *const n = a.head.normal, *const m = b.head.normal;
+        if (!(n[0] * m[0] + n[1] * m[1] + n[2] * m[2] >= settings_.min_dot)) return false;
         if (settings_.max_difference < 0 || settings_.max_difference >= 1e15f) return true;
         for (std::size_t k = 0; k < settings_.area_flags.size(); ++k)
             if (!settings_.area_flags[k] &&
@@ -193,8 +177,7 @@ private:
 
     void Merge(PointRecord& a, const PointRecord& b) const {
         const float sum = a.head.radius + b.head.radius;
-        const float wa = a.head.radius / sum;
-        const float wb = b.head.radius / sum;
+        const float wa = a.head.radius / sum, wb = b.head.radius / sum;
         float length = 0;
         for (int axis = 0; axis < 3; ++axis) {
             a.head.position[axis] = a.head.position[axis] * wa + b.head.position[axis] * wb;
@@ -209,45 +192,34 @@ private:
     }
 
     void Compact(int count) {
-        int lo = 0;
-        int hi = count - 1;
-        for (;;) {
-            while (lo < count && !Gone(lo)) ++lo;
-            while (hi >= 0 && Gone(hi)) --hi;
+        for (int lo = 0, hi = count - 1;;) {
+            while (lo < count && !gone_[lo]) ++lo;
+            while (hi >= 0 && gone_[hi]) --hi;
             if (lo >= hi) return;
-            std::swap(R(lo), R(hi));
-            Gone(lo) = 0;
-            Gone(hi) = 1;
+            std::swap(records_[lo], records_[hi]);
+            std::swap(gone_[lo], gone_[hi]);
         }
     }
 
     void Refit(Node& node) {
-        for (int axis = 0; axis < 3; ++axis) {
-            node.low[axis] = 1e30f;
-            node.high[axis] = -1e30f;
-        }
+        node.Clear();
         node.is_empty = true;
-        const auto include = [&](const float* low, const float* high) {
-            for (int axis = 0; axis < 3; ++axis) {
-                node.low[axis] = std::min(node.low[axis], low[axis]);
-                node.high[axis] = std::max(node.high[axis], high[axis]);
-            }
+        for (int i = node.first; node.is_leaf && i < node.End(); ++i) {
+            if (gone_[i]) continue;
+            node.Include(records_[i].head.position, records_[i].head.position);
             node.is_empty = false;
-        };
-        if (node.is_leaf) {
-            for (int i = node.first; i < node.first + node.count; ++i)
-                if (!Gone(i)) include(R(i).head.position, R(i).head.position);
-            return;
         }
         for (auto& child : node.children) {
             if (!child) continue;
             Refit(*child);
-            if (!child->is_empty) include(child->low, child->high);
+            if (child->is_empty) continue;
+            node.Include(child->low, child->high);
+            node.is_empty = false;
         }
     }
 
-    std::span<PointRecord> records_;
-    std::span<std::uint8_t> removed_;
+    PointRecord* const records_;
+    std::uint8_t* const gone_;
     const SimplifySettings& settings_;
     const Projection& projection_;
     int record_count_ = 0;
@@ -255,10 +227,5 @@ private:
     float best_ = 0;
     int partner_ = -1;
 };
-
-inline void Simplify(std::span<PointRecord> records, std::span<std::uint8_t> removed,
-                     const SimplifySettings& settings, const Projection& projection) {
-    Run(records, removed, settings, projection).Simplify();
-}
 
 }  // namespace plain_simplify

@@ -59,7 +59,7 @@ TEST(DriverSimplify, EqualPointsBecomeOneOfAllTheirAreas) {
     SimplifySettings settings;
     settings.max_distance = 0;  // 0 still reaches what is at exactly the same place
     settings.area_flags = {1, 0};
-    for (const std::size_t count : {2, 17}) {  // 17 are more than a leaf is split at
+    for (const std::size_t count : {2u, 17u}) {  // 17 are more than a leaf is split at
         const Points left = Thinned(Points(count, {At(3), {0.25f, 7}}), settings);
         ASSERT_EQ(left.size(), 1u);
         const auto& [head, data] = left[0];
@@ -152,7 +152,7 @@ TEST(DriverSimplify, AgreesWithThePlainAlgorithm) {
 
         Cloudlet fast(points), plain(points);
         Simplify(fast.records, fast.removed, settings, projection);
-        plain_simplify::Simplify(plain.records, plain.removed, settings, projection);
+        plain_simplify::Run(plain.records, plain.removed, settings, projection);
         ASSERT_TRUE(fast.Bytes() == plain.Bytes()) << "round " << round;
         merged += std::accumulate(fast.removed.begin(), fast.removed.end(), 0u);
     }

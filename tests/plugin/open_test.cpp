@@ -1,5 +1,6 @@
 // Opening through the exported functions: parameters, channels, answers.
 
+#include <algorithm>
 #include <numeric>
 
 #include "tests/plugin/baked.h"
@@ -12,6 +13,14 @@ std::vector<float> Matrix(float first) {
     return values;
 }
 
+/// The second element of both matrices, and the format.
+std::vector<float> HeaderOf(const CloudFile& file) {
+    std::vector<float> values;
+    for (const std::size_t at : {192u, 256u, 316u, 320u, 324u})
+        values.push_back(file.At<float>(at));
+    return values;
+}
+
 TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     const Plugin stays_loaded;
     HostParameters parameters;
@@ -20,11 +29,7 @@ TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     CloudFile file = Baked({"a|varying float _area", "b|color glow.001", "|normal .x",
                             "e|varying point p extra words"},
                            parameters, {});
-    EXPECT_EQ(file.At<float>(188 + 4), 2.0f);
-    EXPECT_EQ(file.At<float>(252 + 4), 101.0f);
-    EXPECT_EQ(file.At<float>(316), 320.0f);
-    EXPECT_EQ(file.At<float>(320), 240.0f);
-    EXPECT_EQ(file.At<float>(324), 0.5f);
+    EXPECT_EQ(HeaderOf(file), (std::vector<float>{2, 101, 320, 240, 0.5f}));
     EXPECT_EQ(file.DataSize(), 10);
     EXPECT_EQ(file.Declarations(),
               (std::vector<std::string>{"float _area", "color glow", "normal ", "point p"}));
@@ -32,9 +37,7 @@ TEST(Plugin, ParametersAndChannelsReachTheHeader) {
     // The size stays from one open to the next, the ratio and the matrices do not.
     file = Baked({"x|float _none"}, {}, {});
     EXPECT_EQ(file.At<float>(188), 1.0f);
-    EXPECT_EQ(file.At<float>(252 + 4), 0.0f);
-    EXPECT_EQ(file.At<float>(316), 320.0f);
-    EXPECT_EQ(file.At<float>(324), 0.0f);
+    EXPECT_EQ(HeaderOf(file), (std::vector<float>{0, 0, 320, 240, 0}));
     EXPECT_EQ(file.PointVariables(), 0);
     EXPECT_EQ(Baked({"|float _none", "|float _none"}, {}, {}).PointVariables(), 2);
 }
@@ -44,6 +47,7 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
     const Plugin plugin;
     const std::string name = folder.File("a"), absent = folder.File("no/a"),
                       itself = folder.File("");
+    const std::string longest(4095, 'n');
     const std::string no_bar = "Bad type declaration - missing DisplayChannel?";
     const HostChannels good = {"x|float a"};
     const auto impossible = [](const std::string& type) {
@@ -61,7 +65,8 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
         {name, {"x|float a", "x| \t "}, kDspyBadParameters, no_bar},
         {name, {"x|color[-2] a"}, kDspyBadParameters, impossible("color[-2]")},
         {name, {"x|color[6000000] a"}, kDspyBadParameters, impossible("color[6000000]")},
-        {std::string(4096, 'n'), good, kDspyBadParameters, "file name too long"},
+        {longest + "n", good, kDspyBadParameters, "file name too long"},
+        {longest, good, kDspyNoResource, "cannot create '" + longest + "': File name too long"},
         {absent, good, kDspyNoResource,
          "cannot create '" + absent + "': No such file or directory"},
         {"", good, kDspyNoResource, "cannot create '': No such file or directory"},
@@ -104,20 +109,16 @@ TEST(Plugin, FormatsAreAskedForInLittleEndianOrderAndQueriesAnsweredWithinTheirR
     for (const DspyFormat& format : channels.List()) EXPECT_EQ(format.type, 0x4001u);
     plugin.close(image);
 
-    const struct {
-        int type, length, code;
-        std::string_view left;  // of 8 bytes that were all 'x'
-    } rows[] = {
-        {6, 4, 0, {"\1\0\0\0xxxx", 8}}, {6, 8, 0, {"\1\0\0\0xxxx", 8}},
-        {6, 3, 0, {"\1\0\0xxxxx", 8}},  {6, 0, 0, "xxxxxxxx"},
-        {0, -1, 0, "xxxxxxxx"},         {0, 4, 2, "xxxxxxxx"},
-    };
-    for (const auto& row : rows) {
-        std::string data(8, 'x');
-        EXPECT_EQ(plugin.query(nullptr, row.type, row.length, data.data()), row.code);
-        EXPECT_EQ(data, row.left);
+    for (const int length : {-1, 0, 3, 4, 8}) {
+        std::string data(8, 'x'), wanted = data;
+        std::copy_n("\1\0\0", std::clamp(length, 0, 4), wanted.begin());
+        EXPECT_EQ(plugin.query(nullptr, 6, length, data.data()), kDspySuccess);
+        EXPECT_EQ(data, wanted);
     }
-    EXPECT_EQ(plugin.query(nullptr, 0, 4, nullptr), 0);
+    std::string untouched = "xxxx";
+    EXPECT_EQ(plugin.query(nullptr, 0, 4, untouched.data()), kDspyUnsupported);
+    EXPECT_EQ(untouched, "xxxx");
+    EXPECT_EQ(plugin.query(nullptr, 0, 4, nullptr), kDspySuccess);
 }
 
 }  // namespace

@@ -69,7 +69,6 @@ TEST(UtilMatrixInvert, RandomMatricesTimesTheirInverseAreDiagonalInPlaceToTheBit
 TEST(UtilMatrixInvert, ConditionIsLargestOverSmallestSingularValue) {
     const double c = std::cos(0.7), s = std::sin(0.7), no_number = std::nan("");
     const std::pair<Doubles, double> cases[] = {
-        {{0, 3, 0, 0, 1, 0, 0, 0, 0, 0, 0, 2, 0, 0, -6, 0}, 6},    // a permutation
         {{c, s, 0, 0, -s, c, 0, 0, 0, 0, 10, 0, 0, 0, 0, 1}, 10},  // a rotation, scaled
         {{2, 1, 0, 0, 1, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, (7 + 3 * std::sqrt(5)) / 2},
         {{1e300, 0, 0, 0, 0, -2e300, 0, 0, 0, 0, 1e300, 0, 0, 0, 0, 1e300}, 2},
@@ -129,18 +128,6 @@ TEST(UtilMatrixInvert, ReplacesOnlyWhatIsNoInverseOrAWorseOne) {
         EXPECT_TRUE(condition >= tested.least && condition <= tested.most) << condition;
         EXPECT_EQ(out, tested.result) << "case " << &tested - cases;
     }
-    Matrix out{};  // the other way to invert looks for nothing
-    EXPECT_EQ(MxCofactorInvert(Scale(0), out), 0);
-    EXPECT_EQ(out[15], kInfinity);
-}
-
-std::string WarningsOf(int calls) {
-    testing::internal::CaptureStderr();
-    for (int i = 0; i < calls; ++i) {
-        Matrix held = With(kIdentity, 1, 0.5f);
-        MxInvert(Scale(1.5e-9f), held);
-    }
-    return testing::internal::GetCapturedStderr();
 }
 
 TEST(UtilMatrixInvertDeathTest, WarnsTwentyTimesWithTheErrorFoundAtFirst) {
@@ -152,11 +139,19 @@ TEST(UtilMatrixInvertDeathTest, WarnsTwentyTimesWithTheErrorFoundAtFirst) {
         "                         0               2               0               0\n"
         "                         0               0               3               0\n"
         "                         0               0               0  1.50000001e-09\n";
-    std::string twenty;
-    for (int i = 0; i < 20; ++i) twenty += warning;
+    const auto has_warned = [&] {
+        std::string twenty;
+        for (int i = 0; i < 20; ++i) twenty += warning;
+        testing::internal::CaptureStderr();
+        for (int i = 0; i < 25; ++i) {
+            Matrix held = With(kIdentity, 1, 0.5f);
+            MxInvert(Scale(1.5e-9f), held);
+        }
+        return testing::internal::GetCapturedStderr() == twenty;
+    };
     // In a process of its own: the budget is the process's.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(std::exit(WarningsOf(25) == twenty ? 0 : 1), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(std::exit(has_warned() ? 30 : 31), testing::ExitedWithCode(30), "");
 }
 
 }  // namespace

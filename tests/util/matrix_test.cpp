@@ -41,8 +41,6 @@ TEST(UtilMatrix, ProductsArePlainSumsInDoubleWhereverTheyAreWritten) {
             MxLerp(left, right, onto_left ? left : right, 0.3f);
             ASSERT_EQ(onto_left ? left : right, between);
         }
-        MxMultiply(a, b, out);
-        ASSERT_EQ(out, product);
         // A point is a row; here it is one of the matrix itself.
         out = b;
         MxMultiply(b, b, product);
@@ -54,12 +52,11 @@ TEST(UtilMatrix, ProductsArePlainSumsInDoubleWhereverTheyAreWritten) {
 
 TEST(UtilMatrix, PointsAreDividedUnlessWIsZero) {
     const Matrix move{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 10, 20, 30, 1};
-    for (const auto& [given, wanted] : {std::pair<Point, Point>{{1, 2, 3, 0}, {1, 2, 3, 0}},
-                                        {{1, 2, 3, 2}, {10.5f, 21, 31.5f, 1}}}) {
-        Point out = given;
-        MxTransformPoint(out, out, move);
-        EXPECT_EQ(out, wanted);
-    }
+    Point direction{1, 2, 3, 0}, weighted{1, 2, 3, 2};
+    MxTransformPoint(direction, direction, move);
+    MxTransformPoint(weighted, weighted, move);
+    EXPECT_EQ(direction, (Point{1, 2, 3, 0}));
+    EXPECT_EQ(weighted, (Point{10.5f, 21, 31.5f, 1}));
 }
 
 TEST(UtilMatrix, StackHoldsThirtyTwo) {

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <memory>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -32,20 +32,26 @@ TEST(UtilProcessStats, SystemSectionHasItsMembersInOrderAndAsksTheSystem) {
     system.stop();
     const double elapsed = system.total_time.Total().elapsed;
     EXPECT_GT(elapsed, 0);
-    system.update();
+    TgMemoryStats memory("memory", "Memory");
+    system.system_mem.Set(0);
+    testing::internal::CaptureStdout();
+    PrintSummary(system, memory, stdout);  // which brings both up to date
+    EXPECT_GT(system.system_mem.Current(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), SummaryText(system, memory));
     EXPECT_EQ(system.total_time.Total().elapsed, elapsed) << "it has stopped";
 }
 
-/// Fresh pages, each of which the system has to provide.
-auto FreshPages(std::size_t pages) {
-    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+/// Calls `work` while there are fresh pages, each of which the system had to provide.
+template <class Work>
+void FreshPages(int pages, Work work) {
+    const auto size = static_cast<std::size_t>(pages * sysconf(_SC_PAGESIZE));
     void* const mapped =
-        mmap(nullptr, pages * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    EXPECT_NE(mapped, MAP_FAILED);
-    madvise(mapped, pages * page, MADV_NOHUGEPAGE);
-    for (std::size_t i = 0; i < pages; ++i) static_cast<volatile char*>(mapped)[i * page] = 1;
-    const auto unmap = [=](void* memory) { munmap(memory, pages * page); };
-    return std::unique_ptr<void, decltype(unmap)>(mapped, unmap);
+        mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(mapped, MAP_FAILED);
+    madvise(mapped, size, MADV_NOHUGEPAGE);
+    std::memset(mapped, 1, size);
+    work();
+    munmap(mapped, size);
 }
 
 TEST(UtilProcessStats, PagesCountFromStartToStopAndMemoryIsNow) {
@@ -54,9 +60,7 @@ TEST(UtilProcessStats, PagesCountFromStartToStopAndMemoryIsNow) {
     memory.update();
     EXPECT_EQ(memory.page_reclaims.Value(), 0u) << "not started";
     memory.start();
-    auto pages = FreshPages(2000);
-    system.update();
-    pages.reset();
+    FreshPages(2000, [&] { system.update(); });
     memory.stop();
     const std::int64_t most = system.system_mem.Current();
     system.update();
@@ -66,7 +70,7 @@ TEST(UtilProcessStats, PagesCountFromStartToStopAndMemoryIsNow) {
     const unsigned long counted = memory.page_reclaims.Value();
     EXPECT_GE(counted, 2000u);
     EXPECT_LT(counted, static_cast<unsigned long>(ReadPageCounts().reclaims));
-    FreshPages(1000);
+    FreshPages(1000, [] {});
     memory.update();
     EXPECT_EQ(memory.page_reclaims.Value(), counted) << "stopped";
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they replace the allocator
@@ -96,15 +100,6 @@ TEST(UtilProcessStats, SummaryTimesCountHoursAboveOneHourOnly) {
                               "       Real time:     ") +
                       text + "\n       User time:     00:59\n       Sys time:      01:00\n");
     }
-}
-
-TEST(UtilProcessStats, PrintedSummaryIsUpToDate) {
-    TgStats system;
-    TgMemoryStats memory("memory", "Memory");
-    testing::internal::CaptureStdout();
-    PrintSummary(system, memory, stdout);
-    EXPECT_GT(system.system_mem.Current(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), SummaryText(system, memory));
 }
 
 }  // namespace

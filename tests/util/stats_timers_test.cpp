@@ -22,24 +22,21 @@ TEST(UtilStatsTimers, TimerCountsBetweenStartAndStop) {
     UtTimerStat timer("t", "T");
     timer.stop();  // never started: nothing to add
     EXPECT_EQ(timer.Total().elapsed, 0);
-
     timer.start();
     Work(0.01);
     timer.start();  // runs already, and goes on
     timer.update();
-    const ProcessTimes middle = timer.Total();
-    EXPECT_GE(middle.user, 0.01);
-    EXPECT_GT(middle.elapsed, 0);
+    const double middle = timer.Total().user;
+    EXPECT_GE(middle, 0.01);
     Work(0.01);
-    EXPECT_EQ(timer.Total().user, middle.user) << "a total grows by update() and stop() only";
+    EXPECT_EQ(timer.Total().user, middle) << "a total grows by update() and stop() only";
     timer.stop();
-    const ProcessTimes end = timer.Total();
-    EXPECT_GE(end.user, middle.user + 0.01);
-    EXPECT_LT(end.user, ReadProcessTimes().user + 1e-6) << "no stretch is counted twice";
-
+    const double end = timer.Total().user;
+    EXPECT_GE(end, middle + 0.01);
+    EXPECT_LT(end, ReadProcessTimes().user + 1e-6) << "no stretch is counted twice";
     Work(0.01);
     timer.update();
-    EXPECT_EQ(timer.Total().user, end.user) << "it has stopped";
+    EXPECT_EQ(timer.Total().user, end) << "it has stopped";
     timer.start();
     Work(0.02);
     timer.reset();

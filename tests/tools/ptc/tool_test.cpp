@@ -1,106 +1,98 @@
 // The ptc program as a user runs it: what it prints where, and its exit statuses.
 
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tests/tools/ptc/sound_cloud.h"
+#include "tests/tools/run_tool.h"
 
 using namespace sound_cloud;
 using nlohmann::json;
 
 namespace {
 
-struct ToolRun {
-    int status;
-    std::string out;
-    std::string err;
-};
-
 class PtcTool : public testing::Test {
 protected:
-    /// Runs the program in the scratch folder, `arguments` as a shell splits them.
-    ToolRun Ptc(const std::string& arguments) const {
-        const std::string command = "cd " + folder_.File("") + " && ( " PTC " " + arguments +
-                                    " ) >" + output_.File("out") + " 2>" + output_.File("err");
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(output_.File("out")),
-                ContentOf(output_.File("err"))};
-    }
-    void Make(const std::string& name, const std::string& bytes) const {
-        WriteTo(folder_.File(name), bytes);
-    }
-
-    ScratchFolder folder_;
-
-private:
-    ScratchFolder output_;
+    ToolFolder folder_;
 };
 
-TEST_F(PtcTool, AnswersEachCallWithItsStatusAndOneLine) {
-    Make("sound.ptc", Bytes());
-    Make("cut.ptc", Bytes({kPoints, false}).substr(0, kDataStart + 2 * kRecord));
-    Make("alien.ptc", "no point cloud");
+TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
+    folder_.Write("sound.ptc", Bytes({kPoints, false}));
+    folder_.Write("cut.ptc", Bytes({kPoints, false}).substr(0, kDataStart + 2 * kRecord));
+    folder_.Write("alien.ptc", "no point cloud");
+    folder_.Write("bad.csv", "x,y,z\n1,2,3\n4,5,six\n");
+    folder_.Write("long.csv", "x,y,z\n1,2,3,4\n");
+    folder_.Write("negative.csv", "radius,x,y,z\n1,2,3,4\n-1,2,3,4\n");
+    folder_.Write("out", "an older file");
+    const auto before = folder_.Names();
     const struct {
         const char* arguments;
         int status;
-        const char* line;  ///< begins standard error; null: nothing is there
+        const char* reason;
     } cases[] = {
-        {"info sound.ptc", 0, nullptr},
-        {"info alien.ptc", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
+        {"info - < sound.ptc", 0, ""},
+        {"print --range 5:1 sound.ptc", 0, ""},
+        {"view - -o - --size 8x8 --background '#fF0010' --range -1:2.5 < sound.ptc", 0, ""},
         {"info absent.ptc sound.ptc", 1, "ptc: absent.ptc: No such file or directory\n"},
-        {"info - < sound.ptc", 0, nullptr},
-        {"print sound.ptc", 0, nullptr},
-        {"print --range 5:1 sound.ptc", 0, nullptr},
         {"print --range 6:1 sound.ptc", 1, "ptc: sound.ptc: the range begins at 6"},
         {"print --variables shine sound.ptc", 1, "ptc: sound.ptc: no variable \"shine\""},
         {"print cut.ptc", 1, "ptc: cut.ptc: point 2 of 5 is missing"},
-        {"check sound.ptc", 0, nullptr},
-        {"check sound.ptc cut.ptc", 1, nullptr},
-        {"check absent.ptc", 1, "ptc: absent.ptc: No such file or directory\n"},
-        {"repair cut.ptc whole.ptc", 0, nullptr},
-        {"repair alien.ptc made.ptc", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
-        {"repair cut.ptc absent/made.ptc", 1, "ptc: absent/made.ptc: No such file or directory\n"},
-        {"repair cut.ptc .", 1, "ptc: .: Is a directory\n"},
         {"print sound.ptc > /dev/full", 1, "ptc: standard output: No space left on device"},
+        {"repair alien.ptc out", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
+        {"repair cut.ptc .", 1, "ptc: .: Is a directory\n"},
+        {"convert cut.ptc out --to ply", 1, "ptc: cut.ptc: it is shorter than its number of"},
+        {"convert bad.csv out --to gzip", 1, "ptc: bad.csv: line 3: \"six\" is no number\n"},
+        {"convert long.csv out --to gzip", 1, "ptc: long.csv: line 2: more values than the 3"},
+        {"convert negative.csv out --to text", 1, "ptc: out: point 1 has a negative radius"},
+        {"convert sound.ptc out --from ply --to csv", 1, "ptc: sound.ptc: it is no PLY file\n"},
+        {"convert sound.ptc no/out.ptc", 1, "ptc: no/out.ptc: No such file or directory\n"},
+        {"convert sound.ptc /dev/full --to csv", 1, "ptc: /dev/full: No space left on device\n"},
+        {"view alien.ptc -o out", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
+        {"view cut.ptc -o out", 1, "ptc: cut.ptc: "},
+        {"view sound.ptc -o no/out", 1, "ptc: no/out: No such file or directory\n"},
+        {"view sound.ptc -o /dev/full", 1, "ptc: /dev/full: No space left on device\n"},
+        {"view sound.ptc -o out --variable nothing", 1, "ptc: sound.ptc: "},
         {"", 2, ""},
-        {"info", 2, ""},
-        {"view-all sound.ptc", 2, ""},
         {"print --range 1 sound.ptc", 2, ""},
         {"print --range -1:2 sound.ptc", 2, ""},
         {"print --nodes --range 0:1 sound.ptc", 2, ""},
-        {"repair cut.ptc", 2, ""},
+        {"convert sound.ptc out.ply.gz", 2, "give --to"},
+        {"convert sound.ptc out --to jpeg", 2, "must be binary, text, gzip, ply, ply-ascii or"},
+        {"convert sound.ptc out --to csv --radius=-1", 2, "must be 0 or more"},
+        {"view sound.ptc -o out --size 0x10", 2, ""},
+        {"view sound.ptc -o out --size 10x10x", 2, ""},
+        {"view sound.ptc -o out --range 2:1", 2, ""},
+        {"view sound.ptc -o out --range nan:1", 2, ""},
+        {"view sound.ptc -o out --background '#12345'", 2, ""},
+        {"view sound.ptc -o out --camera none", 2, ""},
+        {"view sound.ptc -o out --exposure nan", 2, ""},
     };
-    for (const auto& tested : cases) {
-        SCOPED_TRACE(tested.arguments);
-        const ToolRun run = Ptc(tested.arguments);
-        EXPECT_EQ(run.status, tested.status) << run.err;
-        EXPECT_EQ(run.err.empty(), tested.line == nullptr) << run.err;
-        EXPECT_TRUE(run.err.starts_with(tested.line ? tested.line : "")) << run.err;
-        EXPECT_LE(std::count(run.err.begin(), run.err.end(), '\n'), tested.status == 2 ? 9 : 1);
+    for (const auto& [arguments, status, reason] : cases) {
+        SCOPED_TRACE(arguments);
+        const ToolRun run = folder_.Run(arguments);
+        EXPECT_EQ(run.status, status) << run.err;
+        EXPECT_EQ(run.err.empty(), status == 0) << run.err;
+        EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
+        EXPECT_TRUE(status == 2 || run.err.find('\n') + 1 == run.err.size()) << run.err;
+        EXPECT_EQ(folder_.Names(), before);
+        EXPECT_EQ(folder_.Content("out"), "an older file");
     }
-    EXPECT_FALSE(std::filesystem::exists(folder_.File("made.ptc")));
 }
 
 TEST_F(PtcTool, InfoSaysInJsonWhatTheManualShows) {
-    Make("qv.ptc", Bytes());
-    const ToolRun run = Ptc("info --json qv.ptc");
-    ASSERT_EQ(run.status, 0) << run.err;
+    folder_.Write("qv.ptc", Bytes());
     const std::string manual = ContentOf("docs/tools.md");
     const std::size_t begin = manual.find("```json\n") + 8;
-    EXPECT_EQ(json::parse(run.out),
+    EXPECT_EQ(json::parse(folder_.Run("info --json qv.ptc").out),
               json::parse(manual.substr(begin, manual.find("```", begin) - begin)));
 }
 
 TEST_F(PtcTool, InfoTellsStoredFromEffectiveAndSizesFromCounts) {
     std::string odd = Bytes({kPoints, false, TokenForm::kBinary, {20000, 480, 2}});
     Put(&odd, 16, std::numeric_limits<float>::quiet_NaN());
-    Make("odd.ptc", odd.substr(0, odd.size() - 1));
-    Make("text.ptc", Bytes({kPoints, true, TokenForm::kText}));
-    const json list = json::parse(Ptc("info --json odd.ptc text.ptc absent.ptc").out);
+    folder_.Write("odd.ptc", odd.substr(0, odd.size() - 1));
+    folder_.Write("text.ptc", Bytes({kPoints, true, TokenForm::kText}));
+    const json list = json::parse(folder_.Run("info --json odd.ptc text.ptc absent.ptc").out);
     ASSERT_EQ(list.size(), 2U);
     EXPECT_EQ(list[0]["format"]["stored"]["x_resolution"], 20000);
     EXPECT_EQ(list[0]["format"]["effective"]["x_resolution"], 640);
@@ -111,32 +103,31 @@ TEST_F(PtcTool, InfoTellsStoredFromEffectiveAndSizesFromCounts) {
     EXPECT_EQ(list[0]["size"]["whole_points"], 4);
     EXPECT_EQ(list[1]["form"], "text");
     EXPECT_TRUE(list[1]["size"]["agrees"].is_null());
-    EXPECT_TRUE(list[1]["bytes_per_point"].is_null());
 }
 
 TEST_F(PtcTool, PrintShowsTheChosenPartOfTheChosenPoints) {
     for (const auto form : {TokenForm::kBinary, TokenForm::kText}) {
-        Make("a.ptc", Bytes({kPoints, true, form}));
-        EXPECT_EQ(Ptc("print --csv --range 2:2 --variables glow,position a.ptc").out,
+        folder_.Write("a.ptc", Bytes({kPoints, true, form}));
+        EXPECT_EQ(folder_.Run("print --csv --range 2:2 --variables glow,position a.ptc").out,
                   "point,glow_r,glow_g,glow_b,x,y,z\n2,2,1,1,2,4,-2\n3,3,1.5,1,3,6,-3\n");
-        EXPECT_EQ(Ptc("print --csv --range 4:9 --variables normal,radius,_area a.ptc").out,
+        EXPECT_EQ(folder_.Run("print --csv --range 4:9 --variables normal,radius,_area a.ptc").out,
                   "point,nx,ny,nz,radius,_area\n4,0.0078125,-3.7450704e-07,0.9999695,0.5,0.25\n");
     }
-    std::istringstream lines(Ptc("print a.ptc").out);
+    std::istringstream lines(folder_.Run("print a.ptc").out);
     std::vector<std::size_t> lengths;
     for (std::string line; std::getline(lines, line);) lengths.push_back(line.size());
     EXPECT_EQ(lengths, std::vector<std::size_t>(1 + kPoints, lengths.at(0)));
 }
 
 TEST_F(PtcTool, PrintWalksTheOctreeFromTheRoot) {
-    Make("a.ptc", Bytes());
-    EXPECT_EQ(Ptc("print --nodes --csv --variables weight a.ptc").out,
+    std::string bytes = Bytes();
+    folder_.Write("a.ptc", bytes);
+    EXPECT_EQ(folder_.Run("print --nodes --csv --variables weight a.ptc").out,
               "offset,depth,first_point,points,children,weight\n"
               "634,0,0,5,1:560 6:597,1.5\n560,1,0,2,,1.5\n597,1,2,3,,1.5\n");
-    std::string circle = Bytes();
-    Put(&circle, kRoot + 37, std::int64_t{kRoot});
-    Make("circle.ptc", circle);
-    const ToolRun run = Ptc("print --nodes circle.ptc");
+    Put(&bytes, kRoot + 37, std::int64_t{kRoot});
+    folder_.Write("circle.ptc", bytes);
+    const ToolRun run = folder_.Run("print --nodes circle.ptc");
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(run.err.starts_with("ptc: circle.ptc: 671: ")) << run.err;
 }
@@ -144,25 +135,26 @@ TEST_F(PtcTool, PrintWalksTheOctreeFromTheRoot) {
 TEST_F(PtcTool, CheckShowsTheFirstFaultsAndCountsTheRest) {
     std::string bytes = Bytes({kPoints, false});
     for (std::size_t i = kDataStart; i < bytes.size(); i += 4) Put(&bytes, i, 0x7FC00000);
-    Make("bad.ptc", bytes);
-    const auto lines = [&](const std::string& arguments) {
-        const ToolRun run = Ptc(arguments);
+    folder_.Write("bad.ptc", bytes);
+    folder_.Write("sound.ptc", Bytes());
+    for (const auto& [arguments, lines] :
+         {std::pair{"check sound.ptc bad.ptc", 22}, {"check --all bad.ptc sound.ptc", 42}}) {
+        const ToolRun run = folder_.Run(arguments);
         EXPECT_EQ(run.status, 1);
         EXPECT_NE(run.out.find("bad.ptc: 380: point 0: x nan is not finite\n"), std::string::npos);
         EXPECT_NE(run.out.find("bad.ptc: 40 faults"), std::string::npos) << run.out;
-        return std::count(run.out.begin(), run.out.end(), '\n');
-    };
-    EXPECT_EQ(lines("check bad.ptc"), 21);
-    EXPECT_EQ(lines("check --all bad.ptc"), 41);
+        EXPECT_NE(run.out.find("sound.ptc: sound, 5 points, 3 nodes\n"), std::string::npos);
+        EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), lines);
+    }
 }
 
-TEST_F(PtcTool, StreamsPassThroughPipes) {
-    Make("cut.ptc", Bytes({kPoints, false}) + "tail");
-    const ToolRun run = Ptc("repair - - < cut.ptc | " PTC " check -");
+TEST_F(PtcTool, RepairsPassThroughPipesOrReplaceTheFile) {
+    folder_.Write("cut.ptc", Bytes({kPoints, false}) + "tail");
+    const ToolRun run = folder_.Run("repair - - < cut.ptc | " TOOL " check -");
     EXPECT_EQ(run.status, 0) << run.out;
-    EXPECT_EQ(Ptc("check cut.ptc").status, 1);
-    EXPECT_EQ(Ptc("repair cut.ptc cut.ptc").status, 0);
-    EXPECT_EQ(ContentOf(folder_.File("cut.ptc")), Bytes({kPoints, false}));
+    EXPECT_EQ(folder_.Run("check cut.ptc").status, 1);
+    EXPECT_EQ(folder_.Run("repair cut.ptc cut.ptc").status, 0);
+    EXPECT_EQ(folder_.Content("cut.ptc"), Bytes({kPoints, false}));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Running `ptc` from a test, in a folder of its own.
+// Running the tool of a test program, in a folder of its own.
 
 #pragma once
 
@@ -36,21 +36,20 @@ public:
         return names;
     }
 
-    /// Runs `ptc` with the arguments as a shell splits them.
+    /// Runs the tool with the arguments as a shell splits them; it may be a longer command.
     ToolRun Run(const std::string& arguments) const {
-        const std::string line = "cd '" + folder_.File("") + "' && { '" PTC "' " + arguments +
-                                 "; }" + " >'" + streams_.File("out") + "' 2>'" +
-                                 streams_.File("err") + "'";
+        const std::string line = "cd " + Path("") + " && { " TOOL " " + arguments + "; } >" +
+                                 streams_.File("out") + " 2>" + streams_.File("err");
         const int status = std::system(line.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(streams_.File("out")),
                 ContentOf(streams_.File("err"))};
     }
 
-    /// A run that must succeed without a word.
+    /// A conversion that must succeed without a word.
     void Convert(const std::string& arguments) const {
         const ToolRun run = Run("convert " + arguments);
-        EXPECT_EQ(run.status, 0) << arguments << '\n' << run.err;
-        EXPECT_EQ(run.out, "") << arguments;
+        EXPECT_EQ(run.status, 0) << arguments;
+        EXPECT_EQ(run.out + run.err, "") << arguments;
     }
 
 private:
