@@ -45,8 +45,13 @@ std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
         descriptor = ::open(name, O_RDONLY | O_CLOEXEC);
     } while (descriptor < 0 && errno == EINTR);
     if (descriptor < 0) return nullptr;
-    if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
-    struct stat info;
-    const bool is_file = ::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
-    return std::make_unique<PlainRandomSource>(descriptor, is_file ? info.st_size : -1);
+    try {
+        if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
+        struct stat info;
+        const bool is_file = ::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
+        return std::make_unique<PlainRandomSource>(descriptor, is_file ? info.st_size : -1);
+    } catch (...) {
+        ::close(descriptor);  // nobody has taken it over
+        throw;
+    }
 }

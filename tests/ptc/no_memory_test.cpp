@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "ptc/block_caches.h"
+#include "ptc/thread_cache.h"
 #include "tests/ptc/fake_source.h"
 #include "tests/util/message_recorder.h"
 
@@ -91,6 +91,22 @@ TEST_F(PtcNoMemory, ABlockThatFindsNoneComesBackAndIsReadLater) {
     EXPECT_EQ(FailEach<PtcNodeCache>(false), 9) << "records, floats of each";
     EXPECT_EQ(FailEach<PtcNodeCache>(true), 8);
     EXPECT_EQ(Taken(), Events()) << "it is not the file's fault";
+}
+
+TEST_F(PtcNoMemory, ATableThatFindsNoneIsMadeByALaterLookup) {
+    PtcCacheStats stats;
+    FakeSource file(1, {1000, 2, 2});
+    PtcPointCache cache(3, stats);
+    PtcPointTable table(cache, 3, stats);
+    allocations_left = 0;
+    const PtcPoint* const none = table.Get(file, 300);
+    allocations_left = kPlenty;
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(file.reads, 0);
+    const PtcPoint* const point = table.Get(file, 300);
+    ASSERT_TRUE(point);
+    EXPECT_TRUE(file.IsPoint(*point, 300));
+    EXPECT_EQ(stats.points.lookups.Value(), stats.points.misses.Value());
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // A shared object with the access library inside, for a test that loads and unloads it.
 
 #include "ptc/access.h"
-#include "ptc/cache_set.h"
 
 /// Reads from `name` what leaves this thread with a file and with blocks of both kinds; shuts down
 /// first if told to. False: it cannot be read.
@@ -9,8 +8,5 @@ extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* na
                                                                   bool shuts_down) {
     if (shuts_down) PtcShutdown();
     PtcManagedFile* const file = PtcOpenForReading(name);
-    PtcThreadCache* const cache = ThisThreadCache();
-    if (!file || !cache) return false;
-    const std::int64_t children[kNodeChildren] = {file->Header()->root_position};
-    return cache->GetPoint(*file, 0) && cache->GetNodeChildren(*file, 0, children);
+    return PtcGetPoint(file, 0) && PtcGetRoot(file);
 }

@@ -2,8 +2,8 @@
 
 #include <regex>
 
-#include "tests/tools/ptc/run_tool.h"
 #include "tests/tools/ptc/sound_cloud.h"
+#include "tests/tools/run_tool.h"
 
 namespace {
 
