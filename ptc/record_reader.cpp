@@ -50,6 +50,9 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     points_end_ = header->data_start;
     if (!is_text_ && !is_gzip) points_end_ += header->point_count * record;
 
+    // The reader lets the nodes of a compressed file stand when there are no points. Nothing bounds
+    // their number then.
+    if (is_gzip) header->node_count = 0;
     header_ = std::move(header);
     {
         // What an earlier opening learned may not hold any more.

@@ -26,6 +26,13 @@ std::size_t BucketCount(std::int32_t capacity) {
     return std::bit_ceil(2 * static_cast<std::size_t>(capacity));
 }
 
+/// Null pointers, whose pages are touched only when they are used. Throws std::bad_alloc.
+PtcBlockLinks NullLinks(std::size_t count) {
+    auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
+    if (!links) throw std::bad_alloc();
+    return PtcBlockLinks(links);
+}
+
 }  // namespace
 
 /// Proof, passed as an argument, that one bucket's lock is held for reading. clang cannot name
@@ -81,7 +88,7 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
       capacity_(capacity),
       bucket_mask_(BucketCount(capacity) - 1),
       shared_stats_(stats),
-      heads_(NullArray<PtcCacheBlock*>(BucketCount(capacity))) {
+      heads_(NullLinks(BucketCount(capacity))) {
     {
         TgMutexGuard grow(grow_lock_);
         const std::int32_t chunks = (capacity + kChunkBlocks - 1) / kChunkBlocks;

@@ -31,7 +31,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <vector>
 
 #include "ptc/cache_block.h"
@@ -49,13 +48,7 @@ struct PtcFree {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// `count` items of zeros, whose pages are touched only when they are used. Throws std::bad_alloc.
-template <class T>
-std::unique_ptr<T[], PtcFree> NullArray(std::size_t count) {
-    auto* const items = static_cast<T*>(std::calloc(count, sizeof(T)));
-    if (!items) throw std::bad_alloc();
-    return std::unique_ptr<T[], PtcFree>(items);
-}
+using PtcBlockLinks = std::unique_ptr<PtcCacheBlock*[], PtcFree>;
 
 class PtcSharedCache : public TgUncopyable {
 public:
@@ -150,7 +143,7 @@ private:
     PtcCacheStats& shared_stats_;
 
     // Guarded by the locks of their buckets: BucketRead and BucketWrite are the proof.
-    const std::unique_ptr<PtcCacheBlock*[], PtcFree> heads_;
+    const PtcBlockLinks heads_;
     mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
 
     // Guarded.

@@ -1,6 +1,6 @@
 // Lock contracts that clang checks at compile time; empty for every other compiler.
 //
-// clang++ -Wthread-safety -Werror refuses a guarded member that is read without its lock and a
+// scripts/lint turns that on: it refuses a guarded member that is read without its lock and a
 // lock that is taken twice or left behind.
 
 #pragma once

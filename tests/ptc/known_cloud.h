@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <cstring>
 #include <fstream>
@@ -60,6 +61,12 @@ inline std::string BytesOf(const KnownCloud& wanted) {
 
 inline void Save(const std::string& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
+}
+
+inline void SaveCompressed(const std::string& file, const std::string& bytes) {
+    const gzFile out = gzopen(file.c_str(), "wb1");
+    gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
+    gzclose(out);
 }
 
 /// All points and nodes of a file, read one after the other.

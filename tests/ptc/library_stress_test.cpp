@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <atomic>
 #include <barrier>
@@ -104,11 +103,8 @@ protected:
     }
 
     std::string Compressed(const std::string& bytes) const {
-        const std::string name = folder_.File("compressed");
-        const gzFile out = gzopen(name.c_str(), "wb1");
-        gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
-        gzclose(out);
-        return ContentOf(name);
+        SaveCompressed(folder_.File("compressed"), bytes);
+        return ContentOf(folder_.File("compressed"));
     }
 
     /// What one thread does in its life.

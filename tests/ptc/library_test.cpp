@@ -143,6 +143,22 @@ TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
     EXPECT_FALSE(PtcFindVariables(nullptr, 2, names, offsets, sizes));
 }
 
+// With or without points: the octree of a compressed file is not read.
+TEST_F(Library, ACompressedFileHasNoTree) {
+    for (const double points : {50.0, 0.0}) {
+        std::string bytes = BytesOf({50, true});
+        std::memcpy(bytes.data() + 8, &points, sizeof points);
+        SaveCompressed(name_, bytes);
+        PtcShutdown();  // a file of the same name
+        PtcManagedFile* const file = PtcOpenForReading(name_.c_str());
+        PtcHeader header;
+        ASSERT_TRUE(PtcGetHeader(file, &header));
+        EXPECT_EQ(header.nodes, 0);
+        EXPECT_EQ(PtcGetRoot(file), nullptr);
+        EXPECT_EQ(PtcGetPoint(file, 0) != nullptr, points > 0);
+    }
+}
+
 // The nodes of a sound file with a few values changed: references to anywhere, to ancestors, to
 // each other's children, counts of any size. Every walk ends, and each read that fails says so
 // once.

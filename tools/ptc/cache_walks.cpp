@@ -9,7 +9,6 @@
 #include <chrono>
 #include <optional>
 #include <random>
-#include <span>
 #include <thread>
 #include <vector>
 
@@ -88,6 +87,8 @@ class Steps {
 public:
     Steps(Shared& shared, int thread) : shared_(shared), is_first_(thread == 0) {}
     ~Steps() { Tell(); }
+    Steps(const Steps&) = delete;
+    Steps& operator=(const Steps&) = delete;
     void Count() {
         if (++steps_ == kBatch) Tell();
     }
@@ -122,25 +123,28 @@ std::string WalkNodes(PtcManagedFile* file, std::int64_t nodes, Steps steps) {
         std::int64_t children[kNodeChildren];
     };
     std::vector<Parent> waiting;
-    const auto wait = [&](std::int64_t reference, const PtcNode& node) {
-        Parent parent{reference, {}};
-        std::copy_n(node.children, kNodeChildren, parent.children);
-        const std::span<const std::int64_t> references(parent.children);
-        const auto is_child = [](std::int64_t child) { return child != 0; };
-        if (std::any_of(references.begin(), references.end(), is_child)) waiting.push_back(parent);
+    std::int64_t visits = 0;
+    const auto visit = [&](std::int64_t reference, const PtcNode& node) {
+        ++visits;
+        steps.Count();
+        const bool is_leaf =
+            std::count(node.children, node.children + kNodeChildren, 0) == kNodeChildren;
+        if (is_leaf) return;
+        waiting.push_back({reference, {}});
+        std::copy_n(node.children, kNodeChildren, waiting.back().children);
     };
     std::int64_t root = 0;
     const PtcNode* const node = PtcGetRoot(file, &root);
     if (!node) return "the root of the octree cannot be read";
-    wait(root, *node);
-    for (std::int64_t visits = 1; !waiting.empty() && visits < nodes; ++visits, steps.Count()) {
+    visit(root, *node);
+    while (!waiting.empty() && visits < nodes) {
         const Parent parent = waiting.back();
         waiting.pop_back();
         const PtcNode* const children = PtcGetNodeChildren(file, parent.reference, parent.children);
         if (!children)
             return fmt::format("the children of the node at {} cannot be read", parent.reference);
         for (std::size_t i = kNodeChildren; i-- > 0;)
-            if (parent.children[i] != 0) wait(parent.children[i], children[i]);
+            if (parent.children[i] != 0) visit(parent.children[i], children[i]);
     }
     return {};
 }
