@@ -88,6 +88,7 @@ PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables) 
     const bool has_any = OrElse(false, [&] {
         const Cloud* const header = file->Header();
         if (!header || header->point_variables.names.empty()) return false;
+        if (!variables) return true;
         variables->types = header->point_variables.types;
         variables->names = header->point_variables.names;
         return true;

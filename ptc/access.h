@@ -66,7 +66,8 @@ struct PtcVariables {
     std::vector<std::string> names;  ///< as many
 };
 
-/// The same as PtcOpenForReading(), and the file's point variables; null for a file without any.
+/// The same as PtcOpenForReading(), and stores the file's point variables, unless `variables` is
+/// null. Null for a file without any.
 PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables);
 
 /// Ends one use of a file by this thread; a file that this thread does not use is left alone. A

@@ -55,9 +55,10 @@ const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
 
 const PtcNode* PtcGetNodeChildren(PtcManagedFile* file, std::int64_t reference,
                                   const std::int64_t* children) {
+    if (!file || !children) return nullptr;
     const bool has_child = std::any_of(children, children + kNodeChildren,
                                        [](std::int64_t child) { return child != 0; });
-    PtcThreadCache* const cache = file && has_child ? ThisThreadCache() : nullptr;
+    PtcThreadCache* const cache = has_child ? ThisThreadCache() : nullptr;
     return cache ? cache->GetNodeChildren(*file, reference, children) : nullptr;
 }
 

@@ -138,6 +138,8 @@ TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
 
     EXPECT_EQ(PtcGetPoint(nullptr, 0), nullptr);
     EXPECT_EQ(PtcGetNodeChildren(nullptr, 0, none), nullptr);
+    EXPECT_EQ(PtcGetNodeChildren(file, 0, nullptr), nullptr);
+    EXPECT_EQ(PtcOpenWithVariables(name_.c_str(), nullptr), file);
     EXPECT_EQ(PtcGetRoot(nullptr), nullptr);
     EXPECT_FALSE(PtcGetHeader(nullptr, &header));
     EXPECT_FALSE(PtcFindVariables(nullptr, 2, names, offsets, sizes));
