@@ -45,7 +45,8 @@ class TgStats;
 ///
 /// A file that cannot be opened is not tried again until PtcShutdown(), unless the reason was a
 /// shortage of memory or descriptors. One that was open and cannot be opened again is tried anew
-/// by every call. One that has changed on disk is read anew after it was closed for others.
+/// by every call. One that has changed on disk is read anew after it was closed for others. What is
+/// written over, or cut off, while it is open may answer anything: files are replaced, not changed.
 ///
 /// Makes a manager for 8 threads and 256 files when there is none.
 PtcManagedFile* PtcOpenManaged(const char* name, bool* opened = nullptr);

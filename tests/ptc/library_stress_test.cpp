@@ -9,8 +9,9 @@
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
-#include <mutex>
+#include <optional>
 #include <random>
+#include <shared_mutex>
 #include <thread>
 
 #include "ptc/access.h"
@@ -36,7 +37,8 @@ int Rounds() {
     return rounds ? std::atoi(rounds) : 1;
 }
 
-/// A file on disk that may be cut off for a while. What is there is always right.
+/// A file on disk that may be cut off for a while. What is there is always right, but only while
+/// it does not change: the system clears the rest of a page under the eyes of whoever reads it.
 class TestedFile {
 public:
     TestedFile(std::string name, std::string bytes, bool may_fail)
@@ -49,12 +51,16 @@ public:
 
     /// Cuts the file off somewhere, or writes what is missing behind what is there.
     void CutOrRestore(std::size_t cut) {
-        const std::unique_lock hold(changing_, std::try_to_lock);
-        if (!may_fail_ || !hold) return;
+        if (!may_fail_) return;
+        const std::unique_lock hold(changing_);
         is_cut_ ? Restore() : std::filesystem::resize_file(name_, cut % bytes_.size());
         is_cut_ = !is_cut_;
     }
 
+    /// Keeps the file as it is.
+    [[nodiscard]] std::shared_lock<std::shared_mutex> Stay() const {
+        return std::shared_lock(changing_);
+    }
     const char* Name() const { return name_.c_str(); }
     bool MayFail() const { return may_fail_; }
     const DirectRead& Direct() const { return *direct_; }
@@ -72,7 +78,7 @@ private:
     const bool may_fail_;
     std::optional<DirectRead> direct_;
     std::vector<std::int64_t> parents_;  ///< references of the nodes that have children
-    std::mutex changing_;
+    mutable std::shared_mutex changing_;
     bool is_cut_ = false;
 };
 
@@ -114,7 +120,7 @@ protected:
             TestedFile& file = files_[random() % files_.size()];
             std::this_thread::yield();  // waits without a file, so that files become idle
             if (random() % 16 == 0) file.CutOrRestore(random());
-            PtcManagedFile* const handle = PtcOpenForReading(file.Name());
+            PtcManagedFile* const handle = Open(file);
             if (!handle) {
                 Note(file.MayFail());
                 ++not_opened_;
@@ -124,6 +130,7 @@ protected:
             for (int lookup = 0; lookup < 40; ++lookup) {
                 walk = random() % 8 == 0 ? random() : walk + random() % 90;
                 const bool is_node = !file.Parents().empty() && random() % 3 == 0;
+                const auto stays = file.Stay();
                 const bool is_there =
                     is_node ? LookAtNode(file, handle, walk) : LookAtPoint(file, handle, walk);
                 ++looked_up_;
@@ -132,6 +139,10 @@ protected:
             }
             PtcRelease(handle);
         }
+    }
+    static PtcManagedFile* Open(const TestedFile& file) {
+        const auto stays = file.Stay();
+        return PtcOpenForReading(file.Name());
     }
     bool LookAtPoint(const TestedFile& file, PtcManagedFile* handle, std::size_t walk) {
         const auto index = static_cast<std::int64_t>(walk % file.Direct().heads.size());

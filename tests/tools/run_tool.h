@@ -38,8 +38,8 @@ public:
 
     /// Runs the tool with the arguments as a shell splits them; it may be a longer command.
     ToolRun Run(const std::string& arguments) const {
-        const std::string line = "cd " + Path("") + " && { " TOOL " " + arguments + "; } >" +
-                                 streams_.File("out") + " 2>" + streams_.File("err");
+        const std::string line = "cd '" + Path("") + "' && { '" TOOL "' " + arguments + "; } >'" +
+                                 streams_.File("out") + "' 2>'" + streams_.File("err") + "'";
         const int status = std::system(line.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(streams_.File("out")),
                 ContentOf(streams_.File("err"))};
