@@ -90,7 +90,7 @@ void UtFileManager::FillStats(TgStats* stats) {
                 const BucketHold hold(*this, b);
                 if (i >= buckets_[b].size()) break;
                 file = buckets_[b][i];
-                if (file->is_placeholder_ || !file->is_usable_) continue;
+                if (file->is_reservation_ || !file->is_usable_) continue;
             }
             stats->file_log.Add(file->Name());  // stays with the manager from here on
         }
@@ -105,7 +105,7 @@ const char* UtFileManager::BrokenPromise() {
         for (const File* file : bucket) {
             const bool should_be_idle = file->References() == 1 && file->IsOpen() &&
                                         !file->stays_open_.load(std::memory_order_relaxed);
-            if (file->is_placeholder_) return "no name waits for an opener";
+            if (file->is_reservation_) return "no name waits for an opener";
             if (!names.insert(file->Name()).second) return "each name has one object";
             if (file->References() < 1) return "the manager holds each file";
             if (file->is_closing_) return "no file is being closed";
@@ -180,8 +180,8 @@ UtFileManager::File::File(const char* name)
     last_error_.store(EOVERFLOW, std::memory_order_relaxed);
 }
 
-UtFileManager::File::File(const char* name, std::uint32_t identity, bool is_placeholder)
-    : identity_(identity), is_placeholder_(is_placeholder), name_(CopyName(name)) {}
+UtFileManager::File::File(const char* name, std::uint32_t identity, bool is_reservation)
+    : identity_(identity), is_reservation_(is_reservation), name_(CopyName(name)) {}
 
 UtFileManager::File::~File() = default;
 

@@ -130,26 +130,26 @@ private:
     };
 
     class BucketHold;
-    class Placeholder;
-    struct DropPlaceholder {
-        void operator()(Placeholder* placeholder) const noexcept;
+    class Reservation;
+    struct DropReservation {
+        void operator()(Reservation* reservation) const noexcept;
     };
-    using PlaceholderRef = std::unique_ptr<Placeholder, DropPlaceholder>;
+    using ReservationRef = std::unique_ptr<Reservation, DropReservation>;
     using Bucket = std::vector<File*>;
 
     /// What a request meets under a name.
     enum class Condition {
         kUnknown,
         kFailed,
-        kBeingOpened,  ///< a placeholder stands there
+        kBeingOpened,  ///< a reservation stands there
         kNotReady,     ///< closed, or just being closed
         kReady,
     };
 
     // file_manager_open.cpp
     Condition Take(std::string_view name, std::uint32_t hash, File** file);
-    bool Put(Placeholder& placeholder, std::uint32_t hash);
-    void Replace(const Placeholder& placeholder, File* file, std::uint32_t hash) noexcept;
+    bool Put(Reservation& reservation, std::uint32_t hash);
+    void Replace(const Reservation& reservation, File* file, std::uint32_t hash) noexcept;
     bool OpenUnknown(const char* name, std::uint32_t hash, Opener& opener, ThreadFiles& asking,
                      File** opened);
     static File* FindIn(const Bucket& bucket, std::string_view name);
@@ -250,14 +250,14 @@ private:
         void operator()(char* text) const;
     };
 
-    File(const char* name, std::uint32_t identity, bool is_placeholder);
+    File(const char* name, std::uint32_t identity, bool is_reservation);
 
     // Guarded by the idle list's lock.
     File* next_ = nullptr;
     File* previous_ = nullptr;
     bool is_listed_ = false;
 
-    // Atomic. The count changes only under the bucket's lock, but a placeholder's.
+    // Atomic. The count changes only under the bucket's lock, but a reservation's.
     std::atomic<std::uint32_t> references_{1};
     std::atomic<bool> is_open_{false};
     std::atomic<bool> stays_open_{false};
@@ -266,7 +266,7 @@ private:
 
     // Immutable once the opener has handed the file over.
     bool is_usable_ = true;
-    const bool is_placeholder_;
+    const bool is_reservation_;
     const std::unique_ptr<char, FreeText> name_;
 
     // Guarded by the bucket's lock; only who holds `opening_` changes it.

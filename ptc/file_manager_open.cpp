@@ -35,17 +35,17 @@ bool IsShortage(std::int32_t code) {
 
 /// Stands under a name while its opener runs; others wait for its `opening_`. Belongs to all who
 /// have a reference: who takes the last one back deletes it.
-class UtFileManager::Placeholder final : public File {
+class UtFileManager::Reservation final : public File {
 public:
-    Placeholder(const char* name, std::uint32_t hash)
+    Reservation(const char* name, std::uint32_t hash)
         : File(name, hash & file_identity::kNameMask, true) {}
     AccessStatus close() noexcept override { return AccessStatus::kOk; }
     AccessStatus reopen() noexcept override { return AccessStatus::kUnreadable; }
 };
 
-void UtFileManager::DropPlaceholder::operator()(Placeholder* placeholder) const noexcept {
+void UtFileManager::DropReservation::operator()(Reservation* reservation) const noexcept {
     // acquire and release: pairs with the drops of the other references
-    if (placeholder->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete placeholder;
+    if (reservation->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete reservation;
 }
 
 UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, ThreadFiles& asking,
@@ -64,7 +64,7 @@ UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, Th
                 GiveBack(*file);
                 return nullptr;
             case Condition::kBeingOpened: {
-                const PlaceholderRef theirs(static_cast<Placeholder*>(file));
+                const ReservationRef theirs(static_cast<Reservation*>(file));
                 TgMutexGuard wait(theirs->opening_);
                 break;  // the name has its file by now, or is free again
             }
@@ -91,29 +91,29 @@ UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_
     if (!found->is_usable_) return Condition::kFailed;
     const std::uint32_t before = found->references_.fetch_add(1, std::memory_order_relaxed);
     *file = found;
-    if (found->is_placeholder_) return Condition::kBeingOpened;
+    if (found->is_reservation_) return Condition::kBeingOpened;
     if (before == 1) idle_.Remove(*found);
     return found->IsOpen() && !found->is_closing_ ? Condition::kReady : Condition::kNotReady;
 }
 
-/// False: the name has got a file or another placeholder meanwhile.
-bool UtFileManager::Put(Placeholder& placeholder, std::uint32_t hash) {
+/// False: the name has got a file or another reservation meanwhile.
+bool UtFileManager::Put(Reservation& reservation, std::uint32_t hash) {
     Bucket larger;  // made, and its predecessor freed, without the lock
     for (;;) {
         std::size_t needed = 0;
         {
             const BucketHold hold(*this, hash);
             Bucket& bucket = BucketOf(hash);
-            if (FindIn(bucket, placeholder.Name())) return false;
+            if (FindIn(bucket, reservation.Name())) return false;
             if (bucket.size() < bucket.capacity()) {
-                bucket.push_back(&placeholder);
+                bucket.push_back(&reservation);
                 return true;
             }
             needed = 2 * bucket.size();
             if (larger.capacity() >= needed) {
                 larger.assign(bucket.begin(), bucket.end());
                 bucket.swap(larger);
-                bucket.push_back(&placeholder);
+                bucket.push_back(&reservation);
                 return true;
             }
         }
@@ -121,12 +121,12 @@ bool UtFileManager::Put(Placeholder& placeholder, std::uint32_t hash) {
     }
 }
 
-/// Puts `file` where the placeholder stands; null frees the name.
-void UtFileManager::Replace(const Placeholder& placeholder, File* file,
+/// Puts `file` where the reservation stands; null frees the name.
+void UtFileManager::Replace(const Reservation& reservation, File* file,
                             std::uint32_t hash) noexcept {
     const BucketHold hold(*this, hash);
     Bucket& bucket = BucketOf(hash);
-    const auto place = std::find(bucket.begin(), bucket.end(), &placeholder);
+    const auto place = std::find(bucket.begin(), bucket.end(), &reservation);
     if (file) {
         *place = file;
     } else {
@@ -137,7 +137,7 @@ void UtFileManager::Replace(const Placeholder& placeholder, File* file,
 /// False: somebody else was faster. True: `*opened` is the file, or null.
 bool UtFileManager::OpenUnknown(const char* name, std::uint32_t hash, Opener& opener,
                                 ThreadFiles& asking, File** opened) {
-    const PlaceholderRef mine(new Placeholder(name, hash));
+    const ReservationRef mine(new Reservation(name, hash));
     TgMutexGuard hold(mine->opening_);
     if (!Put(*mine, hash)) return false;
 

@@ -8,7 +8,6 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "ptc/managed_file.h"
 #include "ptc/thread_files.h"
@@ -251,30 +250,6 @@ TEST_F(PtcAccess, RunsOnWhenTheProcessHasNoDescriptorsLeft) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_EQ(missing, 0);
     EXPECT_LE(UtFileManager::Get()->Manager().OpenFiles(), 12);
-}
-
-TEST_F(PtcAccess, ReadsAreRightWhileFilesAreClosedAndReopened) {
-    constexpr int kThreads = 4, kReads = 400;
-    std::vector<std::string> names;
-    for (int i = 0; i < 4; ++i) names.push_back(WriteCloud(std::to_string(i)));
-    UtFileManager::Create(kThreads, 2, 0);
-    std::atomic<int> wrong{0};
-    RunTogether(kThreads, [&](int id) {
-        std::mt19937 random(static_cast<unsigned>(id));
-        for (int i = 0; i < kReads; ++i) {
-            PtcManagedFile* const file = PtcOpenForReading(names[random() % 4].c_str());
-            const int index = static_cast<int>(random() % 3);
-            if (!file || Read(*file, index) != 0.5f + static_cast<float>(index)) ++wrong;
-            PtcRelease(file);
-        }
-    });
-    EXPECT_EQ(wrong, 0);
-    TgStats stats;
-    PtcFillFileStats(&stats);
-    EXPECT_GT(stats.files_reopened.Value(), 0U);
-    UtFileManager& manager = UtFileManager::Get()->Manager();
-    EXPECT_LE(manager.OpenFiles(), 2);
-    EXPECT_STREQ(manager.BrokenPromise(), nullptr);
 }
 
 }  // namespace
