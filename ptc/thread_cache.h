@@ -49,7 +49,7 @@ protected:
 private:
     friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
 
-    /// A block that is held, and what a lookup needs of it, so that one line of memory answers.
+    /// A block that is held, and what a lookup needs of it, so that it reads nothing else.
     /// All zero when empty: the identity, kNoFile then, is kept upside down, so that slots that
     /// are never used are never touched.
     struct Slot {
