@@ -30,7 +30,7 @@ public:
     [[nodiscard]] virtual bool SeekToEnd() = 0;
 
     /// The current position; -1 for something that has none, such as a pipe.
-    [[nodiscard]] virtual std::int64_t Tell() const = 0;
+    [[nodiscard]] virtual std::int64_t Tell() = 0;
 
     /// Gives the file up. False: the system only now told that something was not written.
     [[nodiscard]] virtual bool Close() = 0;

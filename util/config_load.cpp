@@ -16,6 +16,7 @@
 
 #include "util/config_store.h"
 #include "util/message.h"
+#include "util/message_tables.h"
 #include "util/platform.h"
 
 namespace {
@@ -173,5 +174,8 @@ void ConfigStore::Load() {
     FindRoot();
     if (!Newest()) ReadChain();  // a host that has read files of its own wants only those
     platform::Init();
-    MsgSetDisabledList(Get("/messages/disable"));
+    const char* const disabled = Get("/messages/disable");
+    MsgSetDisabledList(disabled);
+    // A warning about the files themselves, or a report of before, has given this thread its table.
+    if (disabled) message_tables::SilenceInThread(disabled);
 }

@@ -1,7 +1,7 @@
 // The driver's error line.
 
+#include <array>
 #include <cstdio>
-#include <string>
 #include <string_view>
 
 #include "util/format_cut.h"
@@ -11,26 +11,49 @@ namespace {
 
 constexpr std::size_t kLineFormatBytes = 256;  // with the terminating zero
 
-/// `text` as part of a printf format that prints just that.
-std::string Escaped(std::string_view text) {
-    std::string escaped;
-    for (const char c : text) {
-        escaped += c;
-        if (c == '%') escaped += '%';
+/// A printf format of bounded length. Allocates nothing: the line often tells that memory ran out.
+class LineFormat {
+public:
+    void Append(std::string_view text) {
+        for (const char c : text) Append(c);
     }
-    return escaped;
-}
+
+    /// Appends `text` as part of a format that prints just that.
+    void AppendEscaped(std::string_view text) {
+        for (const char c : text) {
+            Append(c);
+            if (c == '%') Append(c);
+        }
+    }
+
+    /// The format, cut so that it fits with its terminating zero and ends no conversion half-way.
+    const char* Cut() {
+        const std::string_view whole(bytes_.data(), size_);
+        bytes_[CutFormat(whole, kLineFormatBytes - 1).size()] = '\0';
+        return bytes_.data();
+    }
+
+private:
+    void Append(char c) {
+        if (size_ < kLineFormatBytes) bytes_[size_++] = c;
+    }
+
+    std::array<char, kLineFormatBytes + 1> bytes_;
+    std::size_t size_ = 0;  ///< kLineFormatBytes: there is more than fits
+};
 
 }  // namespace
 
 void DriverErrorV(const char* module, const char* format, std::va_list arguments) {
     if (!module || !format) return;
-    const std::string whole = Escaped(module) + ":  " + format;
-    const std::string line(CutFormat(whole, kLineFormatBytes - 1));
+    LineFormat line;
+    line.AppendEscaped(module);
+    line.Append(":  ");
+    line.Append(format);
 // The caller's own format, which the attribute of this function has checked, behind literal text.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::vfprintf(stderr, line.c_str(), arguments);
+    std::vfprintf(stderr, line.Cut(), arguments);
 #pragma GCC diagnostic pop
 }
 

@@ -49,6 +49,16 @@ private:
     const MsgLock lock_;
 };
 
+/// Calls `take` with each non-empty part between the commas of `identifiers`.
+template <class Take>
+void ForEachIdentifier(std::string_view identifiers, Take take) {
+    while (!identifiers.empty()) {
+        const std::string_view one = identifiers.substr(0, identifiers.find(','));
+        if (!one.empty()) take(one);
+        identifiers.remove_prefix(std::min(identifiers.size(), one.size() + 1));
+    }
+}
+
 class Tables {
 public:
     /// The calling thread's table; null when the system cannot hold one.
@@ -77,11 +87,9 @@ public:
 
     void AppendDisabled(std::string_view identifiers) UTIL_EXCLUDES(list_lock_) {
         TgMutexGuard hold(list_lock_);
-        while (!identifiers.empty()) {
-            const std::string_view one = identifiers.substr(0, identifiers.find(','));
-            if (!one.empty()) disabled_.emplace_back(one);
-            identifiers.remove_prefix(std::min(identifiers.size(), one.size() + 1));
-        }
+        ForEachIdentifier(identifiers, [&](std::string_view one) UTIL_REQUIRES(list_lock_) {
+            disabled_.emplace_back(one);
+        });
     }
 
     void ClearDisabled() UTIL_EXCLUDES(list_lock_) {
@@ -169,6 +177,14 @@ void AppendDisabled(std::string_view identifiers) noexcept try {
 
 void ClearDisabled() noexcept {
     TheTables().ClearDisabled();
+}
+
+void SilenceInThread(std::string_view identifiers) noexcept try {
+    // A thread without a table takes over the list of the process when it gets one.
+    CountTable* const mine = TheTables().OfThreads().Find();
+    if (mine) ForEachIdentifier(identifiers, [&](std::string_view one) { mine->Enter(one); });
+} catch (const std::bad_alloc&) {
+    return;
 }
 
 }  // namespace message_tables

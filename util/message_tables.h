@@ -67,4 +67,7 @@ void DropEveryThreadTable() noexcept;
 void AppendDisabled(std::string_view identifiers) noexcept;
 void ClearDisabled() noexcept;
 
+/// Adds the same parts to what the calling thread's table silences, if the thread has one yet.
+void SilenceInThread(std::string_view identifiers) noexcept;
+
 }  // namespace message_tables

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "util/open_file.h"
+
 namespace {
 
 /// Keeps SIGXFSZ and SIGPIPE, which a write beyond the file size limit or into a closed pipe
@@ -16,29 +18,35 @@ namespace {
 class WriteSignalShield {
 public:
     WriteSignalShield() {
-        sigemptyset(&ours_);
-        sigaddset(&ours_, SIGXFSZ);
-        sigaddset(&ours_, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &ours_, &before_);
+        sigset_t ours;
+        sigemptyset(&ours);
+        sigaddset(&ours, SIGXFSZ);
+        sigaddset(&ours, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &ours, &mask_before_);
+        sigemptyset(&pending_before_);
+        sigpending(&pending_before_);
     }
     WriteSignalShield(const WriteSignalShield&) = delete;
     WriteSignalShield& operator=(const WriteSignalShield&) = delete;
+    ~WriteSignalShield() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
 
-    ~WriteSignalShield() {
-        if (raised_) {
-            const timespec at_once = {};
-            sigtimedwait(&ours_, nullptr, &at_once);
+    /// A write failed with `error`: takes back the signal that came with it, and that one only. A
+    /// signal that the host blocks and that was pending before is the host's.
+    void Failed(int error) {
+        const int raised = error == EFBIG ? SIGXFSZ : error == EPIPE ? SIGPIPE : 0;
+        if (raised == 0 || sigismember(&pending_before_, raised) == 1) return;
+        sigset_t one;
+        sigemptyset(&one);
+        sigaddset(&one, raised);
+        const timespec at_once = {};
+        while (sigtimedwait(&one, nullptr, &at_once) < 0 && errno == EINTR) {
         }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        errno = error;
     }
 
-    /// A write failed with `error`: takes back the signal that came with it.
-    void Failed(int error) { raised_ = error == EFBIG || error == EPIPE; }
-
 private:
-    sigset_t ours_;
-    sigset_t before_;
-    bool raised_ = false;
+    sigset_t mask_before_;
+    sigset_t pending_before_;
 };
 
 }  // namespace
@@ -58,10 +66,8 @@ bool PlainFile::Open(const char* name, unsigned mode) {
         errno = EINVAL;
         return Fail();
     }
-    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (mode & kPlainTruncate ? O_TRUNC : 0);
-    do {
-        descriptor_ = ::open(name, flags, 0666);
-    } while (descriptor_ < 0 && errno == EINTR);
+    const int flags = O_WRONLY | O_CREAT | (mode & kPlainTruncate ? O_TRUNC : 0);
+    descriptor_ = OpenFile(name, flags, 0666);
     return descriptor_ >= 0 || Fail();
 }
 
@@ -88,8 +94,10 @@ bool PlainFile::SeekToEnd() {
     return ::lseek(descriptor_, 0, SEEK_END) >= 0 || Fail();
 }
 
-std::int64_t PlainFile::Tell() const {
-    return ::lseek(descriptor_, 0, SEEK_CUR);
+std::int64_t PlainFile::Tell() {
+    const std::int64_t at = ::lseek(descriptor_, 0, SEEK_CUR);
+    if (at < 0) (void)Fail();
+    return at;
 }
 
 bool PlainFile::Close() {

@@ -31,7 +31,7 @@ public:
     bool Write(std::span<const std::byte> bytes) override;
     bool Seek(std::int64_t offset) override;
     bool SeekToEnd() override;
-    std::int64_t Tell() const override;
+    std::int64_t Tell() override;
     bool Close() override;
     int Error() const override { return error_; }
 

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "util/open_file.h"
+
 namespace {
 
 /// zlib takes lengths of 32 bits; a file is read in pieces no larger.
@@ -38,9 +40,7 @@ bool PlainInput::Fail(int error) {
 
 bool PlainInput::Open(const char* name, bool allow_gzip) {
     error_ = 0;
-    do {
-        descriptor_ = ::open(name, O_RDONLY | O_CLOEXEC);
-    } while (descriptor_ < 0 && errno == EINTR);
+    descriptor_ = OpenFile(name, O_RDONLY);
     if (descriptor_ < 0) return Fail(errno);
 
     struct stat info;

@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "util/gzip_index.h"
+#include "util/open_file.h"
 
 namespace {
 
@@ -40,10 +41,7 @@ private:
 }  // namespace
 
 std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(name, O_RDONLY | O_CLOEXEC);
-    } while (descriptor < 0 && errno == EINTR);
+    const int descriptor = OpenFile(name, O_RDONLY);
     if (descriptor < 0) return nullptr;
     try {
         if (is_gzip) return std::make_unique<GzipIndex>(descriptor);

@@ -34,7 +34,7 @@ public:
         return true;
     }
     bool SeekToEnd() override { return Seek(static_cast<std::int64_t>(bytes_->size())); }
-    std::int64_t Tell() const override { return static_cast<std::int64_t>(at_); }
+    std::int64_t Tell() override { return static_cast<std::int64_t>(at_); }
     bool Close() override { return true; }
     int Error() const override { return error_; }
 

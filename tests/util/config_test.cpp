@@ -180,6 +180,22 @@ TEST_F(UtilConfig, ReadersLoadersAndHandlersRunSideBySide) {
     MsgClearDisabledList();
 }
 
+TEST_F(UtilConfig, WhatIsDisabledIsSilentInTheLoadingThreadToo) {
+    Set("LUMRCONFIG", Write("load.ini", "/messages/disable T43052,,T43053\n"));
+    ConfigStore store;
+    testing::internal::CaptureStderr();
+    std::thread([&] {
+        MsgReport("T43051", 4, kMsgError,
+                  "before");  // the thread knows from here on what is silent
+        store.Load();
+        MsgReport("T43052", 4, kMsgError, "after");
+        MsgReport("T43053", 4, kMsgWarning);
+    }).join();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "T43051 Point cloud file 'before' has unreadable points.\n");
+    MsgClearDisabledList();
+}
+
 TEST_F(UtilConfig, FoldersMoveByZone) {
     Set("LUMR_ARCHITECTURE", "");
     EXPECT_STREQ(platform::ArchitectureName(), "linux-x86-64");
