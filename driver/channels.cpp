@@ -9,6 +9,7 @@
 #include "ptc/layout.h"
 #include "ptc/variables.h"
 #include "util/message.h"
+#include "util/printable_text.h"
 
 namespace {
 
@@ -75,7 +76,7 @@ DriverStatus AddSizes(const char* driver_name, Channels* channels) {
         if (driver_size < 0 || file_size < 0 || driver_total > ptc_layout::kMaxDataFloats ||
             file_total > ptc_layout::kMaxDataFloats) {
             DriverError(driver_name, "variable of type '%s' has an impossible size\n",
-                        type.c_str());
+                        Printable(type).c_str());
             return DriverStatus::kBadParameters;
         }
     }

@@ -3,11 +3,13 @@
 #include "driver/image.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
-#include <system_error>
 
 #include "ptc/writer.h"
 #include "util/message.h"
+#include "util/printable_text.h"
+#include "util/system_reason.h"
 
 DriverStatus AnswerQuery(int type, int data_length, void* data) {
     if (data_length < 1 || !data) return DriverStatus::kSuccess;
@@ -17,12 +19,35 @@ DriverStatus AnswerQuery(int type, int data_length, void* data) {
     return DriverStatus::kSuccess;
 }
 
-void CloseImage(std::unique_ptr<PointCloudImage> image) {
-    if (image->simplifier) FlushBuffer(*image);
+namespace {
+
+/// Runs `step`. False: it was ended by an exception.
+template <class Step>
+bool Completes(Step step) noexcept {
+    try {
+        step();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace
+
+void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept {
+    // However the one ends, the other is done: what has been written gets its header.
     Cloud& cloud = *image->writer;
-    if (!Failed(FinishCloud(cloud))) return;
-    DriverError(image->driver_name.c_str(), "cannot write all of '%s': %s; %lld points are kept\n",
-                image->file_name.c_str(),
-                std::generic_category().message(cloud.file.Error()).c_str(),
+    bool is_whole = Completes([&] {
+        if (image->simplifier) FlushBuffer(*image);
+    });
+    is_whole = Completes([&] {
+                   if (Failed(FinishCloud(cloud))) is_whole = false;
+               }) &&
+               is_whole;
+    if (is_whole && image->lost_points == 0) return;
+    const int error = cloud.file.Error();
+    DriverError(image->DriverName(), "cannot write all of '%s': %s; %lld points are kept\n",
+                PrintableText<kMaxFileName>(image->file_name).c_str(),
+                SystemReason(error ? error : ENOMEM).c_str(),
                 static_cast<long long>(cloud.stored_points));
 }

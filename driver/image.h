@@ -47,7 +47,8 @@ struct Simplifier {
 
 struct PointCloudImage {
     // Set at open, and constant from there on.
-    std::string driver_name;  ///< under which messages are printed
+    std::optional<std::string>
+        driver_name;  ///< under which messages are printed; none: they are not
     std::string file_name;
     std::int32_t variable_count = 0;
     std::vector<std::int32_t> variable_sizes;
@@ -61,11 +62,15 @@ struct PointCloudImage {
 
     std::optional<Duplicates> duplicates;
     std::optional<Simplifier> simplifier;
+
+    std::int64_t lost_points = 0;  ///< that found no memory; the close tells
+
+    const char* DriverName() const { return driver_name ? driver_name->c_str() : nullptr; }
 };
 
-/// What a host hands over to open an image. Null texts stand for empty ones.
+/// What a host hands over to open an image. A null file name stands for an empty one.
 struct OpenRequest {
-    const char* driver_name;
+    const char* driver_name;  ///< null: nothing is printed for this image
     const char* file_name;
     std::span<const Parameter> parameters;
     std::span<DspyFormat> formats;  ///< the byte order bits of their types are set
@@ -81,12 +86,14 @@ DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image);
 DriverStatus AnswerQuery(int type, int data_length, void* data);
 
 /// Takes one batch (intake.cpp). A batch that is a copy of an earlier one is dropped.
-/// kNoResource: the points found no memory; those taken before are not touched.
+/// kNoResource: points found no memory, of this batch or of those that were buffered; all others
+/// are taken. Throws std::bad_alloc when that ended the taking.
 DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch);
 
 /// Thins the buffered points, writes what is left of them, and empties the buffer (intake.cpp).
+/// A point that finds no memory is left out and counted in `lost_points`.
 void FlushBuffer(PointCloudImage& image);
 
 /// Writes what is still buffered and completes the file. A file that is not whole is told under
 /// the driver's name; the image is freed whatever happens.
-void CloseImage(std::unique_ptr<PointCloudImage> image);
+void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept;

@@ -7,6 +7,7 @@
 #include "driver/image.h"
 #include "ptc/writer.h"
 #include "util/message.h"
+#include "util/printable_text.h"
 #include "util/runtime.h"
 
 namespace {
@@ -81,7 +82,7 @@ void FillHandle(Options options, const Channels& channels, PointCloudImage* imag
 }  // namespace
 
 DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image) {
-    const char* const driver_name = request.driver_name ? request.driver_name : "d_pointcloud";
+    const char* const driver_name = request.driver_name;
     const std::string given_name = request.file_name ? request.file_name : "";
     if (given_name.size() > kMaxFileName) {
         DriverError(driver_name, "file name too long\n");
@@ -89,7 +90,7 @@ DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image) {
     }
     std::unique_ptr<PointCloudImage> opened(new (std::nothrow) PointCloudImage);
     if (!opened) return DriverStatus::kSuccess;
-    opened->driver_name = driver_name;
+    if (driver_name) opened->driver_name = driver_name;
     opened->file_name = given_name.empty() ? kDefaultFileName : given_name;
 
     ChooseByteOrder(request.formats);
@@ -102,7 +103,8 @@ DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image) {
     std::string why;
     opened->writer = CreateFile(given_name, channels, request.parameters, projection, &why);
     if (!opened->writer) {
-        DriverError(driver_name, "cannot create '%s': %s\n", given_name.c_str(), why.c_str());
+        DriverError(driver_name, "cannot create '%s': %s\n", Printable(given_name).c_str(),
+                    why.c_str());
         return DriverStatus::kNoResource;
     }
     FillHandle(options, channels, opened.get());

@@ -47,10 +47,7 @@ void StoreBatch(PointBuffer& buffer, const Batch& batch) {
     }
 }
 
-}  // namespace
-
-DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch) {
-    if (image.duplicates && IsRepeat(*image.duplicates, batch)) return DriverStatus::kSuccess;
+void Take(PointCloudImage& image, const Batch& batch) {
     if (image.simplifier) {
         MakeRoom(image, batch.count);
         StoreBatch(image.simplifier->buffer, batch);
@@ -59,9 +56,22 @@ DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch) {
         (void)WritePoints(*image.writer,
                           {batch.samples, batch.count, batch.Stride(), batch.DataFloats()});
     }
+}
+
+}  // namespace
+
+DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch) {
+    if (image.duplicates && IsRepeat(*image.duplicates, batch)) return DriverStatus::kSuccess;
+    const std::int64_t lost_before = image.lost_points;
+    try {
+        Take(image, batch);
+    } catch (const std::bad_alloc&) {
+        image.lost_points += static_cast<std::int64_t>(batch.count);
+        throw;
+    }
     WidenBounds(image, batch);
     image.accepted_samples += static_cast<std::int64_t>(batch.count);
-    return DriverStatus::kSuccess;
+    return image.lost_points == lost_before ? DriverStatus::kSuccess : DriverStatus::kNoResource;
 }
 
 void FlushBuffer(PointCloudImage& image) {
@@ -69,7 +79,13 @@ void FlushBuffer(PointCloudImage& image) {
     const auto records = buffer.Records();
     const auto removed = buffer.Removed();
     Simplify(records, removed, image.simplifier->settings, CurrentProjection());
-    for (std::size_t i = 0; i < records.size(); ++i)
-        if (!removed[i]) (void)WritePoint(*image.writer, records[i].head, records[i].data);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        if (removed[i]) continue;
+        try {
+            (void)WritePoint(*image.writer, records[i].head, records[i].data);
+        } catch (const std::bad_alloc&) {
+            ++image.lost_points;
+        }
+    }
     buffer.Clear();
 }

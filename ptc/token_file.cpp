@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "util/plain_file.h"
 
@@ -15,6 +16,10 @@ constexpr std::size_t kDefaultCapacity = 16384;
 /// Collected bytes beyond this go to the file early, so that no declaration, however many floats
 /// it asks for, makes the buffer swallow the host's memory. The file's bytes are the same.
 constexpr std::size_t kMaxCapacity = std::size_t{64} << 20;
+
+/// What the scratch memory holds from the beginning: the block of the header, which is rewritten
+/// when memory has run out as well.
+constexpr std::size_t kScratchBytes = 2048;
 
 }  // namespace
 
@@ -36,6 +41,8 @@ TokenStatus TokenFile::OpenForWriting(std::unique_ptr<ByteSink> sink, const Toke
                                       TokenForm form) {
     sink_ = std::move(sink);
     form_ = form;
+    text_.reserve(kScratchBytes);
+    group_.reserve(kScratchBytes);
     if (form == TokenForm::kBinary) {
         if (Failed(PutRaw(kind.type_code))) return FailOpen();
     } else {
@@ -67,7 +74,7 @@ TokenStatus TokenFile::Close() {
     return closed ? collected : TokenStatus::kFailed;
 }
 
-std::int64_t TokenFile::Tell() const {
+std::int64_t TokenFile::Tell() {
     const std::int64_t below = sink_->Tell();
     return below < 0 ? -1 : below + static_cast<std::int64_t>(fill_);
 }
@@ -83,7 +90,8 @@ TokenStatus TokenFile::SeekToEnd() {
 void TokenFile::BeginBuffering(std::size_t hint) {
     if (is_buffering_) return;
     if (hint == 0 && capacity_ == 0) hint = kDefaultCapacity;
-    Grow(std::min(hint, kMaxCapacity));
+    // Without memory it grows later, or never: what does not fit is written at once.
+    (void)Grow(std::min(hint, kMaxCapacity));
     fill_ = 0;
     is_buffering_ = true;
 }
@@ -101,23 +109,31 @@ TokenStatus TokenFile::WriteCollected() {
     return sink_->Write(collected) ? TokenStatus::kOk : TokenStatus::kFailed;
 }
 
-/// Makes the capacity `needed` at least.
-void TokenFile::Grow(std::size_t needed) {
-    if (needed <= capacity_) return;
-    std::unique_ptr<std::byte[]> larger(new std::byte[needed]);  // not cleared: filled by writes
+/// Makes the capacity `needed` at least. False: no memory; all stays as it is.
+bool TokenFile::Grow(std::size_t needed) noexcept {
+    if (needed <= capacity_) return true;
+    // Not cleared: filled by writes.
+    std::unique_ptr<std::byte[]> larger(new (std::nothrow) std::byte[needed]);
+    if (!larger) return false;
     if (fill_) std::memcpy(larger.get(), buffer_.get(), fill_);
     buffer_ = std::move(larger);
     capacity_ = needed;
+    return true;
 }
 
-std::byte* TokenFile::Reserve(std::size_t bytes) {
+std::byte* TokenFile::Reserve(std::size_t bytes) noexcept {
     if (!is_buffering_ || bytes > kMaxCapacity - fill_) return nullptr;
-    if (fill_ + bytes > capacity_)
-        Grow(std::max(fill_ + bytes, std::min(2 * capacity_, kMaxCapacity)));
+    if (fill_ + bytes > capacity_ &&
+        !Grow(std::max(fill_ + bytes, std::min(2 * capacity_, kMaxCapacity))))
+        return nullptr;
     return buffer_.get() + fill_;
 }
 
 TokenStatus TokenFile::Put(std::span<const std::byte> bytes) {
+    if (is_grouping_) {
+        group_.insert(group_.end(), bytes.begin(), bytes.end());
+        return TokenStatus::kOk;
+    }
     if (!is_buffering_) return sink_->Write(bytes) ? TokenStatus::kOk : TokenStatus::kFailed;
     if (std::byte* const room = Reserve(bytes.size())) {
         std::memcpy(room, bytes.data(), bytes.size());

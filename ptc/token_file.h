@@ -2,7 +2,8 @@
 //
 // Units      offsets and sizes in bytes.
 // Errors     0 for success, -1 for failure; Error() tells the system's reason. Nothing is
-//            printed. Memory that cannot be had throws std::bad_alloc.
+//            printed. A writer throws std::bad_alloc when memory runs out, and has written
+//            nothing then.
 // Ownership  owns its sink; keys and values are the caller's and are not kept.
 // Threads    one caller at a time.
 
@@ -14,6 +15,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "util/bytes.h"
 #include "util/number_text.h"
@@ -53,7 +55,7 @@ public:
     TokenStatus Close();
 
     /// Where the next value goes, collected bytes counted; -1 for a file without positions.
-    std::int64_t Tell() const;
+    std::int64_t Tell();
 
     /// Both move the file below; a caller that is buffering ends that first.
     TokenStatus Seek(std::int64_t offset);
@@ -67,12 +69,15 @@ public:
     TokenStatus EndBuffering();
 
     /// `bytes` of room behind the collected values, to be filled at once and then committed. Valid
-    /// until the next call of this object. Null: not buffering, or too large to be collected.
-    std::byte* Reserve(std::size_t bytes);
+    /// until the next call of this object. Null: not buffering, or too large to be collected, or no
+    /// memory; the writers below then write to the file at once.
+    std::byte* Reserve(std::size_t bytes) noexcept;
     void Commit(std::size_t bytes) { fill_ += bytes; }
 
     /// The errno of the first failure below; 0 when nothing failed.
     int Error() const;
+
+    class Group;
 
     // The writers (token_write.cpp). `format` is a printf format of one conversion.
 
@@ -99,7 +104,7 @@ private:
     TokenStatus PutRaw(const T& value);
     TokenStatus PutText(std::string_view text);
     TokenStatus PutLine(const char* key, std::string_view format, std::span<const Number> values);
-    void Grow(std::size_t needed);
+    bool Grow(std::size_t needed) noexcept;
     TokenStatus WriteCollected();
     TokenStatus FailOpen();
 
@@ -112,4 +117,31 @@ private:
     std::size_t capacity_ = 0;
     std::size_t fill_ = 0;
     std::string text_;  // scratch of the text form, kept for its memory
+
+    bool is_grouping_ = false;
+    std::vector<std::byte> group_;  // likewise
+};
+
+/// Values that belong together: what is written while one lives goes to the file in Put(), in one
+/// piece, or not at all. Whatever unwinds in between leaves the file as it was.
+///
+/// Ownership  borrows the file, which has one group at a time.
+class TokenFile::Group {
+public:
+    [[nodiscard]] explicit Group(TokenFile& file) : file_(file) {
+        file_.is_grouping_ = true;
+        file_.group_.clear();
+    }
+    Group(const Group&) = delete;
+    Group& operator=(const Group&) = delete;
+    ~Group() { file_.is_grouping_ = false; }
+
+    /// Writes the values, and ends the group.
+    TokenStatus Put() noexcept {
+        file_.is_grouping_ = false;
+        return file_.Put(file_.group_);
+    }
+
+private:
+    TokenFile& file_;
 };

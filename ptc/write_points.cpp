@@ -73,15 +73,19 @@ TokenStatus FlushPiece(Cloud& cloud) {
 /// Value by value, as the text form needs it and a record that is too large to be collected.
 TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, NormalCode code,
                           const PointData& data) {
+    TokenFile::Group record(file);
     const TokenStatus head =
         file.WriteRecord("", "%e %e %e  %hi %hi  %e ",
                          {point.position[0], point.position[1], point.position[2],
                           static_cast<std::int16_t>(code.azimuth),
                           static_cast<std::int16_t>(code.height), point.radius});
-    if (Failed(head) || data.want == 0) return head;
-    std::vector<float> floats(data.want / 4);
-    data.CopyTo(std::as_writable_bytes(std::span(floats)).data());
-    return file.WriteFloats("ptd", floats);
+    if (Failed(head)) return head;
+    if (data.want > 0) {
+        std::vector<float> floats(data.want / 4);
+        data.CopyTo(std::as_writable_bytes(std::span(floats)).data());
+        if (Failed(file.WriteFloats("ptd", floats))) return TokenStatus::kFailed;
+    }
+    return record.Put();
 }
 
 NormalCode CodeOf(const PointHead& point) {
@@ -185,39 +189,60 @@ private:
     std::size_t data_bytes_;
 };
 
-/// Takes samples until `room` are written or none is left; refused ones are left out. Straight
-/// into the collecting buffer where that has room for all of them.
+/// Takes samples until `room` are written or none is left; refused ones are left out. `begin`: room
+/// for as many records behind what is collected.
 template <class Source>
-TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
+void WriteRunInPlace(Cloud& cloud, Source& samples, std::size_t room, std::byte* begin) {
     const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
-    std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
     std::byte* out = begin;
     std::size_t written = 0;
-    TokenStatus status = TokenStatus::kOk;
-
     Bounds bounds(cloud);
-    for (; written < room && samples.Left() && !Failed(status); samples.Advance()) {
+    for (; written < room && samples.Left(); samples.Advance()) {
         const PointHead head = samples.Head();
         if (head.radius < 0) continue;
         bounds.Include(head);
         ++written;
-        if (begin) {
-            EncodePoint(head, samples.Code(head), samples.Data(), out);
-            out += record;
-        } else {
-            status = WriteByTokens(cloud.file, head, samples.Code(head), samples.Data());
-        }
+        EncodePoint(head, samples.Code(head), samples.Data(), out);
+        out += record;
     }
     bounds.StoreTo(&cloud);
     cloud.point_count += static_cast<std::int64_t>(written);
-    if (begin) cloud.file.Commit(written * record);
-    return status;
+    cloud.file.Commit(written * record);
+}
+
+/// The same through the token layer. What it throws comes between two points, the first of which
+/// is counted and the second neither written nor counted.
+template <class Source>
+TokenStatus WriteRunByTokens(Cloud& cloud, Source& samples, std::size_t room) {
+    for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {
+        const PointHead head = samples.Head();
+        if (head.radius < 0) continue;
+        const TokenStatus status =
+            WriteByTokens(cloud.file, head, samples.Code(head), samples.Data());
+        Bounds bounds(cloud);
+        bounds.Include(head);
+        bounds.StoreTo(&cloud);
+        ++cloud.point_count;
+        ++written;
+        if (Failed(status)) return status;
+    }
+    return TokenStatus::kOk;
+}
+
+/// Straight into the collecting buffer where that has room for all of them.
+template <class Source>
+TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
+    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
+    if (!begin) return WriteRunByTokens(cloud, samples, room);
+    WriteRunInPlace(cloud, samples, room, begin);
+    return TokenStatus::kOk;
 }
 
 template <class Source>
 CloudStatus WriteAll(Cloud& cloud, Source samples) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
-    if (cloud.point_count == 0) BeginCollecting(cloud);
+    BeginCollecting(cloud);
 
     const std::size_t given = samples.Left();
     const std::int64_t before = cloud.point_count;

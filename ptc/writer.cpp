@@ -108,8 +108,8 @@ TokenStatus WriteFixedHeader(Cloud& cloud) {
 TokenStatus WriteHeader(Cloud& cloud) {
     TokenFile& file = cloud.file;
     cloud.header_position = file.Tell();
-    // The header is rewritten in place: a pipe cannot hold a point cloud.
-    if (cloud.header_position < 0) return file.Seek(0);
+    // The header is rewritten in place: what has no positions cannot hold a point cloud.
+    if (cloud.header_position < 0) return TokenStatus::kFailed;
 
     file.BeginBuffering(0);
     if (Failed(WriteBlock(cloud)) || Failed(file.EndBuffering())) return TokenStatus::kFailed;
@@ -117,7 +117,7 @@ TokenStatus WriteHeader(Cloud& cloud) {
                         40960);
     if (Failed(WriteFixedHeader(cloud)) || Failed(file.EndBuffering())) return TokenStatus::kFailed;
     cloud.data_start = file.Tell();
-    return TokenStatus::kOk;
+    return cloud.data_start < 0 ? TokenStatus::kFailed : TokenStatus::kOk;
 }
 
 /// A cloud that is ready to be opened; null when the description is refused.
@@ -143,7 +143,7 @@ std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenStatus opened, 
                               int* error) {
     if (!Failed(opened) && !Failed(WriteHeader(*cloud))) return cloud;
     const int code = cloud->file.Error();
-    *why = std::generic_category().message(code);
+    *why = code ? std::generic_category().message(code) : "it cannot tell its positions";
     if (error) *error = code;
     (void)cloud->file.Close();
     return nullptr;
@@ -174,9 +174,11 @@ std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,
 
 TokenStatus RewriteHeader(Cloud& cloud) {
     TokenFile& file = cloud.file;
-    if (Failed(file.Seek(cloud.header_position))) return TokenStatus::kFailed;
-    file.BeginBuffering(0);
-    if (Failed(WriteBlock(cloud)) || Failed(file.EndBuffering())) return TokenStatus::kFailed;
+    // Composed before the file moves, so that nothing lands in the header but the header.
+    TokenFile::Group block(file);
+    if (Failed(WriteBlock(cloud)) || Failed(file.Seek(cloud.header_position)) ||
+        Failed(block.Put()))
+        return TokenStatus::kFailed;
     return file.SeekToEnd();
 }
 
@@ -184,8 +186,7 @@ CloudStatus WriteNode(Cloud& cloud, const NodeToWrite& node, const std::int64_t*
                       std::int64_t* at) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
     TokenFile& file = cloud.file;
-    file.BeginBuffering(0);
-    const std::int64_t offset = file.Tell();
+    TokenFile::Group record(file);
     const auto data_size = static_cast<std::size_t>(cloud.node_variables.data_size);
 
     unsigned child_mask = 0;
@@ -209,9 +210,10 @@ CloudStatus WriteNode(Cloud& cloud, const NodeToWrite& node, const std::int64_t*
                 [&] { return file.WriteInt("npoints", node.point_count); },
                 [&] { return file.WriteFloats("bbox", node.box); }, write_data,
                 [&] { return file.WriteByte("childbits", static_cast<std::uint8_t>(child_mask)); },
-                write_children, [&] { return file.EndBuffering(); });
+                write_children);
 
-    if (Failed(written) || offset < 0) {
+    const std::int64_t offset = file.Tell();
+    if (Failed(written) || offset < 0 || Failed(record.Put()) || Failed(file.EndBuffering())) {
         cloud.has_failed = true;
         return CloudStatus::kFailed;
     }
