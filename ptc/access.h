@@ -106,7 +106,8 @@ bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* 
 // --- reading ---
 
 /// Point `index` of `file`, good until this thread's next call of this function, for whatever file.
-/// Null: no such point, or it cannot be read, or every block is held by other threads.
+/// Null: there is no such point, which is silent and counts as no lookup; or it cannot be read, or
+/// every block is held by other threads.
 ///
 /// A transient file hands out its points one behind the other: the index only decides which of them
 /// are kept together, so such a file is read once, from its first point to its last.

@@ -117,6 +117,7 @@ AccessStatus PtcManagedFile::Read() {
         SetIdentity(Identity());
     }
     reader_ = std::move(fresh);
+    points_ = reader_->Header().point_count;
     stamp_ = stamp;
     writing_.reset();
     StayOpen(is_transient_);
@@ -139,10 +140,6 @@ const Cloud* PtcManagedFile::Header() const {
 void PtcManagedFile::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
                                    std::int32_t* sizes) const {
     reader_->FindVariables(names, offsets, sizes);
-}
-
-std::int64_t PtcManagedFile::PointCount() const {
-    return reader_ ? reader_->Header().point_count : 0;
 }
 
 std::int32_t PtcManagedFile::FloatsPerPoint() const {

@@ -71,7 +71,7 @@ public:
     // PtcBlockSource.
     using UtFileManager::File::Identity;
     const char* Name() const override { return UtFileManager::File::Name(); }
-    std::int64_t PointCount() const override;
+    std::int64_t PointCount() const override { return points_; }
     std::int32_t FloatsPerPoint() const override;
     std::int32_t FloatsPerNode() const override;
     CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) override;
@@ -102,6 +102,7 @@ private:
     TgMutex reader_lock_;
     std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
     std::unique_ptr<Cloud> writing_;
+    std::int64_t points_ = 0;  ///< of the reader's header, for lookups: two pointers less to follow
 
     std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
 };

@@ -47,6 +47,24 @@ protected:
     std::optional<PtcNodeTable> node_table_{std::in_place, *nodes_, 3, counts_};
 };
 
+TEST_F(PtcCaches, ABlockThatAReaderRevivesAtThisMomentIsPassedOver) {
+    FakeSource file(1, kManyFloats);
+    PtcCacheStats charged;
+    PtcPointCache cache(2, charged);
+    PtcCacheBlock* const oldest = cache.Get({file, 0, nullptr}, counts_);
+    PtcCacheBlock* const next = cache.Get({file, 256, nullptr}, counts_);
+    ASSERT_TRUE(oldest && next);
+    cache.Release(*oldest);
+    cache.Release(*next);
+    // A reader has found the oldest and is yet to take it off the list.
+    ASSERT_EQ(oldest->state.TryHold(), PtcBlockState::Hold::kRevived);
+    PtcCacheBlock* const other = cache.Get({file, 512, nullptr}, counts_);
+    EXPECT_EQ(other, next);
+    EXPECT_TRUE(oldest->state.Drop());
+    if (other) cache.Release(*other);
+    EXPECT_STREQ(cache.BrokenPromise(), nullptr);
+}
+
 TEST_F(PtcCaches, AColdBlockIsReadOnce) {
     FakeSource file(1, kThousandPoints);
     EXPECT_TRUE(file.IsPoint(*Point(file, 3), 3));
