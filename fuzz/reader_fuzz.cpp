@@ -1,6 +1,8 @@
 // Any bytes at all: the reader opens them or says why not, reads what is there, and frees it.
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "ptc/reader.h"
@@ -9,19 +11,33 @@
 namespace {
 
 constexpr std::size_t kMostPoints = 1 << 16;
-constexpr std::size_t kMostFloats = 1 << 20;
+constexpr std::size_t kMostFloats = 1 << 22;
+constexpr std::size_t kRun = 1000;  // points that take more than the reader's read-ahead
 
+/// Positions of all points from the first on, as their bits, and then of those behind places in
+/// the middle: what is read after a seek is what was read in sequence.
 void ReadAll(Cloud& cloud) {
     const auto floats = static_cast<std::size_t>(cloud.point_variables.data_size);
-    if (floats > kMostFloats / 16) return;
-    std::vector<PointHead> heads(16);
-    std::vector<float> data(16 * floats);
+    if (floats > kMostFloats / kRun) return;
+    std::vector<PointHead> heads(kRun);
+    std::vector<float> data(kRun * floats);
+    std::vector<PointHead> all;
     std::size_t count = 0;
-    for (std::size_t read = 0; read < kMostPoints; read += count)
-        if (Failed(ReadPoints(cloud, heads, data, &count))) break;
+    while (all.size() < kMostPoints) {
+        const bool is_end = Failed(ReadPoints(cloud, heads, data, &count));
+        all.insert(all.end(), heads.begin(), heads.begin() + static_cast<std::ptrdiff_t>(count));
+        if (is_end) break;
+    }
     (void)SeekPoint(cloud, cloud.point_count);
-    (void)SeekPoint(cloud, cloud.point_count / 2);
-    (void)ReadPoints(cloud, heads, {}, &count);
+    // The last one first, then backwards by a step of no particular length.
+    for (std::size_t end = all.size(); end > 0; end -= std::min<std::size_t>(end, 97)) {
+        const std::size_t first = end - 1;
+        if (Failed(SeekPoint(cloud, static_cast<std::int64_t>(first)))) __builtin_trap();
+        (void)ReadPoints(cloud, heads, {}, &count);
+        const std::size_t common = std::min(count, all.size() - first);
+        if (common == 0 || std::memcmp(heads.data(), &all[first], common * sizeof heads[0]) != 0)
+            __builtin_trap();
+    }
 }
 
 void WalkNodes(Cloud& cloud) {
@@ -42,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const CountCheck check : {CountCheck::kStrict, CountCheck::kOff}) {
         const std::string bytes(data, data + size);
         std::string why;
-        const auto cloud = OpenCloud(std::make_unique<MemorySource>(bytes), "fuzz", &why, check);
+        const auto cloud = OpenCloud(std::make_unique<MemorySource>(bytes), "fuzz", &why, {check});
         if (!cloud) continue;
         ReadAll(*cloud);
         WalkNodes(*cloud);

@@ -50,6 +50,7 @@ struct Cloud {
     // Only while reading; the stored values are the header's own where those above repair it.
     TokenInput input;
     std::string name;
+    bool is_quiet = false;  ///< what cannot be read is not told by the reader
     std::array<float, 3> stored_format{};
     std::array<float, 16> stored_world_to_ndc{};
     std::int64_t stored_node_count = 0;

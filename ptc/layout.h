@@ -22,7 +22,6 @@ inline constexpr std::string_view kMagic = "Kelvo Point Cloud File\n";
 inline constexpr int kMaxVariables = 1000;           // of points, and of nodes
 inline constexpr std::size_t kMaxDeclaration = 255;  // characters, without the newline
 inline constexpr int kMaxDataFloats = 1 << 24;       // of one point, and of one node
-inline constexpr int kMaxReadableFloats = 1 << 20;   // a reader refuses more
 inline constexpr std::uint32_t kPaddingBits = 0x4F5EADBF;
 inline constexpr int kPaddingFloats = 32;
 

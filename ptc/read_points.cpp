@@ -17,13 +17,22 @@ std::size_t DataFloats(const Cloud& cloud) {
     return static_cast<std::size_t>(cloud.point_variables.data_size);
 }
 
+void TellWrongPoint(const Cloud& cloud, bool has_head) {
+    if (cloud.is_quiet) return;
+    std::puts(has_head ? "WARNING: Wrong data size in point cloud file!"
+                       : "WARNING: Wrong point data in point cloud file!");
+}
+
 /// Reads text points one by one; a caller without room for the data has them skipped.
 std::size_t ReadTextPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data) {
     const std::size_t floats = DataFloats(cloud);
     std::vector<float> skipped(data.empty() ? floats : 0);
     for (std::size_t i = 0; i < heads.size(); ++i) {
         const auto slot = data.empty() ? std::span(skipped) : data.subspan(i * floats, floats);
-        if (Failed(ReadTextPoint(cloud.input, &heads[i], slot))) return i;
+        bool has_head = false;
+        if (!Failed(ReadTextPoint(cloud.input, &heads[i], slot, &has_head))) continue;
+        TellWrongPoint(cloud, has_head);
+        return i;
     }
     return heads.size();
 }
@@ -46,7 +55,7 @@ std::size_t ReadBinaryPoints(Cloud& cloud, std::span<PointHead> heads, std::span
         }
         done += whole;
         if (whole == wanted) continue;
-        TellWrongPoint(bytes % record >= ptc_layout::kPointHeadBytes);
+        TellWrongPoint(cloud, bytes % record >= ptc_layout::kPointHeadBytes);
         return done;
     }
     return heads.size();

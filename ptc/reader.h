@@ -2,9 +2,9 @@
 //
 // Units      positions and radii in world space; offsets in bytes from the start of the (inflated)
 //            file; point indexes count from 0.
-// Errors     1 for success, 0 for failure. A point or a variable that cannot be read is told on
-//            standard output, a compressed organised file through T43050. Memory that cannot be
-//            had throws std::bad_alloc.
+// Errors     1 for success, 0 for failure. Unless a cloud is opened quietly, warnings about a point
+//            or a variable type that cannot be read go to standard output, and a compressed
+//            organised file is reported as T43050. Throws std::bad_alloc when memory runs out.
 // Ownership  the caller owns the cloud, and every array that it hands in or gets.
 // Threads    one caller at a time for one cloud; clouds are independent.
 
@@ -26,15 +26,24 @@ enum class CountCheck {
     kOff,     ///< it is opened, for whoever wants to save what is there
 };
 
+struct OpenOptions {
+    CountCheck counts = CountCheck::kStrict;
+    bool is_quiet = false;  ///< nothing is printed or reported: the caller tells what fails
+};
+
 /// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the file
 /// then stands at the first point. Null on failure; `*why` tells the reason in words, and `*error`,
 /// unless null, is the errno behind it, or 0 when it lies in what the file says.
 std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why,
-                                 CountCheck check = CountCheck::kStrict, int* error = nullptr);
+                                 const OpenOptions& options = {}, int* error = nullptr);
 
 /// The same from `source`, which stands at its start; `name` is for messages.
 std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
-                                 std::string* why, CountCheck check = CountCheck::kStrict);
+                                 std::string* why, const OpenOptions& options = {});
+
+/// Opens `name` and reads up to its version, which `cloud.version` then holds: as a plain file
+/// first, and inflated when that is of neither form.
+TokenOpenStatus OpenHeader(Cloud& cloud, const char* name);
 
 /// Stores the header value that `request` names at `out`: `docs/format.md` lists the requests and
 /// what each one stores. Arrays are allocated with malloc, and so is every text in them; the caller

@@ -40,7 +40,7 @@ std::size_t DataFloats(const CloudVariables& variables) {
 }  // namespace
 
 CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
-    auto header = OpenCloud(name, why, CountCheck::kStrict, error);
+    auto header = OpenCloud(name, why, {}, error);
     if (!header) return CloudStatus::kFailed;
     is_text_ = header->input.IsText();
     const bool is_gzip = header->input.IsCompressed();
@@ -141,10 +141,7 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
         source_->ReadAt(header_->data_start + first * bytes, {raw.get(), Unsigned(count) * record});
     const NormalDecoder& normals = Normals();
     for (std::int64_t i = 0; i < count; ++i) {
-        if (there < (i + 1) * bytes) {
-            TellWrongPoint(there - i * bytes >= std::int64_t{ptc_layout::kPointHeadBytes});
-            return CloudStatus::kFailed;
-        }
+        if (there < (i + 1) * bytes) return CloudStatus::kFailed;
         PointHead head;
         DecodePoint(&raw[Unsigned(i) * record], normals, &head, {records[i].data, floats});
         StoreHead(head, &records[i]);

@@ -3,19 +3,13 @@
 #include "ptc/text_records.h"
 
 #include <array>
-#include <cstdio>
 
-void TellWrongPoint(bool has_head) {
-    std::puts(has_head ? "WARNING: Wrong data size in point cloud file!"
-                       : "WARNING: Wrong point data in point cloud file!");
-}
-
-TokenStatus ReadTextPoint(TokenInput& input, PointHead* head, std::span<float> data) {
+TokenStatus ReadTextPoint(TokenInput& input, PointHead* head, std::span<float> data,
+                          bool* has_head) {
     std::array<double, 6> values;
-    if (Failed(input.ReadRecord("", "%e %e %e  %hi %hi  %e", values))) {
-        TellWrongPoint(false);
-        return TokenStatus::kFailed;
-    }
+    const TokenStatus read = input.ReadRecord("", "%e %e %e  %hi %hi  %e", values);
+    if (has_head) *has_head = !Failed(read);
+    if (Failed(read)) return read;
     for (std::size_t axis = 0; axis < 3; ++axis)
         head->position[axis] = static_cast<float>(values[axis]);
     const auto code = [](double value) {
@@ -23,9 +17,7 @@ TokenStatus ReadTextPoint(TokenInput& input, PointHead* head, std::span<float> d
     };
     Normals().Decode({code(values[3]), code(values[4])}, head->normal);
     head->radius = static_cast<float>(values[5]);
-    if (data.empty() || !Failed(input.ReadFloats("ptd", data))) return TokenStatus::kOk;
-    TellWrongPoint(true);
-    return TokenStatus::kFailed;
+    return data.empty() ? TokenStatus::kOk : input.ReadFloats("ptd", data);
 }
 
 TokenStatus ReadTextNode(TokenInput& input, NodeRecord* node, std::span<float> data) {

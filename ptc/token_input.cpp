@@ -51,13 +51,12 @@ TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
     return status;
 }
 
-/// Whether the first line is the magic text, over the magic text's length.
+/// Rewinds and reads the first line as text. True: it begins with the magic text, whose newline, if
+/// it has one, counts.
 bool TokenInput::RestartAsText(const TokenFileKind& kind) {
-    std::string_view magic = kind.magic;
-    if (magic.ends_with('\n')) magic.remove_suffix(1);
     std::string line;
     form_ = TokenForm::kText;
-    return !Failed(Seek(0)) && !Failed(ReadLine(&line)) && line.starts_with(magic);
+    return !Failed(Seek(0)) && !Failed(ReadLine(&line)) && (line += '\n').starts_with(kind.magic);
 }
 
 std::int64_t TokenInput::Tell() const {
@@ -89,7 +88,9 @@ std::size_t TokenInput::ReadUpTo(std::span<std::byte> bytes) {
     const std::size_t wanted = bytes.size();
     while (!bytes.empty()) {
         if (next_ == end_ && bytes.size() >= kReadAhead) {
-            // More than the read-ahead holds: straight into the caller's memory.
+            // More than the read-ahead holds: straight into the caller's memory. What was read
+            // ahead is then no longer what lies before the source's position.
+            next_ = end_ = 0;
             const std::int64_t read = source_->Read(bytes);
             if (read <= 0) break;
             source_position_ += read;

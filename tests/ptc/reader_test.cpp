@@ -8,8 +8,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <random>
 
-#include "ptc/writer.h"
+#include "tests/ptc/memory_cloud.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"
@@ -19,7 +20,7 @@ namespace {
 std::unique_ptr<Cloud> Open(const std::string& bytes, std::string* why = nullptr,
                             CountCheck check = CountCheck::kStrict) {
     std::string reason;
-    auto cloud = OpenCloud(std::make_unique<MemorySource>(bytes), "memory", &reason, check);
+    auto cloud = OpenCloud(std::make_unique<MemorySource>(bytes), "memory", &reason, {check});
     if (why) *why = reason;
     return cloud;
 }
@@ -74,6 +75,33 @@ TEST(PtcReader, BothFormsAnswerWhatWasWritten) {
         for (const std::int64_t nowhere : {end - 2, std::int64_t{-1}})
             EXPECT_EQ(ReadNode(*cloud, nowhere, &other, {}), CloudStatus::kFailed);
         EXPECT_EQ(SeekPoint(*cloud, 1), CloudStatus::kOk) << "nodes do not spoil the points";
+    }
+}
+
+// Runs long enough to pass the read-ahead by, and places before, inside and behind it.
+TEST(PtcReader, RunsInAnyOrderAreThoseOfTheFile) {
+    constexpr std::int64_t kPoints = 3000;
+    std::mt19937 random(7);
+    for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
+        MemoryCloud made({}, form);
+        for (std::int64_t i = 0; i < kPoints; ++i)
+            ASSERT_FALSE(Failed(WritePoint(*made.cloud, {{float(i), 0, 0}, {}, 1}, nullptr)));
+        ASSERT_FALSE(Failed(FinishCloud(*made.cloud)));
+        const auto cloud = Open(made.Bytes());
+        ASSERT_TRUE(cloud);
+        std::vector<PointHead> heads(1000);
+        for (int round = 0; round < 300; ++round) {
+            const std::int64_t first = random() % kPoints;
+            const auto wanted = static_cast<std::size_t>(random() % 2 ? 1 + random() % 1000 : 1);
+            const std::size_t there = std::min(wanted, static_cast<std::size_t>(kPoints - first));
+            std::size_t count = 0;
+            ASSERT_EQ(SeekPoint(*cloud, first), CloudStatus::kOk);
+            EXPECT_EQ(Failed(ReadPoints(*cloud, std::span(heads).first(wanted), {}, &count)),
+                      there < wanted);
+            ASSERT_EQ(count, there);
+            for (std::size_t i = 0; i < there; ++i)
+                ASSERT_EQ(heads[i].position[0], static_cast<float>(first) + float(i)) << round;
+        }
     }
 }
 

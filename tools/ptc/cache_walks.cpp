@@ -27,7 +27,8 @@ public:
         if (handle_) return;
         std::string why;
         // The library keeps the reason to itself, but the reader gives it.
-        if (OpenCloud(file.Path().c_str(), &why)) why = "cannot be opened";
+        if (OpenCloud(file.Path().c_str(), &why, {CountCheck::kStrict, true}))
+            why = "cannot be opened";
         throw Failure(file.Name() + ": " + why);
     }
     ~OpenFile() { PtcRelease(handle_); }

@@ -116,7 +116,7 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
     if (!places) return {};
     std::string why;
-    const auto cloud = OpenCloud(file.Path().c_str(), &why, CountCheck::kOff);
+    const auto cloud = OpenCloud(file.Path().c_str(), &why, {CountCheck::kOff, true});
     if (!cloud) {
         // The header's check has the reader's rules and more. Should the reader know one that is
         // not among them, a file that nobody can open must still not pass for sound.

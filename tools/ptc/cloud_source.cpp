@@ -18,7 +18,7 @@ class CloudSource : public PointSource {
 public:
     explicit CloudSource(const InputFile& file) : name_(file.Name()) {
         std::string why;
-        cloud_ = OpenCloud(file.Path().c_str(), &why);
+        cloud_ = OpenCloud(file.Path().c_str(), &why, {CountCheck::kStrict, true});
         if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
         // What the file says, not what stands in for it where that is of no use.
         header_.format = cloud_->stored_format;

@@ -14,7 +14,7 @@ OpenedCloud OpenInput(const InputFile& file) {
     });
     const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
     OpenedCloud opened;
-    if (places) opened = {OpenCloud(file.Path().c_str(), &why, CountCheck::kOff), *places};
+    if (places) opened = {OpenCloud(file.Path().c_str(), &why, {CountCheck::kOff, true}), *places};
     if (!opened.cloud) throw Failure(file.Name() + ": " + why);
     return opened;
 }

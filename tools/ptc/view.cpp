@@ -221,7 +221,8 @@ void View(const ViewOptions& options) {
         throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     std::string why;
-    const std::unique_ptr<Cloud> cloud = OpenCloud(input.Path().c_str(), &why);
+    const std::unique_ptr<Cloud> cloud =
+        OpenCloud(input.Path().c_str(), &why, {CountCheck::kStrict, true});
     if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
