@@ -49,5 +49,5 @@ void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept {
     DriverError(image->DriverName(), "cannot write all of '%s': %s; %lld points are kept\n",
                 PrintableText<kMaxFileName>(image->file_name).c_str(),
                 SystemReason(error ? error : ENOMEM).c_str(),
-                static_cast<long long>(cloud.stored_points));
+                static_cast<long long>(cloud.counted_points));
 }

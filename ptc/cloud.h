@@ -58,6 +58,7 @@ struct Cloud {
     std::int64_t next_point = 0;     ///< the point that the file stands at; -1: none
 
     // Only while writing.
-    std::int64_t stored_points = 0;  ///< points handed to the operating system without an error
-    bool has_failed = false;         ///< a write failed: nothing more is written but the header
+    std::int64_t stored_points = 0;   ///< points handed to the operating system without an error
+    std::int64_t counted_points = 0;  ///< those that the header in the file counts
+    bool has_failed = false;          ///< a write failed: nothing more is written but the header
 };

@@ -179,6 +179,7 @@ TokenStatus RewriteHeader(Cloud& cloud) {
     if (Failed(WriteBlock(cloud)) || Failed(file.Seek(cloud.header_position)) ||
         Failed(block.Put()))
         return TokenStatus::kFailed;
+    cloud.counted_points = cloud.point_count;
     return file.SeekToEnd();
 }
 
@@ -230,7 +231,9 @@ CloudStatus FinishCloud(Cloud& cloud) {
     if (!cloud.has_failed) cloud.stored_points = cloud.point_count;
     // After a failure the header must not promise records that are not there.
     cloud.point_count = cloud.stored_points;
-    const TokenStatus rewritten = RewriteHeader(cloud);
+    TokenStatus rewritten = RewriteHeader(cloud);
+    // Without its counts the file is as good as lost: a device that failed once is asked again.
+    if (Failed(rewritten)) rewritten = RewriteHeader(cloud);
     const TokenStatus closed = cloud.file.Close();
     if (cloud.has_failed || Failed(rewritten)) return CloudStatus::kFailed;
     return ToCloudStatus(closed);

@@ -26,6 +26,15 @@ protected:
     ~TgUncopyable() = default;
 };
 
+/// Tells the processor that this thread waits for another one's write.
+inline void SpinPause() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield" ::: "memory");
+#endif
+}
+
 /// A mutex for sections that are short most of the time: waiting a few pauses is cheaper than
 /// putting the thread to sleep, and a thread that waits longer sleeps after all.
 class UTIL_CAPABILITY("mutex") TgMutex : public TgUncopyable {
@@ -39,7 +48,7 @@ public:
     void Lock() noexcept UTIL_ACQUIRE() UTIL_NO_THREAD_ANALYSIS {
         for (int i = 0; i < tries_; ++i) {
             if (TryLock()) return;
-            __builtin_ia32_pause();
+            SpinPause();
         }
         pthread_mutex_lock(&mutex_);  // a plain mutex that exists cannot fail to lock
     }
@@ -83,7 +92,7 @@ public:
                 sched_yield();
                 continue;
             }
-            for (int i = 0; i < pauses; ++i) __builtin_ia32_pause();
+            for (int i = 0; i < pauses; ++i) SpinPause();
             pauses *= 2;
         }
     }

@@ -1,16 +1,14 @@
-// A driver loaded the way a host loads it, and the lists that a host hands to it.
+// A driver loaded the way a host loads it.
 
 #pragma once
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <deque>
 #include <string>
 #include <vector>
 
-#include "driver/dspy.h"
+#include "tests/support/host_lists.h"
 
 /// The shared object under test, unloaded at the end of the scope.
 class Plugin {
@@ -47,46 +45,6 @@ private:
     }
 
     void* object_;
-};
-
-/// A parameter list that owns its values.
-class HostParameters {
-public:
-    HostParameters& Floats(const char* name, std::vector<float> values) {
-        floats_.push_back(std::move(values));
-        const auto& kept = floats_.back();
-        return Add(name, 'f', kept.size(), kept.data());
-    }
-    HostParameters& Float(const char* name, float value) { return Floats(name, {value}); }
-    HostParameters& Int(const char* name, int value) {
-        ints_.push_back(value);
-        return Add(name, 'i', 1, &ints_.back());
-    }
-    const std::vector<DspyParameter>& List() const { return list_; }
-
-private:
-    HostParameters& Add(const char* name, char type, std::size_t count, const void* values) {
-        list_.push_back(
-            {name, type, static_cast<signed char>(count), values, static_cast<int>(4 * count)});
-        return *this;
-    }
-    std::deque<std::vector<float>> floats_;
-    std::deque<int> ints_;
-    std::vector<DspyParameter> list_;
-};
-
-/// A channel list that owns its names.
-class HostChannels {
-public:
-    HostChannels(std::initializer_list<const char*> names) {
-        for (const char* name : names) texts_.emplace_back(name);
-        for (std::string& text : texts_) list_.push_back({text.data(), 0x2001});
-    }
-    std::vector<DspyFormat>& List() { return list_; }
-
-private:
-    std::deque<std::string> texts_;
-    std::vector<DspyFormat> list_;
 };
 
 /// Opens an image; `*code` is the answer. Null: no handle.
