@@ -69,6 +69,9 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
         {longest, good, kDspyNoResource, "cannot create '" + longest + "': File name too long"},
         {absent, good, kDspyNoResource,
          "cannot create '" + absent + "': No such file or directory"},
+        {folder.File("no/\033[2Ja\n"), good, kDspyNoResource,
+         "cannot create '" + absent.substr(0, absent.size() - 1) +
+             "\\x1b[2Ja\\x0a': No such file or directory"},
         {"", good, kDspyNoResource, "cannot create '': No such file or directory"},
         {itself, good, kDspyNoResource, "cannot create '" + itself + "': Is a directory"},
         {"/dev/full", good, kDspyNoResource, "cannot create '/dev/full': No space left on device"},
@@ -85,6 +88,17 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
                   row.error.empty() ? "" : "test:  " + row.error + "\n");
         EXPECT_EQ(code, row.code) << row.error;
     }
+}
+
+TEST(Plugin, ADriverWithoutANamePrintsNothing) {
+    const Plugin plugin;
+    HostChannels channels = {"x|float a"};
+    void* image = nullptr;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(plugin.open(&image, nullptr, "/dev/full", 1, 1, 0, nullptr, 1, channels.List().data(),
+                          nullptr),
+              kDspyNoResource);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(Plugin, UnknownTypesAreToldAndGoOn) {

@@ -31,6 +31,10 @@ std::string With(std::string bytes, std::size_t offset, T value) {
     return bytes;
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    return text.replace(text.find(from), from.size(), to);
+}
+
 TEST(PtcReader, BothFormsAnswerWhatWasWritten) {
     for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
         const std::string bytes = SmallCloud(form);
@@ -159,6 +163,12 @@ TEST(PtcReader, WhatIsRefusedAndWhy) {
     const double nan = std::nan("");
     const std::string sizes = "its number of points is impossible";
     const std::string shorter = "it is shorter than its number of points takes";
+    const std::string text = SmallCloud(TokenForm::kText, false);
+    const std::size_t floats = text.find("pointdatasize");
+    // Three points without data, in as few bytes as a line can have.
+    const std::string bare = text.substr(0, floats - 13) + "npointvars 0\npointdatasize 0\n" +
+                             "ntreevars 0\ntreedatasize 0\n" +
+                             "1 2 3 0 0 1\n1 2 3 0 0 1\n1 2 3 0 0 1\n";
     struct Row {
         std::string bytes;
         std::string why;  // empty: opened
@@ -171,6 +181,7 @@ TEST(PtcReader, WhatIsRefusedAndWhy) {
              Row{With(binary, 8, nan), sizes},
              Row{With(binary, 8, -1.0), sizes},
              Row{With(binary, 8, 2.5), sizes},
+             Row{With(binary, 8, 2.0005), sizes},
              Row{With(binary, 8, 2.0), ""},
              Row{With(binary, 8, 1e15), shorter},
              Row{With(binary, 40, -nan), "its number of octree nodes is impossible"},
@@ -180,6 +191,17 @@ TEST(PtcReader, WhatIsRefusedAndWhy) {
              Row{With(binary, 336, 'F'), "a variable's type is not known or has no floats"},
              Row{With(binary, 348 + 6, '0'), "a variable's type is not known or has no floats"},
              Row{binary.substr(0, 340), "the header is cut off or damaged"},
+             Row{Replaced(text, "File\n", "Files\n"), "it is not a point cloud file"},
+             Row{Replaced(text, "float _area", " float  _area x"), ""},
+             Row{bare, ""},
+             Row{bare.substr(0, bare.size() - 1), shorter},
+             // As many floats as a writer takes, and one more.
+             Row{Replaced(Replaced(text, "size 7", "size 16777216"), "color[2] ",
+                          "float[16777215] c"),
+                 ""},
+             Row{Replaced(Replaced(text, "size 7", "size 16777217"), "color[2] ",
+                          "float[16777216] c"),
+                 "its variables take too many floats"},
          }) {
         std::string why;
         EXPECT_EQ(Open(row.bytes, &why) != nullptr, row.why.empty()) << row.why;
