@@ -28,7 +28,9 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
         [=](const std::string& text) -> std::string {
             Number value{};
-            const bool is_number = CLI::detail::lexical_cast(text, value);
+            const char* const end = text.data() + text.size();
+            const auto read = std::from_chars(text.data() + text.starts_with('+'), end, value);
+            const bool is_number = read.ec == std::errc() && read.ptr == end;
             return is_number && value >= low && value <= high ? "" : "must be " + what;
         },
         what);
@@ -130,6 +132,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     options->threads =
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     CLI::App app(kAbout, "pcbake");
+    app.set_version_flag("--version", "pcbake " TOOLS_VERSION);
     app.option_defaults()->take_last();  // what is given again replaces what was given
     app.add_option("--driver", options->driver, "the display driver, a shared object")
         ->type_name("FILE")

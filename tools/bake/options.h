@@ -29,7 +29,8 @@ struct Options {
 };
 
 /// Fills `*options`; every value is within its range afterwards. Answers the exit status when the
-/// program has nothing left to do: 0 after printing the help, 2 after saying what is wrong.
+/// program has nothing left to do: 0 after printing the help or the version, 2 after saying what is
+/// wrong.
 std::optional<int> ParseOptions(int argc, char** argv, Options* options);
 
 }  // namespace bake

@@ -1,5 +1,7 @@
 // The program as its user meets it: exit status, messages, and what its options tell a driver.
 
+#include <cctype>
+
 #include "tests/tools/bake/recording.h"
 
 namespace {
@@ -55,6 +57,8 @@ TEST(Host, AnswersTwoForWrongUsage) {
     }
     EXPECT_EQ(folder.Run("").status, 2);
     EXPECT_EQ(folder.Run("--help").status, 0);
+    const std::string version = folder.Run("--version").out;
+    EXPECT_TRUE(version.starts_with("pcbake ") && std::isdigit(version[7])) << version;
 }
 
 TEST(Host, TellsTheDriverAllOfItsParametersButNoneThatIsNotGiven) {
