@@ -26,13 +26,23 @@ namespace {
 
 /// The room, what stands in it and the dust. The dust comes last: its grids' numbers do not move
 /// the seeds of the others.
-Scene MakeScene(const Options& options, const Dicing& dicing) {
-    Scene scene = options.mesh.empty() ? MakeCornellBox(dicing)
-                                       : MakeMeshScene({options.mesh, options.turn}, dicing);
+Scene MakeScene(const Options& options, const Dicing& dicing, MeshReport* mesh) {
+    Scene scene = options.mesh.empty()
+                      ? MakeCornellBox(dicing)
+                      : MakeMeshScene({options.mesh, options.turn, options.sides}, dicing, mesh);
     if (options.particles > 0)
         scene.Add(std::make_unique<Particles>(static_cast<std::uint32_t>(options.particles),
                                               dicing.size, scene.Light().At(0.5f, 0.5f)));
     return scene;
+}
+
+void PrintMesh(const MeshReport& mesh) {
+    fmt::print("mesh       {} triangles, {}\n", mesh.triangles, mesh.is_closed ? "closed" : "open");
+    if (mesh.broken_faces + mesh.without_area > 0)
+        fmt::print("left out   {} broken faces, {} without area\n", mesh.broken_faces,
+                   mesh.without_area);
+    if (mesh.complaints > 0)
+        fmt::print("importer   {} mended, first: {}\n", mesh.complaints, mesh.first_complaint);
 }
 
 /// The last word on standard output; figures in columns.
@@ -52,7 +62,8 @@ void Run(const Options& options) {
     const Camera camera(options.width, options.height);
     const DriverLibrary library(options.driver);
     const Dicing dicing = {2.0f / static_cast<float>(options.density), options.grid};
-    const Scene scene = MakeScene(options, dicing);
+    MeshReport mesh;
+    const Scene scene = MakeScene(options, dicing, &mesh);
     const RayTracer tracer(scene);
     const Shader shader(scene, tracer, options.quality);
     const std::vector<Delivery> plan = PlanDeliveries(scene, camera, options.threads);
@@ -70,7 +81,9 @@ void Run(const Options& options) {
     }
     image.Close();
     const std::string file = RequireOutcome(options.output, tally, options.settings);
-    if (!options.quiet) PrintSummary(options, totals, image, file);
+    if (options.quiet) return;
+    if (!options.mesh.empty()) PrintMesh(mesh);
+    PrintSummary(options, totals, image, file);
 }
 
 /// A full disk behind standard output shows up only when the last of it is written.

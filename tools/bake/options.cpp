@@ -61,6 +61,17 @@ void AddSceneOptions(CLI::App& app, Options* options) {
         ->check(Within(-360.0, 360.0, "-360 to 360"))
         ->needs(mesh)
         ->group("Scene");
+    CLI::Option* const flip = app.add_flag_callback(
+                                     "--flip", [options] { options->sides = Sides::kFlipped; },
+                                     "shade the other side of the mesh")
+                                  ->needs(mesh)
+                                  ->group("Scene");
+    app.add_flag_callback(
+           "--two-sided", [options] { options->sides = Sides::kSeen; },
+           "shade the side of every facet of the mesh that faces the camera")
+        ->needs(mesh)
+        ->excludes(flip)
+        ->group("Scene");
     app.add_option("--particles", options->particles, "add N specks of dust, single samples")
         ->check(Count(0, 10'000'000))
         ->group("Scene");
