@@ -32,6 +32,13 @@ constexpr double kMostPoints = 9007199254740992.0;  // beyond these a double ski
 constexpr std::int32_t kMostFloats = 1 << 24;       // of data a point; above: damage
 constexpr std::string_view kAreaDeclaration = "float _area";
 
+/// Where the binary header has what is needed, and where its declarations begin.
+constexpr std::size_t kPointsAt = 8;
+constexpr std::size_t kNodesAt = 40;
+constexpr std::size_t kVariablesAt = 328;
+constexpr std::size_t kDataFloatsAt = 332;
+constexpr std::size_t kDeclarationsAt = 336;
+
 /// The file from its start on. A failed read ends in a Failure and is never its end.
 class Input {
 public:
@@ -107,14 +114,14 @@ public:
     explicit BinaryCloud(Input& input) : input_(input) {}
 
     Header ReadHeader() {
-        std::array<char, 336> fixed{};
+        std::array<char, kDeclarationsAt> fixed{};
         Header header;
         std::int32_t variables = 0;
         if (!input_.Read(fixed.data(), fixed.size())) input_.DamagedHeader();
-        std::memcpy(&header.points, &fixed[8], sizeof header.points);
-        std::memcpy(&header.nodes, &fixed[40], sizeof header.nodes);
-        std::memcpy(&variables, &fixed[328], sizeof variables);
-        std::memcpy(&header.data_floats, &fixed[332], sizeof header.data_floats);
+        std::memcpy(&header.points, &fixed[kPointsAt], sizeof header.points);
+        std::memcpy(&header.nodes, &fixed[kNodesAt], sizeof header.nodes);
+        std::memcpy(&variables, &fixed[kVariablesAt], sizeof variables);
+        std::memcpy(&header.data_floats, &fixed[kDataFloatsAt], sizeof header.data_floats);
         header.first_variable = SkipDeclarations(variables);
         std::array<std::int32_t, 2> tree{};  // variables, floats of data
         if (!input_.Read(tree.data(), sizeof tree)) input_.DamagedHeader();

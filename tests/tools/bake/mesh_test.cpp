@@ -80,7 +80,7 @@ TEST(Mesh, TurnsItsFrontToTheRight) {
         EXPECT_NEAR(s.normal.x, 1, 1e-5);
 }
 
-TEST(Mesh, AnOpenOneIsShadedWhereItsCornersRunLeftUnlessToldOtherwise) {
+TEST(Mesh, AnOpenOneIsShadedByItsWindingUnlessToldOtherwise) {
     const struct {
         const char* name;
         const char* arguments;

@@ -1,5 +1,7 @@
 // What the host says of the file that a driver leaves: whole, or a failure.
 
+#include <fmt/format.h>
+
 #include <cstring>
 #include <functional>
 
@@ -34,9 +36,7 @@ void Promise(double points, std::string* file) {
     if (file->starts_with("kptc")) {
         std::memcpy(file->data() + 8, &points, sizeof points);
     } else {
-        char text[32];
-        std::snprintf(text, sizeof text, "%16.0f", points);
-        file->replace(file->find("npoints ") + 8, 16, text);
+        file->replace(file->find("npoints ") + 8, 16, fmt::format("{:16.0f}", points));
     }
 }
 
