@@ -44,24 +44,35 @@ typedef struct DspyFormat {
     unsigned type;
 } DspyFormat;
 
-/// Opens an image and stores its handle in `*image`. `width`, `height` and `flags` are not used.
-/// 3: a channel without a type, or a file name above 4095 bytes; 4: the file cannot be made, or
-/// memory cannot be had; 5: a channel name without '|'.
+/// Opens an image and stores its handle in `*image`, which is left as it is when there is none.
+/// `width`, `height` and `flags` are not used.
+/// 0: the image is open; or memory for its handle cannot be had, which only `*image` tells: a host
+///    sets it to null before.
+/// 3: `image` is null; a file name is above 4095 bytes; a channel has no type, or has more floats,
+///    alone or with the others, than a point can have.
+/// 4: the file cannot be made, or memory cannot be had.
+/// 5: a channel has no name, or one without '|'; or something else failed.
+/// What is wrong with a type, a file name or the file is printed as well.
 typedef int DspyImageOpenFunction(void** image, const char* driverName, const char* fileName,
                                   int width, int height, int paramCount,
                                   const DspyParameter* params, int formatCount, DspyFormat* formats,
                                   void* flags);
 
 /// Answers query `type` into `data`, at most `dataLength` bytes of it. The handle is not looked at.
+/// 2: no such query. Without room for an answer nothing is written, and the code is 0.
 typedef int DspyImageQueryFunction(void* image, int type, int dataLength, void* data);
 
 /// Hands over one shaded grid: `last - first + 1` samples that share `dataLength` bytes evenly.
-/// A sample is position, normal and radius (seven floats), then the channels' floats.
-/// `bound3` and `bound4` are not used. 3: no sample, or fewer than seven floats a sample.
+/// A sample is position, normal and radius (seven floats), then the channels' floats. The first
+/// seven are in world space, and the file keeps them there: in the space that the parameters "NP"
+/// and "Nl" lead from, to normalised device coordinates and to the eye.
+/// `bound3` and `bound4` are not used.
+/// 3: no image or no data; no sample, or fewer than seven floats a sample. 4: memory cannot be had.
 typedef int DspyImageDeepDataFunction(void* image, int first, int last, int bound3, int bound4,
                                       const unsigned char* data, int dataLength);
 
-/// Writes what is still buffered, completes the file and frees the image.
+/// Writes what is still buffered, completes the file and frees the image. 3: no image. All else is
+/// 0; what could not be written is printed.
 typedef int DspyImageCloseFunction(void* image);
 
 #ifdef __cplusplus

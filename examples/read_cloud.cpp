@@ -20,6 +20,7 @@ constexpr int kThreads = 4;
 struct Sum {
     double value = 0;
     std::int64_t missing = 0;  ///< points that could not be read
+    bool is_open = false;      ///< if not, the others say nothing
 };
 
 /// Adds up float `place` of the data of a share of the points.
@@ -28,7 +29,8 @@ Sum AddUp(const char* name, std::int32_t place, int share) {
     // A handle belongs to the thread that opened it. The file itself is opened only once.
     PtcManagedFile* const file = PtcOpenForReading(name);
     PtcHeader header;
-    if (!PtcGetHeader(file, &header)) return sum;
+    sum.is_open = PtcGetHeader(file, &header);
+    if (!sum.is_open) return sum;
     const std::int64_t begin = header.points * share / kThreads;
     const std::int64_t end = header.points * (share + 1) / kThreads;
     for (std::int64_t i = begin; i < end; ++i) {
@@ -100,7 +102,10 @@ int ReadCloud(const char* name, const char* variable) {
                 [&, share] { sums[static_cast<std::size_t>(share)] = AddUp(name, place, share); });
     }
     Sum total;
-    for (const Sum& sum : sums) total = {total.value + sum.value, total.missing + sum.missing};
+    total.is_open = true;
+    for (const Sum& sum : sums)
+        total = {total.value + sum.value, total.missing + sum.missing,
+                 total.is_open && sum.is_open};
     PtcHeader header;
     PtcGetHeader(file, &header);
     std::printf("%lld points, sum of %s: %g\n", static_cast<long long>(header.points), variable,
@@ -111,7 +116,9 @@ int ReadCloud(const char* name, const char* variable) {
     std::fputs(PtcCacheTable().c_str(), stdout);
 
     PtcRelease(file);
-    return total.missing == 0 ? 0 : 1;
+    if (!total.is_open)
+        std::fprintf(stderr, "read_cloud: %s: cannot be opened by every thread\n", name);
+    return total.is_open && total.missing == 0 ? 0 : 1;
 }
 
 }  // namespace

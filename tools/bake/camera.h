@@ -37,6 +37,9 @@ public:
     /// Shows the room's open front as large as the picture has space for. Pixels are square.
     Camera(int width, int height);
 
+    /// Where the eye stands in the world, whatever the picture's size.
+    static Vec3 Eye();
+
     int Width() const { return width_; }
     int Height() const { return height_; }
     const Matrix& WorldToEye() const { return world_to_eye_; }

@@ -44,8 +44,8 @@ int DriverImage::Timed(const Call& call) {
 }
 
 DriverImage::DriverImage(const DriverLibrary& library, const std::string& file,
-                         ImageRequest& request)
-    : library_(library) {
+                         ImageRequest& request, Tally& tally)
+    : library_(library), tally_(tally) {
     const auto& parameters = request.Parameters();
     auto& formats = request.Formats();
     const int code = Timed([&] {
@@ -90,6 +90,7 @@ void DriverImage::Deliver(const std::vector<float>& samples) {
                                    reinterpret_cast<const unsigned char*>(samples.data()), bytes);
     });
     RequireSuccess("DspyImageDeepData", "", code);
+    tally_.Add(samples);
 }
 
 void DriverImage::Close() {

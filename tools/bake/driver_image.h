@@ -3,8 +3,8 @@
 // Units      samples in grids of kSampleFloats floats each; seconds of wall time.
 // Errors     every member throws Failure when the driver answers anything but success: the text
 //            names the function and says the code in words.
-// Ownership  borrows the library, which must outlive it; closes the image when it goes.
-// Threads    one thread at a time, as the interface demands.
+// Ownership  borrows the library and the tally, which must outlive it; closes the image when it
+// goes. Threads    one thread at a time, as the interface demands.
 
 #pragma once
 
@@ -13,13 +13,16 @@
 
 #include "tools/bake/driver_library.h"
 #include "tools/bake/image_request.h"
+#include "tools/bake/tally.h"
 
 namespace bake {
 
 class DriverImage {
 public:
     /// Opens the image and makes sure that the driver takes deep data.
-    DriverImage(const DriverLibrary& library, const std::string& file, ImageRequest& request);
+    /// `tally`: where all that is delivered is put down.
+    DriverImage(const DriverLibrary& library, const std::string& file, ImageRequest& request,
+                Tally& tally);
     ~DriverImage();
     DriverImage(const DriverImage&) = delete;
     DriverImage& operator=(const DriverImage&) = delete;
@@ -42,6 +45,7 @@ private:
     void RequireDeepData();
 
     const DriverLibrary& library_;
+    Tally& tally_;
     void* image_ = nullptr;  ///< null before the open and after the close
     double seconds_ = 0;
 };

@@ -64,6 +64,9 @@ private:
 /// Floats of one sample: position, normal and radius, then the channels in their order.
 inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1;
 
+/// Which of them is the sample's area.
+inline constexpr std::size_t kSampleArea = 7;
+
 /// Puts one sample behind `*samples`.
 void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
                   std::vector<float>* samples);

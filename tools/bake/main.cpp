@@ -1,7 +1,6 @@
 // pcbake: a small renderer that bakes a scene through any display driver.
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -16,6 +16,7 @@
 #include "tools/bake/camera.h"
 #include "tools/bake/failure.h"
 #include "tools/bake/options.h"
+#include "tools/bake/outcome.h"
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
 
@@ -25,35 +26,34 @@ namespace {
 
 /// The room, what stands in it and the dust. The dust comes last: its grids' numbers do not move
 /// the seeds of the others.
-Scene MakeScene(const Options& options) {
-    const Dicing dicing = {2.0f / static_cast<float>(options.density), options.grid};
-    Scene scene = options.mesh.empty() ? MakeCornellBox(dicing)
-                                       : MakeMeshScene({options.mesh, options.turn}, dicing);
+Scene MakeScene(const Options& options, const Dicing& dicing, MeshReport* mesh) {
+    Scene scene = options.mesh.empty()
+                      ? MakeCornellBox(dicing)
+                      : MakeMeshScene({options.mesh, options.turn, options.sides}, dicing, mesh);
     if (options.particles > 0)
         scene.Add(std::make_unique<Particles>(static_cast<std::uint32_t>(options.particles),
                                               dicing.size, scene.Light().At(0.5f, 0.5f)));
     return scene;
 }
 
-/// The size of the file that the driver was asked for, which must be there by now.
-std::string FileSize(const std::string& file) {
-    struct stat status;
-    if (stat(file.c_str(), &status) != 0)
-        throw Failure(fmt::format("the driver made no file {}: {}", file,
-                                  std::generic_category().message(errno)));
-    if (!S_ISREG(status.st_mode)) return "not a regular file";
-    return fmt::format("{} bytes", status.st_size);
+void PrintMesh(const MeshReport& mesh) {
+    fmt::print("mesh       {} triangles, {}\n", mesh.triangles, mesh.is_closed ? "closed" : "open");
+    if (mesh.broken_faces + mesh.without_area > 0)
+        fmt::print("left out   {} broken faces, {} without area\n", mesh.broken_faces,
+                   mesh.without_area);
+    if (mesh.complaints > 0)
+        fmt::print("importer   {} mended, first: {}\n", mesh.complaints, mesh.first_complaint);
 }
 
 /// The last word on standard output; figures in columns.
 void PrintSummary(const Options& options, const BakeTotals& totals, const DriverImage& image,
-                  const std::string& size) {
+                  const std::string& file) {
     fmt::print("delivered  {} grids, {} samples\n", totals.grids, totals.samples);
     fmt::print("repeats    {} grids, {} samples of these\n", totals.repeated_grids,
                totals.repeated_samples);
     fmt::print("shading    {:.2f} s in {} threads\n", totals.shading_seconds, options.threads);
     fmt::print("driver     {:.2f} s\n", image.Seconds());
-    fmt::print("output     {}, {}\n", options.output, size);
+    fmt::print("output     {}, {}\n", options.output, file);
 }
 
 /// The driver is loaded first and the image opened before the shading: what is wrong with them
@@ -61,7 +61,9 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
 void Run(const Options& options) {
     const Camera camera(options.width, options.height);
     const DriverLibrary library(options.driver);
-    const Scene scene = MakeScene(options);
+    const Dicing dicing = {2.0f / static_cast<float>(options.density), options.grid};
+    MeshReport mesh;
+    const Scene scene = MakeScene(options, dicing, &mesh);
     const RayTracer tracer(scene);
     const Shader shader(scene, tracer, options.quality);
     const std::vector<Delivery> plan = PlanDeliveries(scene, camera, options.threads);
@@ -70,15 +72,32 @@ void Run(const Options& options) {
     if (options.ascii && setenv("LUMR_ASCIIPOINTCLOUD", "1", 1) != 0)
         throw Failure("cannot set LUMR_ASCIIPOINTCLOUD");
     ImageRequest request(camera, options.settings);
-    DriverImage image(library, options.output, request);
+    Tally tally(dicing.size);
+    DriverImage image(library, options.output, request, tally);
     BakeTotals totals;
     {  // the bar is gone before anything else is printed
         Progress progress(CountSamples(plan), !options.quiet);
         totals = Bake(scene, shader, plan, options.threads, &image, &progress);
     }
     image.Close();
-    const std::string size = FileSize(options.output);
-    if (!options.quiet) PrintSummary(options, totals, image, size);
+    const std::string file = RequireOutcome(options.output, tally, options.settings);
+    if (options.quiet) return;
+    if (!options.mesh.empty()) PrintMesh(mesh);
+    PrintSummary(options, totals, image, file);
+}
+
+/// A full disk behind standard output shows up only when the last of it is written.
+void FlushOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout))
+        throw Failure("standard output: " + std::generic_category().message(errno));
+}
+
+int RunCommandLine(int argc, char** argv) {
+    Options options;
+    const std::optional<int> status = ParseOptions(argc, argv, &options);
+    if (!status) Run(options);
+    FlushOutput();
+    return status.value_or(0);
 }
 
 }  // namespace
@@ -87,10 +106,7 @@ void Run(const Options& options) {
 
 int main(int argc, char** argv) {
     try {
-        bake::Options options;
-        if (const auto status = bake::ParseOptions(argc, argv, &options)) return *status;
-        bake::Run(options);
-        return 0;
+        return bake::RunCommandLine(argc, argv);
     } catch (const std::bad_alloc&) {
         std::fputs("pcbake: out of memory\n", stderr);
     } catch (const std::exception& failure) {

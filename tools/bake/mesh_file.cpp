@@ -1,70 +1,109 @@
-// Mesh files: reading through Assimp.
+// Mesh files: importing in a child process, taking over what it found.
+//
+// A bound on memory holds for a whole process, and importers for some forty formats have faults
+// beyond memory; both stay in the child.
 
 #include "tools/bake/mesh_file.h"
 
-#include <assimp/config.h>
-#include <assimp/postprocess.h>
-#include <assimp/scene.h>
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <assimp/Importer.hpp>
-#include <cmath>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <type_traits>
 
+#include "tools/bake/bounded_child.h"
 #include "tools/bake/failure.h"
+#include "tools/bake/mesh_import.h"
 
 namespace bake {
 
 namespace {
 
-/// Ends the bake. Assimp's reasons may have several lines; a failure has one.
-[[noreturn]] void Fail(const std::string& file, std::string why) {
-    std::replace(why.begin(), why.end(), '\n', ' ');
-    throw Failure(fmt::format("cannot read mesh {}: {}", file, why));
+/// What the child's first byte says about the rest.
+constexpr char kMeshFollows = 'm';
+constexpr char kReasonFollows = 'r';
+
+/// The parts of a mesh on their way through a pipe. A failure shows at the other end: something is
+/// missing there.
+class Sender {
+public:
+    explicit Sender(std::FILE* to) : to_(to) {}
+
+    template <class Value>
+    bool Pass(const Value& value) const {
+        static_assert(std::is_trivially_copyable_v<Value>);
+        return std::fwrite(&value, sizeof value, 1, to_) == 1;
+    }
+    template <class List>
+    bool PassList(const List& list) const {
+        return Pass(list.size()) &&
+               std::fwrite(list.data(), sizeof list[0], list.size(), to_) == list.size();
+    }
+
+private:
+    std::FILE* const to_;
+};
+
+class Receiver {
+public:
+    explicit Receiver(std::FILE* from) : from_(from) {}
+
+    template <class Value>
+    bool Pass(Value& value) const {
+        static_assert(std::is_trivially_copyable_v<Value>);
+        return std::fread(&value, sizeof value, 1, from_) == 1;
+    }
+    template <class List>
+    bool PassList(List& list) const {
+        std::size_t size = 0;
+        if (!Pass(size)) return false;
+        list.resize(size);
+        return std::fread(list.data(), sizeof list[0], size, from_) == size;
+    }
+
+private:
+    std::FILE* const from_;
+};
+
+/// Both ends pass the same parts in the same order.
+template <class End, class Mesh>
+bool PassMesh(const End& end, Mesh& mesh) {
+    return end.PassList(mesh.vertices) && end.PassList(mesh.normals) &&
+           end.PassList(mesh.triangles) && end.Pass(mesh.broken_faces) &&
+           end.Pass(mesh.flat_faces) && end.Pass(mesh.complaints) &&
+           end.PassList(mesh.first_complaint);
 }
 
-/// Puts one part behind what is there. Faces that name a vertex that does not exist or that is not
-/// a place (infinite, no number) are left out.
-void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
-    const auto base = static_cast<std::uint32_t>(mesh->vertices.size());
-    for (unsigned i = 0; i < part.mNumVertices; ++i) {
-        const aiVector3D& v = part.mVertices[i];
-        const aiVector3D n = part.HasNormals() ? part.mNormals[i] : aiVector3D();
-        mesh->vertices.push_back({v.x, v.y, v.z});
-        mesh->normals.push_back({n.x, n.y, n.z});
-    }
-    for (unsigned i = 0; i < part.mNumFaces; ++i) {
-        const aiFace& face = part.mFaces[i];
-        const bool usable =
-            face.mNumIndices == 3 &&
-            std::all_of(face.mIndices, face.mIndices + 3, [&](unsigned index) {
-                if (index >= part.mNumVertices) return false;
-                const aiVector3D& v = part.mVertices[index];
-                return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-            });
-        if (usable)
-            mesh->triangles.push_back(
-                {base + face.mIndices[0], base + face.mIndices[1], base + face.mIndices[2]});
+void SendReason(const Sender& sender, const std::string& reason) {
+    (void)(sender.Pass(kReasonFollows) && sender.PassList(reason));
+}
+
+/// The child's work.
+void Send(const std::string& file, std::FILE* to) {
+    const Sender sender(to);
+    try {
+        const MeshFile mesh = ImportMesh(file);
+        (void)(sender.Pass(kMeshFollows) && PassMesh(sender, mesh));
+    } catch (const std::bad_alloc&) {
+        SendReason(sender, "takes more memory than the file accounts for");
+    } catch (const std::exception& failure) {
+        SendReason(sender, failure.what());
     }
 }
 
 }  // namespace
 
 MeshFile ReadMeshFile(const std::string& file) {
-    // Faces become triangles, points and lines go, and every part is moved to where the file's
-    // hierarchy puts it. Normals are left as they are: Assimp would smooth over every edge of a
-    // part whose faces share vertices.
-    Assimp::Importer importer;
-    importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
-                                aiPrimitiveType_POINT | aiPrimitiveType_LINE);
-    const aiScene* scene = importer.ReadFile(
-        file, aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_PreTransformVertices);
-    if (!scene) Fail(file, importer.GetErrorString());
-
+    BoundedChild child(kImportBase, [&](std::FILE* to) { Send(file, to); });
+    const Receiver receiver(child.From());
     MeshFile mesh;
-    for (unsigned i = 0; i < scene->mNumMeshes; ++i) AppendTriangles(*scene->mMeshes[i], &mesh);
-    if (mesh.triangles.empty()) Fail(file, "no triangles");
-    return mesh;
+    std::string reason;
+    char follows = 0;
+    if (receiver.Pass(follows) && follows == kMeshFollows && PassMesh(receiver, mesh)) return mesh;
+    if (follows != kReasonFollows || !receiver.PassList(reason))
+        reason = "the importer broke down: " + child.Wait();
+    throw Failure(fmt::format("cannot read mesh {}: {}", file, reason));
 }
 
 }  // namespace bake

@@ -20,9 +20,16 @@ struct MeshFile {
     std::vector<Vertex> vertices;
     std::vector<Vec3> normals;  ///< one for each vertex, of any length, null where there is none
     std::vector<std::array<std::uint32_t, 3>> triangles;  ///< of finite vertices
+
+    std::uint64_t broken_faces = 0;  ///< left out: a vertex does not exist or is no place
+    std::uint64_t flat_faces = 0;    ///< left out: points and lines
+    std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
+    std::string first_complaint;
 };
 
-/// Reads all triangles of `file`. Throws Failure when it cannot be read or has no triangle.
+/// Reads all triangles of `file`, in a process of its own whose memory is bounded by the size of
+/// the file: importers believe what headers promise. Caller: the program has one thread. Throws
+/// Failure when the file cannot be read or has no triangle.
 MeshFile ReadMeshFile(const std::string& file);
 
 }  // namespace bake

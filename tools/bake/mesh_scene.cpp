@@ -3,18 +3,21 @@
 // Camera, lamp and walls stay where they are for every mesh: it is the mesh that is scaled, so that
 // it is seen whole, lit from above and given colour by the walls, whatever its units.
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <utility>
 
-#include <fmt/format.h>
-
+#include "tools/bake/camera.h"
 #include "tools/bake/failure.h"
 #include "tools/bake/mesh_file.h"
 #include "tools/bake/mesh_normals.h"
+#include "tools/bake/mesh_sides.h"
 #include "tools/bake/mesh_surface.h"
 #include "tools/bake/scene.h"
 
@@ -66,45 +69,54 @@ std::vector<Vec3> FitToStage(const MeshFile& file) {
     return vertices;
 }
 
-/// Whether the normals of a mesh point inwards on the whole, as those of a closed mesh with its
-/// corners in the wrong order do: the volume that it encloses is negative then.
-bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals) {
-    constexpr Vec3 kMiddle = {0, -1 + kStageHeight / 2, 0};
-    double volume = 0;
-    for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-        const auto& [a, b, c] = mesh.triangles[i];
-        const Vec3 span = Span(mesh, i);
-        const bool along = Dot(span, normals[a] + normals[b] + normals[c]) > 0;
-        volume += Dot(mesh.vertices[a] - kMiddle, along ? span : -span);
-    }
-    return volume < 0;
+/// Takes out the triangles without an area: they have no normal and no samples.
+void DropFlat(TriangleMesh* mesh) {
+    std::vector<std::array<std::uint32_t, 3>> with_area;
+    for (std::size_t i = 0; i < mesh->triangles.size(); ++i)
+        if (Length(Span(*mesh, i)) > 0) with_area.push_back(mesh->triangles[i]);
+    mesh->triangles = std::move(with_area);
+}
+
+/// The normals of all vertices, unit length, on the side that is to be shaded. A file that gives
+/// normals knows its sides; computed ones follow the order of the corners, which says nothing about
+/// what is outside, but a closed mesh does.
+std::vector<Vec3> MakeNormals(std::vector<Vec3> normals, bool is_closed, Sides sides,
+                              TriangleMesh* mesh) {
+    for (Vec3& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
+    const bool computed = std::none_of(normals.begin(), normals.end(),
+                                       [](Vec3 normal) { return Dot(normal, normal) > 0; });
+    CompleteNormals(mesh, &normals);
+    const bool turned = computed && is_closed && PointsInwards(*mesh, normals);
+    if (turned != (sides == Sides::kFlipped))
+        for (Vec3& normal : normals) normal = -normal;
+    return normals;
 }
 
 }  // namespace
 
-Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing) {
+Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing, MeshReport* report) {
     MeshFile file = ReadMeshFile(choice.file);
     Turn(choice.degrees, &file);
     TriangleMesh mesh{FitToStage(file), file.triangles};
-    // What has no area has no normal and no samples.
-    std::vector<std::array<std::uint32_t, 3>> with_area;
-    for (std::size_t i = 0; i < mesh.triangles.size(); ++i)
-        if (Length(Span(mesh, i)) > 0) with_area.push_back(mesh.triangles[i]);
-    mesh.triangles = std::move(with_area);
+    // Seen with the flat triangles, which may close gaps between others.
+    const bool is_closed = IsClosed(mesh);
+    DropFlat(&mesh);
     if (mesh.triangles.empty())
         throw Failure(fmt::format("cannot read mesh {}: no triangle has an area", choice.file));
+    *report = {mesh.triangles.size(),
+               file.broken_faces,
+               file.flat_faces + file.triangles.size() - mesh.triangles.size(),
+               file.complaints,
+               file.first_complaint,
+               is_closed};
 
-    // A file that gives normals knows its sides; computed ones follow the order of the corners.
-    std::vector<Vec3> normals = std::move(file.normals);
-    for (Vec3& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
-    const bool computed = std::none_of(normals.begin(), normals.end(),
-                                       [](Vec3 normal) { return Dot(normal, normal) > 0; });
-    CompleteNormals(&mesh, &normals);
-    if (computed && PointsInwards(mesh, normals))
-        for (Vec3& normal : normals) normal = -normal;
-
+    std::vector<Vec3> normals =
+        MakeNormals(std::move(file.normals), is_closed, choice.sides, &mesh);
+    std::optional<Vec3> eye;
+    if (choice.sides == Sides::kSeen) eye = Camera::Eye();
     Scene scene = MakeRoom(dicing);
-    scene.Add(std::make_unique<MeshSurface>(kClay, dicing, std::move(mesh), std::move(normals)));
+    scene.Add(
+        std::make_unique<MeshSurface>(kClay, dicing, std::move(mesh), std::move(normals), eye));
     return scene;
 }
 

@@ -53,8 +53,12 @@ Barycentric Halfway(const Barycentric& a, const Barycentric& b) {
 }  // namespace
 
 MeshSurface::MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
-                         std::vector<Vec3> normals)
-    : Surface(material), dicing_(dicing), mesh_(std::move(mesh)), normals_(std::move(normals)) {
+                         std::vector<Vec3> normals, const std::optional<Vec3>& eye)
+    : Surface(material),
+      dicing_(dicing),
+      mesh_(std::move(mesh)),
+      normals_(std::move(normals)),
+      eye_(eye) {
     CutIntoPieces();
     SortAlongCurve();
     FillGrids();
@@ -165,7 +169,11 @@ Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) c
     const Vec3 blended = Blended(normals_, piece.triangle, middle);
     // The file's normals say which side is out, its winding need not; opposite normals can cancel.
     if (Dot(facing, blended) < 0) facing = -facing;
-    const Vec3 normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
+    Vec3 normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
+    if (eye_ && Dot(facing, *eye_ - centre) < 0) {
+        facing = -facing;
+        normal = -normal;
+    }
 
     // The two diagonals of a flat cell span twice its area; a triangular cell repeats a corner.
     const Vec3 span = Cross(corners[2] - corners[0], corners[3] - corners[1]);

@@ -11,6 +11,8 @@
 
 #pragma once
 
+#include <optional>
+
 #include "tools/bake/surface.h"
 #include "tools/bake/triangle_cells.h"
 
@@ -18,9 +20,10 @@ namespace bake {
 
 class MeshSurface : public Surface {
 public:
-    /// `normals`: of unit length, one for each vertex of `mesh`.
+    /// `normals`: of unit length, one for each vertex of `mesh`. `eye`: where all micropolygons
+    /// turn their normals to, if anywhere.
     MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
-                std::vector<Vec3> normals);
+                std::vector<Vec3> normals, const std::optional<Vec3>& eye);
 
     std::uint32_t GridCount() const override;
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
@@ -48,6 +51,7 @@ private:
     const Dicing dicing_;
     const TriangleMesh mesh_;
     const std::vector<Vec3> normals_;
+    const std::optional<Vec3> eye_;
     std::vector<Piece> pieces_;
     std::vector<std::uint32_t> first_piece_;  ///< of each grid, and one behind the last
 };

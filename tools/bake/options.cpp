@@ -28,7 +28,9 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
         [=](const std::string& text) -> std::string {
             Number value{};
-            const bool is_number = CLI::detail::lexical_cast(text, value);
+            const char* const end = text.data() + text.size();
+            const auto read = std::from_chars(text.data() + text.starts_with('+'), end, value);
+            const bool is_number = read.ec == std::errc() && read.ptr == end;
             return is_number && value >= low && value <= high ? "" : "must be " + what;
         },
         what);
@@ -58,6 +60,17 @@ void AddSceneOptions(CLI::App& app, Options* options) {
     app.add_option("--turn", options->turn, "turn the mesh, in degrees; its front goes right")
         ->check(Within(-360.0, 360.0, "-360 to 360"))
         ->needs(mesh)
+        ->group("Scene");
+    CLI::Option* const flip = app.add_flag_callback(
+                                     "--flip", [options] { options->sides = Sides::kFlipped; },
+                                     "shade the other side of the mesh")
+                                  ->needs(mesh)
+                                  ->group("Scene");
+    app.add_flag_callback(
+           "--two-sided", [options] { options->sides = Sides::kSeen; },
+           "shade the side of every facet of the mesh that faces the camera")
+        ->needs(mesh)
+        ->excludes(flip)
         ->group("Scene");
     app.add_option("--particles", options->particles, "add N specks of dust, single samples")
         ->check(Count(0, 10'000'000))
@@ -130,6 +143,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     options->threads =
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     CLI::App app(kAbout, "pcbake");
+    app.set_version_flag("--version", "pcbake " TOOLS_VERSION);
     app.option_defaults()->take_last();  // what is given again replaces what was given
     app.add_option("--driver", options->driver, "the display driver, a shared object")
         ->type_name("FILE")

@@ -58,15 +58,34 @@ inline constexpr float kStageWidth = 1.5f;
 /// The room with a box, a sphere and a torus. Needs no file.
 Scene MakeCornellBox(const Dicing& dicing);
 
+/// Which side of a mesh is shaded.
+enum class Sides {
+    kOuter,    ///< where normals point: the file's; of a closed mesh without any, outwards; else by
+               ///< the order of the corners
+    kFlipped,  ///< the other one
+    kSeen,     ///< of every facet the one that faces the camera
+};
+
 /// A mesh file, and how far to turn the mesh about its height before it is shown. Its front, the
 /// +z side of the file, then moves to the right.
 struct MeshChoice {
     std::string file;
     double degrees;
+    Sides sides = Sides::kOuter;
+};
+
+/// What a user should know of a mesh. Faces and triangles that were left out are counted.
+struct MeshReport {
+    std::uint64_t triangles = 0;     ///< that are shaded
+    std::uint64_t broken_faces = 0;  ///< that name a vertex which does not exist or is no place
+    std::uint64_t without_area = 0;  ///< points, lines, and triangles that are no larger
+    std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
+    std::string first_complaint;
+    bool is_closed = false;
 };
 
 /// The room with a mesh on its floor, scaled to fit. Formats: all that Assimp reads. Normals that
-/// the file does not give are computed.
-Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing);
+/// the file does not give are computed. Caller: the program has one thread.
+Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing, MeshReport* report);
 
 }  // namespace bake

@@ -1,11 +1,14 @@
 // Meshes on the stage: every kind of file gives the same solid, with outward normals, in grids.
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <numbers>
 
 #include "tests/tools/bake/recording.h"
+#include "tools/bake/bounded_child.h"
 
 namespace {
 
@@ -77,13 +80,66 @@ TEST(Mesh, TurnsItsFrontToTheRight) {
         EXPECT_NEAR(s.normal.x, 1, 1e-5);
 }
 
+TEST(Mesh, AnOpenOneIsShadedByItsWindingUnlessToldOtherwise) {
+    const struct {
+        const char* name;
+        const char* arguments;
+        const char* face;
+        float up;
+    } cases[] = {
+        {"upwards", "", "4 0 1 2 3\n", 1},
+        {"downwards", "", "4 3 2 1 0\n", -1},
+        {"flipped", "--flip", "4 3 2 1 0\n", 1},
+        {"two-sided, below the eye", "--two-sided", "4 3 2 1 0\n", 1},
+        {"two-sided, below the eye", "--two-sided", "4 0 1 2 3\n", 1},
+    };
+    for (const auto& [name, arguments, face, up] : cases) {
+        SCOPED_TRACE(name);
+        const std::string sheet = "OFF\n4 1 0\n0 0 0\n0 0 1\n1 0 1\n1 0 0\n";
+        double light = 0;
+        for (const Sample& s : OnTheStage(Record(arguments, sheet + face))) {
+            EXPECT_NEAR(s.normal.y, up, 1e-5);
+            light += s.radiosity.y;
+        }
+        EXPECT_EQ(light > 10, up > 0) << "the lamp is above";
+    }
+}
+
+TEST(Mesh, WhatIsLeftOutIsCounted) {
+    const ToolFolder folder;
+    const std::string vertices = "0 0 0\n1 0 0\n0 1 0\n0 nan 1\n";
+    folder.Write("broken.ply",
+                 "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+                 "property float z\nelement face 5\nproperty list uchar int vertex_indices\n"
+                 "end_header\n" +
+                     vertices + "3 0 1 2\n3 0 1 9\n4 0 1 2 -1\n3 0 1 3\n3 0 1 1\n");
+    folder.Write("mended.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n3 0 1 9\n");
+    const std::string broken = Bake(folder, "a", "--mesh broken.ply").out;
+    EXPECT_NE(broken.find("mesh       1 triangles, open\n"), std::string::npos) << broken;
+    EXPECT_NE(broken.find("left out   3 broken faces, 1 without area\n"), std::string::npos);
+    const std::string mended = Bake(folder, "a", "--mesh mended.off").out;
+    EXPECT_NE(mended.find("1 mended, first: OFF: Vertex index"), std::string::npos) << mended;
+}
+
+TEST(Mesh, ABrokenImporterEndsInTheChild) {
+    const auto end_of = [](const std::function<void(std::FILE*)>& work) {
+        bake::BoundedChild child(1 << 20, work);
+        char byte = 0;
+        EXPECT_EQ(std::fread(&byte, 1, 1, child.From()), 0u);
+        return child.Wait();
+    };
+    EXPECT_EQ(end_of([](std::FILE*) {}), "");
+    EXPECT_EQ(end_of([](std::FILE*) { (void)raise(SIGKILL); }), "ended by signal 9");
+    EXPECT_EQ(end_of([](std::FILE* to) { (void)close(fileno(to)); }), "ended with status 1");
+}
+
 TEST(Mesh, SmoothsComputedNormalsOverGentleEdges) {
     // Half a pipe in flat strips of 15 degrees; their own normals are off by up to 7.5.
     std::string corners, faces;
     for (int i = 0; i <= 12; ++i) {
         const double angle = i * std::numbers::pi / 12;
         corners += fmt::format("{0} {1} 1\n{0} {1} -1\n", std::cos(angle), std::sin(angle));
-        if (i > 0) faces += fmt::format("4 {} {} {} {}\n", 2 * i - 2, 2 * i, 2 * i + 1, 2 * i - 1);
+        if (i > 0) faces += fmt::format("4 {} {} {} {}\n", 2 * i - 2, 2 * i - 1, 2 * i + 1, 2 * i);
     }
     for (const Sample& s :
          OnTheStage(Record("--density 60", "OFF\n26 12 0\n" + corners.append(faces)))) {

@@ -1,0 +1,20 @@
+// The sides of a mesh: whether it has an inside, and which way its normals point.
+
+#pragma once
+
+#include <vector>
+
+#include "tools/bake/surface.h"
+
+namespace bake {
+
+/// Whether the triangles enclose something: at every edge an even number of them meet. Vertices at
+/// the same place are the same, however often they are listed.
+bool IsClosed(const TriangleMesh& mesh);
+
+/// Whether the normals of a closed mesh point inwards on the whole, as computed ones do when its
+/// corners are in the wrong order: the volume that it encloses is negative then. An open mesh
+/// encloses none, and what this answers for it depends on where it stands.
+bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals);
+
+}  // namespace bake
