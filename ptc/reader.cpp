@@ -17,8 +17,8 @@ constexpr TokenFileKind kKind = {ptc_layout::kMagic, ptc_layout::kTypeCode, ptc_
 
 constexpr const char* kEndsEarly = "the header is cut off or damaged";
 
-/// Least bytes of one point in text form, whatever its values are.
-constexpr std::int64_t kMinTextPoint = 16;
+/// Least bytes of one point in text form, whatever its values are: "1 2 3 0 0 1" and a newline.
+constexpr std::int64_t kMinTextPoint = 12;
 
 /// Counts are stored as doubles. False: `stored` is no count.
 bool ToCount(double stored, std::int64_t* count) {
