@@ -48,6 +48,9 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     if (is_gzip) header->node_count = 0;
     header_ = std::move(header);
     if (in_memory) {
+        // The cursor hands points out in their order only, which is of no use to a tree.
+        header_->node_count = 0;
+        header_->root_position = 0;
         const CloudStatus loaded = LoadPoints(name, why);
         if (error) *error = header_->input.Error();
         header_->input.Close();
@@ -138,12 +141,13 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
     return CloudStatus::kOk;
 }
 
-/// The bytes from the first present child on, enough for all of them in the usual case that they
-/// stand one behind the other.
+/// What was read of a node's children: from one of them on, enough for all that are still to come,
+/// in the usual case that they stand one behind the other.
 struct PtcRecordReader::Children {
+    std::size_t left;  ///< children that are still to come
     std::vector<std::byte> bytes;
     std::int64_t begin = 0;  ///< offset in the file of the first byte
-    std::int64_t next = 0;   ///< where the next child is expected
+    std::int64_t next = 0;   ///< where the next child is expected; no reference is 0
 };
 
 /// Whether what `node`, read at `reference`, says of the file can be true.
@@ -166,8 +170,8 @@ bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, P
         if (Failed(ReadTextNode(input, &node, data))) return false;
     } else {
         if (reference != children.next) {
-            // Not where it is expected: the reference wins.
-            children.bytes.resize(ptc_layout::MaxNodeBytes(floats));
+            // The first, or not where it is expected: the reference wins.
+            children.bytes.resize(ptc_layout::MaxNodeBytes(floats) * children.left);
             const std::int64_t read = source_->ReadAt(reference, children.bytes);
             children.bytes.resize(Unsigned(std::max<std::int64_t>(read, 0)));
             children.begin = reference;
@@ -186,19 +190,13 @@ CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, Pt
     const auto present = kNodeChildren - std::count(references, references + kNodeChildren, 0);
     if (!source_ || present == 0 || header_->node_count == 0) return CloudStatus::kFailed;
 
-    Children children;
+    Children children{Unsigned(present), {}};
     for (int i = 0; i < kNodeChildren; ++i) {
         const std::int64_t reference = references[i];
         if (reference == 0) continue;
-        if (reference < points_end_) return CloudStatus::kFailed;
-        if (children.bytes.empty() && !is_text_) {
-            children.bytes.resize(ptc_layout::MaxNodeBytes(DataFloats(header_->node_variables)) *
-                                  Unsigned(present));
-            const std::int64_t read = source_->ReadAt(reference, children.bytes);
-            children.bytes.resize(Unsigned(std::max<std::int64_t>(read, 0)));
-            children.begin = children.next = reference;
-        }
-        if (!ReadOneChild(children, reference, &records[i])) return CloudStatus::kFailed;
+        if (reference < points_end_ || !ReadOneChild(children, reference, &records[i]))
+            return CloudStatus::kFailed;
+        --children.left;
     }
     return CloudStatus::kOk;
 }

@@ -28,8 +28,8 @@
 
 class PtcRecordReader : public TgUncopyable {
 public:
-    /// Opens `name`. With `in_memory` all points are read at once and kept. `*why` and `*error`:
-    /// those of OpenCloud().
+    /// Opens `name`. With `in_memory` all points are read at once and kept, and the header counts
+    /// no nodes, because none can be read. `*why` and `*error`: those of OpenCloud().
     CloudStatus Open(const char* name, bool in_memory, std::string* why, int* error = nullptr);
 
     /// Closes the file and keeps the header; Open() opens it again.

@@ -165,6 +165,10 @@ TEST(PtcRecordReader, AFileInMemoryIsReadFromItsCursorAndEnds) {
     file.reader.Rewind();
     EXPECT_EQ(file.reader.ReadPoints(0, 1, run.records.data()), CloudStatus::kOk);
     EXPECT_EQ(run.records[0].data[0], 0.0f);
+
+    const OpenFile tree(SmallCloud(TokenForm::kBinary), true);
+    EXPECT_EQ(tree.reader.Header().node_count, 0) << "no node could be read";
+    EXPECT_EQ(tree.reader.Header().root_position, 0);
 }
 
 TEST(PtcRecordReader, VariablesByName) {
@@ -211,6 +215,18 @@ TEST(PtcRecordReader, ChildrenComeIntoTheirSlotsAndLiesAreRefused) {
         for (const std::int64_t lie : {std::int64_t{8}, std::int64_t{-1}, root + 5, INT64_MAX})
             EXPECT_EQ(ReadChildren(bytes, {lie}, records), CloudStatus::kFailed) << lie;
     }
+    // Siblings in any order, the last of them right behind the second, and longer.
+    MemoryCloud made(WithVariables({}));
+    std::int64_t leaf = 0, node = 0;
+    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {1}, nullptr}, nullptr, &leaf), CloudStatus::kOk);
+    const std::int64_t children[] = {leaf, leaf, leaf, leaf, leaf, leaf, leaf, leaf};
+    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {2}, nullptr}, children, &node), CloudStatus::kOk);
+    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    PtcNode siblings[kNodeChildren] = {};
+    ASSERT_EQ(ReadChildren(made.Bytes(), {node, leaf, 0, node}, siblings), CloudStatus::kOk);
+    EXPECT_EQ(siblings[1].box[0], 1.0f);
+    EXPECT_EQ(siblings[3].children[7], leaf);
+
     // A root that names itself, a record behind it, or a point; more points than there are.
     const std::string bytes = SmallCloud(TokenForm::kBinary);
     const std::int64_t root = RootOf(bytes);
