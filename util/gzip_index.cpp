@@ -62,7 +62,7 @@ std::int64_t GzipIndex::ReadAt(std::int64_t offset, std::span<std::byte> bytes) 
 /// Reads from where the scout has been as far as it has been, and else with the scout.
 std::int64_t GzipIndex::ReadPiece(std::int64_t offset, std::span<std::byte> bytes) {
     std::int64_t read = 0;
-    if (offset + kHistory >= frontier_.load(std::memory_order_relaxed) &&
+    if (offset >= frontier_.load(std::memory_order_relaxed) - kHistory &&
         ReadWithScout(offset, bytes, &read))
         return read;
     // No further than the scout has been: only it knows whether a member's checksum is right.

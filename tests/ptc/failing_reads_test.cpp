@@ -44,10 +44,11 @@ void* operator new(std::size_t bytes) {
         if (void* const made = __real_malloc(bytes)) return made;
     throw std::bad_alloc();
 }
-void operator delete(void* made) noexcept {
+// Inlined beside a new that is not, g++ takes free() for a mistake.
+[[gnu::noinline]] void operator delete(void* made) noexcept {
     std::free(made);
 }
-void operator delete(void* made, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* made, std::size_t) noexcept {
     std::free(made);
 }
 

@@ -39,6 +39,9 @@ TEST(GzipIndex, AnyPlaceIsReadFromManyThreadsWithFewEntriesAndWithMany) {
             }
         });
         EXPECT_EQ(wrong, 0) << span;
+        std::byte none[1];
+        EXPECT_EQ(index.ReadAt(INT64_MAX, none), 0);
+        EXPECT_EQ(index.ReadAt(-1, none), -1);
     }
 }
 
