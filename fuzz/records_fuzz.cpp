@@ -1,11 +1,13 @@
 // Any bytes at all as a file that blocks are read from: points and nodes through the caches, and
-// points through the cursor of a file in memory.
+// points through the cursor of a file in memory. Blocks hold what the reader in sequence gets.
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@
 namespace {
 
 constexpr std::int64_t kMostBlocks = 64;
+constexpr std::size_t kMostValues = std::size_t{1} << 20;
 constexpr int kMostVisits = 1000;
 constexpr std::int32_t kMostFloats = 1 << 12;  // a block has room for 256 times as many
 
@@ -38,21 +41,67 @@ private:
     bool is_whole_ = false;
 };
 
-void ReadBlocks(PtcManagedFile& file) {
+/// A file's first points, read one after the other.
+struct Sequence {
+    explicit Sequence(const std::string& name) {
+        std::string why;
+        const std::unique_ptr<Cloud> cloud = OpenCloud(name.c_str(), &why);
+        if (!cloud) return;
+        floats = static_cast<std::size_t>(cloud->point_variables.data_size);
+        const auto most = static_cast<std::int64_t>(kMostValues / (floats + 1));
+        wanted = std::min({cloud->point_count, kMostBlocks * PtcPointCache::kPoints, most});
+        PointHead head;
+        std::vector<float> values(floats);
+        std::size_t count = 0;
+        while (static_cast<std::int64_t>(heads.size()) < wanted &&
+               !Failed(ReadPoints(*cloud, std::span(&head, 1), values, &count))) {
+            heads.push_back(head);
+            data.insert(data.end(), values.begin(), values.end());
+        }
+    }
+
+    /// Whether `block`, null when it cannot be read, is what stands from point `first` up to
+    /// `end`, to the bit. Beyond what was wanted anything is.
+    bool Agrees(std::int64_t first, std::int64_t end, const PtcPoint* points) const {
+        const auto read = static_cast<std::int64_t>(heads.size());
+        if (end > read) return end > wanted || !points;
+        for (std::int64_t i = first; points && i < end; ++i) {
+            const PtcPoint& point = points[i - first];
+            const PointHead& head = heads[static_cast<std::size_t>(i)];
+            const float* const values = data.data() + static_cast<std::size_t>(i) * floats;
+            if (std::memcmp(point.position, head.position, sizeof head.position) != 0 ||
+                std::memcmp(point.normal, head.normal, sizeof head.normal) != 0 ||
+                std::memcmp(&point.radius, &head.radius, sizeof head.radius) != 0 ||
+                (floats > 0 && std::memcmp(point.data, values, floats * sizeof(float)) != 0))
+                return false;
+        }
+        return points != nullptr;
+    }
+
+    std::int64_t wanted = 0;
+    std::size_t floats = 0;
+    std::vector<PointHead> heads;
+    std::vector<float> data;
+};
+
+void ReadBlocks(PtcManagedFile& file, const Sequence& sequence) {
     PtcCacheStats stats;
     PtcPointCache cache(3, stats);
     const std::int64_t points = file.PointCount();
-    const std::int64_t stride = std::max<std::int64_t>(points / kMostBlocks, 1);
-    std::int64_t sum = 0;
-    for (std::int64_t i = 0; i < std::min(points, kMostBlocks); ++i) {
-        PtcCacheBlock* const block =
-            cache.Get({file, PtcPointCache::FirstOf(i * stride), nullptr}, stats);
-        if (!block) continue;
-        for (int k = 0; k < PtcPointCache::kPoints; ++k) sum += block->Points()[k].radius < 1;
-        cache.Release(*block);
+    const std::int64_t blocks =
+        points / PtcPointCache::kPoints + (points % PtcPointCache::kPoints != 0);
+    const std::int64_t visits = std::min(blocks, kMostBlocks);
+    // From the end to the start, which is the hard way, and then forwards.
+    for (std::int64_t i = 1 - visits; i < visits; ++i) {
+        const std::int64_t first = std::abs(i) * PtcPointCache::kPoints;
+        const std::int64_t end = std::min(points, first + PtcPointCache::kPoints);
+        PtcCacheBlock* const block = cache.Get({file, first, nullptr}, stats);
+        if (!sequence.Agrees(first, end, block ? block->Points() : nullptr)) __builtin_trap();
+        if (block) cache.Release(*block);
     }
+    (void)cache.Get({file, PtcPointCache::FirstOf(points / 2), nullptr}, stats);
     (void)cache.Get({file, points, nullptr}, stats);
-    if (cache.BrokenPromise() || sum < 0) __builtin_trap();
+    if (cache.BrokenPromise()) __builtin_trap();
 }
 
 void WalkNodes(PtcManagedFile& file) {
@@ -105,7 +154,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     PtcManagedFile file(bytes.Name().c_str());
     if (Failed(file.reopen())) return 0;
     if (file.FloatsPerPoint() > kMostFloats || file.FloatsPerNode() > kMostFloats) return 0;
-    ReadBlocks(file);
+    ReadBlocks(file, Sequence(bytes.Name()));
     WalkNodes(file);
     ReadFromMemory(bytes.Name());
     return 0;

@@ -17,7 +17,7 @@ constexpr TokenFileKind kKind = {ptc_layout::kMagic, ptc_layout::kTypeCode, ptc_
 
 constexpr const char* kEndsEarly = "the header is cut off or damaged";
 
-/// Least bytes of one point in text form: "1 2 3 0 0 1" and a newline.
+/// Least bytes of one point in text form, whatever its values are: "1 2 3 0 0 1" and a newline.
 constexpr std::int64_t kMinTextPoint = 12;
 
 /// Why a header with this fault is refused; null: it is read all the same.

@@ -11,6 +11,7 @@
 #include "ptc/layout.h"
 #include "ptc/normal_code.h"
 #include "ptc/normal_decode.h"
+#include "ptc/records.h"
 #include "util/bytes.h"
 
 /// The fixed values of one point, in the order in which a host delivers them.
@@ -59,6 +60,13 @@ inline void DecodePoint(const std::byte* record, const NormalDecoder& normals, P
     std::memcpy(&head->radius, record + Find(kPoint, "radius").offset, sizeof head->radius);
     normals.Decode(code, head->normal);
     if (!data.empty()) std::memcpy(data.data(), record + kPointHeadBytes, data.size_bytes());
+}
+
+/// What readers of blocks get of a decoded point; its data has a place of its own.
+inline void StoreHead(const PointHead& head, PtcPoint* record) {
+    std::copy_n(head.position, 3, record->position);
+    std::copy_n(head.normal, 3, record->normal);
+    record->radius = head.radius;
 }
 
 /// One octree node as it is in the file.

@@ -13,17 +13,10 @@
 
 namespace {
 
-constexpr std::int64_t kIndexStep = 256;  // points between two places that a text index knows
 constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
 
 std::size_t Unsigned(std::int64_t value) {
     return static_cast<std::size_t>(value);
-}
-
-void StoreHead(const PointHead& head, PtcPoint* record) {
-    std::copy_n(head.position, 3, record->position);
-    std::copy_n(head.normal, 3, record->normal);
-    record->radius = head.radius;
 }
 
 void StoreNode(const NodeRecord& node, PtcNode* record) {
@@ -54,14 +47,10 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     // their number then.
     if (is_gzip) header->node_count = 0;
     header_ = std::move(header);
-    {
-        // What an earlier opening learned may not hold any more.
-        TgMutexGuard hold(index_lock_);
-        is_index_tried_ = false;
-        is_indexed_.store(false, std::memory_order_relaxed);
-        index_.clear();
-    }
     if (in_memory) {
+        // The cursor hands points out in their order only, which is of no use to a tree.
+        header_->node_count = 0;
+        header_->root_position = 0;
         const CloudStatus loaded = LoadPoints(name, why);
         if (error) *error = header_->input.Error();
         header_->input.Close();
@@ -69,7 +58,10 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     }
     header_->input.Close();
     source_ = OpenRandomSource(name, is_gzip);
-    if (source_) return CloudStatus::kOk;
+    if (source_) {
+        text_points_.Begin(*source_, header_->data_start, DataFloats(header_->point_variables));
+        return CloudStatus::kOk;
+    }
     const int code = errno;
     *why = std::generic_category().message(code);
     if (error) *error = code;
@@ -122,7 +114,7 @@ CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, 
     if (!source_ || first < 0 || count < 0 || first > header_->point_count ||
         count > header_->point_count - first)
         return CloudStatus::kFailed;
-    return is_text_ ? ReadTextPoints(first, count, records)
+    return is_text_ ? text_points_.Read(first, count, records)
                     : ReadBinaryPoints(first, count, records);
 }
 
@@ -149,56 +141,13 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
     return CloudStatus::kOk;
 }
 
-/// Notes where every 256th point of a text file begins.
-bool PtcRecordReader::IndexText() {
-    // acquire: pairs with the release below, so that the index is visible
-    if (is_indexed_.load(std::memory_order_acquire)) return true;
-    TgMutexGuard hold(index_lock_);
-    if (is_index_tried_) return is_indexed_.load(std::memory_order_relaxed);
-
-    TokenInput input;
-    input.ResumeText(std::make_unique<RandomSourceReader>(*source_, header_->data_start));
-    std::vector<float> data(DataFloats(header_->point_variables));
-    std::vector<std::int64_t> index;
-    for (std::int64_t i = 0; i < header_->point_count; ++i) {
-        if (i % kIndexStep == 0) index.push_back(header_->data_start + input.Tell());
-        PointHead head;
-        if (!Failed(ReadTextPoint(input, &head, data))) continue;
-        is_index_tried_ = true;  // a lack of memory, which throws, is worth another try
-        return false;
-    }
-    is_index_tried_ = true;
-    index_ = std::move(index);
-    // release: pairs with the acquire above
-    is_indexed_.store(true, std::memory_order_release);
-    return true;
-}
-
-CloudStatus PtcRecordReader::ReadTextPoints(std::int64_t first, std::int64_t count,
-                                            PtcPoint* records) {
-    if (count == 0) return CloudStatus::kOk;
-    if (!IndexText()) return CloudStatus::kFailed;
-    const std::size_t floats = DataFloats(header_->point_variables);
-    TokenInput input;
-    input.ResumeText(
-        std::make_unique<RandomSourceReader>(*source_, index_[Unsigned(first / kIndexStep)]));
-    std::vector<float> skipped(floats);
-    for (std::int64_t i = first / kIndexStep * kIndexStep; i < first + count; ++i) {
-        PointHead head;
-        const auto data =
-            i < first ? std::span(skipped) : std::span(records[i - first].data, floats);
-        if (Failed(ReadTextPoint(input, &head, data))) return CloudStatus::kFailed;
-        if (i >= first) StoreHead(head, &records[i - first]);
-    }
-    return CloudStatus::kOk;
-}
-
-/// The bytes from the first present child on, enough for all of them in the usual case that they
-/// stand one behind the other.
+/// What was read of a node's children: from one of them on, enough for all that are still to come,
+/// in the usual case that they stand one behind the other.
 struct PtcRecordReader::Children {
+    std::size_t left;  ///< children that are still to come
     std::vector<std::byte> bytes;
     std::int64_t begin = 0;  ///< offset in the file of the first byte
-    std::int64_t next = 0;   ///< where the next child is expected
+    std::int64_t next = 0;   ///< where the next child is expected; no reference is 0
 };
 
 /// Whether what `node`, read at `reference`, says of the file can be true.
@@ -221,8 +170,8 @@ bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, P
         if (Failed(ReadTextNode(input, &node, data))) return false;
     } else {
         if (reference != children.next) {
-            // Not where it is expected: the reference wins.
-            children.bytes.resize(ptc_layout::MaxNodeBytes(floats));
+            // The first, or not where it is expected: the reference wins.
+            children.bytes.resize(ptc_layout::MaxNodeBytes(floats) * children.left);
             const std::int64_t read = source_->ReadAt(reference, children.bytes);
             children.bytes.resize(Unsigned(std::max<std::int64_t>(read, 0)));
             children.begin = reference;
@@ -241,19 +190,13 @@ CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, Pt
     const auto present = kNodeChildren - std::count(references, references + kNodeChildren, 0);
     if (!source_ || present == 0 || header_->node_count == 0) return CloudStatus::kFailed;
 
-    Children children;
+    Children children{Unsigned(present), {}};
     for (int i = 0; i < kNodeChildren; ++i) {
         const std::int64_t reference = references[i];
         if (reference == 0) continue;
-        if (reference < points_end_) return CloudStatus::kFailed;
-        if (children.bytes.empty() && !is_text_) {
-            children.bytes.resize(ptc_layout::MaxNodeBytes(DataFloats(header_->node_variables)) *
-                                  Unsigned(present));
-            const std::int64_t read = source_->ReadAt(reference, children.bytes);
-            children.bytes.resize(Unsigned(std::max<std::int64_t>(read, 0)));
-            children.begin = children.next = reference;
-        }
-        if (!ReadOneChild(children, reference, &records[i])) return CloudStatus::kFailed;
+        if (reference < points_end_ || !ReadOneChild(children, reference, &records[i]))
+            return CloudStatus::kFailed;
+        --children.left;
     }
     return CloudStatus::kOk;
 }

@@ -2,15 +2,11 @@
 //
 // Units      offsets in bytes from the start of the (inflated) file; point indexes count from 0.
 // Errors     1 for success, 0 for failure; reports nothing itself: the caches turn a 0 into
-//            T43051 or T43052, because they know the file's name.
+//            T43051 or T43052, because they know the file's name. Points before the place where a
+//            file is damaged can be read; a read that goes as far as that place fails.
 // Ownership  borrows the caller's records and their storage; keeps neither. Owns the cloud.
 // Threads    Open(), Close(), Rewind() and the reads of a file in memory: one caller at a time,
 //            and nobody else inside. All other reads from any thread, several at once.
-//
-// Locks:
-//
-//   rank  lock         count       guards
-//   60    index_lock_  1 a reader  the making of a text file's index; reads meanwhile wait
 //
 // What a file says of itself is not believed: indexes, counts and references are checked before
 // anything is read, and a node may refer only to records behind the points and before itself, so
@@ -18,7 +14,6 @@
 
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -27,13 +22,14 @@
 
 #include "ptc/block_source.h"
 #include "ptc/reader.h"
+#include "ptc/text_points.h"
 #include "util/random_source.h"
 #include "util/tg_lock.h"
 
 class PtcRecordReader : public TgUncopyable {
 public:
-    /// Opens `name`. With `in_memory` all points are read at once and kept. `*why` and `*error`:
-    /// those of OpenCloud().
+    /// Opens `name`. With `in_memory` all points are read at once and kept, and the header counts
+    /// no nodes, because none can be read. `*why` and `*error`: those of OpenCloud().
     CloudStatus Open(const char* name, bool in_memory, std::string* why, int* error = nullptr);
 
     /// Closes the file and keeps the header; Open() opens it again.
@@ -64,8 +60,6 @@ private:
     CloudStatus LoadPoints(const char* name, std::string* why);
     CloudStatus ReadFromMemory(std::int64_t count, PtcPoint* records);
     CloudStatus ReadBinaryPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
-    CloudStatus ReadTextPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
-    bool IndexText() UTIL_EXCLUDES(index_lock_);
     bool ReadOneChild(Children& children, std::int64_t reference, PtcNode* record);
     bool IsSound(const NodeRecord& node, std::int64_t reference) const;
 
@@ -74,15 +68,10 @@ private:
     std::unique_ptr<RandomSource> source_;
     std::int64_t points_end_ = 0;  ///< where the records of nodes may begin
     bool is_text_ = false;
+    TextPoints text_points_;
 
     // A file in memory: seven floats and the data of each point, and where the next one begins.
     bool is_in_memory_ = false;
     std::vector<float> values_;
     std::size_t next_value_ = 0;
-
-    // A text file's index: offsets of every 256th point, made by the first read of a point.
-    TgMutex index_lock_;
-    bool is_index_tried_ UTIL_GUARDED_BY(index_lock_) = false;
-    std::atomic<bool> is_indexed_{false};
-    std::vector<std::int64_t> index_;  // read without the lock once is_indexed_ is set
 };

@@ -3,7 +3,6 @@
 #include "util/random_source.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,8 +14,7 @@ namespace {
 
 class PlainRandomSource : public RandomSource {
 public:
-    PlainRandomSource(int descriptor, std::int64_t bytes)
-        : descriptor_(descriptor), bytes_(bytes) {}
+    explicit PlainRandomSource(int descriptor) : descriptor_(descriptor) {}
     ~PlainRandomSource() override { ::close(descriptor_); }
 
     std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) override {
@@ -31,11 +29,9 @@ public:
         }
         return total;
     }
-    std::int64_t Bytes() const override { return bytes_; }
 
 private:
     const int descriptor_;
-    const std::int64_t bytes_;
 };
 
 }  // namespace
@@ -45,9 +41,7 @@ std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
     if (descriptor < 0) return nullptr;
     try {
         if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
-        struct stat info;
-        const bool is_file = ::fstat(descriptor, &info) == 0 && S_ISREG(info.st_mode);
-        return std::make_unique<PlainRandomSource>(descriptor, is_file ? info.st_size : -1);
+        return std::make_unique<PlainRandomSource>(descriptor);
     } catch (...) {
         ::close(descriptor);  // nobody has taken it over
         throw;

@@ -1,12 +1,14 @@
 // Reading a file at any place from many threads: as it is stored, or inflated.
 //
 // Units      offsets in bytes of what is read: of the inflated bytes, for a gzip file.
-// Errors     -1; fewer bytes than asked for only at the end of the file.
+// Errors     -1, and errno says why the system could not read: worth another try. Fewer bytes than
+//            asked for only where the file ends, or where a gzip file is damaged or breaks off.
 // Ownership  a source owns its descriptor and closes it.
 // Threads    ReadAt() from any thread, several at once.
 
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -23,9 +25,6 @@ public:
 
     /// Fills `bytes` from `offset` on as far as the file reaches; answers how many were read.
     [[nodiscard]] virtual std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) = 0;
-
-    /// Bytes in all; -1 while that is not known.
-    virtual std::int64_t Bytes() const = 0;
 };
 
 /// Opens `name` as it is stored, or as a gzip file with `is_gzip`. Null on failure; errno says why.
@@ -41,17 +40,19 @@ public:
     std::int64_t Read(std::span<std::byte> bytes) override {
         const std::int64_t read = source_.ReadAt(offset_, bytes);
         if (read > 0) offset_ += read;
+        if (read < 0) error_ = errno ? errno : EIO;
         return read;
     }
     bool Seek(std::int64_t offset) override {
         offset_ = offset;
         return true;
     }
-    std::int64_t StoredBytes() const override { return source_.Bytes(); }
+    std::int64_t StoredBytes() const override { return -1; }
     bool IsCompressed() const override { return false; }
-    int Error() const override { return 0; }
+    int Error() const override { return error_; }
 
 private:
     RandomSource& source_;
     std::int64_t offset_;
+    int error_ = 0;
 };

@@ -3,12 +3,12 @@
 #include "ptc/record_reader.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <array>
 #include <fstream>
 
 #include "tests/ptc/memory_cloud.h"
+#include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"
 #include "tests/util/together.h"
@@ -17,12 +17,6 @@ namespace {
 
 void Save(const std::string& name, const std::string& bytes) {
     std::ofstream(name, std::ios::binary) << bytes;
-}
-
-void SaveGzip(const std::string& name, const std::string& bytes) {
-    gzFile out = gzopen(name.c_str(), "wb1");
-    gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
-    gzclose(out);
 }
 
 /// A cloud of `count` points whose values tell their index.
@@ -55,7 +49,7 @@ TEST(PtcRecordReader, AnyRunOfAnyFormFromManyThreads) {
     for (const bool is_gzip : {false, true}) {
         for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
             const std::string bytes = ManyPoints(kCount, form);
-            is_gzip ? SaveGzip(name, bytes) : Save(name, bytes);
+            Save(name, is_gzip ? gzip_bytes::Whole(bytes) : bytes);
             PtcRecordReader reader;
             std::string why;
             testing::internal::CaptureStderr();
@@ -97,6 +91,70 @@ struct OpenFile {
     PtcRecordReader reader;
 };
 
+TEST(PtcRecordReader, WhatStandsBeforeADamagedPlaceIsRead) {
+    using namespace gzip_bytes;
+    constexpr int kCount = 20'000, kSound = 7000;
+    // What stands before point kSound, in each form, and the rest.
+    const std::string binary = ManyPoints(kCount, TokenForm::kBinary);
+    const std::string text = ManyPoints(kCount, TokenForm::kText);
+    const std::size_t binary_place = binary.size() - (kCount - kSound) * 36;
+    const std::size_t text_place = text.find(" 7.000000e+03 -7.");
+    const std::string begin = binary.substr(0, binary_place), rest = binary.substr(binary_place);
+    const std::string text_begin = text.substr(0, text_place);
+    std::string wrong_checksum = Whole(binary);
+    wrong_checksum[wrong_checksum.size() - 8] ^= 1;
+    struct Row {
+        const char* name;
+        std::string stored;
+        int sound = kSound;
+    };
+    for (const Row& row : {
+             Row{"damaged line", text_begin + " x" + text.substr(text_place + 2)},
+             Row{"text breaks off", Beginning(text_begin)},
+             Row{"text, no such block", Beginning(text_begin) + kNoBlock},
+             Row{"text, damaged line", Whole(text_begin + "x" + text.substr(text_place))},
+             Row{"breaks off", Beginning(begin)},
+             Row{"no such block", Beginning(begin) + kNoBlock},
+             Row{"second member breaks off",
+                 Whole(binary.substr(0, 900)) + Beginning(begin.substr(900))},
+             Row{"no further member", Whole(begin) + rest},
+             Row{"wrong checksum", wrong_checksum, kCount},
+             Row{"wrong checksum, then the rest", wrong_checksum + Whole(rest), kCount},
+             Row{"trailing bytes", Whole(binary) + "\x1F and more", kCount},
+             Row{"two members", Whole(begin) + Whole(rest), kCount},
+         }) {
+        SCOPED_TRACE(row.name);
+        testing::internal::CaptureStderr();
+        OpenFile file(row.stored);
+        testing::internal::GetCapturedStderr();
+        Records run(256);
+        // From the end, so that blocks fail before those that do not.
+        for (int first = (kCount - 1) / 256 * 256; first >= 0; first -= 256) {
+            const int count = std::min(256, kCount - first);
+            const CloudStatus read = file.reader.ReadPoints(first, count, run.records.data());
+            ASSERT_EQ(!Failed(read), first + count <= row.sound) << first;
+            if (Failed(read)) continue;
+            ASSERT_EQ(run.records[255 % static_cast<std::size_t>(count)].data[0],
+                      first + 255 % count);
+        }
+        EXPECT_EQ(file.reader.ReadPoints(row.sound - 1, 1, run.records.data()), CloudStatus::kOk);
+        EXPECT_EQ(run.records[0].position[0], static_cast<float>(row.sound - 1));
+    }
+}
+
+TEST(PtcRecordReader, TheShortestTextPointsAreRead) {
+    MemoryCloud made(WithVariables({}), TokenForm::kText);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(WritePoint(*made.cloud, {{1, 2, 3}, {0, 0, 0}, 1}, nullptr), CloudStatus::kOk);
+    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    const std::string point = "1 2 3 0 0 1\n";
+    OpenFile file(made.Bytes().substr(0, static_cast<std::size_t>(made.cloud->data_start)) + point +
+                  point + point);
+    Records run(3);
+    ASSERT_EQ(file.reader.ReadPoints(0, 3, run.records.data()), CloudStatus::kOk);
+    EXPECT_EQ(run.records[2].position[2], 3.0f);
+}
+
 TEST(PtcRecordReader, AFileInMemoryIsReadFromItsCursorAndEnds) {
     OpenFile file(ManyPoints(3, TokenForm::kBinary), true);
     Records run(2);
@@ -107,6 +165,10 @@ TEST(PtcRecordReader, AFileInMemoryIsReadFromItsCursorAndEnds) {
     file.reader.Rewind();
     EXPECT_EQ(file.reader.ReadPoints(0, 1, run.records.data()), CloudStatus::kOk);
     EXPECT_EQ(run.records[0].data[0], 0.0f);
+
+    const OpenFile tree(SmallCloud(TokenForm::kBinary), true);
+    EXPECT_EQ(tree.reader.Header().node_count, 0) << "no node could be read";
+    EXPECT_EQ(tree.reader.Header().root_position, 0);
 }
 
 TEST(PtcRecordReader, VariablesByName) {
@@ -153,6 +215,18 @@ TEST(PtcRecordReader, ChildrenComeIntoTheirSlotsAndLiesAreRefused) {
         for (const std::int64_t lie : {std::int64_t{8}, std::int64_t{-1}, root + 5, INT64_MAX})
             EXPECT_EQ(ReadChildren(bytes, {lie}, records), CloudStatus::kFailed) << lie;
     }
+    // Siblings in any order, the last of them right behind the second, and longer.
+    MemoryCloud made(WithVariables({}));
+    std::int64_t leaf = 0, node = 0;
+    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {1}, nullptr}, nullptr, &leaf), CloudStatus::kOk);
+    const std::int64_t children[] = {leaf, leaf, leaf, leaf, leaf, leaf, leaf, leaf};
+    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {2}, nullptr}, children, &node), CloudStatus::kOk);
+    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    PtcNode siblings[kNodeChildren] = {};
+    ASSERT_EQ(ReadChildren(made.Bytes(), {node, leaf, 0, node}, siblings), CloudStatus::kOk);
+    EXPECT_EQ(siblings[1].box[0], 1.0f);
+    EXPECT_EQ(siblings[3].children[7], leaf);
+
     // A root that names itself, a record behind it, or a point; more points than there are.
     const std::string bytes = SmallCloud(TokenForm::kBinary);
     const std::int64_t root = RootOf(bytes);
