@@ -4,11 +4,9 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <new>
 #include <string>
 #include <system_error>
 
@@ -18,6 +16,7 @@
 #include "tools/bake/options.h"
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/standard_streams.h"
 
 namespace bake {
 
@@ -86,15 +85,14 @@ void Run(const Options& options) {
 }  // namespace bake
 
 int main(int argc, char** argv) {
+    if (!HoldStandardDescriptors()) return 1;
     try {
         bake::Options options;
         if (const auto status = bake::ParseOptions(argc, argv, &options)) return *status;
         bake::Run(options);
         return 0;
-    } catch (const std::bad_alloc&) {
-        std::fputs("pcbake: out of memory\n", stderr);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "pcbake: %s\n", failure.what());
+        TellFailure("pcbake", failure);
     }
     return 1;
 }
