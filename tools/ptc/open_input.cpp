@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/common/failure.h"
+#include "tools/ptc/read_error.h"
 
 OpenedCloud OpenInput(const InputFile& file) {
     // The check goes first: it says more than the reader, and says nothing on standard output.
@@ -14,7 +14,10 @@ OpenedCloud OpenInput(const InputFile& file) {
     });
     const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
     OpenedCloud opened;
-    if (places) opened = {OpenCloud(file.Path().c_str(), &why, CountCheck::kOff), *places};
+    int error = 0;
+    if (places) opened = {OpenCloud(file.Path().c_str(), &why, CountCheck::kOff, &error), *places};
+    if (error != 0) why = std::generic_category().message(error);
     if (!opened.cloud) throw Failure(file.Name() + ": " + why);
+    FailIfUnread(*opened.cloud, file.Name());
     return opened;
 }

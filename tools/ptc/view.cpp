@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <system_error>
 
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
@@ -75,7 +77,7 @@ public:
           cloud_(cloud),
           name_(std::move(name)),
           colouring_(MakeColouring()),
-          pass_(cloud, name_, colouring_.NeedsData()),
+          pass_(cloud, name_),
           progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
         colouring_.SetExposure(options.exposure);
     }
@@ -200,8 +202,10 @@ private:
 
 /// Puts the picture in place, as a whole or not at all.
 void WritePicture(const Picture& picture, OutputFile* output) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output->Path().c_str(), "wb"),
-                                                         std::fclose);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
+    do {
+        file.reset(std::fopen(output->Path().c_str(), "wb"));
+    } while (!file && errno == EINTR);
     if (!file) FailWithErrno(output->Name());
     try {
         WritePng(picture, file.get());
@@ -221,7 +225,9 @@ void View(const ViewOptions& options) {
         throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     std::string why;
-    const std::unique_ptr<Cloud> cloud = OpenCloud(input.Path().c_str(), &why);
+    int error = 0;
+    const auto cloud = OpenCloud(input.Path().c_str(), &why, CountCheck::kStrict, &error);
+    if (error != 0) why = std::generic_category().message(error);
     if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
