@@ -10,16 +10,17 @@ namespace {
 int allocations_left = -1;  // before one fails; below 0: none does
 }
 
-void* operator new(std::size_t size) {
+// Not inlined: in its callers, the compiler would see free() of what new gave.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = allocations_left == 0 ? nullptr : std::malloc(size);
     if (allocations_left >= 0) --allocations_left;
     if (!memory) throw std::bad_alloc();
     return memory;
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
