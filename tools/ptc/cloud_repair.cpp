@@ -54,7 +54,7 @@ struct Rebuilt {
 }
 
 /// Where the output stands. It stands somewhere; when the system does not say so, it fails.
-std::int64_t PlaceIn(const TokenFile& file, const OutputFile& output) {
+std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
     const std::int64_t place = file.Tell();
     if (place < 0) FailWithErrno(output.Name());
     return place;

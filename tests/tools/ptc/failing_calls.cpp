@@ -3,7 +3,8 @@
 //
 // Environment: FAILING_FILE, the input, of which calls are counted as they are of files without a
 // name, such as temporary ones; FAILING_CALL, the number from 0 on of the call that fails;
-// FAILED_NOTE, a file that appears when it has failed; FAILING_SYNC, whether fsync() does.
+// FAILED_NOTE, a file that appears when it has failed, empty unless it failed for a file that is
+// only written; FAILING_SYNC, whether fsync() does.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -32,9 +33,12 @@ bool Fails(int descriptor, bool is_question = false) {
     const char* const number = std::getenv("FAILING_CALL");
     if (!number || !IsCounted(descriptor, is_question) || calls.fetch_add(1) != std::atoi(number))
         return false;
-    ::close(::open(std::getenv("FAILED_NOTE"), O_CREAT | O_WRONLY | O_CLOEXEC, 0666));
+    const int note = ::open(std::getenv("FAILED_NOTE"), O_CREAT | O_WRONLY | O_CLOEXEC, 0666);
+    const bool is_output = (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_WRONLY;
+    const bool is_noted = !is_output || ::write(note, "output", 6) == 6;
+    ::close(note);
     errno = EIO;
-    return true;
+    return is_noted;
 }
 
 }  // namespace
