@@ -3,11 +3,9 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -19,6 +17,7 @@
 #include "tools/bake/outcome.h"
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/standard_streams.h"
 
 namespace bake {
 
@@ -86,17 +85,12 @@ void Run(const Options& options) {
     PrintSummary(options, totals, image, file);
 }
 
-/// A full disk behind standard output shows up only when the last of it is written.
-void FlushOutput() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout))
-        throw Failure("standard output: " + std::generic_category().message(errno));
-}
-
 int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
     if (!status) Run(options);
-    FlushOutput();
+    // A full disk behind standard output shows up only when the last of it is written.
+    FlushOut();
     return status.value_or(0);
 }
 
@@ -105,12 +99,11 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace bake
 
 int main(int argc, char** argv) {
+    if (!HoldStandardDescriptors()) return 1;
     try {
         return bake::RunCommandLine(argc, argv);
-    } catch (const std::bad_alloc&) {
-        std::fputs("pcbake: out of memory\n", stderr);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "pcbake: %s\n", failure.what());
+        TellFailure("pcbake", failure);
     }
     return 1;
 }

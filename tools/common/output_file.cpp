@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <system_error>
 
 #include "tools/common/failure.h"
 
@@ -18,12 +19,20 @@ constexpr mode_t kReadWriteForAll = 0666;  // what the user's mask leaves of it
 constexpr mode_t kPermissions = 07777;
 constexpr int kAttempts = 100;  // names beside the file that others may hold
 
-/// Where `name` leads, whether or not there is a file; the name itself for links that run in a
-/// circle.
+constexpr int kMostLinks = 40;  // as many as the system follows
+
+/// Where `name` leads, whether or not there is a file: a link to nothing names the file to be.
 std::string Followed(const std::string& name) {
+    std::filesystem::path path = name;
     std::error_code error;
-    const std::filesystem::path path = std::filesystem::weakly_canonical(name, error);
-    return error ? name : path.string();
+    for (int links = 0; std::filesystem::is_symlink(path, error); ++links) {
+        const std::filesystem::path target = std::filesystem::read_symlink(path, error);
+        if (links == kMostLinks)
+            error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+        if (error) throw Failure(name + ": " + error.message());
+        path = path.parent_path() / target;  // the target alone, where that begins at the root
+    }
+    return path;
 }
 
 }  // namespace
@@ -84,6 +93,7 @@ void OutputFile::Commit() {
     if (spool_) {
         CopyOut();
     } else {
+        StoreIt();
         NameIt();
     }
 }
@@ -105,6 +115,13 @@ void OutputFile::CopyOut() {
         throw;
     }
     if (::close(out) != 0) FailWithErrno(name_);
+}
+
+/// The system may otherwise store the name before the bytes. It may also tell only here that it
+/// could not write all of them.
+void OutputFile::StoreIt() {
+    while (::fsync(descriptor_) != 0)
+        if (errno != EINTR) FailWithErrno(name_);
 }
 
 void OutputFile::NameIt() {

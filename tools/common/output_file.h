@@ -32,13 +32,15 @@ public:
     const std::string& Name() const { return name_; }
     bool IsStandardOutput() const { return is_standard_output_; }
 
-    /// Gives the file its name. Caller: has closed what it opened.
+    /// Gives the file its name, once its bytes are on disk: after a power cut the name stands for
+    /// the older file or for the whole new one. Caller: has closed what it opened.
     void Commit();
 
 private:
     void OpenBeside();
     std::string BesideName(int attempt) const;
     void CopyOut();
+    void StoreIt();
     void NameIt();
 
     std::string name_;

@@ -3,12 +3,14 @@
 #include <fmt/format.h>
 
 #include <CLI/App.hpp>
-#include <cstdio>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "tools/common/failure.h"
+#include "tools/common/printable.h"
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_check.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
@@ -24,32 +26,42 @@ struct CheckOptions {
 
 int CheckFile(const std::string& name, bool all) {
     const InputFile file(name);
+    const std::string shown_name = Printable(file.Name());
     // A few lines wait until the progress bar is gone; all of them could be too many for that.
     std::string waiting;
     const auto tell = [&](std::int64_t offset, const std::string& what) {
-        waiting += fmt::format("{}: {}: {}\n", file.Name(), offset, what);
+        waiting += fmt::format("{}: {}: {}\n", shown_name, offset, Printable(what));
         if (!all) return;
-        fmt::print("{}", waiting);
+        WriteOut(waiting);
         waiting.clear();
     };
     FaultList faults(all ? std::numeric_limits<std::int64_t>::max() : kShown, tell);
-    const CheckedCounts counts = CheckCloud(file, faults, !all);
-    fmt::print("{}", waiting);
+    CheckedCounts counts;
+    try {
+        counts = CheckCloud(file, faults, !all);
+    } catch (const Failure&) {
+        WriteOut(waiting);  // what was found before the file could not be read any further
+        throw;
+    }
+    WriteOut(waiting);
     const std::int64_t total = faults.Total();
     if (total == 0) {
-        fmt::print("{}: sound, {} points, {} nodes\n", file.Name(), counts.points, counts.nodes);
+        WriteOut(fmt::format("{}: sound, {} points, {} nodes\n", shown_name, counts.points,
+                             counts.nodes));
         return 0;
     }
     const std::string shown =
         all || total <= kShown ? std::string() : fmt::format(", the first {} are shown", kShown);
-    fmt::print("{}: {} {}{}\n", file.Name(), total, total == 1 ? "fault" : "faults", shown);
+    WriteOut(
+        fmt::format("{}: {} {}{}\n", shown_name, total, total == 1 ? "fault" : "faults", shown));
     return 1;
 }
 
 int Check(const CheckOptions& options) {
     int status = 0;
     for (const std::string& name : options.files)
-        if (RunGuarded([&] { return CheckFile(name, options.all); }) != 0) status = 1;
+        if (!OutHasFailed() && RunGuarded([&] { return CheckFile(name, options.all); }) != 0)
+            status = 1;
     return status;
 }
 

@@ -10,6 +10,8 @@
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/node_check.h"
 #include "tools/ptc/point_scan.h"
+#include "tools/ptc/quiet_open.h"
+#include "tools/ptc/read_error.h"
 
 namespace {
 
@@ -79,14 +81,23 @@ bool IsOrganised(const Cloud& cloud) {
     return cloud.stored_node_count > 0 || cloud.root_position != 0;
 }
 
+/// Whether not all could be read up to where the scan ended. In a compressed file that is a fault
+/// like any other, because its stream may be broken; of another file nothing is known then, which
+/// fails the check.
+bool TellReadError(const InputFile& file, const Cloud& cloud, const PointScan& scan,
+                   FaultList& faults) {
+    if (cloud.input.Error() == 0) return false;
+    if (!cloud.input.IsCompressed()) FailIfUnread(cloud, file.Name());
+    faults.Add(scan.End(), "{} of {} points are there: {}", scan.Count(), cloud.point_count,
+               ReadErrorText(cloud.input));
+    return true;
+}
+
 /// The scan came to an end before the header's count. Told at the first byte that belongs to no
-/// whole record, with what is known of the cause: the system, the file's end, or a text line.
-void TellMissingPoints(const Cloud& cloud, PointScan& scan, FaultList& faults) {
-    const std::int64_t behind = scan.BytesBehind();
-    if (const int error = cloud.input.Error())
-        faults.Add(scan.End(), "point {} of {}: {}", scan.Count(), cloud.point_count,
-                   std::generic_category().message(error));
-    else if (behind == 0)
+/// whole record, with what is known of the cause: the file's end, or a text line.
+void TellMissingPoints(const Cloud& cloud, const PointScan& scan, std::int64_t behind,
+                       FaultList& faults) {
+    if (behind == 0)
         faults.Add(scan.End(), "the file ends, {} of {} points are there", scan.Count(),
                    cloud.point_count);
     else if (cloud.input.IsText())
@@ -99,8 +110,8 @@ void TellMissingPoints(const Cloud& cloud, PointScan& scan, FaultList& faults) {
 
 /// All points are there, and nothing should follow. Room for whole records is the sign of a header
 /// that lags, which a repair brings up to date; less is a tail that was cut or appended.
-void TellBytesBehind(const Cloud& cloud, PointScan& scan, FaultList& faults) {
-    const std::int64_t behind = scan.BytesBehind();
+void TellBytesBehind(const Cloud& cloud, const PointScan& scan, std::int64_t behind,
+                     FaultList& faults) {
     const auto record = static_cast<std::int64_t>(4 * scan.Values().size());
     if (behind == 0) return;
     if (cloud.input.IsText() || behind < record)
@@ -116,7 +127,7 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
     if (!places) return {};
     std::string why;
-    const auto cloud = OpenCloud(file.Path().c_str(), &why, {CountCheck::kOff, true});
+    const auto cloud = OpenQuietly(file, CountCheck::kOff, &why);
     if (!cloud) {
         // The header's check has the reader's rules and more. Should the reader know one that is
         // not among them, a file that nobody can open must still not pass for sound.
@@ -132,13 +143,19 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
         check.Check(scan);
         if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
     }
+    const CheckedCounts counts = {scan.Count(), cloud->node_count};
+    const bool is_whole = scan.Count() == cloud->point_count;
+    const bool has_nodes = is_whole && IsOrganised(*cloud);
+    const std::int64_t behind = has_nodes ? 0 : scan.BytesBehind();
+    if (TellReadError(file, *cloud, scan, faults)) return counts;
     // Without all the points nothing is known of what should stand behind them.
-    if (scan.Count() < cloud->point_count) {
-        TellMissingPoints(*cloud, scan, faults);
-    } else if (!IsOrganised(*cloud)) {
-        TellBytesBehind(*cloud, scan, faults);
+    if (!is_whole) {
+        TellMissingPoints(*cloud, scan, behind, faults);
+    } else if (!has_nodes) {
+        TellBytesBehind(*cloud, scan, behind, faults);
     } else if (!cloud->input.IsCompressed()) {
         CheckNodes(*cloud, *places, scan.End(), faults, &progress);
+        FailIfUnread(*cloud, file.Name());
     }
-    return {scan.Count(), cloud->node_count};
+    return counts;
 }

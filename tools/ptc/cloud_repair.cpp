@@ -16,6 +16,7 @@
 #include "tools/ptc/node_check.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/point_scan.h"
+#include "tools/ptc/read_error.h"
 
 namespace {
 
@@ -52,6 +53,13 @@ struct Rebuilt {
     throw Failure(output.Name() + ": " + std::generic_category().message(file.Error()));
 }
 
+/// Where the output stands. It stands somewhere; when the system does not say so, it fails.
+std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
+    const std::int64_t place = file.Tell();
+    if (place < 0) FailWithErrno(output.Name());
+    return place;
+}
+
 /// The block that a writer rewrites in place, as far as the version has it.
 TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebuilt,
                        std::int64_t points, bool keeps_octree) {
@@ -79,10 +87,8 @@ TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebui
 void CopyBytes(Cloud& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
                const OutputFile& output, TokenFile& file) {
     const auto fail_to_read = [&] {
-        const int error = cloud.input.Error();
-        throw Failure(input.Name() + ": " +
-                      (error ? std::generic_category().message(error)
-                             : std::string("it changed while it was read")));
+        FailIfUnread(cloud, input.Name());
+        throw Failure(input.Name() + ": it changed while it was read");
     };
     Progress progress(static_cast<std::uint64_t>(end - begin), true);
     std::array<std::byte, kCopyPiece> piece;
@@ -136,17 +142,18 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     report.unsound = rebuilt.unsound;
     report.dropped_bytes = scan.BytesBehind();
     std::int64_t kept_end = scan.End();
+    FailIfUnread(*cloud, input.Name());
 
     TokenFile file;
     const TokenFileKind kind = {ptc_layout::kMagic, ptc_layout::kTypeCode, cloud->version};
     const TokenForm form = cloud->input.IsText() ? TokenForm::kText : TokenForm::kBinary;
     if (Failed(file.OpenForWriting(output.Path().c_str(), kind, form))) FailToWrite(output, file);
-    const std::int64_t block = file.Tell();
+    const std::int64_t block = PlaceIn(file, output);
     if (Failed(WriteBlock(file, *cloud, rebuilt, report.kept, false))) FailToWrite(output, file);
 
     if (is_organised) {
         // In a text file of other widths everything behind the header moves, and offsets with it.
-        const bool stays = file.Tell() == places.fixed_header;
+        const bool stays = PlaceIn(file, output) == places.fixed_header;
         const bool is_kept =
             stays && report.kept == report.counted && IsIntact(*cloud, places, scan.End());
         report.octree = is_kept ? RepairReport::Octree::kKept : RepairReport::Octree::kDropped;
@@ -162,6 +169,7 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     }
     CopyBytes(*cloud, input, places.fixed_header, kept_end, output, file);
     if (Failed(file.Close())) FailToWrite(output, file);
-    output.Commit();
+    // Nodes that could not be read would otherwise have passed for an octree that is not intact.
+    FailIfUnread(*cloud, input.Name());
     return report;
 }

@@ -21,5 +21,6 @@ struct RepairReport {
 /// Writes a sound copy of `input` to `output`: every whole point record byte for byte, a header
 /// whose counts, box and largest radius are theirs, and the octree when all of it is intact. The
 /// form and the version stay. `input` is as it is stored or inflated, not compressed.
+/// The caller commits `output`.
 /// Fails when the header is not whole, and when anything cannot be read or written.
 RepairReport RepairCloud(const InputFile& input, OutputFile& output);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 #include <system_error>
 
@@ -45,6 +46,10 @@ public:
         std::string why;
         cloud_ = CreateCloud(description, std::move(output.bytes), form, &why);
         if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
+        // The header is rewritten at one place, and the other decides whether nodes, which name
+        // places in their file, can be copied.
+        if (std::min(cloud_->header_position, cloud_->data_start) < 0)
+            throw Failure(name_ + ": the system does not tell where it stands");
     }
 
     Cloud* AsCloud() override { return cloud_.get(); }

@@ -1,6 +1,7 @@
 // Cloud source: what a header says, and the records.
 
 #include "tools/ptc/cloud_source.h"
+#include "tools/ptc/quiet_open.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +9,7 @@
 
 #include "ptc/raw_points.h"
 #include "ptc/reader.h"
-#include "tools/common/failure.h"
+#include "tools/ptc/read_error.h"
 
 namespace convert {
 
@@ -18,7 +19,7 @@ class CloudSource : public PointSource {
 public:
     explicit CloudSource(const InputFile& file) : name_(file.Name()) {
         std::string why;
-        cloud_ = OpenCloud(file.Path().c_str(), &why, {CountCheck::kStrict, true});
+        cloud_ = OpenQuietly(file, CountCheck::kStrict, &why);
         if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
         // What the file says, not what stands in for it where that is of no use.
         header_.format = cloud_->stored_format;
@@ -43,6 +44,7 @@ public:
         std::size_t bytes = 0;
         const CloudStatus read = ReadPointRecords(*cloud_, records.first(wanted * record), &bytes);
         done_ += static_cast<std::int64_t>(bytes / record);
+        FailIfUnread(*cloud_, name_);
         if (Failed(read))
             throw Failure(fmt::format("{}: point {} of {} cannot be read", name_, done_, Count()));
         return wanted;

@@ -30,9 +30,6 @@ public:
 
     const std::string& Name() const { return name_; }
 
-    /// Whether a point's data are needed.
-    bool NeedsData() const { return source_ == Source::kData; }
-
     /// Whether the colours come through the colour map and depend on SetRange().
     bool IsMapped() const { return kind_ == Kind::kValue; }
     const ValueRange& Range() const { return range_; }

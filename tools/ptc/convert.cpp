@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -16,10 +15,12 @@
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_source.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/forms.h"
 #include "tools/ptc/gzip_sink.h"
+#include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/sinks.h"
 #include "tools/ptc/spacing.h"
@@ -110,13 +111,11 @@ void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, P
     if (!from || from->stored_node_count == 0) return;
     if (to && NodesFit(*from, *to)) {
         if (!Failed(CopyNodes(*from, *to))) return;
-        const int error = to->has_failed ? to->file.Error() : from->input.Error();
-        throw Failure((to->has_failed ? out.Name() : in.Name()) + ": " +
-                      std::generic_category().message(error));
+        FailIfUnread(*from, in.Name());
+        throw Failure(out.Name() + ": " + std::generic_category().message(to->file.Error()));
     }
-    std::fprintf(stderr, "ptc: %s: its %lld octree nodes are left out, %s is unorganised\n",
-                 in.Name().c_str(), static_cast<long long>(from->stored_node_count),
-                 out.Name().c_str());
+    Tell("ptc", fmt::format("{}: its {} octree nodes are left out, {} is unorganised", in.Name(),
+                            from->stored_node_count, out.Name()));
 }
 
 void Run(const Options& options, const Form& form) {

@@ -1,17 +1,16 @@
 // ptc info: headers at a glance.
 
-#include <fmt/format.h>
-
 #include <CLI/App.hpp>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/info_json.h"
 #include "tools/ptc/info_text.h"
 #include "tools/ptc/open_input.h"
+#include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {
@@ -22,25 +21,29 @@ struct InfoOptions {
 };
 
 int Info(const InfoOptions& options) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    std::string list;
     int status = 0;
     for (const std::string& name : options.files) {
+        std::string shown;
         const auto show = [&] {
             const InputFile file(name);
             const auto cloud = OpenInput(file).cloud;
             const CloudSize size = SizeOf(*cloud);
-            if (options.json)
-                list.push_back(InfoJson(file.Name(), *cloud, size));
-            else
-                fmt::print("{}", InfoText(file.Name(), *cloud, size));
+            // An octree that cannot be read has no known size, but an error must not pass for one.
+            FailIfUnread(*cloud, file.Name());
+            shown = options.json ? InfoJson(file.Name(), *cloud, size)
+                                 : InfoText(file.Name(), *cloud, size);
             return 0;
         };
         // A file that fails must not keep the others from being shown.
-        if (RunGuarded(show) != 0) status = 1;
+        if (RunGuarded(show) != 0)
+            status = 1;
+        else if (options.json)
+            list += (list.empty() ? "\n" : ",\n") + shown;
+        else
+            WriteOut(shown);
     }
-    // Names may be any bytes; what is no UTF-8 must not make the rest unreadable.
-    if (options.json)
-        fmt::print("{}\n", list.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    if (options.json) WriteOut(list.empty() ? "[]\n" : "[" + list + "\n]\n");
     return status;
 }
 

@@ -2,10 +2,10 @@
 
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "tools/ptc/cloud_size.h"
 
-/// What `ptc info --json` says of one file. Numbers that are not finite become null.
-nlohmann::ordered_json InfoJson(const std::string& name, const Cloud& cloud, const CloudSize& size);
+/// What `ptc info --json` says of one file: an object, indented as an item of a list. Numbers that
+/// are not finite become null; what is no UTF-8 in a name becomes U+FFFD.
+std::string InfoJson(const std::string& name, const Cloud& cloud, const CloudSize& size);

@@ -7,12 +7,14 @@
 #include <iterator>
 #include <span>
 
+#include "tools/common/printable.h"
+
 namespace {
 
 /// Lines of a label and a text, the texts in one column.
 class Lines {
 public:
-    explicit Lines(const std::string& title) : text_(title + '\n') {}
+    explicit Lines(const std::string& title) : text_(Printable(title) + '\n') {}
 
     template <class... Values>
     void Add(const char* label, fmt::format_string<Values...> text, Values&&... values) {
@@ -36,7 +38,8 @@ private:
 void AddVariables(const char* label, const CloudVariables& variables, Lines* lines) {
     lines->Add(label, "{}, {} floats", variables.types.size(), variables.data_size);
     for (std::size_t i = 0; i < variables.types.size(); ++i)
-        lines->Add("", "{} {} ({})", variables.types[i], variables.names[i], variables.sizes[i]);
+        lines->Add("", "{} {} ({})", Printable(variables.types[i]), Printable(variables.names[i]),
+                   variables.sizes[i]);
 }
 
 void AddCounts(const Cloud& cloud, Lines* lines) {

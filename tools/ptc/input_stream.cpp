@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <system_error>
 
@@ -29,16 +28,13 @@ InputStream::InputStream(const InputFile& file) : name_(file.Name()), buffer_(kB
 }
 
 void InputStream::Fail(const std::string& reason) const {
-    // What is quoted from the file may be anything; the line is for a terminal.
-    std::string printable = reason;
-    for (char& c : printable)
-        if (std::iscntrl(static_cast<unsigned char>(c))) c = '?';
-    throw Failure(fmt::format("{}: {}", name_, printable));
+    throw Failure(fmt::format("{}: {}", name_, reason));
 }
 
 bool InputStream::Refill() {
     const std::int64_t read = file_.Read(buffer_);
-    if (read < 0) Fail(std::generic_category().message(file_.Error()));
+    // An error behind the last bytes that came is no end of the file.
+    if (read < 0 || file_.Error() != 0) Fail(std::generic_category().message(file_.Error()));
     next_ = 0;
     end_ = static_cast<std::size_t>(read);
     position_ += read;

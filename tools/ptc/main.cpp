@@ -1,18 +1,37 @@
 // ptc: one program for point cloud files, a sub-command for each intention.
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
-#include <system_error>
+#include <sstream>
 
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
+#include "util/message.h"
 
 namespace {
 
 constexpr const char* kAbout =
     "Looks at, prints, checks, repairs, converts, measures and draws point cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
+
+/// What the library reports to those who read files through it. Here the commands say it
+/// themselves, where it matters to them: each failure is one line.
+constexpr const char* kLibraryReports = "T43050,T43051,T43052";
+
+/// Help that was asked for, or what is wrong with the command line, which may hold anything.
+int AnswerParseError(const CLI::App& app, const CLI::ParseError& stop) {
+    std::ostringstream help;
+    std::ostringstream complaint;
+    if (app.exit(stop, help, complaint) == 0) {
+        WriteOut(help.str());
+        return 0;
+    }
+    // CLI11 has a number for each kind of mistake; here they are all wrong usage.
+    Tell("ptc", stop.what());
+    std::fputs("Run with --help for more information.\n", stderr);
+    return 2;
+}
 
 int RunCommandLine(int argc, char** argv) {
     CLI::App app(kAbout, "ptc");
@@ -28,20 +47,17 @@ int RunCommandLine(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
-        // CLI11 has a number for each kind of mistake; here they are all wrong usage.
-        return app.exit(stop) == 0 ? 0 : 2;
+        status = AnswerParseError(app, stop);
     }
     // A full disk behind standard output shows up only when the last of it is written.
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        std::fprintf(stderr, "ptc: standard output: %s\n",
-                     std::generic_category().message(errno).c_str());
-        return 1;
-    }
+    FlushOut();
     return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!HoldStandardDescriptors()) return 1;
+    MsgSetDisabledList(kLibraryReports);
     return RunGuarded([&] { return RunCommandLine(argc, argv); });
 }

@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <span>
 
 #include "tools/ptc/node_walk.h"
+#include "tools/ptc/point_scan.h"
 
 namespace {
 
@@ -94,31 +95,28 @@ private:
     /// Every point of a leaf lies in its box. Each point belongs to one leaf at most, which also
     /// bounds what this reads in all, however many leaves claim the same points.
     void CheckPoints(const NodeVisit& visit) {
-        std::int64_t left = visit.node->point_count;
-        leaf_points_ += left;
+        const std::int64_t count = visit.node->point_count;
+        leaf_points_ += count;
         if (leaf_points_ > cloud_.point_count) {
             faults_.Add(walk_.Place(visit, kPointCount),
                         "node at {}: up to this leaf they cover {} points, of {}", visit.offset,
                         leaf_points_, cloud_.point_count);
             return;
         }
-        std::int64_t index = visit.node->first_point;
-        if (Failed(SeekPoint(cloud_, index))) return;
-        heads_.resize(1024);
-        while (left > 0) {
-            const auto wanted = std::min<std::int64_t>(left, 1024);
-            std::size_t read = 0;
-            const auto room = std::span(heads_).first(static_cast<std::size_t>(wanted));
-            if (Failed(ReadPoints(cloud_, room, {}, &read))) return;
-            for (const PointHead& head : room) CheckInBox(visit, head, index++);
-            left -= wanted;
-        }
+        const std::int64_t first = visit.node->first_point;
+        PointScan scan(cloud_, first, first + count);
+        while (scan.Next())
+            CheckInBox(visit, scan.Values().subspan(PointScan::kPosition), scan.Count() - 1);
+        // They were there when the points were checked.
+        if (scan.Count() < first + count && cloud_.input.Error() == 0)
+            faults_.Add(scan.End(), "node at {}: point {} cannot be read again", visit.offset,
+                        scan.Count());
     }
 
-    void CheckInBox(const NodeVisit& visit, const PointHead& head, std::int64_t index) {
+    void CheckInBox(const NodeVisit& visit, std::span<const float> position, std::int64_t index) {
         const float* const box = visit.node->box;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const float value = head.position[axis];
+            const float value = position[axis];
             if (value < box[axis] || value > box[axis + 3])
                 faults_.Add(walk_.Place(visit, kBox + axis),
                             "node at {}: point {} lies outside its box, {} not within {} to {}",
@@ -130,7 +128,6 @@ private:
     const NodeWalk& walk_;
     FaultList& faults_;
     std::int64_t leaf_points_ = 0;
-    std::vector<PointHead> heads_;
 };
 
 }  // namespace
@@ -151,6 +148,8 @@ void CheckNodes(Cloud& cloud, const HeaderPlaces& places, std::int64_t begin, Fa
         check.Check(visit);
         progress->Show(static_cast<std::uint64_t>(cloud.point_count + nodes));
     }
+    // Of nodes that could not be read nothing is known.
+    if (cloud.input.Error() != 0) return;
     if (root_end != end)
         faults.Add(root_end, "{} bytes behind the root node, which is the last", end - root_end);
     // What is not reached because of a fault above is no fault of its own.

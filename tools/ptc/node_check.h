@@ -11,6 +11,7 @@
 
 /// Checks the nodes of `cloud`, which stand from `begin` on, behind the points. In binary files
 /// also that every point lies in the box of its leaf. `progress` goes on from the points, node by
-/// node. Caller: the file is not compressed, and its header counts nodes or names a root.
+/// node. A read error ends the check, and the cloud's input keeps it. Caller: the file is not
+/// compressed, and its header counts nodes or names a root.
 void CheckNodes(Cloud& cloud, const HeaderPlaces& places, std::int64_t begin, FaultList& faults,
                 Progress* progress);

@@ -24,6 +24,7 @@ NodeWalk::NodeWalk(Cloud& cloud, std::int64_t begin, std::int64_t end, std::int6
       seen_(static_cast<std::size_t>(std::max<std::int64_t>(0, end - begin) / kMinNode + 1)) {}
 
 bool NodeWalk::Next(NodeVisit* visit) {
+    if (cloud_.input.Error() != 0) return false;
     const bool is_entered =
         has_begun_ ? EnterNextChild() : Enter(cloud_.root_position, end_, root_place_);
     has_begun_ = true;
@@ -87,7 +88,8 @@ bool NodeWalk::Enter(std::int64_t offset, std::int64_t limit, std::int64_t place
     Step step;
     step.offset = offset;
     if (Failed(ReadNode(cloud_, offset, &step.node, data_, &step.end)) || step.end > limit) {
-        faults_.Add(offset, "node at {}: it is cut off, or no node", offset);
+        if (cloud_.input.Error() == 0)
+            faults_.Add(offset, "node at {}: it is cut off, or no node", offset);
         return false;
     }
     path_.push_back(step);

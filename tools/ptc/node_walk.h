@@ -2,6 +2,7 @@
 //
 // Units      offsets in bytes from the file's start.
 // Errors     a reference that leads nowhere is told as a fault at its own place, and not followed.
+//            A node that the system cannot read ends the walk: the cloud's input keeps the error.
 // Ownership  borrows the cloud and the list of faults; owns one bit for every 33 bytes of nodes.
 // Threads    one caller at a time.
 //

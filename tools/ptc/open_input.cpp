@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/common/failure.h"
+#include "tools/ptc/read_error.h"
 
 OpenedCloud OpenInput(const InputFile& file) {
     // The check goes first: it says more than the reader, and says nothing on standard output.
@@ -14,7 +14,8 @@ OpenedCloud OpenInput(const InputFile& file) {
     });
     const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
     OpenedCloud opened;
-    if (places) opened = {OpenCloud(file.Path().c_str(), &why, {CountCheck::kOff, true}), *places};
+    if (places) opened = {OpenQuietly(file, CountCheck::kOff, &why), *places};
     if (!opened.cloud) throw Failure(file.Name() + ": " + why);
+    FailIfUnread(*opened.cloud, file.Name());
     return opened;
 }

@@ -8,6 +8,7 @@
 #include "ptc/reader.h"
 #include "tools/common/input_file.h"
 #include "tools/ptc/header_check.h"
+#include "tools/ptc/quiet_open.h"
 
 struct OpenedCloud {
     std::unique_ptr<Cloud> cloud;

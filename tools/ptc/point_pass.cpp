@@ -1,4 +1,4 @@
-// PointPass: reading in pieces.
+// PointPass: a scan whose points can be drawn.
 
 #include "tools/ptc/point_pass.h"
 
@@ -7,15 +7,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tools/common/failure.h"
+#include "tools/ptc/point_scan.h"
+#include "tools/ptc/read_error.h"
 
 namespace view {
 
 namespace {
 
-/// About how many floats of data are in memory at a time; one point may have more.
-constexpr std::size_t kPieceFloats = std::size_t{1} << 16;
-constexpr std::size_t kMostPoints = 4096;
+constexpr std::int64_t kShownPoints = 4096;  // from one look at the progress bar to the next
 
 }  // namespace
 
@@ -26,31 +25,23 @@ bool IsDrawable(const PointHead& point) {
            point.radius >= 0;
 }
 
-PointPass::PointPass(Cloud& cloud, std::string name, bool wants_data)
-    : cloud_(cloud),
-      name_(std::move(name)),
-      floats_(wants_data ? static_cast<std::size_t>(cloud.point_variables.data_size) : 0) {
-    heads_.resize(
-        std::clamp<std::size_t>(kPieceFloats / std::max<std::size_t>(floats_, 1), 1, kMostPoints));
-    data_.resize(heads_.size() * floats_);
-}
-
 /// A point that cannot be drawn counts for the bar and for messages, which number a file's points.
 void PointPass::Run(Progress& progress, std::uint64_t done, const Visit& visit) {
-    if (Failed(SeekPoint(cloud_, 0))) throw Failure(fmt::format("{}: cannot be read", name_));
-    for (std::int64_t first = 0; first < cloud_.point_count;) {
-        const auto left = static_cast<std::uint64_t>(cloud_.point_count - first);
-        const std::size_t wanted = std::min<std::uint64_t>(heads_.size(), left);
-        std::size_t count = 0;
-        const CloudStatus status = ReadPoints(cloud_, std::span(heads_).first(wanted),
-                                              std::span(data_).first(wanted * floats_), &count);
-        for (std::size_t i = 0; i < count; ++i)
-            if (IsDrawable(heads_[i]))
-                visit(heads_[i], std::span<const float>(data_).subspan(i * floats_, floats_));
-        first += static_cast<std::int64_t>(count);
-        if (Failed(status)) throw Failure(fmt::format("{}: point {} cannot be read", name_, first));
-        progress.Show(done + static_cast<std::uint64_t>(first));
+    PointScan scan(cloud_, 0, cloud_.point_count);
+    PointHead head{};
+    while (scan.Next()) {
+        const std::span<const float> values = scan.Values();
+        std::copy_n(values.begin() + PointScan::kPosition, 3, head.position);
+        scan.DecodeNormal(head.normal);
+        head.radius = values[PointScan::kRadius];
+        if (IsDrawable(head)) visit(head, values.subspan(PointScan::kData));
+        if (scan.Count() % kShownPoints == 0)
+            progress.Show(done + static_cast<std::uint64_t>(scan.Count()));
     }
+    FailIfUnread(cloud_, name_);
+    if (scan.Count() < cloud_.point_count)
+        throw Failure(fmt::format("{}: point {} of {} is cut off or damaged", name_, scan.Count(),
+                                  cloud_.point_count));
 }
 
 }  // namespace view

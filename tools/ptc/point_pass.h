@@ -1,17 +1,16 @@
-// PointPass: every point of a cloud once, read in pieces of bounded size.
+// PointPass: every point of a cloud once.
 //
 // Units      floats of data as the cloud declares them.
 // Errors     a Failure that names the file, when a point cannot be read.
-// Ownership  borrows the cloud and the progress bar; owns its buffers.
+// Ownership  borrows the cloud and the progress bar.
 // Threads    one caller at a time.
 
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <span>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "ptc/reader.h"
 #include "tools/common/progress.h"
@@ -23,8 +22,8 @@ bool IsDrawable(const PointHead& point);
 
 class PointPass {
 public:
-    /// `name`: what messages call the file. `wants_data`: without, points come without data.
-    PointPass(Cloud& cloud, std::string name, bool wants_data);
+    /// `name`: what messages call the file.
+    PointPass(Cloud& cloud, std::string name) : cloud_(cloud), name_(std::move(name)) {}
 
     using Visit = std::function<void(const PointHead& point, std::span<const float> data)>;
 
@@ -35,9 +34,6 @@ public:
 private:
     Cloud& cloud_;
     std::string name_;
-    std::size_t floats_;  ///< of data a point, 0 when they are not wanted
-    std::vector<PointHead> heads_;
-    std::vector<float> data_;
 };
 
 }  // namespace view

@@ -37,7 +37,12 @@ PointScan::PointScan(Cloud& cloud, std::int64_t first, std::int64_t last)
       end_(cloud.data_start),
       values_(kData + DataFloats(cloud)) {
     cloud_.next_point = -1;  // the reader's own place is lost
-    if (!cloud_.input.IsText()) piece_.resize(std::max(kPieceBytes, 4 * values_.size()));
+    if (!cloud_.input.IsText()) {
+        const std::size_t record = 4 * values_.size();
+        const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(last - first, 1));
+        const std::size_t most = std::max<std::size_t>(kPieceBytes / record, 1);
+        piece_.resize(std::min<std::uint64_t>(wanted, most) * record);
+    }
     // Where the file cannot go to its first point, it ends at once.
     if (!GoTo(first)) is_at_end_ = true;
 }
@@ -84,8 +89,8 @@ bool PointScan::NextBinary() {
     return true;
 }
 
-/// Does not use the reader's own function, which tells a record that it cannot read on standard
-/// output: here that is the ordinary end of a damaged file.
+/// Does not use the reader's own functions, which tell of a record that they cannot read: here that
+/// is the ordinary end of a damaged file.
 bool PointScan::NextText() {
     TokenInput& input = cloud_.input;
     std::array<double, 6> values;

@@ -1,7 +1,8 @@
 // PointScan: the point records of an open cloud as they are stored, each with its place.
 //
 // Units      offsets in bytes from the file's start; of the inflated bytes, for a gzip file.
-// Errors     none: the first record that is not whole ends the scan, silently.
+// Errors     the first record that is not whole ends the scan, silently, and so does one that the
+//            system cannot read: the cloud's input keeps the error (tools/ptc/read_error.h).
 // Ownership  borrows the cloud, which then stands at no particular point.
 // Threads    one caller at a time.
 

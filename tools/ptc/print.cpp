@@ -23,6 +23,7 @@
 #include "tools/ptc/point_scan.h"
 #include "tools/ptc/print_columns.h"
 #include "tools/ptc/print_table.h"
+#include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {
@@ -99,6 +100,7 @@ void PrintPoints(const InputFile& file, const PrintOptions& options, Cloud& clou
         if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
     }
     table.Finish();
+    FailIfUnread(cloud, file.Name());
     if (scan.Count() < end)
         throw Failure(fmt::format("{}: point {} of {} is missing, cut off or damaged", file.Name(),
                                   scan.Count(), cloud.point_count));
@@ -152,6 +154,7 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, const Opened
         table.EndRow();
     }
     table.Finish();
+    FailIfUnread(cloud, file.Name());
     if (faults.Total() > 0) throw Failure(first_fault);
 }
 

@@ -2,16 +2,12 @@
 
 #include "tools/ptc/print_table.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstdio>
-#include <system_error>
 
-#include "tools/common/failure.h"
+#include "tools/common/printable.h"
+#include "tools/common/standard_streams.h"
 
 namespace {
 
@@ -30,8 +26,11 @@ std::string Quoted(std::string_view text) {
 
 /// Widths are fixed from the titles on: rows are not kept until the widest number is known.
 PrintTable::PrintTable(Form form, const std::vector<std::string>& titles) : form_(form) {
-    for (const std::string& title : titles) widths_.push_back(std::max(kFloatWidth, title.size()));
-    for (const std::string& title : titles) Text(title);
+    for (const std::string& title : titles) {
+        const std::string shown = Shown(title);
+        widths_.push_back(std::max(kFloatWidth, shown.size()));
+        Cell(shown);
+    }
     EndRow();
 }
 
@@ -60,11 +59,12 @@ void PrintTable::Float(float value) {
 }
 
 void PrintTable::Text(std::string_view text) {
-    if (form_ == Form::kCsv) {
-        Cell(Quoted(text));
-    } else {
-        Cell(text);
-    }
+    Cell(Shown(text));
+}
+
+/// CSV is data, and keeps names as they are; aligned columns are for a terminal.
+std::string PrintTable::Shown(std::string_view text) const {
+    return form_ == Form::kCsv ? Quoted(text) : Printable(text);
 }
 
 void PrintTable::EndRow() {
@@ -78,7 +78,6 @@ void PrintTable::Finish() {
 }
 
 void PrintTable::Flush() {
-    if (std::fwrite(text_.data(), 1, text_.size(), stdout) != text_.size())
-        throw Failure("standard output: " + std::generic_category().message(errno));
+    WriteOut(text_);
     text_.clear();
 }

@@ -35,6 +35,7 @@ public:
 
 private:
     void Cell(std::string_view text);
+    std::string Shown(std::string_view text) const;
     void Flush();
 
     const Form form_;

@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "tools/common/printable.h"
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_repair.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
@@ -23,9 +25,9 @@ int Repair(const RepairOptions& options) {
     OutputFile output(options.output);
     const RepairReport report = RepairCloud(input, output);
 
-    std::FILE* const out = output.IsStandardOutput() ? stderr : stdout;
+    std::string said;
     const auto say = [&](const std::string& what) {
-        fmt::print(out, "{}: {}\n", output.Name(), what);
+        said += fmt::format("{}: {}\n", Printable(output.Name()), what);
     };
     if (input.BrokeOff()) say("the compressed input breaks off; what came out of it is used");
     say(fmt::format("kept {} points, the old header counts {}", report.kept, report.counted));
@@ -35,6 +37,14 @@ int Repair(const RepairOptions& options) {
     if (report.octree == RepairReport::Octree::kKept) say("kept the octree");
     if (report.octree == RepairReport::Octree::kDropped) say("dropped the octree, not intact");
     if (report.dropped_bytes > 0) say(fmt::format("dropped {} bytes", report.dropped_bytes));
+    // The report goes first: what fails on its way must find the target as it was.
+    if (output.IsStandardOutput()) {
+        std::fputs(said.c_str(), stderr);
+    } else {
+        WriteOut(said);
+        FlushOut();
+    }
+    output.Commit();
     return 0;
 }
 

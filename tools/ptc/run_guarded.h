@@ -2,19 +2,17 @@
 
 #pragma once
 
-#include <cstdio>
 #include <exception>
-#include <new>
+
+#include "tools/common/standard_streams.h"
 
 /// Runs `work` and answers its exit status, 1 when it failed.
 template <class Work>
 int RunGuarded(Work work) {
     try {
         return work();
-    } catch (const std::bad_alloc&) {
-        std::fputs("ptc: out of memory\n", stderr);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "ptc: %s\n", failure.what());
+        TellFailure("ptc", failure);
     }
     return 1;
 }

@@ -13,6 +13,8 @@
 
 #include "ptc/access.h"
 #include "tools/common/failure.h"
+#include "tools/common/printable.h"
+#include "tools/common/standard_streams.h"
 #include "tools/ptc/cache_walks.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/open_input.h"
@@ -79,14 +81,14 @@ int Stats(const StatsOptions& options) {
     std::string table = fmt::format(
         "{}: {} points, {} nodes; threads: {}\n\n"
         "walk               lookups      hit rate         items        time    lookups in 1 s\n",
-        file.Name(), cloud->point_count, cloud->node_count, plan.threads);
+        Printable(file.Name()), cloud->point_count, cloud->node_count, plan.threads);
     std::string missing;
     for (const std::string& name : walks) {
         const WalkOutcome outcome = Walk(file, Walks().at(name), plan);
         table += Line(name, outcome);
         if (missing.empty()) missing = outcome.missing;
     }
-    fmt::print("{}", options.xml ? PtcCacheXml() : table + "\n" + PtcCacheTable());
+    WriteOut(options.xml ? PtcCacheXml() : table + "\n" + PtcCacheTable());
     PtcShutdown();
     if (!missing.empty()) throw Failure(file.Name() + ": " + missing);
     return 0;

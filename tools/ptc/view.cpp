@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <system_error>
 
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
@@ -17,6 +19,7 @@
 #include "tools/ptc/discs.h"
 #include "tools/ptc/png_file.h"
 #include "tools/ptc/point_pass.h"
+#include "tools/ptc/quiet_open.h"
 #include "tools/ptc/value_sample.h"
 
 namespace view {
@@ -75,7 +78,7 @@ public:
           cloud_(cloud),
           name_(std::move(name)),
           colouring_(MakeColouring()),
-          pass_(cloud, name_, colouring_.NeedsData()),
+          pass_(cloud, name_),
           progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
         colouring_.SetExposure(options.exposure);
     }
@@ -200,8 +203,10 @@ private:
 
 /// Puts the picture in place, as a whole or not at all.
 void WritePicture(const Picture& picture, OutputFile* output) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(output->Path().c_str(), "wb"),
-                                                         std::fclose);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
+    do {
+        file.reset(std::fopen(output->Path().c_str(), "wb"));
+    } while (!file && errno == EINTR);
     if (!file) FailWithErrno(output->Name());
     try {
         WritePng(picture, file.get());
@@ -221,8 +226,7 @@ void View(const ViewOptions& options) {
         throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     std::string why;
-    const std::unique_ptr<Cloud> cloud =
-        OpenCloud(input.Path().c_str(), &why, {CountCheck::kStrict, true});
+    const auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
     if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }

@@ -35,8 +35,7 @@ TEST(PtcConvert, LongWayRoundKeepsCountsCodesAndDigitsInLittleMemory) {
     WriteRandomCloud(folder, 260'001);
     folder.Convert("a.ptc b.txt");
     folder.Convert("b.txt c.txt.gz");
-    // The library's warning about trees in compressed files comes with every one.
-    EXPECT_EQ(folder.Run("convert c.txt.gz d.ply").status, 0);
+    folder.Convert("c.txt.gz d.ply");
     folder.Convert("d.ply e.ptc");
     folder.Convert("e.ptc f.txt");
     // The box is around the points as they are in the file, so its last digit may differ.

@@ -23,7 +23,7 @@ Repaired Repair(const std::string& damaged) {
     const InputFile input(WriteTo(folder.File("in.ptc"), damaged), InputFile::Gzip::kInflated);
     OutputFile output(out);
     Repaired repaired{RepairCloud(input, output), {}};
-    repaired.bytes = ContentOf(out);
+    repaired.bytes = ContentOf(output.Path());
     return repaired;
 }
 
@@ -113,6 +113,42 @@ TEST(Repair, SavesWhatABrokenGzipFileStillHolds) {
               Bytes({2, false}));
 }
 
+/// Whatever a damaged file still says comes out; bytes that are no member are none of the file's.
+TEST(InputFile, InflatesEveryMemberAndIgnoresWhatFollows) {
+    const ScratchFolder folder;
+    const auto member = [&](const std::string& text) {
+        const std::string file = folder.File("member");
+        const gzFile stream = gzopen(file.c_str(), "wb");
+        gzwrite(stream, text.data(), static_cast<unsigned>(text.size()));
+        gzclose(stream);
+        return ContentOf(file);
+    };
+    const std::string a = member("one"), b = member(std::string(300'000, 'x'));
+    const std::string all = "one" + std::string(300'000, 'x');
+    std::string wrong = a;
+    wrong[wrong.size() - 8] ^= 1;  // of the checksum
+    const struct {
+        std::string stored, inflated;
+        bool breaks_off;
+    } cases[] = {
+        {a + b, all, false},
+        {a + b + "\x1f", all, false},
+        {a + std::string(5, '\0') + b, "one", false},
+        {a + b.substr(0, 2), "one", true},
+        {a + b.substr(0, b.size() - 1), all, true},
+        {wrong, "one", true},
+        {"\x1f\x8b", "", true},
+        {"\x1f", "\x1f", false},
+        {"", "", false},
+    };
+    for (const auto& [stored, inflated, breaks_off] : cases) {
+        SCOPED_TRACE(testing::PrintToString(stored.substr(0, 40)) + std::to_string(stored.size()));
+        const InputFile file(WriteTo(folder.File("a"), stored), InputFile::Gzip::kInflated);
+        EXPECT_TRUE(ContentOf(file.Path()) == inflated);
+        EXPECT_EQ(file.BrokeOff(), breaks_off);
+    }
+}
+
 TEST(OutputFile, LeavesWhatWasThereUntilItIsWhole) {
     namespace fs = std::filesystem;
     const ScratchFolder folder;
@@ -131,6 +167,16 @@ TEST(OutputFile, LeavesWhatWasThereUntilItIsWhole) {
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(fs::status(file).permissions(), mode);
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.File("")), fs::directory_iterator()), 2);
+
+    // A link to nothing is followed, too; links in a circle lead nowhere.
+    fs::remove(file);
+    fs::create_symlink("link", folder.File("far"));
+    OutputFile(folder.File("far")).Commit();
+    EXPECT_TRUE(fs::is_symlink(folder.File("far")) && fs::is_symlink(link));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file)));
+    fs::remove(file);
+    fs::create_symlink("far", file);
+    EXPECT_THROW(OutputFile{file}, Failure);
 }
 
 }  // namespace

@@ -172,7 +172,7 @@ TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
         {"ply\n" + kVertex + "end_header\n1 2 3", "it has no format line"},
         {Ply("ascii", "element vertex -1\n", ""), "cannot be read: element vertex -1"},
         {Ply("ascii", "element vertex 1\nproperty list float int x\n", ""), "cannot be read"},
-        {Ply("ascii", "\x1b[2J\n", ""), "cannot be read: ?[2J"},
+        {Ply("ascii", "\x1b[2J\n", ""), "cannot be read: \\x1b[2J"},
         {Ply("ascii", "element vertex 1\nproperty float x\n", "1"), "it has no x, y and z"},
         {Ply("ascii", many, ""), "it has too many properties"},
         {Ply("ascii", kVertex, "1 2"), "it ends too early"},

@@ -23,6 +23,10 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
     folder_.Write("bad.csv", "x,y,z\n1,2,3\n4,5,six\n");
     folder_.Write("long.csv", "x,y,z\n1,2,3,4\n");
     folder_.Write("negative.csv", "radius,x,y,z\n1,2,3,4\n-1,2,3,4\n");
+    std::string text = Bytes({kPoints, false, TokenForm::kText});
+    text[text.rfind("ptd")] = 'x';
+    folder_.Write("damaged.txt", text);
+    folder_.Write("long.ptc", Bytes({5000, false}));
     folder_.Write("out", "an older file");
     const auto before = folder_.Names();
     const struct {
@@ -38,8 +42,16 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"print --variables shine sound.ptc", 1, "ptc: sound.ptc: no variable \"shine\""},
         {"print cut.ptc", 1, "ptc: cut.ptc: point 2 of 5 is missing"},
         {"print sound.ptc > /dev/full", 1, "ptc: standard output: No space left on device"},
+        {"print long.ptc > /dev/full", 1, "ptc: standard output: No space left on device"},
+        {"check sound.ptc long.ptc >&-", 1, "ptc: standard output: Bad file descriptor"},
+        {"--help > /dev/full", 1, "ptc: standard output: No space left on device\n"},
+        {"repair --help > /dev/full", 1, "ptc: standard output: No space left on device\n"},
         {"repair alien.ptc out", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
         {"repair cut.ptc .", 1, "ptc: .: Is a directory\n"},
+        {"repair sound.ptc out > /dev/full", 1, "ptc: standard output: No space left on device\n"},
+        {"repair - out <&-", 1, "ptc: standard input: Bad file descriptor\n"},
+        {"convert sound.ptc - --to csv >&-", 1, "ptc: standard output: Bad file descriptor\n"},
+        {"view sound.ptc -o - --size 8x8 >&-", 1, "ptc: standard output: Bad file descriptor\n"},
         {"convert cut.ptc out --to ply", 1, "ptc: cut.ptc: it is shorter than its number of"},
         {"convert bad.csv out --to gzip", 1, "ptc: bad.csv: line 3: \"six\" is no number\n"},
         {"convert long.csv out --to gzip", 1, "ptc: long.csv: line 2: more values than the 3"},
@@ -49,6 +61,7 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"convert sound.ptc /dev/full --to csv", 1, "ptc: /dev/full: No space left on device\n"},
         {"view alien.ptc -o out", 1, "ptc: alien.ptc: it is not a point cloud file\n"},
         {"view cut.ptc -o out", 1, "ptc: cut.ptc: "},
+        {"view damaged.txt -o out", 1, "ptc: damaged.txt: point 4 of 5 is cut off or damaged\n"},
         {"view sound.ptc -o no/out", 1, "ptc: no/out: No such file or directory\n"},
         {"view sound.ptc -o /dev/full", 1, "ptc: /dev/full: No space left on device\n"},
         {"view sound.ptc -o out --variable nothing", 1, "ptc: sound.ptc: "},
@@ -74,6 +87,7 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         EXPECT_EQ(run.err.empty(), status == 0) << run.err;
         EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
         EXPECT_TRUE(status == 2 || run.err.find('\n') + 1 == run.err.size()) << run.err;
+        EXPECT_EQ(run.out.find("WARNING"), std::string::npos) << run.out;
         EXPECT_EQ(folder_.Names(), before);
         EXPECT_EQ(folder_.Content("out"), "an older file");
     }
@@ -85,6 +99,33 @@ TEST_F(PtcTool, InfoSaysInJsonWhatTheManualShows) {
     const std::size_t begin = manual.find("```json\n") + 8;
     EXPECT_EQ(json::parse(folder_.Run("info --json qv.ptc").out),
               json::parse(manual.substr(begin, manual.find("```", begin) - begin)));
+}
+
+/// Names are a caller's and a file's, and a terminal obeys some of their bytes.
+TEST_F(PtcTool, NamesReachATerminalWithoutNewlinesAndControlBytes) {
+    const std::string name = "a\n\x1b[2J\xc2\x9b\xff\xc3\xa9.ptc";
+    std::string bytes = Bytes();
+    Put(&bytes, bytes.find("glow"), std::array{'\x1b', '[', '2', 'J'});
+    folder_.Write(name, bytes);
+    Put(&bytes, bytes.find("float _area"), '\x1b');
+    folder_.Write("bad-" + name, bytes);
+    for (const char* arguments :
+         {"info \"$n\"", "print \"$n\"", "print --variables no \"$n\"", "check \"$n\" \"bad-$n\"",
+          "repair \"$n\" \"out-$n\"", "convert \"$n\" \"out-$n\" --to text",
+          "convert \"$n\" out \"$n\"", "view \"$n\" -o out --variable \"$n\"",
+          "stats \"$n\" --lookups 9"}) {
+        SCOPED_TRACE(arguments);
+        const ToolRun run =
+            folder_.Run("--help >/dev/null; n='" + name + "'; " TOOL " " + arguments);
+        const std::string said = run.out + run.err;
+        // Rows of points do not name the file.
+        const bool names_file = said.find("nx") == said.npos;
+        const char* const shown =
+            names_file ? "a\\n\\x1b[2J\\xc2\\x9b\\xff\xc3\xa9.ptc" : "\\x1b[2J_r";
+        EXPECT_NE(said.find(shown), said.npos) << said;
+        for (const char* bad : {"\x1b", "a\n", "\x9b", "\xff"})
+            EXPECT_EQ(said.find(bad), said.npos) << said;
+    }
 }
 
 TEST_F(PtcTool, InfoTellsStoredFromEffectiveAndSizesFromCounts) {

@@ -1,0 +1,104 @@
+// Every read of every command of ptc fails once: the command fails, and its target stays.
+
+#include <optional>
+
+#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/tools/run_tool.h"
+
+namespace {
+
+struct FailingRun {
+    ToolRun run;
+    bool is_of_output;  ///< it failed for a file that is only written
+};
+
+/// Runs `arguments` with the call number `call` failing; nothing: there are not so many calls.
+std::optional<FailingRun> RunFailing(const ToolFolder& folder, const std::string& arguments,
+                                     const std::string& input, int call) {
+    const ScratchFolder notes;
+    const std::string note = notes.File("failed");
+    const ToolRun run =
+        folder.Run("--help >/dev/null; FAILING_FILE=" + input + " FAILED_NOTE=" + note +
+                   " FAILING_CALL=" + std::to_string(call) + " " FAILING_TOOL " " + arguments);
+    if (std::filesystem::exists(note)) return FailingRun{run, ContentOf(note) == "output"};
+    EXPECT_EQ(run.status, 0) << run.err;
+    return std::nullopt;
+}
+
+TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
+    const ToolFolder folder;
+    folder.Write("a.ptc", sound_cloud::Bytes({.points = 1000}));
+    folder.Write("a.txt", sound_cloud::Bytes({.points = 400, .form = TokenForm::kText}));
+    folder.Write("flat.ptc", sound_cloud::Bytes({.points = 5000, .has_nodes = false}));
+    for (const char* table : {"a.gz", "a.ply", "a.csv"})
+        folder.Convert(std::string("flat.ptc ") + table);
+    folder.Write("bare.csv", "x,y,z\n1,2,3\n4,5,6\n");
+    folder.Write("out", "an older file");
+    const auto before = folder.Names();
+    const struct {
+        std::string input;
+        std::string arguments;
+    } commands[] = {
+        {"a.ptc", "info --json a.ptc"},
+        {"a.ptc", "print --csv a.ptc"},
+        {"a.ptc", "print --csv --range 900:2 - <a.ptc"},
+        {"a.ptc", "print --nodes a.ptc"},
+        {"a.txt", "print --csv a.txt"},
+        {"a.ptc", "check a.ptc"},
+        {"a.txt", "check --all a.txt"},
+        {"a.gz", "check a.gz"},
+        {"a.ptc", "repair a.ptc a.ptc"},
+        {"a.txt", "repair a.txt out"},
+        {"flat.ptc", "repair flat.ptc flat.ptc"},
+        {"a.gz", "repair a.gz out"},
+        {"a.ptc", "repair - out <a.ptc"},
+        {"a.ptc", "convert a.ptc out --to binary"},
+        {"a.txt", "convert a.txt out --to ply"},
+        {"a.gz", "convert a.gz out --to text"},
+        {"a.ply", "convert a.ply out --to gzip"},
+        {"a.csv", "convert a.csv out --to csv"},
+        {"bare.csv", "convert bare.csv out --to csv"},
+        {"flat.ptc", "view flat.ptc -o out --size 8x8"},
+        {"a.txt", "view a.txt -o out --size 8x8"},
+        {"a.ptc", "stats a.ptc --threads 1"},
+    };
+    for (const auto& [input, arguments] : commands) {
+        const std::string content = folder.Content(input);
+        EXPECT_EQ(folder.Run(arguments).status, 0) << arguments;
+        const std::string whole = folder.Content("out");
+        folder.Write("out", "an older file");
+        int call = 0;
+        for (; const auto failing = RunFailing(folder, arguments, input, call); ++call) {
+            SCOPED_TRACE(arguments + ", call " + std::to_string(call));
+            const ToolRun& run = failing->run;
+            EXPECT_EQ(folder.Names(), before);
+            EXPECT_TRUE(folder.Content(input) == content);
+            if (run.status == 0 && failing->is_of_output) {
+                // What a writer tries again, and then can do, loses nothing.
+                EXPECT_TRUE(folder.Content("out") == whole);
+                folder.Write("out", "an older file");
+            } else {
+                EXPECT_EQ(run.status, 1) << run.out;
+                EXPECT_EQ(run.err.find('\n') + 1, run.err.size()) << run.err;
+                EXPECT_TRUE(folder.Content("out") == "an older file");
+            }
+            if (HasFailure()) return;
+        }
+        EXPECT_GT(call, 1) << arguments;
+        folder.Write("out", "an older file");
+    }
+}
+
+// What is not on disk when the name is given would be lost in a power cut.
+TEST(PtcReadErrors, ATargetWhoseBytesAreNotStoredKeepsItsOldOnes) {
+    const ToolFolder folder;
+    folder.Write("a.ptc", sound_cloud::Bytes());
+    folder.Write("out", "an older file");
+    const ToolRun run = folder.Run("--help >/dev/null; FAILING_SYNC=1 " FAILING_TOOL
+                                   " convert a.ptc out --to binary");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "ptc: out: Input/output error\n");
+    EXPECT_EQ(folder.Content("out"), "an older file");
+}
+
+}  // namespace

@@ -1,0 +1,13 @@
+// Opening a cloud whose faults the command itself tells.
+
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ptc/reader.h"
+#include "tools/common/input_file.h"
+
+/// Opens `file` with the reader, which prints and reports nothing. Null: the reader refuses it;
+/// `*why` tells. Throws a Failure when the system cannot open or read it.
+std::unique_ptr<Cloud> OpenQuietly(const InputFile& file, CountCheck counts, std::string* why);

@@ -1,0 +1,26 @@
+// Read errors: telling them from the end of a file.
+//
+// A cloud's input keeps the first error that the system told, so one question behind the last
+// reading covers everything that was read, also where an error looks like the file's end.
+
+#pragma once
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+#include "ptc/cloud.h"
+#include "tools/common/failure.h"
+
+/// Why the input could not be read. Caller: it could not.
+inline std::string ReadErrorText(const TokenInput& input) {
+    // To the reader a compressed stream that is broken and one that cannot be read are the same.
+    if (input.IsCompressed() && input.Error() == EIO)
+        return "the compressed data is cut off, damaged or cannot be read";
+    return std::generic_category().message(input.Error());
+}
+
+/// Throws a Failure about the file `name` when anything of the cloud could not be read.
+inline void FailIfUnread(const Cloud& cloud, const std::string& name) {
+    if (cloud.input.Error() != 0) throw Failure(name + ": " + ReadErrorText(cloud.input));
+}
