@@ -1,8 +1,9 @@
 // Columns: a cloud as a table, and which column of a foreign table means what.
 //
 // Units      a column is one value a point.
-// Errors     a TableError, whose text lacks the file's name: whoever reads or writes the file adds
-// it. Threads    any.
+// Errors     a TableError without the file's name, which the reader or writer of the file adds.
+// Ownership  takes and gives copies.
+// Threads    any.
 
 #pragma once
 
