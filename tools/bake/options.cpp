@@ -9,6 +9,8 @@
 #include <limits>
 #include <thread>
 
+#include "tools/common/number.h"
+
 namespace bake {
 
 namespace {
@@ -28,7 +30,7 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
         [=](const std::string& text) -> std::string {
             Number value{};
-            const bool is_number = CLI::detail::lexical_cast(text, value);
+            const bool is_number = ParseNumber(text, &value);
             return is_number && value >= low && value <= high ? "" : "must be " + what;
         },
         what);

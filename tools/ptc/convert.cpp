@@ -14,6 +14,7 @@
 #include "ptc/raw_points.h"
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
+#include "tools/common/number.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/cloud_source.h"
@@ -142,7 +143,7 @@ CLI::Validator Radius() {
     return CLI::Validator(
         [](const std::string& text) -> std::string {
             float radius = -1;
-            const bool is_number = CLI::detail::lexical_cast(text, radius);
+            const bool is_number = ParseNumber(text, &radius);
             return is_number && radius >= 0 && std::isfinite(radius) ? "" : "must be 0 or more";
         },
         "NUMBER");
