@@ -77,7 +77,8 @@ public:
           colouring_(MakeColouring()),
           pass_(cloud, name_, colouring_.NeedsData()),
           progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
-        colouring_.SetExposure(options.exposure);
+        CheckColourOptions();
+        colouring_.SetExposure(options.exposure.value_or(0.0));
     }
 
     /// The whole picture; reads the points twice.
@@ -97,8 +98,9 @@ public:
                        static_cast<double>(height) * DiscCanvas::kSide, aspect};
         // A fitted camera has no frame of its own and fills what there is.
         if (is_fitted) frame.aspect = frame.width / frame.height;
-        const ViewCamera camera = is_fitted ? FittedCamera(survey.box, options_.direction, frame)
-                                            : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
+        const ViewCamera camera =
+            is_fitted ? FittedCamera(survey.box, options_.direction.value_or(Direction()), frame)
+                      : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
         DrawPoints(camera, height, &picture);
         if (has_legend) DrawLegend(colouring_.Name(), colouring_.Range(), Ink(), &picture);
         return picture;
@@ -111,6 +113,22 @@ private:
         } catch (const Failure& failure) {
             throw Failure(fmt::format("{}: {}", name_, failure.what()));
         }
+    }
+
+    /// Which of these options says anything depends on what is shown.
+    void CheckColourOptions() const {
+        const std::string& name = colouring_.Name();
+        if (options_.exposure && colouring_.IsMapped())
+            throw WrongUsage("--exposure", fmt::format("works with a color; {} goes through the "
+                                                       "colour map, which --range sets",
+                                                       name));
+        if (colouring_.IsMapped() || colouring_.IsLight()) return;
+        if (options_.exposure)
+            throw WrongUsage("--exposure",
+                             fmt::format("works with a color; {} is a direction", name));
+        if (options_.range)
+            throw WrongUsage(
+                "--range", fmt::format("works with a number or a color; {} is a direction", name));
     }
 
     /// The first reading. Points without a value are passed over here as they are in drawing, so
@@ -133,7 +151,7 @@ private:
         return survey;
     }
 
-    /// Settles what the colour map's ends stand for.
+    /// Settles what the ends of the colours stand for.
     void ChooseRange(ValueSample* values) {
         if (options_.range) {
             colouring_.SetRange(*options_.range);
@@ -144,7 +162,7 @@ private:
 
     /// Whether the camera is fitted.
     bool Fits(const Survey& survey) const {
-        if (options_.camera == CameraChoice::kFit) return true;
+        if (options_.camera == CameraChoice::kFit || options_.direction) return true;
         if (options_.camera == CameraChoice::kAutomatic)
             return survey.in_view * kSeenOneIn < survey.points || survey.in_view == 0;
         if (!CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1}))

@@ -66,6 +66,11 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"view sound.ptc -o out --background '#12345'", 2, ""},
         {"view sound.ptc -o out --camera none", 2, ""},
         {"view sound.ptc -o out --exposure nan", 2, ""},
+        {"view sound.ptc -o sound.ptc", 2, "--output: must end in .png"},
+        {"view sound.ptc -o out --camera file --tilt 4", 2, "not with --camera file"},
+        {"view sound.ptc -o out --variable _area --exposure 1", 2, "--exposure: works with a col"},
+        {"view sound.ptc -o out --variable glow_g --exposure 1", 2, "--exposure: works with a col"},
+        {"view sound.ptc -o out --variable normal --range 0:1", 2, "--range: works with a number"},
     };
     for (const auto& [arguments, status, reason] : cases) {
         SCOPED_TRACE(arguments);
