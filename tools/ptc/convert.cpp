@@ -18,6 +18,7 @@
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/cloud_source.h"
+#include "tools/ptc/columns.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/forms.h"
 #include "tools/ptc/gzip_sink.h"
@@ -42,6 +43,7 @@ struct Options {
     std::string from;
     std::string to;
     std::optional<float> radius;
+    bool scalar_prefix = false;
 };
 
 /// What the option says, or else the extension; nothing when neither does.
@@ -56,6 +58,8 @@ Form OutputForm(const Options& options) {
         throw CLI::ValidationError("OUT", fmt::format("\"{}\" does not say which form it is to "
                                                       "have; give --to",
                                                       options.out));
+    if (options.scalar_prefix && form->kind != FileKind::kPly)
+        throw CLI::ValidationError("--scalar-prefix", "works with PLY only");
     return *form;
 }
 
@@ -74,7 +78,7 @@ std::unique_ptr<PointSource> OpenSource(const Options& options, const InputFile&
 }
 
 std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
-                                    const OutputFile& file) {
+                                    const OutputFile& file, std::string_view ply_prefix) {
     auto plain = std::make_unique<PlainFile>();
     if (!plain->Open(file.Path().c_str(), kPlainWrite | kPlainTruncate))
         throw Failure(file.Name() + ": " + std::generic_category().message(plain->Error()));
@@ -84,7 +88,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
     const CloudHeader& header = source.Header();
     switch (form.kind) {
         case FileKind::kPly:
-            return MakePlySink(header, std::move(output), form.text, source.Count());
+            return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
         case FileKind::kCsv:
             return MakeCsvSink(header, std::move(output));
         case FileKind::kCloud:
@@ -124,7 +128,7 @@ void Run(const Options& options, const Form& form) {
     const InputFile in(options.in);
     const auto source = OpenSource(options, in);
     OutputFile out(options.out);
-    const auto sink = MakeSink(form, *source, out);
+    const auto sink = MakeSink(form, *source, out, options.scalar_prefix ? kScalarPrefix : "");
     CopyPoints(*source, *sink);
     CopyTree(in, *source, out, *sink);
     sink->Finish();
@@ -167,6 +171,9 @@ void AddConvert(CLI::App& app, int* status) {
         ->add_option("--radius", options->radius,
                      "of points that have none; half their mean spacing unless given")
         ->check(convert::Radius());
+    command->add_flag("--scalar-prefix", options->scalar_prefix,
+                      "scalar_ before the names of radius, codes and variables, for programs that "
+                      "keep only such PLY properties");
     command->callback([options, status] {
         // Outside the guard: a form that nobody told is wrong usage, not a failure.
         const convert::Form form = convert::OutputForm(*options);

@@ -59,6 +59,7 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"convert sound.ptc out.ply.gz", 2, "give --to"},
         {"convert sound.ptc out --to jpeg", 2, "must be binary, text, gzip, ply, ply-ascii or"},
         {"convert sound.ptc out --to csv --radius=-1", 2, "must be 0 or more"},
+        {"convert sound.ptc out --to csv --scalar-prefix", 2, "works with PLY only"},
         {"view sound.ptc -o out --size 0x10", 2, ""},
         {"view sound.ptc -o out --size 10x10x", 2, ""},
         {"view sound.ptc -o out --range 2:1", 2, ""},
