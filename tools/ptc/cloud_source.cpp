@@ -9,6 +9,7 @@
 #include "ptc/raw_points.h"
 #include "ptc/reader.h"
 #include "tools/common/failure.h"
+#include "tools/ptc/foreign_file.h"
 
 namespace convert {
 
@@ -19,7 +20,7 @@ public:
     explicit CloudSource(const InputFile& file) : name_(file.Name()) {
         std::string why;
         cloud_ = OpenCloud(file.Path().c_str(), &why);
-        if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
+        if (!cloud_) throw Failure(fmt::format("{}: {}{}", name_, why, ConvertHint(file)));
         // What the file says, not what stands in for it where that is of no use.
         header_.format = cloud_->stored_format;
         header_.world_to_ndc = cloud_->stored_world_to_ndc;

@@ -12,6 +12,7 @@
 #include "ptc/token_input.h"
 #include "ptc/variables.h"
 #include "tools/common/failure.h"
+#include "tools/ptc/foreign_file.h"
 
 namespace {
 
@@ -213,7 +214,7 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
     if (input.Error() != 0)
         throw Failure(file.Name() + ": " + std::generic_category().message(input.Error()));
     if (status == TokenOpenStatus::kOtherType) {
-        faults.Add(0, "it is not a point cloud file");
+        faults.Add(0, "it is not a point cloud file{}", ConvertHint(file));
         return std::nullopt;
     }
     if (status == TokenOpenStatus::kUnreadable) {

@@ -15,6 +15,7 @@
 #include "tools/common/output_file.h"
 #include "tools/ptc/colouring.h"
 #include "tools/ptc/discs.h"
+#include "tools/ptc/foreign_file.h"
 #include "tools/ptc/png_file.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/value_sample.h"
@@ -240,7 +241,7 @@ void View(const ViewOptions& options) {
     const InputFile input(options.input);
     std::string why;
     const std::unique_ptr<Cloud> cloud = OpenCloud(input.Path().c_str(), &why);
-    if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
+    if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
 

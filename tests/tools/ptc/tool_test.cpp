@@ -20,6 +20,7 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
     folder_.Write("sound.ptc", Bytes({kPoints, false}));
     folder_.Write("cut.ptc", Bytes({kPoints, false}).substr(0, kDataStart + 2 * kRecord));
     folder_.Write("alien.ptc", "no point cloud");
+    folder_.Write("mesh.ply", "ply\nformat ascii 1.0\n");
     folder_.Write("bad.csv", "x,y,z\n1,2,3\n4,5,six\n");
     folder_.Write("long.csv", "x,y,z\n1,2,3,4\n");
     folder_.Write("negative.csv", "radius,x,y,z\n1,2,3,4\n-1,2,3,4\n");
@@ -33,6 +34,9 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"info - < sound.ptc", 0, ""},
         {"print --range 5:1 sound.ptc", 0, ""},
         {"view - -o - --size 8x8 --background '#fF0010' --range -1:2.5 < sound.ptc", 0, ""},
+        {"info mesh.ply", 1, "not a point cloud file; ptc convert --from ply makes one of it\n"},
+        {"view bad.csv -o out", 1, "; ptc convert --from csv makes one of it\n"},
+        {"convert mesh.ply out --from binary --to text", 1, "; ptc convert --from ply makes"},
         {"info absent.ptc sound.ptc", 1, "ptc: absent.ptc: No such file or directory\n"},
         {"print --range 6:1 sound.ptc", 1, "ptc: sound.ptc: the range begins at 6"},
         {"print --variables shine sound.ptc", 1, "ptc: sound.ptc: no variable \"shine\""},
@@ -52,7 +56,12 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"view sound.ptc -o no/out", 1, "ptc: no/out: No such file or directory\n"},
         {"view sound.ptc -o /dev/full", 1, "ptc: /dev/full: No space left on device\n"},
         {"view sound.ptc -o out --variable nothing", 1, "ptc: sound.ptc: "},
+        {"--version", 0, ""},
         {"", 2, ""},
+        {"inof sound.ptc", 2, "inof: is no command; the nearest is info\n"},
+        {"conv sound.ptc out", 2, "the nearest is convert\n"},
+        {"draw sound.ptc", 2,
+         "draw: is no command; there are info, print, check, repair, convert,"},
         {"print --range 1 sound.ptc", 2, ""},
         {"print --range -1:2 sound.ptc", 2, ""},
         {"print --nodes --range 0:1 sound.ptc", 2, ""},
