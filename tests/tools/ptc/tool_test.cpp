@@ -147,16 +147,18 @@ TEST_F(PtcTool, PrintWalksTheOctreeFromTheRoot) {
     EXPECT_TRUE(run.err.starts_with("ptc: circle.ptc: 671: ")) << run.err;
 }
 
-TEST_F(PtcTool, CheckShowsTheFirstFaultsAndCountsTheRest) {
+// Forty faults of three kinds, of which fifteen are shown.
+TEST_F(PtcTool, CheckShowsTheFirstFaultsOfEachKindAndCountsTheRest) {
     std::string bytes = Bytes({kPoints, false});
     for (std::size_t i = kDataStart; i < bytes.size(); i += 4) Put(&bytes, i, 0x7FC00000);
     folder_.Write("bad.ptc", bytes);
     folder_.Write("sound.ptc", Bytes());
     for (const auto& [arguments, lines] :
-         {std::pair{"check sound.ptc bad.ptc", 22}, {"check --all bad.ptc sound.ptc", 42}}) {
+         {std::pair{"check sound.ptc bad.ptc", 17}, {"check --all bad.ptc sound.ptc", 42}}) {
         const ToolRun run = folder_.Run(arguments);
         EXPECT_EQ(run.status, 1);
         EXPECT_NE(run.out.find("bad.ptc: 380: point 0: x nan is not finite\n"), std::string::npos);
+        EXPECT_NE(run.out.find("point 0: radius nan is no radius\n"), std::string::npos);
         EXPECT_NE(run.out.find("bad.ptc: 40 faults"), std::string::npos) << run.out;
         EXPECT_NE(run.out.find("sound.ptc: sound, 5 points, 3 nodes\n"), std::string::npos);
         EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), lines);
