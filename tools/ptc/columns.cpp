@@ -97,12 +97,13 @@ private:
                     const std::vector<std::string>& parts) {
         Group group = {{}, std::move(type), base};
         for (const std::string& part : parts)
-            group.columns.push_back(by_name_.extract(base + '_' + part).mapped());
+            group.columns.push_back(by_name_.extract(fmt::format("{}_{}", base, part)).mapped());
         return group;
     }
 
     Group TakeRun(const std::string& base, std::int32_t run) {
         std::vector<std::string> parts;
+        parts.reserve(static_cast<std::size_t>(run));
         for (std::int32_t i = 0; i < run; ++i) parts.push_back(std::to_string(i));
         return TakeParts(run == kMatrixFloats ? "matrix" : fmt::format("float[{}]", run), base,
                          parts);
