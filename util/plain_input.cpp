@@ -42,7 +42,10 @@ bool PlainInput::LookForGzip() {
     const std::int64_t there = ReadStored(magic);
     if (there < 0) return false;
     // A pipe cannot go back: what was taken from it is handed out first.
-    if (::lseek(descriptor_, 0, SEEK_SET) < 0) ahead_.assign(magic.begin(), magic.begin() + there);
+    if (::lseek(descriptor_, 0, SEEK_SET) < 0) {
+        if (errno != ESPIPE) return Fail(errno);
+        ahead_.assign(magic.begin(), magic.begin() + there);
+    }
     if (there == 2 && magic[0] == std::byte{0x1F} && magic[1] == std::byte{0x8B}) BeginStream();
     return true;
 }

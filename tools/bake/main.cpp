@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 
 #include "tools/bake/bake.h"
 #include "tools/bake/camera.h"

@@ -9,6 +9,8 @@
 #include <limits>
 #include <thread>
 
+#include "tools/common/number.h"
+
 namespace bake {
 
 namespace {
@@ -28,9 +30,7 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
         [=](const std::string& text) -> std::string {
             Number value{};
-            const char* const end = text.data() + text.size();
-            const auto read = std::from_chars(text.data() + text.starts_with('+'), end, value);
-            const bool is_number = read.ec == std::errc() && read.ptr == end;
+            const bool is_number = ParseNumber(text, &value);
             return is_number && value >= low && value <= high ? "" : "must be " + what;
         },
         what);

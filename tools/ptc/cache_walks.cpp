@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <optional>
 #include <random>
+#include <stop_token>
 #include <thread>
 #include <vector>
 
@@ -81,6 +84,29 @@ private:
 struct Shared {
     Progress& progress;
     std::atomic<std::uint64_t> done{0};
+    std::atomic<bool> is_over{false};  ///< the limit is reached: no more steps
+    std::atomic<bool> is_cut{false};   ///< and someone had steps left
+};
+
+/// Ends a walk's steps when its time is up. A thread of its own looks at the clock, because that
+/// takes longer than a lookup that hits.
+class Limit {
+public:
+    Limit(std::chrono::milliseconds limit, std::atomic<bool>& is_over) {
+        if (limit.count() == 0) return;
+        thread_ = std::jthread([this, limit, &is_over](const std::stop_token& stop) {
+            std::unique_lock lock(mutex_);
+            wake_.wait_for(lock, stop, limit, [] { return false; });
+            is_over = true;
+        });
+    }
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable_any wake_;
+    std::jthread thread_;  // last: it is stopped and joined before what it waits on goes
 };
 
 /// Counts the steps of one thread, and shows all threads' from the first of them.
@@ -92,6 +118,13 @@ public:
     Steps& operator=(const Steps&) = delete;
     void Count() {
         if (++steps_ == kBatch) Tell();
+    }
+
+    /// Asked before each step. False: there is no time left for it.
+    bool MayGoOn() {
+        if (!shared_.is_over.load(std::memory_order_relaxed)) return true;
+        shared_.is_cut = true;
+        return false;
     }
 
 private:
@@ -110,7 +143,7 @@ private:
 
 /// Looks up `count` points. The answer: what is missing, in words.
 std::string WalkPoints(PtcManagedFile* file, PointSteps points, std::int64_t count, Steps steps) {
-    for (std::int64_t i = 0; i < count; ++i, steps.Count()) {
+    for (std::int64_t i = 0; i < count && steps.MayGoOn(); ++i, steps.Count()) {
         const std::int64_t index = points.Next();
         if (!PtcGetPoint(file, index)) return fmt::format("point {} cannot be read", index);
     }
@@ -138,7 +171,7 @@ std::string WalkNodes(PtcManagedFile* file, std::int64_t nodes, Steps steps) {
     const PtcNode* const node = PtcGetRoot(file, &root);
     if (!node) return "the root of the octree cannot be read";
     visit(root, *node);
-    while (!waiting.empty() && visits < nodes) {
+    while (!waiting.empty() && visits < nodes && steps.MayGoOn()) {
         const Parent parent = waiting.back();
         waiting.pop_back();
         const PtcNode* const children = PtcGetNodeChildren(file, parent.reference, parent.children);
@@ -192,9 +225,11 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     const auto begin = std::chrono::steady_clock::now();
 
     std::vector<std::string> missing(static_cast<std::size_t>(plan.threads));
+    bool is_cut = false;
     {
         Progress progress(StepsInAll(open, kind, plan), true);
         Shared shared{progress};
+        const Limit limit(plan.limit, shared.is_over);
         const auto walk = [&](int thread) {
             std::string& mine = missing[static_cast<std::size_t>(thread)];
             try {
@@ -206,6 +241,8 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
         std::vector<std::jthread> others;
         for (int thread = 1; thread < plan.threads; ++thread) others.emplace_back(walk, thread);
         walk(0);
+        others.clear();  // joins
+        is_cut = shared.is_cut;
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
 
@@ -214,6 +251,7 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     outcome.hits -= before.hits;
     outcome.items_read -= before.items_read;
     outcome.seconds = time.count();
+    outcome.is_cut = is_cut;
     for (const std::string& words : missing)
         if (outcome.missing.empty()) outcome.missing = words;
     return outcome;

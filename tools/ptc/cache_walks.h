@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +24,7 @@ enum class WalkKind {
 struct WalkPlan {
     int threads = 1;
     std::int64_t lookups = 0;  ///< of points, of all threads together; a tree is walked whole
+    std::chrono::milliseconds limit{0};  ///< ends a walk that is not done by then; 0: nothing does
 };
 
 struct WalkOutcome {
@@ -30,8 +32,9 @@ struct WalkOutcome {
     std::int64_t hits = 0;
     std::int64_t items_read = 0;  ///< points or nodes that were read from the file
     double seconds = 0;
+    bool is_cut = false;  ///< the limit has ended it
     std::string missing;  ///< what could not be had, in words; empty: nothing
 };
 
-/// Walks over `file`. The same plan makes the same lookups every time.
+/// Walks over `file`. The same plan makes the same lookups every time; a limit may end them early.
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan);

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr std::int64_t kShown = 20;
+constexpr std::int64_t kShownOfKind = 5;
 
 struct CheckOptions {
     std::vector<std::string> files;
@@ -35,7 +36,8 @@ int CheckFile(const std::string& name, bool all) {
         WriteOut(waiting);
         waiting.clear();
     };
-    FaultList faults(all ? std::numeric_limits<std::int64_t>::max() : kShown, tell);
+    constexpr std::int64_t kEvery = std::numeric_limits<std::int64_t>::max();
+    FaultList faults(all ? kEvery : kShown, tell, all ? kEvery : kShownOfKind);
     CheckedCounts counts;
     try {
         counts = CheckCloud(file, faults, !all);
@@ -51,7 +53,9 @@ int CheckFile(const std::string& name, bool all) {
         return 0;
     }
     const std::string shown =
-        all || total <= kShown ? std::string() : fmt::format(", the first {} are shown", kShown);
+        faults.Told() == total
+            ? std::string()
+            : fmt::format(", {} of them shown; --all shows every one", faults.Told());
     WriteOut(
         fmt::format("{}: {} {}{}\n", shown_name, total, total == 1 ? "fault" : "faults", shown));
     return 1;

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <string>
-#include <system_error>
 
 #include "tools/common/progress.h"
 #include "tools/ptc/header_check.h"
@@ -36,7 +35,9 @@ public:
         const float radius = values[PointScan::kRadius];
         // Written so that a radius that is no number is none.
         const bool is_radius = radius >= 0 && std::isfinite(radius);
-        if (!is_radius) Add(scan, PointScan::kRadius, index, "radius", radius, "is no radius");
+        if (!is_radius)
+            faults_.Add(scan.Place(PointScan::kRadius), "point {}: radius {} is no radius", index,
+                        radius);
         // A wrong radius is told once; it must not also put every axis outside the box.
         for (std::size_t axis = 0; axis < 3; ++axis)
             CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
@@ -44,8 +45,8 @@ public:
         // bounds may be loose.
         const float largest = cloud_.largest_radius;
         if (cloud_.version >= 2 && is_radius && radius > largest + slack_ * largest)
-            Add(scan, PointScan::kRadius, index, "radius", radius,
-                "is above the header's largest radius");
+            faults_.Add(scan.Place(PointScan::kRadius),
+                        "point {}: radius {} is above the header's largest radius", index, radius);
         for (std::size_t i = PointScan::kData; i < values.size(); ++i)
             if (!std::isfinite(values[i]))
                 faults_.Add(scan.Place(i), "point {}: data value {} is {}", index,
@@ -57,18 +58,15 @@ private:
     void CheckAxis(const PointScan& scan, std::size_t axis, std::int64_t index, float radius) {
         const float value = scan.Values()[axis];
         if (!std::isfinite(value)) {
-            Add(scan, axis, index, kAxes[axis], value, "is not finite");
+            faults_.Add(scan.Place(axis), "point {}: {} {} is not finite", index, kAxes[axis],
+                        value);
             return;
         }
         const float slack = slack_ * (std::fabs(value) + radius);
         if (value - radius < cloud_.box_min[axis] - slack ||
             value + radius > cloud_.box_max[axis] + slack)
-            Add(scan, axis, index, kAxes[axis], value, "lies outside the box, radius included");
-    }
-
-    void Add(const PointScan& scan, std::size_t place, std::int64_t index, const char* what,
-             float value, const char* fault) {
-        faults_.Add(scan.Place(place), "point {}: {} {} {}", index, what, value, fault);
+            faults_.Add(scan.Place(axis), "point {}: {} {} lies outside the box, radius included",
+                        index, kAxes[axis], value);
     }
 
     const Cloud& cloud_;

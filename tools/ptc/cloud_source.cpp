@@ -1,7 +1,6 @@
 // Cloud source: what a header says, and the records.
 
 #include "tools/ptc/cloud_source.h"
-#include "tools/ptc/quiet_open.h"
 
 #include <fmt/format.h>
 
@@ -9,6 +8,9 @@
 
 #include "ptc/raw_points.h"
 #include "ptc/reader.h"
+#include "tools/common/failure.h"
+#include "tools/ptc/foreign_file.h"
+#include "tools/ptc/quiet_open.h"
 #include "tools/ptc/read_error.h"
 
 namespace convert {
@@ -20,7 +22,7 @@ public:
     explicit CloudSource(const InputFile& file) : name_(file.Name()) {
         std::string why;
         cloud_ = OpenQuietly(file, CountCheck::kStrict, &why);
-        if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
+        if (!cloud_) throw Failure(fmt::format("{}: {}{}", name_, why, ConvertHint(file)));
         // What the file says, not what stands in for it where that is of no use.
         header_.format = cloud_->stored_format;
         header_.world_to_ndc = cloud_->stored_world_to_ndc;

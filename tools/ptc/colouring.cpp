@@ -9,6 +9,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/ptc/colour_map.h"
+#include "tools/ptc/component_suffix.h"
 
 namespace view {
 
@@ -24,6 +25,13 @@ std::string Choices(const CloudVariables& variables) {
     return list + kNormal + ", " + kRadius;
 }
 
+/// Of variable `index`'s first float in the data.
+std::size_t OffsetOf(const CloudVariables& variables, std::size_t index) {
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < index; ++i) offset += static_cast<std::size_t>(variables.sizes[i]);
+    return offset;
+}
+
 }  // namespace
 
 Colouring::Colouring(const CloudVariables& variables, const std::string& name) : name_(name) {
@@ -34,7 +42,7 @@ Colouring::Colouring(const CloudVariables& variables, const std::string& name) :
     } else if (name == kRadius) {
         kind_ = Kind::kValue;
         source_ = Source::kRadius;
-    } else {
+    } else if (!ChooseComponent(variables, name)) {
         throw Failure(fmt::format("no variable {}; there are {}", name, Choices(variables)));
     }
 }
@@ -72,12 +80,28 @@ bool Colouring::ChooseVariable(const CloudVariables& variables, const std::strin
     } else if (is("normal", 3) || is("vector", 3)) {
         kind_ = Kind::kDirection;
     } else {
-        throw Failure(fmt::format("{} is a {}, which has no colour", name, type));
+        throw Failure(fmt::format("{} is a {}, which has no colour; {}{} is one of its floats",
+                                  name, type, name, ComponentSuffix(type, size, 0)));
     }
     source_ = Source::kData;
-    offset_ = 0;
-    for (std::size_t i = 0; i < index; ++i) offset_ += static_cast<std::size_t>(variables.sizes[i]);
+    offset_ = OffsetOf(variables, index);
     return true;
+}
+
+/// False: no variable has a float of that name.
+bool Colouring::ChooseComponent(const CloudVariables& variables, const std::string& name) {
+    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+        if (!name.starts_with(variables.names[i])) continue;
+        const std::string_view suffix = std::string_view(name).substr(variables.names[i].size());
+        for (std::int32_t part = 0; part < variables.sizes[i]; ++part) {
+            if (suffix != ComponentSuffix(variables.types[i], variables.sizes[i], part)) continue;
+            kind_ = Kind::kValue;
+            source_ = Source::kData;
+            offset_ = OffsetOf(variables, i) + static_cast<std::size_t>(part);
+            return true;
+        }
+    }
+    return false;
 }
 
 void Colouring::SetExposure(double stops) {
@@ -109,7 +133,10 @@ bool Colouring::ColourOf(const PointHead& point, std::span<const float> data, co
     const float x = values[0], y = values[1], z = values[2];
     if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return false;
     if (kind_ == Kind::kLight) {
-        *colour = srgb.Encode(Light{x * gain_, y * gain_, z * gain_});
+        const auto light = [&](float value) {
+            return static_cast<float>(std::clamp(range_.Share(value) * gain_, 0.0, 1.0));
+        };
+        *colour = srgb.Encode(Light{light(x), light(y), light(z)});
         return true;
     }
     // Vectors of any length, also those whose square no float holds, are shown by direction.

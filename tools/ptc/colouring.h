@@ -21,8 +21,9 @@ namespace view {
 
 class Colouring {
 public:
-    /// What is called `name`: a variable of the cloud, else "normal" or "radius". An empty name
-    /// stands for the first color, without one for the first float, without one for the normal.
+    /// What is called `name`: a variable of the cloud, else "normal" or "radius", else one float of
+    /// a variable by the title of its column. An empty name stands for the first color, without one
+    /// for the first float, without one for the normal.
     ///
     /// A color is light; a float is a value for the colour map; a normal or a vector is a
     /// direction, whose components from -1 to 1 are red, green and blue from dark to light.
@@ -30,11 +31,16 @@ public:
 
     const std::string& Name() const { return name_; }
 
-    /// Whether the colours come through the colour map and depend on SetRange().
+    /// Whether the colours come through the colour map.
     bool IsMapped() const { return kind_ == Kind::kValue; }
+    /// Whether the colours are light.
+    bool IsLight() const { return kind_ == Kind::kLight; }
+
+    /// The values at the ends of the colour map; of light, what is shown black and white.
     const ValueRange& Range() const { return range_; }
     void SetRange(const ValueRange& range) { range_ = range; }
 
+    /// Of light, within the range.
     void SetExposure(double stops);
 
     /// The value that is mapped. False: it is not finite. Caller: IsMapped().
@@ -50,12 +56,13 @@ private:
 
     void ChooseDefault(const CloudVariables& variables);
     bool ChooseVariable(const CloudVariables& variables, const std::string& name);
+    bool ChooseComponent(const CloudVariables& variables, const std::string& name);
     std::span<const float> Values(const PointHead& point, std::span<const float> data) const;
 
     std::string name_;
     Kind kind_ = Kind::kDirection;
     Source source_ = Source::kNormal;
-    std::size_t offset_ = 0;  ///< of the variable's first float in the data
+    std::size_t offset_ = 0;  ///< of the first float that is shown, in the data
     ValueRange range_;
     float gain_ = 1;  ///< what light is multiplied by
 };

@@ -6,19 +6,21 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
-#include "ptc/variables.h"
+#include "tools/common/number.h"
+#include "tools/ptc/component_suffix.h"
 
 namespace convert {
 
 namespace {
 
-constexpr std::string_view kColourParts = "rgb";
-constexpr std::string_view kVectorParts = "xyz";
-constexpr int kMatrixFloats = 16;
+constexpr std::int32_t kMatrixFloats = 16;
+
+/// What a column's name takes of its variable's; the rest is room for what tells columns apart.
+constexpr std::size_t kMaxBaseName = 200;
 
 bool IsNameCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
@@ -26,18 +28,10 @@ bool IsNameCharacter(char c) {
 }
 
 std::string CleanName(std::string_view name) {
-    std::string clean(name.substr(0, kMaxColumnName));
+    std::string clean(name.substr(0, kMaxBaseName));
     for (char& c : clean)
         if (!IsNameCharacter(c)) c = '_';
     return clean.empty() ? "unnamed" : clean;
-}
-
-/// What stands behind the variable's name in the name of its float `i`.
-std::string Suffix(std::string_view type, std::int32_t size, std::int32_t i) {
-    if (size == 1) return "";
-    const auto part = static_cast<std::size_t>(i);
-    if (size != 3 || type.starts_with("float")) return fmt::format("_{}", i);
-    return {'_', (type.starts_with("color") ? kColourParts : kVectorParts)[part]};
 }
 
 /// The head's column or one of `kRgbColumns`.
@@ -54,45 +48,85 @@ void Declare(std::string type, std::string name, std::int32_t size, CloudVariabl
     variables->data_size += size;
 }
 
-/// Columns that belong together, and the variable that they are.
+/// Columns that belong together, in the order of the floats, and the variable that they are.
 struct Group {
-    std::size_t columns;
+    std::vector<std::size_t> columns;
     std::string type;
-    std::string_view name;
+    std::string name;
 };
 
-/// Whether the columns from `first` on are `base` with one of `parts` behind it, in their order.
-bool AreParts(const std::vector<std::string>& names, std::size_t first, std::string_view base,
-              std::string_view parts) {
-    if (names.size() - first < parts.size()) return false;
-    for (std::size_t i = 0; i < parts.size(); ++i)
-        if (names[first + i] != fmt::format("{}_{}", base, parts[i])) return false;
-    return true;
-}
-
-/// The variable that the free columns from `first` on stand for.
-Group GroupAt(const std::vector<std::string>& names, std::size_t first) {
-    const std::string_view name = names[first];
-    const std::size_t bar = name.rfind('_');
-    const std::string_view base = name.substr(0, bar);
-    if (bar != std::string_view::npos && bar > 0) {
-        if (AreParts(names, first, base, kColourParts)) return {3, "color", base};
-        if (AreParts(names, first, base, kVectorParts)) return {3, "vector", base};
-        std::size_t count = 0;
-        while (first + count < names.size() &&
-               names[first + count] == fmt::format("{}_{}", base, count))
-            ++count;
-        if (count == kMatrixFloats) return {count, "matrix", base};
-        if (count > 1) return {count, fmt::format("float[{}]", count), base};
+/// Columns whose meaning nobody has told, by name, and which of them are one variable.
+class FreeColumns {
+public:
+    /// Of two columns of one name the first is known by it. False for the second.
+    bool Add(const std::string& name, std::size_t column) {
+        return by_name_.emplace(name, column).second;
     }
-    return {1, "float", name};
-}
+
+    /// Takes the variable that the column called `name` is a float of.
+    /// Caller: has added all columns, and takes none that an earlier answer had.
+    Group Take(const std::string& name) {
+        const std::size_t bar = name.rfind('_');
+        if (bar != std::string::npos && bar > 0) {
+            const std::string base = name.substr(0, bar);
+            const std::string part = name.substr(bar + 1);
+            for (const auto& [type, letters] :
+                 {std::pair{"color", kColourParts}, {"vector", kVectorParts}}) {
+                std::vector<std::string> parts;
+                for (const char letter : letters) parts.emplace_back(1, letter);
+                const bool is_one = std::find(parts.begin(), parts.end(), part) != parts.end();
+                if (is_one && AreFree(base, parts)) return TakeParts(type, base, parts);
+            }
+            const std::int32_t run = RunOf(base);
+            std::int32_t index = 0;
+            if (run > 1 && ParseNumber(part, &index) && part == std::to_string(index) &&
+                index < run)
+                return TakeRun(base, run);
+        }
+        return {{by_name_.extract(name).mapped()}, "float", name};
+    }
+
+private:
+    bool AreFree(const std::string& base, const std::vector<std::string>& parts) const {
+        return std::all_of(parts.begin(), parts.end(), [&](const std::string& part) {
+            return by_name_.contains(base + '_' + part);
+        });
+    }
+
+    Group TakeParts(std::string type, const std::string& base,
+                    const std::vector<std::string>& parts) {
+        Group group = {{}, std::move(type), base};
+        for (const std::string& part : parts)
+            group.columns.push_back(by_name_.extract(fmt::format("{}_{}", base, part)).mapped());
+        return group;
+    }
+
+    Group TakeRun(const std::string& base, std::int32_t run) {
+        std::vector<std::string> parts;
+        parts.reserve(static_cast<std::size_t>(run));
+        for (std::int32_t i = 0; i < run; ++i) parts.push_back(std::to_string(i));
+        return TakeParts(run == kMatrixFloats ? "matrix" : fmt::format("float[{}]", run), base,
+                         parts);
+    }
+
+    /// How many columns there are from `base`_0 on without a gap. Counted once for each base, so
+    /// that columns behind a gap do not count the whole run again.
+    std::int32_t RunOf(const std::string& base) {
+        const auto [known, is_new] = runs_.emplace(base, 0);
+        while (is_new && by_name_.contains(fmt::format("{}_{}", base, known->second)))
+            ++known->second;
+        return known->second;
+    }
+
+    std::unordered_map<std::string, std::size_t> by_name_;
+    std::unordered_map<std::string, std::int32_t> runs_;
+};
 
 /// Builds a map column by column.
 class Mapper {
 public:
-    explicit Mapper(const std::vector<std::string>& names)
-        : names_(names), is_taken_(names.size()) {
+    Mapper(const std::vector<std::string>& names, std::string_view prefix)
+        : names_(names), prefix_(prefix), is_taken_(names.size()) {
         map_.slots.assign(names.size(), -1);
         // The first of two columns with one name is the one that counts.
         for (std::size_t i = 0; i < names.size(); ++i) by_name_.emplace(names[i], i);
@@ -100,8 +134,11 @@ public:
 
     void TakeHead() {
         std::array<bool, kHeadColumnCount> has{};
-        for (std::size_t i = 0; i < kHeadColumnCount; ++i)
-            has[i] = Take(kHeadColumns[i], static_cast<std::int32_t>(i));
+        for (std::size_t i = 0; i < kHeadColumnCount; ++i) {
+            const std::string name(kHeadColumns[i]);
+            const auto slot = static_cast<std::int32_t>(i);
+            has[i] = Take(name, slot) || (IsScalarColumn(i) && Take(prefix_ + name, slot));
+        }
         if (!has[0] || !has[1] || !has[2]) throw TableError("it has no x, y and z");
         map_.has_normal = has[3] && has[4] && has[5];
         map_.has_radius = has[6];
@@ -111,55 +148,72 @@ public:
     /// Takes the columns of all `declared` variables, or none when one of them is missing.
     bool TakeDeclared(const CloudVariables& declared) {
         const std::vector<std::string> wanted = ColumnNames(declared);
-        for (const std::string& name : wanted)
-            if (!by_name_.contains(name)) return false;
-        for (std::size_t i = 0; i < wanted.size(); ++i)
-            (void)Take(wanted[i], static_cast<std::int32_t>(kHeadColumnCount + i));
-        map_.variables = declared;
-        return true;
+        // All of them have the prefix or none: a variable's own name may begin like it.
+        return TakeAll("", wanted, declared) || TakeAll(prefix_, wanted, declared);
     }
 
     /// Red, green and blue as a colour. `wanted`: false when they only repeat one.
     void TakeRgb(bool wanted) {
-        const auto has = [&](std::string_view name) {
-            return by_name_.contains(std::string(name));
-        };
+        const auto has = [&](std::string_view name) { return IsFree(std::string(name)); };
         if (!std::all_of(std::begin(kRgbColumns), std::end(kRgbColumns), has)) return;
         std::int32_t slot = wanted ? NextSlot() : -1;
         for (const std::string_view name : kRgbColumns) {
-            (void)Take(name, slot);
+            (void)Take(std::string(name), slot);
             if (wanted) ++slot;
         }
         if (wanted) Declare("color", "color", 3, &map_.variables);
     }
 
     void TakeRest() {
-        std::vector<std::string> free;
-        std::vector<std::size_t> columns;
+        FreeColumns free;
+        std::vector<bool> is_second(names_.size());
+        for (std::size_t i = 0; i < names_.size(); ++i)
+            if (!is_taken_[i]) is_second[i] = !free.Add(BareName(names_[i]), i);
         for (std::size_t i = 0; i < names_.size(); ++i) {
             if (is_taken_[i]) continue;
-            free.push_back(names_[i]);
-            columns.push_back(i);
-        }
-        for (std::size_t i = 0; i < free.size();) {
-            const Group group = GroupAt(free, i);
+            const std::string name = BareName(names_[i]);
+            const Group group = is_second[i] ? Group{{i}, "float", name} : free.Take(name);
             std::int32_t slot = NextSlot();
-            for (std::size_t k = 0; k < group.columns; ++k) map_.slots[columns[i + k]] = slot++;
-            Declare(group.type, CleanName(group.name), static_cast<std::int32_t>(group.columns),
-                    &map_.variables);
-            i += group.columns;
+            for (const std::size_t column : group.columns) {
+                map_.slots[column] = slot++;
+                is_taken_[column] = true;
+            }
+            Declare(group.type, CleanName(group.name),
+                    static_cast<std::int32_t>(group.columns.size()), &map_.variables);
         }
     }
 
     ColumnMap Take() { return std::move(map_); }
 
 private:
-    bool Take(std::string_view name, std::int32_t slot) {
-        const auto found = by_name_.find(std::string(name));
-        if (found == by_name_.end()) return false;
-        map_.slots[found->second] = slot;
-        is_taken_[found->second] = true;
+    bool IsFree(const std::string& name) const {
+        const auto found = by_name_.find(name);
+        return found != by_name_.end() && !is_taken_[found->second];
+    }
+
+    bool Take(const std::string& name, std::int32_t slot) {
+        if (!IsFree(name)) return false;
+        const std::size_t column = by_name_.at(name);
+        map_.slots[column] = slot;
+        is_taken_[column] = true;
         return true;
+    }
+
+    bool TakeAll(const std::string& prefix, const std::vector<std::string>& wanted,
+                 const CloudVariables& declared) {
+        for (const std::string& name : wanted)
+            if (!IsFree(prefix + name)) return false;
+        for (std::size_t i = 0; i < wanted.size(); ++i)
+            (void)Take(prefix + wanted[i], static_cast<std::int32_t>(kHeadColumnCount + i));
+        map_.variables = declared;
+        return true;
+    }
+
+    /// Without the prefix, unless that leaves the name of another column, or none.
+    std::string BareName(const std::string& name) const {
+        if (prefix_.empty() || !name.starts_with(prefix_)) return name;
+        const std::string bare = name.substr(prefix_.size());
+        return bare.empty() || by_name_.contains(bare) ? name : bare;
     }
 
     std::int32_t NextSlot() const {
@@ -167,6 +221,7 @@ private:
     }
 
     const std::vector<std::string>& names_;
+    const std::string prefix_;
     std::unordered_map<std::string, std::size_t> by_name_;
     std::vector<bool> is_taken_;
     ColumnMap map_;
@@ -188,7 +243,7 @@ std::vector<std::string> ColumnNames(const CloudVariables& variables) {
         for (int attempt = 1; parts.empty() && size > 0; ++attempt) {
             const std::string name = attempt == 1 ? base : fmt::format("{}_v{}", base, attempt);
             for (std::int32_t k = 0; k < size; ++k) {
-                parts.push_back(name + Suffix(variables.types[i], size, k));
+                parts.push_back(name + ComponentSuffix(variables.types[i], size, k));
                 if (!IsReserved(parts.back()) && !used.contains(parts.back())) continue;
                 parts.clear();
                 break;
@@ -209,8 +264,9 @@ std::optional<std::size_t> ColourOffset(const CloudVariables& variables) {
     return std::nullopt;
 }
 
-ColumnMap MapColumns(const std::vector<std::string>& names, const CloudVariables* declared) {
-    Mapper mapper(names);
+ColumnMap MapColumns(const std::vector<std::string>& names, const CloudVariables* declared,
+                     std::string_view prefix) {
+    Mapper mapper(names, prefix);
     mapper.TakeHead();
     const bool is_declared = declared && mapper.TakeDeclared(*declared);
     mapper.TakeRgb(!is_declared || !ColourOffset(*declared));

@@ -13,10 +13,12 @@
 #include "ptc/raw_points.h"
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
+#include "tools/common/number.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_source.h"
+#include "tools/ptc/columns.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/forms.h"
 #include "tools/ptc/gzip_sink.h"
@@ -42,6 +44,7 @@ struct Options {
     std::string from;
     std::string to;
     std::optional<float> radius;
+    bool scalar_prefix = false;
 };
 
 /// What the option says, or else the extension; nothing when neither does.
@@ -56,6 +59,8 @@ Form OutputForm(const Options& options) {
         throw CLI::ValidationError("OUT", fmt::format("\"{}\" does not say which form it is to "
                                                       "have; give --to",
                                                       options.out));
+    if (options.scalar_prefix && form->kind != FileKind::kPly)
+        throw CLI::ValidationError("--scalar-prefix", "works with PLY only");
     return *form;
 }
 
@@ -74,7 +79,7 @@ std::unique_ptr<PointSource> OpenSource(const Options& options, const InputFile&
 }
 
 std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
-                                    const OutputFile& file) {
+                                    const OutputFile& file, std::string_view ply_prefix) {
     auto plain = std::make_unique<PlainFile>();
     if (!plain->Open(file.Path().c_str(), kPlainWrite | kPlainTruncate))
         throw Failure(file.Name() + ": " + std::generic_category().message(plain->Error()));
@@ -84,7 +89,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
     const CloudHeader& header = source.Header();
     switch (form.kind) {
         case FileKind::kPly:
-            return MakePlySink(header, std::move(output), form.text, source.Count());
+            return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
         case FileKind::kCsv:
             return MakeCsvSink(header, std::move(output));
         case FileKind::kCloud:
@@ -122,7 +127,7 @@ void Run(const Options& options, const Form& form) {
     const InputFile in(options.in);
     const auto source = OpenSource(options, in);
     OutputFile out(options.out);
-    const auto sink = MakeSink(form, *source, out);
+    const auto sink = MakeSink(form, *source, out, options.scalar_prefix ? kScalarPrefix : "");
     CopyPoints(*source, *sink);
     CopyTree(in, *source, out, *sink);
     sink->Finish();
@@ -141,7 +146,7 @@ CLI::Validator Radius() {
     return CLI::Validator(
         [](const std::string& text) -> std::string {
             float radius = -1;
-            const bool is_number = CLI::detail::lexical_cast(text, radius);
+            const bool is_number = ParseNumber(text, &radius);
             return is_number && radius >= 0 && std::isfinite(radius) ? "" : "must be 0 or more";
         },
         "NUMBER");
@@ -165,6 +170,9 @@ void AddConvert(CLI::App& app, int* status) {
         ->add_option("--radius", options->radius,
                      "of points that have none; half their mean spacing unless given")
         ->check(convert::Radius());
+    command->add_flag("--scalar-prefix", options->scalar_prefix,
+                      "scalar_ before the names of radius, codes and variables, for programs that "
+                      "keep only such PLY properties");
     command->callback([options, status] {
         // Outside the guard: a form that nobody told is wrong usage, not a failure.
         const convert::Form form = convert::OutputForm(*options);

@@ -85,7 +85,7 @@ private:
             names.emplace_back(cell);
         }
         try {
-            return MapColumns(names, nullptr);
+            return MapColumns(names, nullptr, "");
         } catch (const TableError& error) {
             input_.Fail(error.what());
         }

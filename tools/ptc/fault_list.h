@@ -1,4 +1,4 @@
-// FaultList: the faults of one file, told as they are found, the first ones only.
+// FaultList: the faults of one file, told as they are found, the first ones of each kind only.
 //
 // Units      offsets in bytes from the file's start; of the inflated bytes, for a gzip file.
 // Errors     none.
@@ -11,7 +11,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
+#include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 
 class FaultList {
@@ -21,19 +24,32 @@ public:
     /// Counts faults without telling them.
     FaultList() = default;
 
-    /// Tells `teller` the first `most` faults.
-    FaultList(std::int64_t most, Teller teller) : most_(most), teller_(std::move(teller)) {}
+    /// Tells `teller` the first `most` faults, and no more than `most_of_kind` of each kind, so
+    /// that what is wrong with every point does not hide what else is wrong.
+    FaultList(std::int64_t most, Teller teller,
+              std::int64_t most_of_kind = std::numeric_limits<std::int64_t>::max())
+        : most_(most), most_of_kind_(most_of_kind), teller_(std::move(teller)) {}
 
-    /// A fault at `offset`; a file may have millions, so the text is made only when it is told.
+    /// A fault at `offset`, of the kind that `text` stands for; a file may have millions, so the
+    /// text is made only when it is told.
     template <class... Values>
     void Add(std::int64_t offset, fmt::format_string<Values...> text, Values&&... values) {
-        if (total_++ < most_) teller_(offset, fmt::format(text, std::forward<Values>(values)...));
+        ++total_;
+        if (told_ == most_) return;
+        const fmt::string_view kind = text;
+        if (++kinds_[std::string_view(kind.data(), kind.size())] > most_of_kind_) return;
+        ++told_;
+        teller_(offset, fmt::format(text, std::forward<Values>(values)...));
     }
 
     std::int64_t Total() const { return total_; }
+    std::int64_t Told() const { return told_; }
 
 private:
     std::int64_t most_ = 0;
+    std::int64_t most_of_kind_ = 0;
     std::int64_t total_ = 0;
+    std::int64_t told_ = 0;
+    std::map<std::string_view, std::int64_t> kinds_;  ///< how many of each, while any are told
     Teller teller_;
 };

@@ -8,6 +8,7 @@
 #include "ptc/layout.h"
 #include "ptc/reader.h"
 #include "tools/common/failure.h"
+#include "tools/ptc/foreign_file.h"
 
 namespace {
 
@@ -105,7 +106,7 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
     };
     fail_on_error();
     if (status == TokenOpenStatus::kOtherType) {
-        faults.Add(0, "it is not a point cloud file");
+        faults.Add(0, "it is not a point cloud file{}", ConvertHint(file));
         return std::nullopt;
     }
     if (status == TokenOpenStatus::kUnreadable) {

@@ -3,9 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
+#include "tools/ptc/nearest_name.h"
 #include "tools/ptc/run_guarded.h"
 #include "util/message.h"
 
@@ -33,9 +36,27 @@ int AnswerParseError(const CLI::App& app, const CLI::ParseError& stop) {
     return 2;
 }
 
+/// A misspelt command is answered with the one that may be meant.
+/// CLI11 would only say that it did not expect the word, or that a command is missing.
+void RefuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
+    if (argc < 2 || argv[1][0] == '-') return;
+    std::vector<std::string> names;
+    std::string list;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        if (command->get_name() == argv[1]) return;
+        names.push_back(command->get_name());
+        list += (list.empty() ? "" : ", ") + names.back();
+    }
+    const std::string nearest = NearestName(argv[1], names);
+    throw CLI::ValidationError(argv[1], nearest.empty()
+                                            ? "is no command; there are " + list
+                                            : "is no command; the nearest is " + nearest);
+}
+
 int RunCommandLine(int argc, char** argv) {
     CLI::App app(kAbout, "ptc");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "ptc " TOOLS_VERSION);
     int status = 0;
     AddInfo(app, &status);
     AddPrint(app, &status);
@@ -45,6 +66,7 @@ int RunCommandLine(int argc, char** argv) {
     AddStats(app, &status);
     AddView(app, &status);
     try {
+        RefuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
         status = AnswerParseError(app, stop);

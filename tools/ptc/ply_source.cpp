@@ -121,7 +121,7 @@ private:
         const CloudVariables* const declared =
             header_.declares_variables ? &header_.cloud.point_variables : nullptr;
         try {
-            ColumnMap map = MapColumns(names, declared);
+            ColumnMap map = MapColumns(names, declared, kScalarPrefix);
             slots_.assign(found->properties.size(), -1);
             is_screen_.clear();
             for (const PlyProperty& property : found->properties)

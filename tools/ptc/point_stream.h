@@ -1,8 +1,7 @@
 // Point streams: a cloud on its way from one form to another, in pieces of whole records.
 //
-// Units      records are those of the binary form, ptc_layout::PointBytes() each: the normals'
-// codes
-//            and every float travel bit for bit. Counts count points.
+// Units      records are those of the binary form, ptc_layout::PointBytes() each: codes of normals
+//            and floats travel bit for bit. Counts count points.
 // Errors     a Failure whose text names the file.
 // Threads    one caller at a time.
 

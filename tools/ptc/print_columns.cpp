@@ -5,21 +5,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "tools/common/failure.h"
-
-namespace {
-
-/// What stands behind the variable's name in the title of its float number `part`.
-std::string Suffix(std::string_view type, std::int32_t size, std::int32_t part) {
-    if (size == 1) return "";
-    if (size != 3 || type.starts_with("float")) return fmt::format("_{}", part);
-    const char* const parts = type.starts_with("color") ? "rgb" : "xyz";
-    return {'_', parts[part]};
-}
-
-}  // namespace
+#include "tools/ptc/component_suffix.h"
 
 std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
     std::vector<PrintGroup> groups;
@@ -28,7 +16,8 @@ std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::siz
         group.name = variables.names[i];
         for (std::int32_t part = 0; part < variables.sizes[i]; ++part)
             group.columns.push_back(
-                {group.name + Suffix(variables.types[i], variables.sizes[i], part), first++});
+                {group.name + ComponentSuffix(variables.types[i], variables.sizes[i], part),
+                 first++});
     }
     return groups;
 }

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "ptc/token_file.h"
 #include "tools/ptc/point_stream.h"
@@ -25,9 +26,10 @@ struct OutputName {
 std::unique_ptr<PointSink> MakeCloudSink(const CloudHeader& header, OutputName output,
                                          TokenForm form);
 
-/// PLY. `count`: how many points will come, -1 when nobody knows.
+/// PLY. `count`: how many points will come, -1 when nobody knows. `prefix`: what stands before the
+/// names of radius, codes and variables.
 std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
-                                       std::int64_t count);
+                                       std::int64_t count, std::string_view prefix);
 
 std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output);
 

@@ -5,6 +5,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Validators.hpp>
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -24,6 +25,8 @@ namespace {
 
 constexpr int kMostThreads = 256;
 constexpr std::int64_t kMostKilobytes = 1 << 30;
+/// How long a walk may take when nobody says how many lookups it is to make.
+constexpr std::chrono::seconds kUsualLimit{2};
 
 const std::map<std::string, WalkKind>& Walks() {
     static const std::map<std::string, WalkKind> walks = {
@@ -76,18 +79,24 @@ int Stats(const StatsOptions& options) {
             ? options.threads
             : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     plan.lookups = options.lookups > 0 ? options.lookups : cloud->point_count;
+    if (options.lookups == 0) plan.limit = kUsualLimit;
     PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
 
     std::string table = fmt::format(
         "{}: {} points, {} nodes; threads: {}\n\n"
         "walk               lookups      hit rate         items        time    lookups in 1 s\n",
         Printable(file.Name()), cloud->point_count, cloud->node_count, plan.threads);
+    std::string cut;
     std::string missing;
     for (const std::string& name : walks) {
         const WalkOutcome outcome = Walk(file, Walks().at(name), plan);
         table += Line(name, outcome);
+        if (outcome.is_cut) cut += (cut.empty() ? "" : ", ") + name;
         if (missing.empty()) missing = outcome.missing;
     }
+    if (!cut.empty())
+        table += fmt::format("ended after {} s, --lookups makes them go on: {}\n",
+                             kUsualLimit.count(), cut);
     WriteOut(options.xml ? PtcCacheXml() : table + "\n" + PtcCacheTable());
     PtcShutdown();
     if (!missing.empty()) throw Failure(file.Name() + ": " + missing);
@@ -115,8 +124,10 @@ void AddStats(CLI::App& app, int* status) {
                      "KB that each thread may hold of points, and of nodes; default: 10240")
         ->check(CLI::Range(std::int64_t{1}, kMostKilobytes));
     command
-        ->add_option("--lookups", options->lookups,
-                     "of points in a walk, by all threads together; default: as many as points")
+        ->add_option(
+            "--lookups", options->lookups,
+            "of points in a walk, by all threads together; default: as many as points, but no "
+            "more than 2 seconds take")
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40U));
     command->add_flag("--xml", options->xml, "the caches' statistics as XML, and nothing else");
     command->callback([options, status] { *status = RunGuarded([&] { return Stats(*options); }); });

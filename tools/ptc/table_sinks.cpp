@@ -78,7 +78,7 @@ private:
 class PlySink : public TableSink {
 public:
     PlySink(const CloudHeader& header, OutputName output, TokenForm form, std::int64_t count,
-            const std::vector<std::string>& columns)
+            const std::vector<std::string>& columns, std::string_view prefix)
         : TableSink(header, std::move(output),
                     {header.point_variables, ColourOffset(header.point_variables)}),
           form_(form),
@@ -88,13 +88,16 @@ public:
         AppendPlyComments(header, &text);
         count_at_ = static_cast<std::int64_t>(text.size());
         text += CountLines(expected_);
-        for (const std::string_view name : kHeadColumns)
-            text +=
-                fmt::format("property {} {}\n", name.ends_with("_code") ? "ushort" : "float", name);
+        const auto declare = [&](std::string_view type, std::string_view before,
+                                 std::string_view name) {
+            text += fmt::format("property {} {}{}\n", type, before, name);
+        };
+        for (std::size_t i = 0; i < kHeadColumnCount; ++i)
+            declare(kHeadColumns[i].ends_with("_code") ? "uint16" : "float32",
+                    IsScalarColumn(i) ? prefix : "", kHeadColumns[i]);
         if (ColourOffset(header.point_variables))
-            for (const std::string_view name : kRgbColumns)
-                text += fmt::format("property uchar {}\n", name);
-        for (const std::string& name : columns) text += fmt::format("property float {}\n", name);
+            for (const std::string_view name : kRgbColumns) declare("uint8", "", name);
+        for (const std::string& name : columns) declare("float32", prefix, name);
         Put(text += "end_header\n");
     }
 
@@ -138,9 +141,9 @@ protected:
 }  // namespace
 
 std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
-                                       std::int64_t count) {
+                                       std::int64_t count, std::string_view prefix) {
     const std::vector<std::string> columns = ColumnNamesFor(header, output);
-    return std::make_unique<PlySink>(header, std::move(output), form, count, columns);
+    return std::make_unique<PlySink>(header, std::move(output), form, count, columns, prefix);
 }
 
 std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output) {

@@ -10,13 +10,13 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
 #include "tools/ptc/colouring.h"
 #include "tools/ptc/discs.h"
+#include "tools/ptc/foreign_file.h"
 #include "tools/ptc/png_file.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
@@ -80,7 +80,8 @@ public:
           colouring_(MakeColouring()),
           pass_(cloud, name_),
           progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
-        colouring_.SetExposure(options.exposure);
+        CheckColourOptions();
+        colouring_.SetExposure(options.exposure.value_or(0.0));
     }
 
     /// The whole picture; reads the points twice.
@@ -100,8 +101,9 @@ public:
                        static_cast<double>(height) * DiscCanvas::kSide, aspect};
         // A fitted camera has no frame of its own and fills what there is.
         if (is_fitted) frame.aspect = frame.width / frame.height;
-        const ViewCamera camera = is_fitted ? FittedCamera(survey.box, options_.direction, frame)
-                                            : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
+        const ViewCamera camera =
+            is_fitted ? FittedCamera(survey.box, options_.direction.value_or(Direction()), frame)
+                      : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
         DrawPoints(camera, height, &picture);
         if (has_legend) DrawLegend(colouring_.Name(), colouring_.Range(), Ink(), &picture);
         return picture;
@@ -114,6 +116,22 @@ private:
         } catch (const Failure& failure) {
             throw Failure(fmt::format("{}: {}", name_, failure.what()));
         }
+    }
+
+    /// Which of these options says anything depends on what is shown.
+    void CheckColourOptions() const {
+        const std::string& name = colouring_.Name();
+        if (options_.exposure && colouring_.IsMapped())
+            throw WrongUsage("--exposure", fmt::format("works with a color; {} goes through the "
+                                                       "colour map, which --range sets",
+                                                       name));
+        if (colouring_.IsMapped() || colouring_.IsLight()) return;
+        if (options_.exposure)
+            throw WrongUsage("--exposure",
+                             fmt::format("works with a color; {} is a direction", name));
+        if (options_.range)
+            throw WrongUsage(
+                "--range", fmt::format("works with a number or a color; {} is a direction", name));
     }
 
     /// The first reading. Points without a value are passed over here as they are in drawing, so
@@ -136,7 +154,7 @@ private:
         return survey;
     }
 
-    /// Settles what the colour map's ends stand for.
+    /// Settles what the ends of the colours stand for.
     void ChooseRange(ValueSample* values) {
         if (options_.range) {
             colouring_.SetRange(*options_.range);
@@ -147,7 +165,7 @@ private:
 
     /// Whether the camera is fitted.
     bool Fits(const Survey& survey) const {
-        if (options_.camera == CameraChoice::kFit) return true;
+        if (options_.camera == CameraChoice::kFit || options_.direction) return true;
         if (options_.camera == CameraChoice::kAutomatic)
             return survey.in_view * kSeenOneIn < survey.points || survey.in_view == 0;
         if (!CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1}))
@@ -227,7 +245,7 @@ void View(const ViewOptions& options) {
     const InputFile input(options.input);
     std::string why;
     const auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
-    if (!cloud) throw Failure(fmt::format("{}: {}", input.Name(), why));
+    if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
 

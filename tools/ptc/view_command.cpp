@@ -5,10 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
-#include <limits>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "tools/common/number.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/view.h"
@@ -21,14 +23,6 @@ namespace {
 constexpr int kMostPixels = 8192;
 
 constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
-
-/// All of `text` as a number, whatever the locale.
-template <class Value>
-bool ParseNumber(std::string_view text, Value* value) {
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, *value);
-    return result.ec == std::errc() && result.ptr == end;
-}
 
 /// Two numbers: `text` split at the first `mark` into two numbers.
 template <class Value>
@@ -97,14 +91,35 @@ void AddParsed(CLI::App& app, const OptionText& text, Value* value, Parse parse)
         ->type_name(text.shape);
 }
 
-/// A number from `low` to `high`.
-void AddNumber(CLI::App& app, const OptionText& text, double low, double high, double* value) {
+/// A number in a range, which is stored where `place` says.
+template <class Place>
+void AddNumber(CLI::App& app, const OptionText& text, const ValueRange& range, ViewOptions* options,
+               Place place) {
     AddParsed(app,
-              {text.name, "NUMBER", fmt::format("{} ({:g})", text.help, *value),
-               fmt::format("must be a number from {:g} to {:g}", low, high)},
-              value, [=](const std::string& given, double* number) {
-                  return ParseNumber(given, number) && *number >= low && *number <= high;
+              {text.name, "NUMBER", text.help,
+               fmt::format("must be a number from {:g} to {:g}", range.low, range.high)},
+              options, [=](const std::string& given, ViewOptions* all) {
+                  double* const number = place(all);
+                  return ParseNumber(given, number) && *number >= range.low &&
+                         *number <= range.high;
               });
+}
+
+/// The direction that an option gives a part of.
+Direction* GivenDirection(ViewOptions* options) {
+    return options->direction ? &*options->direction : &options->direction.emplace();
+}
+
+/// A PNG is what is written, whatever the name says; a name that says something else is a mistake,
+/// and may be that of a file to keep.
+CLI::Validator PictureName() {
+    return CLI::Validator(
+        [](const std::string& name) -> std::string {
+            std::string extension = std::filesystem::path(name).extension();
+            for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+            return extension.empty() || extension == ".png" ? "" : "must end in .png, as a picture";
+        },
+        "PICTURE");
 }
 
 /// From where the cloud is seen, and how large.
@@ -115,34 +130,45 @@ void AddSightOptions(CLI::App& app, ViewOptions* options) {
               &options->size, [](const std::string& text, std::optional<PictureSize>* size) {
                   return ParseSize(text, &size->emplace());
               });
-    AddParsed(app,
-              {"--camera", "file|fit",
-               "the file's own, or one that sees all points (the file's when it sees any)",
-               "must be file or fit"},
-              &options->camera, [](const std::string& text, CameraChoice* choice) {
-                  *choice = text == "file" ? CameraChoice::kFile : CameraChoice::kFit;
-                  return text == "file" || text == "fit";
-              });
-    AddNumber(app, {"--turn", {}, "degrees that a fitted camera stands to the right", {}}, -360,
-              360, &options->direction.turn);
-    AddNumber(app, {"--tilt", {}, "degrees that a fitted camera stands above", {}}, -90, 90,
-              &options->direction.tilt);
-    AddNumber(app, {"--point-scale", {}, "factor for the discs' radii", {}}, 0, 1e6,
-              &options->point_scale);
+    AddParsed(
+        app,
+        {"--camera", "file|fit",
+         "the file's own, or one that sees all points (the file's when it sees any and neither "
+         "--turn nor --tilt is given)",
+         "must be file or fit"},
+        &options->camera, [](const std::string& text, CameraChoice* choice) {
+            *choice = text == "file" ? CameraChoice::kFile : CameraChoice::kFit;
+            return text == "file" || text == "fit";
+        });
+    const Direction usual;
+    AddNumber(app,
+              {"--turn",
+               {},
+               fmt::format("degrees that a fitted camera stands to the right ({:g})", usual.turn),
+               {}},
+              {-360, 360}, options, [](ViewOptions* all) { return &GivenDirection(all)->turn; });
+    AddNumber(app,
+              {"--tilt",
+               {},
+               fmt::format("degrees that a fitted camera stands above ({:g})", usual.tilt),
+               {}},
+              {-90, 90}, options, [](ViewOptions* all) { return &GivenDirection(all)->tilt; });
+    AddNumber(app, {"--point-scale", {}, "factor for the discs' radii (1)", {}}, {0, 1e6}, options,
+              [](ViewOptions* all) { return &all->point_scale; });
 }
 
 /// What is shown of the points, and in which colours.
 void AddColourOptions(CLI::App& app, ViewOptions* options) {
     app.add_option("--variable", options->variable,
-                   "what to show: a variable, normal or radius (the first color, else the first "
-                   "float, else normal)")
+                   "what to show: a variable, normal, radius or one float of a variable as print "
+                   "calls it, such as light_r (the first color, else the first float, else normal)")
         ->type_name("NAME");
-    AddNumber(app, {"--exposure", {}, "stops by which a color is lightened", {}}, -64, 64,
-              &options->exposure);
+    AddNumber(app, {"--exposure", {}, "stops by which a color is lightened (0)", {}}, {-64, 64},
+              options, [](ViewOptions* all) { return &all->exposure.emplace(); });
     AddParsed(app,
               {"--range", "MIN:MAX",
                "values at the ends of the colour map (all but the outermost hundredth at either "
-               "end)",
+               "end), or a color's values for black and white (0:1)",
                "must be MIN:MAX, two numbers in this order"},
               &options->range, [](const std::string& text, std::optional<ValueRange>* range) {
                   return ParseRange(text, &range->emplace());
@@ -165,13 +191,23 @@ void AddView(CLI::App& app, int* status) {
     command->add_option("FILE", options->input, "the point cloud; -: standard input")->required();
     command->add_option("-o,--output", options->output, "the picture; -: standard output")
         ->required()
-        ->type_name("PICTURE");
+        ->check(view::PictureName());
     view::AddSightOptions(*command, options.get());
     view::AddColourOptions(*command, options.get());
     command->callback([options, status] {
+        if (options->camera == view::CameraChoice::kFile && options->direction)
+            throw CLI::ValidationError("--turn, --tilt",
+                                       "work with a fitted camera, not with --camera file");
+        std::optional<view::WrongUsage> wrong;
         *status = RunGuarded([&] {
-            view::View(*options);
+            try {
+                view::View(*options);
+            } catch (const view::WrongUsage& usage) {
+                wrong = usage;
+            }
             return 0;
         });
+        // Outside the guard: wrong usage, also when it takes the file to see that it is.
+        if (wrong) throw CLI::ValidationError(wrong->Option(), wrong->what());
     });
 }

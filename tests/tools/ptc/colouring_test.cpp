@@ -29,7 +29,7 @@ std::vector<float> Ramp() {
     return data;
 }
 
-TEST(PtcColouring, FindsAVariableThenAPointsOwnRadius) {
+TEST(PtcColouring, FindsAVariableThenAPointsOwnRadiusThenOneFloatOfAVariable) {
     const PointHead point = {{1, 2, 3}, {0, 0, 1}, 7};
     const auto value_of = [&](const CloudVariables& variables, const char* name) {
         const Colouring colouring(variables, name);
@@ -40,7 +40,10 @@ TEST(PtcColouring, FindsAVariableThenAPointsOwnRadius) {
     EXPECT_EQ(value_of(Variables(), "area"), 0);
     EXPECT_EQ(value_of(Variables(), "radius"), 23.0 / 32);
     EXPECT_EQ(value_of({}, "radius"), 7);
-    for (const char* name : {"frame", "two", "nothing"})
+    EXPECT_EQ(value_of(Variables(), "frame_15"), 16.0 / 32);
+    EXPECT_EQ(value_of(Variables(), "light_g"), 18.0 / 32);
+    EXPECT_EQ(value_of(Variables(), "wind_z"), 22.0 / 32);
+    for (const char* name : {"frame", "two", "two_6", "wind_r", "light_", "area_", "nothing"})
         EXPECT_THROW(Colouring(Variables(), name), Failure) << name;
 }
 
@@ -54,16 +57,20 @@ TEST(PtcColouring, LightIsExposedAndEncodedAndDirectionsAreTheirComponents) {
     const struct {
         const char* name;
         double exposure;
+        ValueRange range;
         PointHead point;
         Rgb colour;
     } cases[] = {
-        {"light", 0, {}, {188, 0, 255}},
-        {"light", -1, {}, {137, 0, 255}},
-        {"normal", 0, {{}, {0, -9, 0}, 1}, {128, 0, 128}},
-        {"normal", 0, {{}, {0, 0, 0}, 1}, {128, 128, 128}},
+        {"light", 0, {}, {}, {188, 0, 255}},
+        {"light", -1, {}, {}, {137, 0, 255}},
+        {"light", 0, {0, 8}, {}, {71, 0, 188}},
+        {"light", 1, {-1, 15}, {}, {120, 0, 207}},
+        {"normal", 0, {}, {{}, {0, -9, 0}, 1}, {128, 0, 128}},
+        {"normal", 0, {}, {{}, {0, 0, 0}, 1}, {128, 128, 128}},
     };
-    for (const auto& [name, exposure, point, expected] : cases) {
+    for (const auto& [name, exposure, range, point, expected] : cases) {
         Colouring colouring({{"color"}, {"light"}, {3}, 3}, name);
+        colouring.SetRange(range);
         colouring.SetExposure(exposure);
         Rgb colour;
         ASSERT_TRUE(colouring.ColourOf(point, std::vector{0.5f, -1.0f, 4.0f}, Srgb(), &colour));

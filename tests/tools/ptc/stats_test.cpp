@@ -2,8 +2,10 @@
 
 #include <regex>
 
+#include "ptc/access.h"
 #include "tests/tools/ptc/sound_cloud.h"
 #include "tests/tools/run_tool.h"
+#include "tools/ptc/cache_walks.h"
 
 namespace {
 
@@ -37,6 +39,21 @@ TEST(PtcStats, EachWalkCountsItsLookupsAndWhatItReads) {
     EXPECT_EQ(few.status, 0) << few.err;
     EXPECT_EQ(few.out.rfind("<?xml", 0), 0u);
     EXPECT_NE(few.out.find("Point cache lookups\">7<"), std::string::npos) << few.out;
+}
+
+TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
+    const ScratchFolder folder;
+    const InputFile file(sound_cloud::WriteTo(folder.File("a.ptc"), sound_cloud::Bytes()));
+    constexpr std::int64_t kForever = std::int64_t{1} << 60;
+    for (const auto kind : {WalkKind::kSequential, WalkKind::kRandom}) {
+        const WalkOutcome cut = Walk(file, kind, {2, kForever, std::chrono::milliseconds(1)});
+        EXPECT_TRUE(cut.is_cut);
+        EXPECT_EQ(cut.missing, "");
+        const WalkOutcome whole = Walk(file, kind, {2, 10, std::chrono::hours(1)});
+        EXPECT_FALSE(whole.is_cut);
+        EXPECT_EQ(whole.lookups, 10) << "and the limit is not waited for";
+    }
+    PtcShutdown();
 }
 
 TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {

@@ -20,6 +20,7 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
     folder_.Write("sound.ptc", Bytes({kPoints, false}));
     folder_.Write("cut.ptc", Bytes({kPoints, false}).substr(0, kDataStart + 2 * kRecord));
     folder_.Write("alien.ptc", "no point cloud");
+    folder_.Write("mesh.ply", "ply\nformat ascii 1.0\n");
     folder_.Write("bad.csv", "x,y,z\n1,2,3\n4,5,six\n");
     folder_.Write("long.csv", "x,y,z\n1,2,3,4\n");
     folder_.Write("negative.csv", "radius,x,y,z\n1,2,3,4\n-1,2,3,4\n");
@@ -37,6 +38,9 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"info - < sound.ptc", 0, ""},
         {"print --range 5:1 sound.ptc", 0, ""},
         {"view - -o - --size 8x8 --background '#fF0010' --range -1:2.5 < sound.ptc", 0, ""},
+        {"info mesh.ply", 1, "not a point cloud file; ptc convert --from ply makes one of it\n"},
+        {"view bad.csv -o out", 1, "; ptc convert --from csv makes one of it\n"},
+        {"convert mesh.ply out --from binary --to text", 1, "; ptc convert --from ply makes"},
         {"info absent.ptc sound.ptc", 1, "ptc: absent.ptc: No such file or directory\n"},
         {"print --range 6:1 sound.ptc", 1, "ptc: sound.ptc: the range begins at 6"},
         {"print --variables shine sound.ptc", 1, "ptc: sound.ptc: no variable \"shine\""},
@@ -65,13 +69,19 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"view sound.ptc -o no/out", 1, "ptc: no/out: No such file or directory\n"},
         {"view sound.ptc -o /dev/full", 1, "ptc: /dev/full: No space left on device\n"},
         {"view sound.ptc -o out --variable nothing", 1, "ptc: sound.ptc: "},
+        {"--version", 0, ""},
         {"", 2, ""},
+        {"inof sound.ptc", 2, "inof: is no command; the nearest is info\n"},
+        {"conv sound.ptc out", 2, "the nearest is convert\n"},
+        {"draw sound.ptc", 2,
+         "draw: is no command; there are info, print, check, repair, convert,"},
         {"print --range 1 sound.ptc", 2, ""},
         {"print --range -1:2 sound.ptc", 2, ""},
         {"print --nodes --range 0:1 sound.ptc", 2, ""},
         {"convert sound.ptc out.ply.gz", 2, "give --to"},
         {"convert sound.ptc out --to jpeg", 2, "must be binary, text, gzip, ply, ply-ascii or"},
         {"convert sound.ptc out --to csv --radius=-1", 2, "must be 0 or more"},
+        {"convert sound.ptc out --to csv --scalar-prefix", 2, "works with PLY only"},
         {"view sound.ptc -o out --size 0x10", 2, ""},
         {"view sound.ptc -o out --size 10x10x", 2, ""},
         {"view sound.ptc -o out --range 2:1", 2, ""},
@@ -79,6 +89,11 @@ TEST_F(PtcTool, FailureSaysWhyInOneLineAndLeavesEverythingAsItWas) {
         {"view sound.ptc -o out --background '#12345'", 2, ""},
         {"view sound.ptc -o out --camera none", 2, ""},
         {"view sound.ptc -o out --exposure nan", 2, ""},
+        {"view sound.ptc -o sound.ptc", 2, "--output: must end in .png"},
+        {"view sound.ptc -o out --camera file --tilt 4", 2, "not with --camera file"},
+        {"view sound.ptc -o out --variable _area --exposure 1", 2, "--exposure: works with a col"},
+        {"view sound.ptc -o out --variable glow_g --exposure 1", 2, "--exposure: works with a col"},
+        {"view sound.ptc -o out --variable normal --range 0:1", 2, "--range: works with a number"},
     };
     for (const auto& [arguments, status, reason] : cases) {
         SCOPED_TRACE(arguments);
@@ -173,16 +188,18 @@ TEST_F(PtcTool, PrintWalksTheOctreeFromTheRoot) {
     EXPECT_TRUE(run.err.starts_with("ptc: circle.ptc: 671: ")) << run.err;
 }
 
-TEST_F(PtcTool, CheckShowsTheFirstFaultsAndCountsTheRest) {
+// Forty faults of three kinds, of which fifteen are shown.
+TEST_F(PtcTool, CheckShowsTheFirstFaultsOfEachKindAndCountsTheRest) {
     std::string bytes = Bytes({kPoints, false});
     for (std::size_t i = kDataStart; i < bytes.size(); i += 4) Put(&bytes, i, 0x7FC00000);
     folder_.Write("bad.ptc", bytes);
     folder_.Write("sound.ptc", Bytes());
     for (const auto& [arguments, lines] :
-         {std::pair{"check sound.ptc bad.ptc", 22}, {"check --all bad.ptc sound.ptc", 42}}) {
+         {std::pair{"check sound.ptc bad.ptc", 17}, {"check --all bad.ptc sound.ptc", 42}}) {
         const ToolRun run = folder_.Run(arguments);
         EXPECT_EQ(run.status, 1);
         EXPECT_NE(run.out.find("bad.ptc: 380: point 0: x nan is not finite\n"), std::string::npos);
+        EXPECT_NE(run.out.find("point 0: radius nan is no radius\n"), std::string::npos);
         EXPECT_NE(run.out.find("bad.ptc: 40 faults"), std::string::npos) << run.out;
         EXPECT_NE(run.out.find("sound.ptc: sound, 5 points, 3 nodes\n"), std::string::npos);
         EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), lines);

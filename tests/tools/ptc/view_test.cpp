@@ -190,6 +190,8 @@ TEST_F(PtcView, TurnGoesToTheRightAndTiltUp) {
                                       kIdentity);
         options.direction = direction;
         EXPECT_EQ(Draw(options).At(50, 50), (Rgb{255, 0, 0})) << direction.turn;
+        WriteCloud({{{{0, 0, 0}, {0, 0, 0}, 3}, {1, 0, 0, 0}}}, kParallel);
+        EXPECT_EQ(Draw(options).At(0, 0), kBack) << "the file's camera sees nothing but the disc";
     }
 }
 
