@@ -8,7 +8,11 @@
 
 namespace {
 
-/// So many records of a node are looked at before it is split.
+/// Nodes of up to so many records are not split.
+constexpr std::uint32_t kSmallNode = 16;
+
+/// So many of a node's records, and no more than an eighth of a large one, are looked at before it
+/// is split.
 constexpr std::uint32_t kPatience = 128;
 
 /// Bounds of a node without records.
@@ -70,7 +74,8 @@ void Crowds::Visit(std::uint32_t index) {
 /// Looks at the node's records from the wished end. False when there are too many for that.
 bool Crowds::Settles(const Node& node) {
     const std::uint32_t count = node.end - node.begin;
-    const std::uint32_t steps = node.is_uniform ? 1 : std::min(count, kPatience);
+    const std::uint32_t steps =
+        node.is_uniform ? 1 : std::min(count, std::clamp(count / 8, kSmallNode, kPatience));
     for (std::uint32_t i = 0; i < steps; ++i) {
         const std::int32_t record =
             members_[wish_.end == End::kFirst ? node.begin + i : node.end - 1 - i];
@@ -93,7 +98,7 @@ bool Crowds::Split(std::uint32_t index) {
     KeepLive(nodes_[index]);
     const auto [begin, end] = std::pair(nodes_[index].begin, nodes_[index].end);
     const std::uint32_t count = end - begin;
-    if (count <= kPatience) return false;
+    if (count <= kSmallNode) return false;
 
     const std::uint32_t axis = NextAxis(index);
     const auto key = [&](std::int32_t record) {
