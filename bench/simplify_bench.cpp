@@ -1,5 +1,6 @@
 // How the simplifier's time grows with the buffer: read the ratio of 100k to 1M points of one
-// surface, which is 10 for a cost in proportion.
+// cloud, which is 10 for a cost in proportion. The clouds: a surface, evenly covered or in
+// clusters, and crowds, where very many points share a place.
 
 #include <benchmark/benchmark.h>
 
@@ -31,36 +32,73 @@ std::vector<PointRecord> Surface(std::int64_t count, bool is_clustered, std::vec
     return records;
 }
 
-void RunSimplify(benchmark::State& state, bool is_clustered) {
-    std::vector<float> data;
-    const std::vector<PointRecord> surface = Surface(state.range(0), is_clustered, &data);
+/// What the points of a crowd differ in.
+enum class Crowd { kEqual, kRadii, kNormals, kPlaces, kInSurface };
+
+std::vector<PointRecord> Crowded(std::int64_t count, Crowd kind, std::vector<float>* data) {
+    std::mt19937 random(1);
+    const auto uniform = [&] { return static_cast<float>(random() >> 8) * 0x1p-24f; };
+    std::vector<PointRecord> records = Surface(count, false, data);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        PointHead& head = records[i].head;
+        if (kind == Crowd::kInSurface && i % 2) continue;
+        const float place = kind == Crowd::kPlaces ? std::floor(uniform() * 8) : 3;
+        head = {{place * 0.1f, 0.7f, 1.9f}, {0, 0, 1}, 0.01f};
+        if (kind == Crowd::kRadii || kind == Crowd::kPlaces) head.radius += 0.1f * uniform();
+        if (kind != Crowd::kNormals) continue;
+        float* const n = head.normal;
+        for (int axis = 0; axis < 3; ++axis) n[axis] = uniform() - 0.5f;
+        const float length = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+        for (int axis = 0; axis < 3; ++axis) n[axis] /= length;
+    }
+    return records;
+}
+
+void RunSimplify(benchmark::State& state, const std::vector<PointRecord>& cloud, bool is_raster) {
     SimplifySettings settings;
     settings.max_distance = 4 / std::sqrt(static_cast<float>(state.range(0)));
+    settings.is_raster_space = is_raster;
     settings.area_flags = {0};
+    Projection projection;
+    projection.world_to_ndc = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 1, 0, 0, 0, 2};
+    projection.format = {2, 2, 1};
     std::int64_t left = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        std::vector<PointRecord> records = surface;
+        std::vector<PointRecord> records = cloud;
         std::vector<std::uint8_t> removed(records.size());
         state.ResumeTiming();
-        Simplify(records, removed, settings, Projection());
+        Simplify(records, removed, settings, projection);
         left = std::count(removed.begin(), removed.end(), std::uint8_t{0});
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
     state.counters["left"] = static_cast<double>(left);
 }
 
-void SimplifyEven(benchmark::State& state) {
-    RunSimplify(state, false);
+void SimplifySurface(benchmark::State& state, bool is_clustered) {
+    std::vector<float> data;
+    RunSimplify(state, Surface(state.range(0), is_clustered, &data), false);
 }
-void SimplifyClustered(benchmark::State& state) {
-    RunSimplify(state, true);
+void SimplifyCrowd(benchmark::State& state, Crowd kind) {
+    std::vector<float> data;
+    RunSimplify(state, Crowded(state.range(0), kind, &data), state.range(1));
 }
-BENCHMARK(SimplifyEven)->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(SimplifyClustered)
-    ->Arg(10'000)
-    ->Arg(100'000)
-    ->Arg(1'000'000)
-    ->Unit(benchmark::kMillisecond);
+
+void Sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+}
+BENCHMARK_CAPTURE(SimplifySurface, Even, false)->Apply(Sizes);
+BENCHMARK_CAPTURE(SimplifySurface, Clustered, true)->Apply(Sizes);
+
+void SizesInBothSpaces(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgsProduct({{10'000, 100'000, 1'000'000}, {0, 1}})
+        ->ArgNames({"", "raster"})
+        ->Unit(benchmark::kMillisecond);
+}
+BENCHMARK_CAPTURE(SimplifyCrowd, Equal, Crowd::kEqual)->Apply(SizesInBothSpaces);
+BENCHMARK_CAPTURE(SimplifyCrowd, Radii, Crowd::kRadii)->Apply(SizesInBothSpaces);
+BENCHMARK_CAPTURE(SimplifyCrowd, Normals, Crowd::kNormals)->Apply(SizesInBothSpaces);
+BENCHMARK_CAPTURE(SimplifyCrowd, Places, Crowd::kPlaces)->Apply(SizesInBothSpaces);
+BENCHMARK_CAPTURE(SimplifyCrowd, InSurface, Crowd::kInSurface)->Apply(SizesInBothSpaces);
 
 }  // namespace

@@ -4,30 +4,23 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <new>
 #include <utility>
 
 namespace {
 
-/// A box that grows from nothing.
+/// A box that grows from nothing. What is no number widens nothing.
 struct Box {
     float min[3] = {1e30f, 1e30f, 1e30f};
     float max[3] = {-1e30f, -1e30f, -1e30f};
-    bool is_empty = true;
 
     void Include(const float* low, const float* high) {
         for (int axis = 0; axis < 3; ++axis) {
-            if (is_empty || low[axis] < min[axis]) min[axis] = low[axis];
-            if (is_empty || high[axis] > max[axis]) max[axis] = high[axis];
+            if (low[axis] < min[axis]) min[axis] = low[axis];
+            if (high[axis] > max[axis]) max[axis] = high[axis];
         }
-        is_empty = false;
     }
 };
-
-bool IsFinite(const float* position) {
-    return std::isfinite(position[0]) && std::isfinite(position[1]) && std::isfinite(position[2]);
-}
 
 /// A comparison with a value that is no number is false, so such a position falls into octant 0.
 std::uint8_t Octant(const float* center, const float* position) {
@@ -75,12 +68,10 @@ void Octree::Split(std::size_t index, std::span<PointRecord> records) {
     const auto own =
         records.subspan(static_cast<std::size_t>(node.first), static_cast<std::size_t>(node.count));
 
-    // One stray position must not flatten the tree: only finite ones shape it.
     Box corners;
     float largest_radius = 0;
     for (const PointRecord& record : own) {
-        const float* const position = record.head.position;
-        if (IsFinite(position)) corners.Include(position, position);
+        corners.Include(record.head.position, record.head.position);
         if (record.head.radius > largest_radius) largest_radius = record.head.radius;
     }
     float center[3];
@@ -121,16 +112,20 @@ void Octree::Refit(std::span<const PointRecord> records, std::span<const std::ui
     for (std::size_t index = nodes_.size(); index-- > 0;) {
         SimplifyNode& node = nodes_[index];
         Box box;
+        node.is_empty = true;
+        const auto include = [&](const float* low, const float* high) {
+            box.Include(low, high);
+            node.is_empty = false;
+        };
         if (node.child_count) {
             for (std::uint32_t i = node.children; i < node.children + node.child_count; ++i)
-                if (!nodes_[i].is_empty) box.Include(nodes_[i].box_min, nodes_[i].box_max);
+                if (!nodes_[i].is_empty) include(nodes_[i].box_min, nodes_[i].box_max);
         } else {
             const auto first = static_cast<std::size_t>(node.first);
             for (std::size_t i = first; i < first + static_cast<std::size_t>(node.count); ++i)
-                if (!removed[i]) box.Include(records[i].head.position, records[i].head.position);
+                if (!removed[i]) include(records[i].head.position, records[i].head.position);
         }
         std::copy_n(box.min, 3, node.box_min);
         std::copy_n(box.max, 3, node.box_max);
-        node.is_empty = box.is_empty;
     }
 }

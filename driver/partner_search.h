@@ -6,10 +6,12 @@
 
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <span>
 
-#include "driver/simplify.h"
+#include "driver/crowds.h"
+#include "driver/pair_rules.h"
 
 class PartnerSearch {
 public:
@@ -18,29 +20,32 @@ public:
     PartnerSearch(Octree& tree, std::span<const PointRecord> records,
                   std::span<const std::uint8_t> removed, const SimplifySettings& settings,
                   const Projection& projection);
+    PartnerSearch(const PartnerSearch&) = delete;  // the crowds borrow the rules
+
+    /// Whether the tree's boxes must enclose the records' spheres. What these add to a box is of no
+    /// use to a search that measures in world units, so leaving it out changes the speed and not
+    /// the result. But distances in pixels do not grow with the distance to a box, and an
+    /// infinite distance within an infinite limit is not beyond any box.
+    bool NeedsSpheres() const { return rules_.IsRasterSpace() || std::isinf(rules_.Limit()); }
+
+    /// Caller: asks before each pass over the records.
+    void StartPass() { crowds_.StartPass(); }
 
     /// The partner of record `index`, or kNobody. `record_count`: the records of the tree.
+    /// Caller: asks in index order, and removes the partner.
     std::int32_t PartnerOf(std::int32_t index, std::int32_t record_count);
 
 private:
     void SearchNode(SimplifyNode& node);
     void SearchLeaf(SimplifyNode& leaf);
-    /// The same for a leaf whose records are all at one place, `squared_distance` away.
-    bool SearchOnePlace(std::int32_t begin, std::int32_t end, float squared_distance);
-    bool IsOnePlace(const SimplifyNode& leaf) const;
+    void SearchCrowd(const SimplifyNode& leaf);
     void Take(std::int32_t index, float squared_distance);
-    float SquaredDistance(const PointRecord& other) const;
-    float SquaredDistance(const SimplifyNode& node) const;
-    bool IsAlike(const PointRecord& other) const;
-    float InPixels(float squared_distance, float depth) const;
 
     Octree& tree_;
     std::span<const PointRecord> records_;
     std::span<const std::uint8_t> removed_;
-    const SimplifySettings& settings_;
-    const Projection& projection_;
-    float limit_;
-    bool compares_data_;
+    PairRules rules_;
+    Crowds crowds_;
 
     // Of one search.
     const PointRecord* query_ = nullptr;

@@ -43,6 +43,7 @@ void Merge(PointRecord& into, const PointRecord& from, std::span<const std::uint
 std::int32_t MergePass(PartnerSearch& search, std::span<PointRecord> records,
                        std::span<std::uint8_t> removed, const SimplifySettings& settings) {
     std::int32_t merged = 0;
+    search.StartPass();
     const auto count = static_cast<std::int32_t>(records.size());
     for (std::int32_t i = 0; i < count; ++i) {
         if (removed[static_cast<std::size_t>(i)]) continue;
@@ -77,10 +78,7 @@ void SimplifyWith(Octree& tree, std::span<PointRecord> records, std::span<std::u
     auto in_tree = records;
     const auto build = [&] {
         tree.Build(in_tree);
-        // Boxes without the spheres: a search that measures in world units takes nothing from
-        // what the spheres add to a box, so leaving it out changes the speed and not the result.
-        // Distances in pixels do not grow with the distance to a box; there the boxes count.
-        if (!settings.is_raster_space) tree.Refit(in_tree, removed);
+        if (!search.NeedsSpheres()) tree.Refit(in_tree, removed);
     };
     build();
     for (;;) {

@@ -84,10 +84,12 @@ private:
             center[a] = (node->low[a] + node->high[a]) * 0.5f;
         }
         node->is_leaf = count <= 16 || Octant(center, low) == Octant(center, high);
-        if (node->is_leaf) return node;
         int counts[8] = {};
         for (int i = first; i < node->End(); ++i)
             ++counts[Octant(center, records_[i].head.position)];
+        // Positions that are no numbers are never told apart.
+        node->is_leaf |= std::find(counts, counts + 8, count) != counts + 8;
+        if (node->is_leaf) return node;
         for (int o = 0, start = first; o < 8; start += counts[o++])
             for (int lo = start, hi = node->End() - 1; o < 7 && lo < hi;) {
                 if (Octant(center, records_[lo].head.position) == o) {

@@ -1,0 +1,98 @@
+// Crowds: leaves of the octree with very many records, each searched through a tree of its own.
+//
+// The octree cannot split records at one place, nor those whose distances are lost beside a large
+// radius. A crowd is split by everything that decides about a pair -- positions, normals and data
+// -- so that a search passes over what cannot be a partner. It answers by the order of the
+// records, as a walk over the leaf would.
+//
+// A node is split when looking at its outermost records does not settle a search: crowds whose
+// records are mostly alike are never split at all. Records with equal coordinates stay together.
+//
+// Ownership  borrows rules, records and removed flags.
+// Errors     std::bad_alloc when the trees find no memory.
+// Threads    one caller at a time: a search splits nodes and forgets records that are gone.
+
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "driver/pair_rules.h"
+
+class Crowds {
+public:
+    static constexpr std::int32_t kNobody = -1;
+
+    /// Leaves of up to so many records are no crowds: a walk over one is as fast.
+    static constexpr std::int32_t kLargestLeaf = 64;
+
+    enum class End { kFirst, kLast };
+
+    /// What is looked for: the first or last record behind record `query` that is alike and within
+    /// `reach`, a squared distance.
+    struct Wish {
+        std::int32_t query;
+        float reach;
+        End end;
+    };
+
+    Crowds(const PairRules& rules, std::span<const PointRecord> records,
+           std::span<const std::uint8_t> removed)
+        : rules_(rules), records_(records), removed_(removed) {}
+
+    /// Caller: asks before each pass. Within one, only records up to the query may change, queries
+    /// come in index order, and a record that is removed stays so.
+    void StartPass();
+
+    /// The crowd of a leaf, gathered when it is first asked for in a pass.
+    std::uint32_t Of(const SimplifyNode& leaf, std::int32_t query);
+
+    /// The record of the crowd that the wish is for, or kNobody.
+    std::int32_t Find(std::uint32_t crowd, const Wish& wish);
+
+private:
+    /// A run of `members_`, in index order. Its lowest and highest index bound those that are left.
+    struct Node {
+        std::int32_t lowest;
+        std::int32_t highest;
+        std::uint32_t begin;
+        std::uint32_t end;
+        std::uint32_t children;  // index of the first of two; 0: not split
+        std::uint32_t axis;      // along which the parent is split
+        bool is_uniform;         // all coordinates are equal
+    };
+
+    std::uint32_t AddNode(std::uint32_t begin, std::uint32_t end, std::uint32_t axis);
+    void Visit(std::uint32_t index);
+    bool Settles(const Node& node);
+    bool Split(std::uint32_t index);
+    void Trim(Node& node) const;
+    void KeepLive(Node& node);
+    std::uint32_t NextAxis(std::uint32_t index) const;
+    std::int32_t Rank(std::int32_t lowest, std::int32_t highest) const;
+    bool IsGone(std::int32_t record) const;
+    const PointRecord& Record(std::int32_t index) const {
+        return records_[static_cast<std::size_t>(index)];
+    }
+    float* Low(std::uint32_t node) { return bounds_.data() + node * 2 * rules_.Axes(); }
+    float* High(std::uint32_t node) { return Low(node) + rules_.Axes(); }
+
+    const PairRules& rules_;
+    std::span<const PointRecord> records_;
+    std::span<const std::uint8_t> removed_;
+
+    // Of one pass, all crowds together.
+    std::unordered_map<std::int32_t, std::uint32_t> roots_;  // by the leaf's first record
+    std::vector<Node> nodes_;
+    std::vector<float> bounds_;  // of each node: the lowest coordinates, then the highest
+    std::vector<std::int32_t> members_;
+    std::vector<float> keys_;  // scratch of Split()
+
+    // Of one search.
+    Wish wish_{};
+    std::int32_t found_ = kNobody;
+    std::int32_t best_rank_ = 0;
+};
