@@ -29,17 +29,36 @@ std::size_t PrintableCharacter(std::string_view text) {
     return is_valid ? length : 0;
 }
 
+/// What stands for one byte that is not printed.
+class Escape {
+public:
+    explicit Escape(unsigned char byte) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        constexpr std::string_view kNamed = "\n\r\t";
+        const std::size_t name = kNamed.find(static_cast<char>(byte));
+        if (name != kNamed.npos) {
+            text_[1] = "nrt"[name];
+            length_ = 2;
+        } else {
+            text_[2] = kDigits[byte >> 4];
+            text_[3] = kDigits[byte & 15];
+        }
+    }
+    std::string_view Text() const { return {text_, length_}; }
+
+private:
+    char text_[kEscapeBytes] = {'\\', 'x'};
+    std::size_t length_ = kEscapeBytes;
+};
+
 }  // namespace
 
 std::size_t WritePrintable(std::string_view text, std::span<char> out) {
-    constexpr char kDigits[] = "0123456789abcdef";
     std::size_t written = 0;
     while (!text.empty()) {
         const std::size_t length = PrintableCharacter(text);
-        const unsigned char first = At(text, 0);
-        const char escape[kEscapeBytes] = {'\\', 'x', kDigits[first >> 4], kDigits[first & 15]};
-        const std::string_view piece =
-            length ? text.substr(0, length) : std::string_view(escape, kEscapeBytes);
+        const Escape escape(At(text, 0));
+        const std::string_view piece = length ? text.substr(0, length) : escape.Text();
         if (piece.size() > out.size() - written) break;
         std::copy(piece.begin(), piece.end(), out.begin() + static_cast<std::ptrdiff_t>(written));
         written += piece.size();

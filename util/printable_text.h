@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-/// Writes `text` with every control character, and every byte that is not valid UTF-8, as "\xNN";
-/// answers how many bytes of `out` were written. Stops before the first character that no longer
-/// fits. Allocates nothing.
+/// Writes `text` with every control character, and every byte that is not valid UTF-8, as "\n",
+/// "\r", "\t" or "\xNN"; answers how many bytes of `out` were written. Stops before the first
+/// character that no longer fits. Allocates nothing.
 std::size_t WritePrintable(std::string_view text, std::span<char> out);
 
 /// The same, whole, as a string. Throws std::bad_alloc.

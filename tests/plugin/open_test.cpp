@@ -71,7 +71,7 @@ TEST(Plugin, RefusedOpensSayWhyAndStoreNoHandle) {
          "cannot create '" + absent + "': No such file or directory"},
         {folder.File("no/\033[2Ja\n"), good, kDspyNoResource,
          "cannot create '" + absent.substr(0, absent.size() - 1) +
-             "\\x1b[2Ja\\x0a': No such file or directory"},
+             "\\x1b[2Ja\\n': No such file or directory"},
         {"", good, kDspyNoResource, "cannot create '': No such file or directory"},
         {itself, good, kDspyNoResource, "cannot create '" + itself + "': Is a directory"},
         {"/dev/full", good, kDspyNoResource, "cannot create '/dev/full': No space left on device"},

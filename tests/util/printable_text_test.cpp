@@ -9,7 +9,7 @@ namespace {
 TEST(UtilPrintableText, ControlsAndBrokenCharactersAreEscaped) {
     const std::pair<std::string_view, const char*> cases[] = {
         {"/a b/\\c'd\".ptc", "/a b/\\c'd\".ptc"},
-        {"a\nb\r\t\x1b[2J\x7f", "a\\x0ab\\x0d\\x09\\x1b[2J\\x7f"},
+        {"a\nb\r\t\x1b[2J\x7f", "a\\nb\\r\\t\\x1b[2J\\x7f"},
         {std::string_view("\0z", 2), "\\x00z"},
         {"\xc3\xa4 \xe2\x82\xac \xf0\x9f\x98\x80", "\xc3\xa4 \xe2\x82\xac \xf0\x9f\x98\x80"},
         {"\xc2\x9b"
@@ -20,9 +20,13 @@ TEST(UtilPrintableText, ControlsAndBrokenCharactersAreEscaped) {
         {"\xe2\x82", "\\xe2\\x82"},
     };
     for (const auto& [text, printable] : cases) EXPECT_EQ(Printable(text), printable);
-    EXPECT_STREQ(PrintableText<3>("\n\n\n").c_str(), "\\x0a\\x0a\\x0a");
+    EXPECT_STREQ(PrintableText<3>("\x7f\x7f\x7f").c_str(), "\\x7f\\x7f\\x7f");
     char room[6];
-    EXPECT_EQ(WritePrintable("ab\nc\n", room), 2u + 4u) << "no escape is cut";
+    EXPECT_EQ(WritePrintable("ab\x1b"
+                             "c\n",
+                             room),
+              2u + 4u)
+        << "no escape is cut";
     EXPECT_EQ(WritePrintable("\xe2\x82\xac\xe2\x82\xac\xe2\x82\xac", std::span(room).first(5)), 3u);
 }
 

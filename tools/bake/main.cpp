@@ -17,6 +17,7 @@
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
 #include "tools/common/standard_streams.h"
+#include "util/printable_text.h"
 
 namespace bake {
 
@@ -40,7 +41,8 @@ void PrintMesh(const MeshReport& mesh) {
         fmt::print("left out   {} broken faces, {} without area\n", mesh.broken_faces,
                    mesh.without_area);
     if (mesh.complaints > 0)
-        fmt::print("importer   {} mended, first: {}\n", mesh.complaints, mesh.first_complaint);
+        fmt::print("importer   {} mended, first: {}\n", mesh.complaints,
+                   Printable(mesh.first_complaint));
 }
 
 /// The last word on standard output; figures in columns.
@@ -51,7 +53,7 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
                totals.repeated_samples);
     fmt::print("shading    {:.2f} s in {} threads\n", totals.shading_seconds, options.threads);
     fmt::print("driver     {:.2f} s\n", image.Seconds());
-    fmt::print("output     {}, {}\n", options.output, file);
+    fmt::print("output     {}, {}\n", Printable(options.output), file);
 }
 
 /// The driver is loaded first and the image opened before the shading: what is wrong with them

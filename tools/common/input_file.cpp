@@ -5,100 +5,48 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <array>
 #include <cerrno>
-#include <new>
 #include <span>
 
+#include "util/gzip_stream.h"
+#include "util/open_file.h"
 #include "util/plain_file.h"
 
 namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
-constexpr int kGzipFrame = 15 + 16;  // the largest window, and zlib's mark for a gzip header
-constexpr std::size_t kMagicBytes = 2;
+constexpr std::array<std::byte, 2> kMagic = {std::byte{0x1f}, std::byte{0x8b}};
 
-/// A file that is read once, from its start, in pieces.
-class PieceReader {
+/// A file that is read once, from its start.
+class StoredBytes {
 public:
-    PieceReader(const std::string& path, std::string name) : name_(std::move(name)) {
-        do {
-            descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        } while (descriptor_ < 0 && errno == EINTR);
+    StoredBytes(const std::string& path, std::string name)
+        : name_(std::move(name)), descriptor_(OpenFile(path.c_str(), O_RDONLY)) {
         if (descriptor_ < 0) FailWithErrno(name_);
     }
-    ~PieceReader() { ::close(descriptor_); }
-    PieceReader(const PieceReader&) = delete;
-    PieceReader& operator=(const PieceReader&) = delete;
+    ~StoredBytes() { ::close(descriptor_); }
+    StoredBytes(const StoredBytes&) = delete;
+    StoredBytes& operator=(const StoredBytes&) = delete;
 
-    /// A full piece, the rest of the file, or nothing at its end.
-    std::span<Bytef> Next() {
+    /// Fills `bytes` from `offset` on as far as the file goes, and answers how many.
+    std::size_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) {
         std::size_t there = 0;
-        while (there < piece_.size()) {
-            const ssize_t read = ::read(descriptor_, &piece_[there], piece_.size() - there);
+        while (there < bytes.size()) {
+            const ssize_t read = ::pread(descriptor_, &bytes[there], bytes.size() - there,
+                                         offset + static_cast<std::int64_t>(there));
             if (read < 0 && errno == EINTR) continue;
             if (read < 0) FailWithErrno(name_);
             if (read == 0) break;
             there += static_cast<std::size_t>(read);
         }
-        return std::span(piece_).first(there);
+        return there;
     }
 
 private:
-    std::string name_;
-    int descriptor_;
-    std::array<Bytef, kPieceBytes> piece_;
-};
-
-/// The members of a gzip file, one behind the other, as one stream of bytes.
-///
-/// zlib's own file functions would do, but they tell a file that cannot be read from one that is
-/// damaged by errno only, and lose bytes to a call that was interrupted.
-class Inflater {
-public:
-    Inflater() {
-        if (inflateInit2(&stream_, kGzipFrame) != Z_OK) throw std::bad_alloc();
-    }
-    ~Inflater() { inflateEnd(&stream_); }
-    Inflater(const Inflater&) = delete;
-    Inflater& operator=(const Inflater&) = delete;
-
-    /// Hands out what `piece` inflates to, bit by bit. False: there is nothing more to inflate.
-    template <class Write>
-    bool Take(std::span<Bytef> piece, Write write) {
-        stream_.next_in = piece.data();
-        stream_.avail_in = static_cast<uInt>(piece.size());
-        do {
-            stream_.next_out = out_.data();
-            stream_.avail_out = static_cast<uInt>(out_.size());
-            state_ = inflate(&stream_, Z_NO_FLUSH);
-            write(std::span<const Bytef>(out_).first(out_.size() - stream_.avail_out));
-            if (state_ == Z_MEM_ERROR) throw std::bad_alloc();
-            if (state_ == Z_STREAM_END) {
-                ++members_;
-                inflateReset(&stream_);
-            } else if (state_ != Z_OK && state_ != Z_BUF_ERROR) {
-                return false;
-            }
-        } while (stream_.avail_in > 0 || stream_.avail_out == 0);
-        return true;
-    }
-
-    /// Whether all that began has ended. What follows the last member and does not begin like
-    /// another is none of the file's.
-    bool IsWhole() const {
-        const bool is_other = state_ == Z_DATA_ERROR ? stream_.total_in <= kMagicBytes
-                                                     : stream_.total_in < kMagicBytes;
-        return members_ > 0 && is_other;
-    }
-
-private:
-    z_stream stream_{};
-    int state_ = Z_OK;
-    int members_ = 0;  ///< that came to their end
-    std::array<Bytef, kPieceBytes> out_;
+    const std::string name_;
+    const int descriptor_;
 };
 
 }  // namespace
@@ -122,23 +70,26 @@ void InputFile::CopyStandardInput() {
 /// A broken stream is kept as far as it could be inflated: who inflates files first does so to save
 /// what is left of them. A file that cannot be read is no broken stream, and fails.
 void InputFile::Inflate() {
-    const auto raw = std::make_unique<PieceReader>(path_, name_);
-    std::span<Bytef> piece = raw->Next();
-    if (piece.size() < kMagicBytes || piece[0] != 0x1f || piece[1] != 0x8b) return;
+    StoredBytes stored(path_, name_);
+    std::array<std::byte, kMagic.size()> magic;
+    if (stored.ReadAt(0, magic) < magic.size() || magic != kMagic) return;
 
     auto inflated = std::make_unique<Spool>();
     const std::string path = inflated->Path();
     PlainFile out;
     if (!out.Open(path.c_str(), kPlainWrite)) FailWithErrno("temporary file");
-    const auto write = [&](std::span<const Bytef> bytes) {
-        if (out.Write(std::as_bytes(bytes))) return;
+    const auto stream = std::make_unique<GzipStream>([&](std::int64_t at, std::span<std::byte> to) {
+        return static_cast<std::int64_t>(stored.ReadAt(at, to));
+    });
+    const auto piece = std::make_unique<std::array<std::byte, kPieceBytes>>();
+    for (std::size_t there = kPieceBytes; there == kPieceBytes;) {
+        there = stream->Read(stream->End(), *piece);
+        if (out.Write(std::span(*piece).first(there))) continue;
         errno = out.Error();
         FailWithErrno("temporary file");
-    };
-    const auto inflater = std::make_unique<Inflater>();
-    while (!piece.empty() && inflater->Take(piece, write)) piece = raw->Next();
+    }
     was_inflated_ = true;
-    broke_off_ = !inflater->IsWhole();
+    broke_off_ = stream->GetState() == GzipStream::State::kDamaged;
     path_ = path;
     spool_ = std::move(inflated);
 }

@@ -10,8 +10,8 @@
 #include <new>
 #include <string>
 
-#include "tools/common/printable.h"
 #include "tools/common/spool.h"
+#include "util/printable_text.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <random>
@@ -225,17 +226,18 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     const auto begin = std::chrono::steady_clock::now();
 
     std::vector<std::string> missing(static_cast<std::size_t>(plan.threads));
+    std::vector<std::exception_ptr> failures(missing.size());
     bool is_cut = false;
     {
         Progress progress(StepsInAll(open, kind, plan), true);
         Shared shared{progress};
         const Limit limit(plan.limit, shared.is_over);
         const auto walk = [&](int thread) {
-            std::string& mine = missing[static_cast<std::size_t>(thread)];
+            const auto place = static_cast<std::size_t>(thread);
             try {
-                mine = WalkPart(file, kind, plan, thread, shared);
-            } catch (const std::exception& failure) {
-                mine = failure.what();
+                missing[place] = WalkPart(file, kind, plan, thread, shared);
+            } catch (...) {
+                failures[place] = std::current_exception();
             }
         };
         std::vector<std::jthread> others;
@@ -244,6 +246,8 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
         others.clear();  // joins
         is_cut = shared.is_cut;
     }
+    for (const std::exception_ptr& failure : failures)
+        if (failure) std::rethrow_exception(failure);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
 
     WalkOutcome outcome = Figures(figures);

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "tools/common/failure.h"
-#include "tools/common/printable.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_check.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
+#include "util/printable_text.h"
 
 namespace {
 

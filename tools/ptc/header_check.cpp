@@ -3,12 +3,11 @@
 #include "tools/ptc/header_check.h"
 
 #include <string>
-#include <system_error>
 
 #include "ptc/layout.h"
 #include "ptc/reader.h"
-#include "tools/common/failure.h"
 #include "tools/ptc/foreign_file.h"
+#include "tools/ptc/read_error.h"
 
 namespace {
 
@@ -20,6 +19,7 @@ public:
     Faults(const TokenInput& input, FaultList& faults) : input_(input), faults_(faults) {}
 
     bool Hear(const HeaderFinding& found) override {
+        if (input_.Error() != 0) return false;  // it could not be read: the file has no fault
         switch (found.fault) {
             case HeaderFault::kMissing:
                 faults_.Add(found.place, "{}: {}", found.key,
@@ -101,8 +101,7 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
     const TokenOpenStatus status = OpenHeader(cloud, file.Path().c_str());
     const TokenInput& input = cloud.input;
     const auto fail_on_error = [&] {
-        if (input.Error() != 0)
-            throw Failure(file.Name() + ": " + std::generic_category().message(input.Error()));
+        if (input.Error() != 0) throw Failure(file.Name() + ": " + ReadErrorText(input));
     };
     fail_on_error();
     if (status == TokenOpenStatus::kOtherType) {
@@ -119,6 +118,8 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
     }
     HeaderPlaces places;
     Faults listener(input, faults);
-    if (!Failed(WalkHeader(cloud, &places, listener))) return places;
-    return std::nullopt;
+    const CloudStatus walked = WalkHeader(cloud, &places, listener);
+    fail_on_error();
+    if (Failed(walked)) return std::nullopt;
+    return places;
 }

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <span>
 
-#include "tools/common/printable.h"
+#include "util/printable_text.h"
 
 namespace {
 

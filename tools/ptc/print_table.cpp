@@ -6,8 +6,8 @@
 #include <array>
 #include <charconv>
 
-#include "tools/common/printable.h"
 #include "tools/common/standard_streams.h"
+#include "util/printable_text.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 #include <memory>
 #include <string>
 
-#include "tools/common/printable.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/cloud_repair.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
+#include "util/printable_text.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 
 #include "ptc/access.h"
 #include "tools/common/failure.h"
-#include "tools/common/printable.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/cache_walks.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/run_guarded.h"
+#include "util/printable_text.h"
 
 namespace {
 
