@@ -9,7 +9,7 @@
 // records are mostly alike are never split at all. Records with equal coordinates stay together.
 //
 // Ownership  borrows rules, records and removed flags.
-// Errors     std::bad_alloc when the trees find no memory.
+// Errors     std::bad_alloc when the trees find no memory; StartPass() makes a crowd usable again.
 // Threads    one caller at a time: a search splits nodes and forgets records that are gone.
 
 #pragma once

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace {
 
@@ -50,10 +51,24 @@ void PartnerSearch::SearchNode(SimplifyNode& node) {
 }
 
 void PartnerSearch::SearchLeaf(SimplifyNode& leaf) {
-    if (leaf.count > Crowds::kLargestLeaf) {
-        SearchCrowd(leaf);
+    if (leaf.count <= Crowds::kLargestLeaf) {
+        WalkLeaf(leaf);
         return;
     }
+    const float best = best_;
+    const std::int32_t partner = partner_;
+    try {
+        SearchCrowd(leaf);
+    } catch (const std::bad_alloc&) {
+        // A walk answers the same, however long it takes.
+        crowds_.StartPass();
+        best_ = best;
+        partner_ = partner;
+        WalkLeaf(leaf);
+    }
+}
+
+void PartnerSearch::WalkLeaf(SimplifyNode& leaf) {
     const std::int32_t begin = std::max(query_index_ + 1, leaf.first);
     const std::int32_t end = std::min(leaf.first + leaf.count, record_count_);
     bool saw_record = false;

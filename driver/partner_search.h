@@ -38,6 +38,7 @@ public:
 private:
     void SearchNode(SimplifyNode& node);
     void SearchLeaf(SimplifyNode& leaf);
+    void WalkLeaf(SimplifyNode& leaf);
     void SearchCrowd(const SimplifyNode& leaf);
     void Take(std::int32_t index, float squared_distance);
 

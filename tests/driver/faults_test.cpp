@@ -29,6 +29,7 @@ struct Bake {
     bool is_text;
     bool is_thinned;
     int points;
+    bool is_crowd = false;  ///< all samples are at one place
 };
 
 struct Outcome {
@@ -39,18 +40,19 @@ struct Outcome {
 
 constexpr int kBatch = 100;
 
-/// Sample `i`, which no other resembles.
-void AppendSample(int i, std::vector<float>* samples) {
+/// Sample `i`, whose value no other resembles.
+void AppendSample(int i, bool is_crowd, std::vector<float>* samples) {
     const auto x = static_cast<float>(i);
-    samples->insert(samples->end(), {x, 0, 0, 0, 0, 1, 0.25f, x / 2});
+    samples->insert(samples->end(), {is_crowd ? 0 : x, 0, 0, 0, 0, 1, 0.25f, x / 2});
 }
 
 /// One image from its opening to its closing, with the plan armed during the driver's calls.
 Outcome BakeOnce(const Bake& bake, const std::string& file) {
     HostChannels channels{"|float v"};
     HostParameters parameters;
-    parameters.Int("EliminateDuplicateGrids", bake.points < 10000).Int("Simplify", bake.is_thinned);
-    parameters.Float("MaxDist", 0.5f).Int("BufferSize", 500);
+    parameters.Int("EliminateDuplicateGrids", bake.points < 10000 && !bake.is_crowd)
+        .Int("Simplify", bake.is_thinned);
+    parameters.Float("MaxDist", 0.5f).Float("MaxDiff", 0.1f).Int("BufferSize", 500);
     std::vector<float> samples;
     Outcome outcome;
     const auto call = [&](auto function) {
@@ -71,7 +73,7 @@ Outcome BakeOnce(const Bake& bake, const std::string& file) {
     outcome.is_open = image != nullptr;
     for (int i = 0; image && i < bake.points; i += kBatch) {
         samples.clear();
-        for (int k = i; k < i + kBatch; ++k) AppendSample(k, &samples);
+        for (int k = i; k < i + kBatch; ++k) AppendSample(k, bake.is_crowd, &samples);
         call([&] {
             return DspyImageDeepData(image, 0, kBatch - 1, 0, 0,
                                      reinterpret_cast<const unsigned char*>(samples.data()),
@@ -170,6 +172,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, DriverFaults,
                          testing::Values(Bake{"DirectBeyondACheckpoint", false, false, 252'000},
                                          Bake{"DirectAsText", true, false, 4300},
                                          Bake{"Thinned", false, true, 2100},
+                                         Bake{"ThinnedInOnePlace", false, true, 1100, true},
                                          Bake{"ThinnedAsText", true, true, 2100}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
