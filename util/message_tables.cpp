@@ -49,14 +49,14 @@ private:
     const MsgLock lock_;
 };
 
-/// Calls `take` with each non-empty part between the commas of `identifiers`.
-template <class Take>
-void ForEachIdentifier(std::string_view identifiers, Take take) {
-    while (!identifiers.empty()) {
-        const std::string_view one = identifiers.substr(0, identifiers.find(','));
-        if (!one.empty()) take(one);
-        identifiers.remove_prefix(std::min(identifiers.size(), one.size() + 1));
+/// Takes the next non-empty part between commas off the front of `*list`; empty: there is none.
+std::string_view TakeIdentifier(std::string_view* list) {
+    while (!list->empty()) {
+        const std::string_view one = list->substr(0, list->find(','));
+        list->remove_prefix(std::min(list->size(), one.size() + 1));
+        if (!one.empty()) return one;
     }
+    return {};
 }
 
 class Tables {
@@ -87,9 +87,8 @@ public:
 
     void AppendDisabled(std::string_view identifiers) UTIL_EXCLUDES(list_lock_) {
         TgMutexGuard hold(list_lock_);
-        ForEachIdentifier(identifiers, [&](std::string_view one) UTIL_REQUIRES(list_lock_) {
+        for (std::string_view one; !(one = TakeIdentifier(&identifiers)).empty();)
             disabled_.emplace_back(one);
-        });
     }
 
     void ClearDisabled() UTIL_EXCLUDES(list_lock_) {
@@ -182,7 +181,8 @@ void ClearDisabled() noexcept {
 void SilenceInThread(std::string_view identifiers) noexcept try {
     // A thread without a table takes over the list of the process when it gets one.
     CountTable* const mine = TheTables().OfThreads().Find();
-    if (mine) ForEachIdentifier(identifiers, [&](std::string_view one) { mine->Enter(one); });
+    for (std::string_view one; mine && !(one = TakeIdentifier(&identifiers)).empty();)
+        mine->Enter(one);
 } catch (const std::bad_alloc&) {
     return;
 }
