@@ -17,6 +17,7 @@
 #include "util/config_store.h"
 #include "util/message.h"
 #include "util/message_tables.h"
+#include "util/open_file.h"
 #include "util/platform.h"
 
 namespace {
@@ -101,7 +102,7 @@ void ConfigStore::ReadFile(const char* path) {
     const std::optional<std::string> expanded = platform::ExpandPath(path, *this);
     if (!expanded) return;
     const bool dumps = dumps_.load(std::memory_order_relaxed);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(expanded->c_str(), "re"),
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(expanded->c_str(), "re"),
                                                                std::fclose);
     if (!file) {
         if (dumps) std::printf("No defaults in %s\n", expanded->c_str());

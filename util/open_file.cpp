@@ -67,3 +67,11 @@ int OpenFile(const char* name, int flags, mode_t mode) {
     errno = error;
     return above;
 }
+
+std::FILE* OpenStream(const char* name, const char* mode) {
+    std::FILE* stream = nullptr;
+    do {
+        stream = std::fopen(name, mode);
+    } while (!stream && errno == EINTR);
+    return stream;
+}

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tools/common/number.h"
+#include "tools/common/parse_error.h"
 
 namespace bake {
 
@@ -159,8 +160,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
-        // CLI11 has a number for each kind of mistake; here they are all wrong usage.
-        return app.exit(stop) == 0 ? 0 : 2;
+        return AnswerParseError("pcbake", app, stop);
     }
     return std::nullopt;
 }

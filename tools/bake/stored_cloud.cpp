@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "tools/bake/failure.h"
+#include "util/open_file.h"
 
 namespace bake {
 
@@ -42,7 +43,7 @@ constexpr std::size_t kDeclarationsAt = 336;
 /// The file from its start on. A failed read ends in a Failure and is never its end.
 class Input {
 public:
-    explicit Input(const std::string& file) : name_(file), file_(std::fopen(file.c_str(), "rbe")) {
+    explicit Input(const std::string& file) : name_(file), file_(OpenStream(file.c_str(), "rbe")) {
         if (!file_) Fail();
     }
 

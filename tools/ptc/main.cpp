@@ -1,11 +1,10 @@
 // ptc: one program for point cloud files, a sub-command for each intention.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tools/common/parse_error.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/nearest_name.h"
@@ -21,20 +20,6 @@ constexpr const char* kAbout =
 /// What the library reports to those who read files through it. Here the commands say it
 /// themselves, where it matters to them: each failure is one line.
 constexpr const char* kLibraryReports = "T43050,T43051,T43052";
-
-/// Help that was asked for, or what is wrong with the command line, which may hold anything.
-int AnswerParseError(const CLI::App& app, const CLI::ParseError& stop) {
-    std::ostringstream help;
-    std::ostringstream complaint;
-    if (app.exit(stop, help, complaint) == 0) {
-        WriteOut(help.str());
-        return 0;
-    }
-    // CLI11 has a number for each kind of mistake; here they are all wrong usage.
-    Tell("ptc", stop.what());
-    std::fputs("Run with --help for more information.\n", stderr);
-    return 2;
-}
 
 /// A misspelt command is answered with the one that may be meant.
 /// CLI11 would only say that it did not expect the word, or that a command is missing.
@@ -69,7 +54,7 @@ int RunCommandLine(int argc, char** argv) {
         RefuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::ParseError& stop) {
-        status = AnswerParseError(app, stop);
+        status = AnswerParseError("ptc", app, stop);
     }
     // A full disk behind standard output shows up only when the last of it is written.
     FlushOut();

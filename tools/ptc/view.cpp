@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -21,6 +20,7 @@
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/value_sample.h"
+#include "util/open_file.h"
 
 namespace view {
 
@@ -221,10 +221,8 @@ private:
 
 /// Puts the picture in place, as a whole or not at all.
 void WritePicture(const Picture& picture, OutputFile* output) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
-    do {
-        file.reset(std::fopen(output->Path().c_str(), "wb"));
-    } while (!file && errno == EINTR);
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(output->Path().c_str(), "wb"),
+                                                         std::fclose);
     if (!file) FailWithErrno(output->Name());
     try {
         WritePng(picture, file.get());
