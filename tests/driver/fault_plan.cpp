@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <new>
 
 FaultPlan fault_plan;
 void (*fault_at_exit)() = std::abort;
@@ -44,19 +43,4 @@ int __wrap_close(int file) {
 void __wrap_exit(int) {
     fault_at_exit();
 }
-}
-
-void* operator new(std::size_t bytes) {
-    void* const memory = fault_plan.Fails(kNew) ? nullptr : std::malloc(bytes ? bytes : 1);
-    if (!memory) throw std::bad_alloc();
-    return memory;
-}
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
-    return fault_plan.Fails(kNew) ? nullptr : std::malloc(bytes ? bytes : 1);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
 }

@@ -12,6 +12,7 @@
 #include "driver/dspy.h"
 #include "ptc/reader.h"
 #include "tests/driver/fault_plan.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/host_lists.h"
 #include "tests/support/scratch.h"
 
@@ -144,6 +145,7 @@ TEST_P(DriverFaults, LeaveAFileThatHoldsWhatItCountsAndAreTold) {
     const Bake& bake = GetParam();
     fault_plan = {};
     fault_at_exit = EndAsTheSimplifierDoes;
+    new_fails = [] { return fault_plan.Fails(kNew); };
     ASSERT_FALSE(BakeOnce(bake, file_).is_told);
     const std::string whole = ContentOf(file_);
     ASSERT_GE(PointsOf(file_).size(), static_cast<std::size_t>(bake.points / 2));

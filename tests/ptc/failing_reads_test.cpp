@@ -5,12 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
-#include <new>
 
 #include "ptc/record_reader.h"
 #include "tests/ptc/memory_cloud.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
 
@@ -25,7 +24,6 @@ std::int64_t bytes_read = 0;
 
 // The linker sends the program's own calls here: see --wrap in CMakeLists.txt.
 extern "C" {
-void* __real_malloc(std::size_t bytes);
 ssize_t __real_pread(int descriptor, void* bytes, std::size_t count, off_t offset);
 
 ssize_t __wrap_pread(int descriptor, void* bytes, std::size_t count, off_t offset) {
@@ -37,19 +35,6 @@ ssize_t __wrap_pread(int descriptor, void* bytes, std::size_t count, off_t offse
     bytes_read += read;
     return read;
 }
-}
-
-void* operator new(std::size_t bytes) {
-    if (news_left-- != 0)
-        if (void* const made = __real_malloc(bytes)) return made;
-    throw std::bad_alloc();
-}
-// Inlined beside a new that is not, g++ takes free() for a mistake.
-[[gnu::noinline]] void operator delete(void* made) noexcept {
-    std::free(made);
-}
-[[gnu::noinline]] void operator delete(void* made, std::size_t) noexcept {
-    std::free(made);
 }
 
 namespace {
@@ -123,6 +108,7 @@ TEST(FailingReads, WhatFailedOnceIsReadLater) {
     const StoredCloud binary(70'000, TokenForm::kBinary, true);  // long enough for an entry
     const StoredCloud text(2500, TokenForm::kText, true);
     const StoredCloud plain_text(2500, TokenForm::kText, false);
+    new_fails = [] { return news_left-- == 0; };
     for (int* const left : {&news_left, &reads_left}) {
         FailEach(binary, 65'536, left);
         FailEach(text, 2048, left);
