@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "ptc/cache_set.h"
+#include "ptc/cache/cache_set.h"
 
 namespace {
 

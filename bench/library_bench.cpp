@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "ptc/access.h"
-#include "ptc/cache_set.h"
-#include "ptc/layout.h"
-#include "ptc/managed_file.h"
+#include "ptc/access/access.h"
+#include "ptc/cache/cache_set.h"
+#include "ptc/files/managed_file.h"
+#include "ptc/format/layout.h"
 
 namespace {
 

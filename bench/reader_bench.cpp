@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "ptc/reader.h"
-#include "ptc/writer.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/cloud/writer.h"
 
 namespace {
 

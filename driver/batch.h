@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "ptc/record_code.h"
+#include "ptc/format/record_code.h"
 
 /// The host's samples, read where they are; no alignment is promised. Borrowed for one call.
 struct Batch {

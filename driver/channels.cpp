@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <string_view>
 
-#include "ptc/layout.h"
-#include "ptc/variables.h"
-#include "util/message.h"
-#include "util/printable_text.h"
+#include "ptc/format/layout.h"
+#include "ptc/format/variables.h"
+#include "util/host/message.h"
+#include "util/text/printable_text.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "driver/dspy.h"
-#include "util/results.h"
+#include "util/base/results.h"
 
 /// The variables that the channels declare, as parallel arrays in channel order.
 struct Channels {

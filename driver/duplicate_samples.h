@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ptc/record_code.h"
+#include "ptc/format/record_code.h"
 
 /// Position and normal, the six axes by which a single sample is known again.
 using SampleAxes = std::array<float, 6>;

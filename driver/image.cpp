@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ptc/writer.h"
-#include "util/message.h"
-#include "util/printable_text.h"
-#include "util/system_reason.h"
+#include "ptc/cloud/writer.h"
+#include "util/host/message.h"
+#include "util/text/printable_text.h"
+#include "util/text/system_reason.h"
 
 DriverStatus AnswerQuery(int type, int data_length, void* data) {
     if (data_length < 1 || !data) return DriverStatus::kSuccess;

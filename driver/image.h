@@ -23,9 +23,9 @@
 #include "driver/duplicate_samples.h"
 #include "driver/point_buffer.h"
 #include "driver/simplify.h"
-#include "ptc/cloud.h"
-#include "util/parameters.h"
-#include "util/results.h"
+#include "ptc/cloud/cloud.h"
+#include "util/base/results.h"
+#include "util/host/parameters.h"
 
 /// The name of an image that was opened without one.
 inline constexpr const char* kDefaultFileName = "qv.ptc";

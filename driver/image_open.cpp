@@ -5,10 +5,10 @@
 #include <string_view>
 
 #include "driver/image.h"
-#include "ptc/writer.h"
-#include "util/message.h"
-#include "util/printable_text.h"
-#include "util/runtime.h"
+#include "ptc/cloud/writer.h"
+#include "util/host/message.h"
+#include "util/host/runtime.h"
+#include "util/text/printable_text.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <new>
 
 #include "driver/image.h"
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <span>
 
-#include "ptc/record_code.h"
+#include "ptc/format/record_code.h"
 
 /// One buffered point. `data` is a slot of the buffer that holds the record; slot i belongs to
 /// record i when the record is stored, and stays its own when records change places.

@@ -12,7 +12,7 @@
 #include <array>
 #include <span>
 
-#include "util/parameters.h"
+#include "util/host/parameters.h"
 
 struct Projection {
     std::array<float, 16> world_to_ndc{};

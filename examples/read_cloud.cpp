@@ -4,14 +4,14 @@
 //
 // Each thread takes a share of the points and adds up VARIABLE, by default the first one that the
 // file declares; then one thread walks the octree and counts the nodes of each level. All that is
-// needed of the library is ptc/access.h.
+// needed of the library is ptc/access/access.h.
 
 #include <algorithm>
 #include <cstdio>
 #include <thread>
 #include <vector>
 
-#include "ptc/access.h"
+#include "ptc/access/access.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 #include "tests/support/memory_source.h"
 
 namespace {

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "ptc/block_caches.h"
-#include "ptc/managed_file.h"
-#include "util/message.h"
+#include "ptc/cache/block_caches.h"
+#include "ptc/files/managed_file.h"
+#include "util/host/message.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <regex>
 
 #include "driver/dspy.h"
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 #include "tests/driver/fault_plan.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/host_lists.h"

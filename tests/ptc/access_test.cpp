@@ -1,6 +1,6 @@
 // The access library's entry points over real files: numbers, modes, finishing, changes, shortages.
 
-#include "ptc/access.h"
+#include "ptc/access/access.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -9,15 +9,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ptc/managed_file.h"
-#include "ptc/thread_files.h"
+#include "ptc/files/managed_file.h"
+#include "ptc/files/thread_files.h"
 #include "tests/ptc/memory_cloud.h"
 #include "tests/support/scratch.h"
 #include "tests/support/small_cloud.h"
 #include "tests/util/together.h"
-#include "util/config.h"
-#include "util/process_stats.h"
-#include "util/runtime.h"
+#include "util/host/config.h"
+#include "util/host/runtime.h"
+#include "util/stats/process_stats.h"
 
 namespace {
 

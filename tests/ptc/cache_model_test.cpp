@@ -10,9 +10,9 @@
 #include <random>
 #include <vector>
 
-#include "ptc/thread_cache.h"
+#include "ptc/cache/thread_cache.h"
 #include "tests/ptc/fake_source.h"
-#include "util/message.h"
+#include "util/host/message.h"
 
 using BlockKey = std::pair<std::uint32_t, std::int64_t>;
 

@@ -1,12 +1,12 @@
 // The section "pointclouds": its members, and the reports made of it.
 
-#include "ptc/cache_stats.h"
+#include "ptc/cache/cache_stats.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "ptc/cache_report.h"
+#include "ptc/cache/cache_report.h"
 #include "tests/support/recorded_stats.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "ptc/cache_set.h"
+#include "ptc/cache/cache_set.h"
 #include "tests/ptc/fake_source.h"
-#include "util/message.h"
+#include "util/host/message.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <fstream>
 #include <optional>
 
-#include "ptc/cache_set.h"
+#include "ptc/cache/cache_set.h"
 #include "tests/ptc/fake_source.h"
 #include "tests/support/scratch.h"
 #include "tests/util/message_recorder.h"
-#include "util/config.h"
-#include "util/runtime.h"
+#include "util/host/config.h"
+#include "util/host/runtime.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <fstream>
 
-#include "ptc/record_reader.h"
+#include "ptc/cloud/record_reader.h"
 #include "tests/ptc/memory_cloud.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/gzip_bytes.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "ptc/file_manager.h"
+#include "ptc/files/file_manager.h"
 
 /// What all files of a test share.
 struct FakeDisk {

@@ -7,7 +7,7 @@
 #include <new>
 #include <thread>
 
-#include "ptc/block_source.h"
+#include "ptc/cloud/block_source.h"
 
 struct FakeShape {
     std::int64_t points;

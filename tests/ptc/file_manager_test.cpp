@@ -1,6 +1,6 @@
 // The file manager over files that fail on demand: one object a name, the limit, every failure.
 
-#include "ptc/file_manager.h"
+#include "ptc/files/file_manager.h"
 
 #include <gtest/gtest.h>
 
@@ -11,11 +11,11 @@
 #include <unordered_set>
 #include <vector>
 
-#include "ptc/file_identity.h"
-#include "ptc/thread_files.h"
+#include "ptc/files/file_identity.h"
+#include "ptc/files/thread_files.h"
 #include "tests/ptc/fake_files.h"
 #include "tests/util/together.h"
-#include "util/process_stats.h"
+#include "util/stats/process_stats.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "ptc/reader.h"
-#include "ptc/records.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/format/records.h"
 #include "tests/support/full_disk.h"
 #include "tests/support/organised_file.h"
 

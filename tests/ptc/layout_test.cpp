@@ -1,6 +1,6 @@
 // The format's page and the constants say the same.
 
-#include "ptc/layout.h"
+#include "ptc/format/layout.h"
 
 #include <gtest/gtest.h>
 

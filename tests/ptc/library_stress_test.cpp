@@ -14,13 +14,13 @@
 #include <shared_mutex>
 #include <thread>
 
-#include "ptc/access.h"
-#include "ptc/cache_set.h"
-#include "ptc/thread_files.h"
+#include "ptc/access/access.h"
+#include "ptc/cache/cache_set.h"
+#include "ptc/files/thread_files.h"
 #include "tests/ptc/known_cloud.h"
 #include "tests/support/scratch.h"
-#include "util/message.h"
-#include "util/process_stats.h"
+#include "util/host/message.h"
+#include "util/stats/process_stats.h"
 
 namespace {
 

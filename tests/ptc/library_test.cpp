@@ -4,11 +4,11 @@
 
 #include <random>
 
-#include "ptc/access.h"
-#include "ptc/cache_set.h"
+#include "ptc/access/access.h"
+#include "ptc/cache/cache_set.h"
 #include "tests/ptc/known_cloud.h"
 #include "tests/support/scratch.h"
-#include "util/message.h"
+#include "util/host/message.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 #include "tests/support/full_disk.h"
 
 struct MemoryCloud {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "ptc/thread_cache.h"
+#include "ptc/cache/thread_cache.h"
 #include "tests/ptc/fake_source.h"
 #include "tests/util/message_recorder.h"
 

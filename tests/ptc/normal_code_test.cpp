@@ -1,6 +1,6 @@
 // Normals to codes: the values that files in the wild carry.
 
-#include "ptc/normal_decode.h"
+#include "ptc/format/normal_decode.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The reader: what it opens, what it refuses and why, what it answers.
 
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>

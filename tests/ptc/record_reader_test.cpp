@@ -1,6 +1,6 @@
 // Block reads: the same records as in sequence, from every form, and nothing from a lying file.
 
-#include "ptc/record_reader.h"
+#include "ptc/cloud/record_reader.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The token layer's writers, in both forms, collected and straight through.
 
-#include "ptc/token_file.h"
+#include "ptc/format/token_file.h"
 
 #include <gtest/gtest.h>
 

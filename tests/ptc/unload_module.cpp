@@ -1,6 +1,6 @@
 // A shared object with the access library inside, for a test that loads and unloads it.
 
-#include "ptc/access.h"
+#include "ptc/access/access.h"
 
 /// Reads from `name` what leaves this thread with a file and with blocks of both kinds; shuts down
 /// first if told to. False: it cannot be read.

@@ -1,6 +1,6 @@
 // Variable declarations: component counts by prefix and suffix.
 
-#include "ptc/variables.h"
+#include "ptc/format/variables.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The writer: what is in the file after which call.
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <random>
 
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 #include "tests/ptc/memory_cloud.h"
 #include "tests/support/cloud_file.h"
 #include "tests/support/memory_source.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ptc/layout.h"
+#include "ptc/format/layout.h"
 
 struct CloudFile {
     std::string bytes;

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "util/bytes.h"
+#include "util/io/bytes.h"
 
 /// Bytes that outlive the sink that wrote them.
 using DiskBytes = std::shared_ptr<std::vector<std::byte>>;

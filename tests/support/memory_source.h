@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "util/bytes.h"
+#include "util/io/bytes.h"
 
 class MemorySource : public ByteSource {
 public:

@@ -20,7 +20,7 @@
 #include <cstdint>
 #include <span>
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 
 /// Points and, one behind the other, the floats of each.
 struct PointsToOrganise {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "util/stats.h"
+#include "util/stats/stats.h"
 
 /// Begin: "tag name=value ... {", end: "} tag", leaf: "tag name=value ... : text".
 class RecordedStats : public StatsWriter {

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 #include "tests/support/full_disk.h"
 
 /// Variables "float _area" and "color[2] " of points, "color glow" of nodes; a leaf and the root.

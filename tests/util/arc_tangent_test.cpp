@@ -1,6 +1,6 @@
 // The arc tangent: close to the true one, and every bit pinned.
 
-#include "util/arc_tangent.h"
+#include "util/math/arc_tangent.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Options: the line grammar, the chain of files, lookups, moved folders, and many threads.
 
-#include "util/config.h"
+#include "util/host/config.h"
 
 #include <gtest/gtest.h>
 
@@ -13,9 +13,9 @@
 
 #include "tests/support/scratch.h"
 #include "tests/util/together.h"
-#include "util/config_store.h"
-#include "util/message.h"
-#include "util/platform.h"
+#include "util/host/config_store.h"
+#include "util/host/message.h"
+#include "util/host/platform.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "util/message.h"
+#include "util/host/message.h"
 
 namespace {
 

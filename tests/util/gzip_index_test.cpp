@@ -1,6 +1,6 @@
 // A gzip file at any place, from many threads, whatever entries it has.
 
-#include "util/gzip_index.h"
+#include "util/io/gzip_index.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

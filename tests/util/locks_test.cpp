@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "tests/util/together.h"
-#include "util/tg_lock.h"
-#include "util/thread_slot.h"
+#include "util/base/tg_lock.h"
+#include "util/base/thread_slot.h"
 
 namespace {
 

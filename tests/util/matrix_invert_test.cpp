@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-#include "util/matrix.h"
+#include "util/math/matrix.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Matrix products, points, the stack, printing and reading.
 
-#include "util/matrix.h"
+#include "util/math/matrix.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "util/message.h"
-#include "util/message_catalogue.h"
+#include "util/host/message.h"
+#include "util/host/message_catalogue.h"
 
 /// Every event of the reporter: "CODE/SEVERITY TEXT" for a delivery, "exit CODE" for an exit.
 /// Three identifiers have the shortest texts there are: themselves and the argument.

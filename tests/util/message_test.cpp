@@ -1,6 +1,6 @@
 // Reports: what is printed, what is dropped, what ends the process, where texts are cut.
 
-#include "util/message.h"
+#include "util/host/message.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -7,7 +7,7 @@
 
 #include "tests/util/message_recorder.h"
 #include "tests/util/together.h"
-#include "util/runtime.h"
+#include "util/host/runtime.h"
 
 namespace {
 

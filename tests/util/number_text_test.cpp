@@ -1,6 +1,6 @@
 // Numbers to text: the same characters as printf's, for any bits and in any locale.
 
-#include "util/number_text.h"
+#include "util/text/number_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Parameter lookups: what matches, what is converted, what is left alone.
 
-#include "util/parameters.h"
+#include "util/host/parameters.h"
 
 #include <gtest/gtest.h>
 

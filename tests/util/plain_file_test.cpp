@@ -1,6 +1,6 @@
 // The plain file as a guest: the host's signals and its standard descriptors stay the host's.
 
-#include "util/plain_file.h"
+#include "util/io/plain_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,8 +11,8 @@
 #include <cerrno>
 
 #include "tests/support/scratch.h"
-#include "util/plain_input.h"
-#include "util/random_source.h"
+#include "util/io/plain_input.h"
+#include "util/io/random_source.h"
 
 namespace {
 

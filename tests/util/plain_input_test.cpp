@@ -1,6 +1,6 @@
 // The plain file for reading: gzip streams to where they are sound, and signals meanwhile.
 
-#include "util/plain_input.h"
+#include "util/io/plain_input.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Text for terminals: what stays and what is escaped.
 
-#include "util/printable_text.h"
+#include "util/text/printable_text.h"
 
 #include <gtest/gtest.h>
 

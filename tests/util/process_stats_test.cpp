@@ -1,6 +1,6 @@
 // The process's own statistics and their summary.
 
-#include "util/process_stats.h"
+#include "util/stats/process_stats.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,6 +1,6 @@
 // The statistics family and its XML report: what is written, merged, reset, and grouped.
 
-#include "util/stats.h"
+#include "util/stats/stats.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +12,9 @@
 
 #include "tests/support/recorded_stats.h"
 #include "tests/support/scratch.h"
-#include "util/process_stats.h"
-#include "util/stats_timers.h"
-#include "util/stats_xml.h"
+#include "util/stats/process_stats.h"
+#include "util/stats/stats_timers.h"
+#include "util/stats/stats_xml.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Timers and the clock behind them.
 
-#include "util/stats_timers.h"
+#include "util/stats/stats_timers.h"
 
 #include <gtest/gtest.h>
 

@@ -3,11 +3,11 @@
 #include <atomic>
 #include <memory>
 
-#include "util/config.h"
-#include "util/message.h"
-#include "util/process_wide.h"
-#include "util/runtime.h"
-#include "util/thread_slot.h"
+#include "util/base/process_wide.h"
+#include "util/base/thread_slot.h"
+#include "util/host/config.h"
+#include "util/host/message.h"
+#include "util/host/runtime.h"
 
 namespace {
 

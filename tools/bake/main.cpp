@@ -17,7 +17,7 @@
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
 #include "tools/common/standard_streams.h"
-#include "util/printable_text.h"
+#include "util/text/printable_text.h"
 
 namespace bake {
 

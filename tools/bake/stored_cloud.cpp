@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "tools/bake/failure.h"
-#include "util/open_file.h"
+#include "util/io/open_file.h"
 
 namespace bake {
 

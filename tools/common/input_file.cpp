@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <span>
 
-#include "util/gzip_stream.h"
-#include "util/open_file.h"
-#include "util/plain_file.h"
+#include "util/io/gzip_stream.h"
+#include "util/io/open_file.h"
+#include "util/io/plain_file.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "tools/common/spool.h"
-#include "util/printable_text.h"
+#include "util/text/printable_text.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-#include "util/plain_input.h"
+#include "util/io/plain_input.h"
 
 std::string ConvertHint(const InputFile& file) {
     std::array<char, 256> room;

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "ptc/layout.h"
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/format/layout.h"
 #include "tools/ptc/foreign_file.h"
 #include "tools/ptc/read_error.h"
 

@@ -9,7 +9,7 @@
 #include "tools/ptc/commands.h"
 #include "tools/ptc/nearest_name.h"
 #include "tools/ptc/run_guarded.h"
-#include "util/message.h"
+#include "util/host/message.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 #include "tools/common/input_file.h"
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/quiet_open.h"

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <limits>
 
-#include "ptc/layout.h"
-#include "ptc/normal_decode.h"
+#include "ptc/format/layout.h"
+#include "ptc/format/normal_decode.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <span>
 #include <vector>
 
-#include "ptc/cloud.h"
+#include "ptc/cloud/cloud.h"
 
 class PointScan {
 public:

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "ptc/reader.h"
+#include "ptc/cloud/reader.h"
 #include "tools/common/input_file.h"
 
 /// Opens `file` with the reader, which prints and reports nothing. Null: the reader refuses it;

@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "ptc/cloud.h"
+#include "ptc/cloud/cloud.h"
 #include "tools/common/failure.h"
 
 /// Why the input could not be read. Caller: it could not.

@@ -9,9 +9,16 @@
 #include <array>
 #include <cstdint>
 
-#include "tools/ptc/picture.h"
-
 namespace view {
+
+/// A colour as a screen shows it.
+struct Rgb {
+    std::uint8_t r = 0;
+    std::uint8_t g = 0;
+    std::uint8_t b = 0;
+
+    bool operator==(const Rgb&) const = default;
+};
 
 /// Linear light.
 struct Light {

@@ -1,14 +1,14 @@
 // From a point's floats to a colour: variables, ranges, the colour map, sRGB.
 
-#include "tools/ptc/colouring.h"
+#include "tools/ptc/view/colouring.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "tools/common/failure.h"
-#include "tools/ptc/colour_map.h"
-#include "tools/ptc/value_sample.h"
+#include "tools/ptc/view/colour_map.h"
+#include "tools/ptc/view/value_sample.h"
 
 namespace view {
 

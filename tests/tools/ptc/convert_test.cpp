@@ -6,7 +6,7 @@
 
 #include "tests/tools/ptc/sound_cloud.h"
 #include "tests/tools/run_tool.h"
-#include "tools/ptc/gzip_sink.h"
+#include "tools/ptc/convert/gzip_sink.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Which pixels discs cover, and which of two discs is seen.
 
-#include "tools/ptc/discs.h"
+#include "tools/ptc/view/discs.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "tests/support/failing_new.h"
 #include "tests/tools/ptc/sound_cloud.h"
-#include "tools/ptc/info_json.h"
+#include "tools/ptc/inspect/info_json.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "tests/tools/ptc/sound_cloud.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/cloud_repair.h"
+#include "tools/ptc/inspect/cloud_repair.h"
 
 using namespace sound_cloud;
 

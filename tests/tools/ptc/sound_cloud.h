@@ -9,10 +9,10 @@
 #include <fstream>
 #include <string>
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 #include "tests/support/full_disk.h"
 #include "tests/support/scratch.h"
-#include "tools/ptc/cloud_check.h"
+#include "tools/ptc/inspect/cloud_check.h"
 
 namespace sound_cloud {
 

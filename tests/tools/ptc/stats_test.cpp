@@ -2,10 +2,10 @@
 
 #include <regex>
 
-#include "ptc/access.h"
+#include "ptc/access/access.h"
 #include "tests/tools/ptc/sound_cloud.h"
 #include "tests/tools/run_tool.h"
-#include "tools/ptc/cache_walks.h"
+#include "tools/ptc/stats/cache_walks.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "tests/support/cloud_file.h"
 #include "tests/tools/run_tool.h"
-#include "tools/ptc/columns.h"
+#include "tools/ptc/convert/columns.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // View from file to file: where points stand in the picture, and when there is none.
 
-#include "tools/ptc/view.h"
+#include "tools/ptc/view/view.h"
 
 #include <gtest/gtest.h>
 #include <png.h>
@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ptc/writer.h"
+#include "ptc/cloud/writer.h"
 #include "tests/support/scratch.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/colour_map.h"
+#include "tools/ptc/view/colour_map.h"
 
 namespace view {
 

@@ -1,0 +1,18 @@
+// The caches' report: the merged figures as XML and as a short table for people.
+//
+// Units      megabytes are 2^20 bytes; rates in per cent; times in seconds.
+// Errors     none.
+// Ownership  answers are copies.
+// Threads    nobody counts in the given section meanwhile.
+
+#pragma once
+
+#include <string>
+
+#include "ptc/cache/cache_stats.h"
+
+/// The section as one XML document. `total`: what MergeCacheStats() made.
+std::string CacheReportXml(const PtcCacheStats& total);
+
+/// The same in a few lines: a column for points, one for nodes. A rate of no lookups is "-".
+std::string CacheReportTable(const PtcCacheStats& total);

@@ -1,0 +1,199 @@
+// Making the caches from the options, handing records to threads, and taking everything down.
+
+#include "ptc/cache/cache_set.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "util/base/process_wide.h"
+#include "util/base/thread_slot.h"
+#include "util/host/config.h"
+#include "util/host/runtime.h"
+
+namespace {
+
+struct CacheHome;
+
+/// Counts the ends of sets; no seat starts with 1. Changed under life_lock; read without it to
+/// find out that nothing is to be done.
+constinit std::atomic<std::uint64_t> life_of_set{1};
+
+/// What the calling thread's seat says, a few instructions away instead of a search for the seat.
+/// Has no destructor, so it needs nothing of us when a thread ends.
+struct Current {
+    std::uint64_t life = 0;
+    PtcThreadCache* record = nullptr;
+};
+constinit thread_local Current current;
+
+/// Under the thread's key: its record in the process's set.
+///
+///   member   written by   read by
+///   home     its maker    the owner: never changes
+///   held     the owner    the owner
+struct ThreadSeat {
+    explicit ThreadSeat(CacheHome& process) : home(process) {}
+    ~ThreadSeat();
+
+    CacheHome& home;
+    Current held;  ///< the record is gone when its life is over
+};
+
+/// The process's set, while there is one. It outlives every set and every seat, so that a thread
+/// may end while the set is being destroyed.
+struct CacheHome {
+    ~CacheHome() { Destroy(); }
+
+    void Destroy() {
+        std::unique_ptr<PtcCacheSet> gone;
+        TgMutexGuard hold(life_lock);
+        gone = std::move(set);
+        is_there.store(false, std::memory_order_relaxed);
+        life_of_set.fetch_add(1, std::memory_order_relaxed);
+    }
+
+    /// Throws std::bad_alloc.
+    void Make(int threads, std::int64_t point_kb, std::int64_t node_kb) UTIL_REQUIRES(life_lock) {
+        if (set) return;
+        set = std::make_unique<PtcCacheSet>(CacheSizes(threads, point_kb, node_kb));
+        is_there.store(true, std::memory_order_relaxed);
+    }
+
+    // Atomic: changed under life_lock; read without it to find out that nothing is to be done.
+    std::atomic<bool> is_there{false};
+
+    // Guarded.
+    TgMutex life_lock;
+    std::unique_ptr<PtcCacheSet> set UTIL_GUARDED_BY(life_lock);
+
+    ThreadSlot<ThreadSeat> seats{ThreadSlotEnd::kFreeWithThread};
+};
+
+ThreadSeat::~ThreadSeat() {
+    TgMutexGuard hold(home.life_lock);
+    current = {};  // what runs later in this thread's end must not use the record
+    if (held.life == life_of_set.load(std::memory_order_relaxed)) home.set->GiveBack(*held.record);
+}
+
+CacheHome& Home() {
+    return process_wide::The<CacheHome>();
+}
+
+}  // namespace
+
+// --- the process's caches ---
+
+bool EnsureCaches() {
+    CacheHome& home = Home();
+    if (home.is_there.load(std::memory_order_relaxed)) return true;
+    try {
+        TgMutexGuard hold(home.life_lock);
+        home.Make(0, 0, 0);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb) {
+    CacheHome& home = Home();
+    try {
+        TgMutexGuard hold(home.life_lock);
+        home.Make(threads, point_kb, node_kb);
+    } catch (const std::bad_alloc&) {
+        return;  // whoever looks something up tries again, with the options' sizes
+    }
+}
+
+void DestroyCaches() {
+    Home().Destroy();
+}
+
+PtcThreadCache* ThisThreadCache() {
+    if (current.life == life_of_set.load(std::memory_order_relaxed)) [[likely]]
+        return current.record;
+    CacheHome& home = Home();
+    try {
+        ThreadSeat* const seat =
+            home.seats.FindOrMake([&] { return std::make_unique<ThreadSeat>(home); });
+        if (!seat) return nullptr;
+        TgMutexGuard hold(home.life_lock);
+        home.Make(0, 0, 0);
+        seat->held.record = home.set->TakeRecord();
+        seat->held.life = life_of_set.load(std::memory_order_relaxed);
+        current = seat->held;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    return current.record;
+}
+
+bool MergeCacheStats(PtcCacheStats* total) {
+    CacheHome& home = Home();
+    TgMutexGuard hold(home.life_lock);
+    if (!home.set) return false;
+    home.set->MergeStats(total);
+    return true;
+}
+
+const char* BrokenCachePromise() {
+    CacheHome& home = Home();
+    TgMutexGuard hold(home.life_lock);
+    return home.set ? home.set->BrokenPromise() : nullptr;
+}
+
+// --- sizes ---
+
+PtcCacheSizes CacheSizes(int threads, std::int64_t point_kb, std::int64_t node_kb) {
+    using namespace cache_budget;
+    const auto bytes = [](std::int64_t given, const char* key) {
+        return BytesOf(given > 0 ? given : ConfigGetCount(key, kDefaultKilobytes));
+    };
+    const int n = threads > 0 ? threads : runtime::ThreadCount();
+    const char* const limit = ConfigGet("/lumrd/constantmemorylimit");
+    // Not ConfigGetCount(): numbers below 0 switch it on, too.
+    const bool constant = limit && std::strtol(limit, nullptr, 10) != 0;
+    return {BudgetFor(bytes(point_kb, "/lumrd/pointmemory"), kPointBlockBytes, n, constant),
+            BudgetFor(bytes(node_kb, "/lumrd/octreememory"), kNodeBlockBytes, n, constant)};
+}
+
+// --- the set ---
+
+PtcCacheSet::PtcCacheSet(const PtcCacheSizes& sizes)
+    : sizes_(sizes), points_(sizes.points.total, stats_), nodes_(sizes.nodes.total, stats_) {}
+
+PtcThreadCache* PtcCacheSet::TakeRecord() {
+    TgMutexGuard hold(registry_lock_);
+    for (Entry& entry : registry_) {
+        if (entry.is_owned) continue;
+        entry.is_owned = true;
+        return entry.record.get();
+    }
+    const PtcThreadCache::Front front{points_, sizes_.points.per_thread, nodes_,
+                                      sizes_.nodes.per_thread};
+    const auto index = static_cast<std::uint32_t>(registry_.size());
+    registry_.push_back({std::make_unique<PtcThreadCache>(index, front), true});
+    return registry_.back().record.get();
+}
+
+void PtcCacheSet::GiveBack(PtcThreadCache& record) {
+    record.ReleaseAll();
+    TgMutexGuard hold(registry_lock_);
+    registry_[record.index].is_owned = false;
+}
+
+void PtcCacheSet::MergeStats(PtcCacheStats* total) {
+    TgMutexGuard hold(registry_lock_);
+    stats_.update();
+    total->merge(stats_);
+    for (const Entry& entry : registry_) {
+        entry.record->CountUp();
+        total->merge(entry.record->stats);
+    }
+}
+
+const char* PtcCacheSet::BrokenPromise() const {
+    const char* const broken = points_.BrokenPromise();
+    return broken ? broken : nodes_.BrokenPromise();
+}

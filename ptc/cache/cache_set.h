@@ -1,0 +1,96 @@
+// `PtcCacheSet`: the two caches of the process, the records of its threads, their life.
+//
+// Units      memory in KB as options and hosts give it.
+// Errors     functions that make something answer false or null when memory cannot be had.
+// Ownership  the set owns both caches and every thread's record.
+// Threads    stated at each function.
+//
+// Locks, in the order in which they may be taken; both before those of ptc/cache/shared_cache.h:
+//
+//   rank  lock            count        guards
+//   40    life_lock       1 (process)  the making and destroying of the process's set, and what a
+//                                      thread that ends does with its record meanwhile
+//   41    registry_lock_  1 a set      the registry, and who owns which record
+//
+// No file is read and nothing is reported under either.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "ptc/cache/cache_budget.h"
+#include "ptc/cache/thread_cache.h"
+
+// --- the process's caches ---
+
+/// Makes the caches as the options say, unless they are there. False: no memory. Any thread.
+bool EnsureCaches();
+
+/// Makes the caches with these sizes, unless they are there: first come, first served. Numbers
+/// below 1 mean the runtime's thread count and the options' sizes. Any thread.
+void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb);
+
+/// Frees the caches and every thread's record; the next use makes new ones. Caller: no thread is
+/// inside a lookup, or uses what one answered. Threads may end meanwhile.
+void DestroyCaches();
+
+/// The calling thread's record; makes it, and the caches, when they are missing. Good until
+/// DestroyCaches() or the thread's end. Null: no memory. Any thread.
+PtcThreadCache* ThisThreadCache();
+
+/// Adds the figures of all threads together to `total`. False: there are no caches.
+/// Caller: no thread is inside a lookup.
+bool MergeCacheStats(PtcCacheStats* total);
+
+/// See PtcSharedCache::BrokenPromise(); null also when there are no caches.
+const char* BrokenCachePromise();
+
+// --- the set ---
+
+/// Blocks of both caches.
+struct PtcCacheSizes {
+    PtcCacheBudget points;
+    PtcCacheBudget nodes;
+};
+
+/// What the arguments of ConfigureCaches() and the options "/lumrd/pointmemory",
+/// "/lumrd/octreememory" and "/lumrd/constantmemorylimit" come to.
+PtcCacheSizes CacheSizes(int threads, std::int64_t point_kb, std::int64_t node_kb);
+
+class PtcCacheSet : public TgUncopyable {
+public:
+    /// Throws std::bad_alloc.
+    explicit PtcCacheSet(const PtcCacheSizes& sizes);
+
+    /// A record for a thread that has none: one whose thread has ended, or a new one.
+    /// Any thread. Throws std::bad_alloc.
+    PtcThreadCache* TakeRecord() UTIL_EXCLUDES(registry_lock_);
+
+    /// Gives the record's holds back, and the record to the next thread. Any thread; the owner is
+    /// done with it.
+    void GiveBack(PtcThreadCache& record) UTIL_EXCLUDES(registry_lock_);
+
+    /// See MergeCacheStats().
+    void MergeStats(PtcCacheStats* total) UTIL_EXCLUDES(registry_lock_);
+
+    /// See PtcSharedCache::BrokenPromise().
+    const char* BrokenPromise() const;
+
+private:
+    struct Entry {
+        std::unique_ptr<PtcThreadCache> record;
+        bool is_owned;  ///< by a living thread
+    };
+
+    // The statistics come first and go last: the caches take their memory off them at their end.
+    // The records go before the caches, whose blocks they hold.
+    const PtcCacheSizes sizes_;
+    PtcCacheStats stats_;
+    PtcPointCache points_;
+    PtcNodeCache nodes_;
+
+    TgMutex registry_lock_;
+    std::vector<Entry> registry_ UTIL_GUARDED_BY(registry_lock_);  ///< by the records' index
+};

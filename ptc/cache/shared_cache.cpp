@@ -1,0 +1,328 @@
+// Finding, claiming, filling, inserting and releasing blocks.
+//
+// A miss goes through these steps, each under the locks it names:
+//
+//   ClaimBlock    list           CLAIMED, on no list
+//   LeaveChain    bucket         ... and in no chain: now nobody else can reach it
+//   Read          none           filled
+//   Insert        bucket         HELD(1), in its chain; or the other thread's block instead
+//
+// A claim that ends before Insert gives its block back, on whichever way it ends.
+
+#include "ptc/cache/shared_cache.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+#include <utility>
+
+#include "util/host/message.h"
+
+namespace {
+
+constexpr int kUnreadableCode = 4;
+
+std::size_t BucketCount(std::int32_t capacity) {
+    return std::bit_ceil(2 * static_cast<std::size_t>(capacity));
+}
+
+/// Null pointers, whose pages are touched only when they are used. Throws std::bad_alloc.
+PtcBlockLinks NullLinks(std::size_t count) {
+    auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
+    if (!links) throw std::bad_alloc();
+    return PtcBlockLinks(links);
+}
+
+}  // namespace
+
+/// Proof, passed as an argument, that one bucket's lock is held for reading. clang cannot name
+/// "the lock of bucket b"; a parameter can.
+class PtcSharedCache::BucketRead {
+public:
+    [[nodiscard]] BucketRead(PtcSharedCache& cache, std::size_t bucket)
+        : lock_(cache.bucket_lock_[bucket % kBucketLocks], false) {}
+
+private:
+    tbb::spin_rw_mutex::scoped_lock lock_;
+};
+
+/// The same for writing; knows its bucket's chain.
+class PtcSharedCache::BucketWrite {
+public:
+    [[nodiscard]] BucketWrite(PtcSharedCache& cache, std::size_t bucket)
+        : head_(cache.heads_[bucket]), lock_(cache.bucket_lock_[bucket % kBucketLocks], true) {}
+
+    PtcCacheBlock*& Head() const { return head_; }
+
+private:
+    PtcCacheBlock*& head_;
+    tbb::spin_rw_mutex::scoped_lock lock_;
+};
+
+/// A block in state CLAIMED that is in no chain. Gives it back unless it was put to use, so that
+/// failed reads and missing memory, and what a file throws, lose no block.
+class PtcSharedCache::Claim {
+public:
+    [[nodiscard]] Claim(PtcSharedCache& cache, PtcCacheBlock& block)
+        : cache_(cache), block_(&block) {}
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+    ~Claim() {
+        if (!block_) return;
+        TgSpinGuard hold(cache_.list_lock_);
+        cache_.GiveBack(*block_);
+    }
+
+    PtcCacheBlock& operator*() const { return *block_; }
+
+    /// From here on the block is somebody else's affair.
+    PtcCacheBlock& Let() { return *std::exchange(block_, nullptr); }
+
+private:
+    PtcSharedCache& cache_;
+    PtcCacheBlock* block_;
+};
+
+PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCacheStats& stats)
+    : kind_(kind),
+      capacity_(capacity),
+      bucket_mask_(BucketCount(capacity) - 1),
+      shared_stats_(stats),
+      heads_(NullLinks(BucketCount(capacity))) {
+    {
+        TgMutexGuard grow(grow_lock_);
+        const std::int32_t chunks = (capacity + kChunkBlocks - 1) / kChunkBlocks;
+        chunks_.reserve(static_cast<std::size_t>(chunks));
+    }
+    if (!Grow()) throw std::bad_alloc();
+    Charge(FixedBytes());
+    (stats.*kind.figures).slots.Set(static_cast<unsigned long>(capacity));
+}
+
+/// What is charged from the beginning: the entries of the whole capacity, and the buckets.
+std::int64_t PtcSharedCache::FixedBytes() const {
+    return std::int64_t{capacity_} * std::int64_t{sizeof(PtcCacheBlock)} +
+           static_cast<std::int64_t>((bucket_mask_ + 1) * sizeof(void*));
+}
+
+void PtcSharedCache::FreeBlocks() {
+    TgMutexGuard grow(grow_lock_);
+    TgSpinGuard hold(list_lock_);
+    std::int32_t left = allocated_;
+    for (const auto& chunk : chunks_) {
+        const std::int32_t blocks = std::min(left, kChunkBlocks);
+        for (PtcCacheBlock* block = chunk.get(); block != chunk.get() + blocks; ++block) {
+            Charge(-BytesOf(*block));
+            FreeData(*block);
+        }
+        left -= blocks;
+    }
+    chunks_.clear();
+    allocated_ = 0;
+    Charge(-FixedBytes());
+}
+
+// --- getting and releasing ---
+
+PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats& stats) {
+    const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
+    PtcCacheFigures& figures = stats.*kind_.figures;
+    if (PtcCacheBlock* const found = FindAndHold(request, bucket)) {
+        figures.hits.Add(1);
+        return found;
+    }
+    figures.misses.Add(1);
+    bool is_unreadable = false;
+    PtcCacheBlock* const block = Load(request, bucket, stats, &is_unreadable);
+    if (is_unreadable) {
+        const char* const name = request.file.Name();
+        MsgReport(kind_.unreadable, kUnreadableCode, kMsgError, name ? name : "<nofile>");
+    }
+    return block;
+}
+
+/// The second half of a miss: reads the block and puts it to use. Null: no block is to be had, or
+/// no memory, or the file cannot be read, which is told in `*is_unreadable`.
+PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::size_t bucket,
+                                    PtcCacheStats& stats, bool* is_unreadable) {
+    PtcCacheBlock* const claimed = ClaimBlock();
+    if (!claimed) return nullptr;
+    LeaveChain(*claimed);
+    Claim claim(*this, *claimed);
+    try {
+        if (!MakeRoom(*claim, request.file)) return nullptr;
+        *is_unreadable = Failed(Read(*claim, request, stats));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    return *is_unreadable ? nullptr : Insert(claim, request, bucket);
+}
+
+void PtcSharedCache::Release(PtcCacheBlock& block) {
+    const BucketWrite lock(*this, static_cast<std::size_t>(block.bucket));
+    if (!block.state.Drop()) return;
+    TgSpinGuard hold(list_lock_);
+    PushIdleHead(block);
+}
+
+/// A block of the chain that can be held, now held; null: a miss.
+PtcCacheBlock* PtcSharedCache::FindAndHold(const PtcBlockRequest& request, std::size_t bucket) {
+    using Hold = PtcBlockState::Hold;
+    PtcCacheBlock* block;
+    Hold hold = Hold::kMiss;
+    {
+        const BucketRead lock(*this, bucket);
+        for (block = heads_[bucket]; block; block = block->chain_next) {
+            if (!block->Holds(request.file.Identity(), request.index)) continue;
+            hold = block->state.TryHold();
+            if (hold != Hold::kMiss) break;
+        }
+    }
+    if (hold == Hold::kRevived) {
+        TgSpinGuard list(list_lock_);
+        UnlinkIdle(*block);
+    }
+    return block;
+}
+
+/// Times the reading of a claimed block and counts what it reads, whether it succeeds or not.
+CloudStatus PtcSharedCache::Read(PtcCacheBlock& block, const PtcBlockRequest& request,
+                                 PtcCacheStats& stats) {
+    (stats.*kind_.figures).read.Add(ItemsIn(request));
+    const UtHresTimerScope timed(stats.cache_read_time);
+    return Fill(block, request);
+}
+
+/// Puts a filled block to use, unless another thread has read the same one meanwhile.
+PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& request,
+                                      std::size_t bucket) {
+    const BucketWrite lock(*this, bucket);
+    if (PtcCacheBlock* const other = HoldOther(claim, request, lock)) return other;
+    PtcCacheBlock& block = claim.Let();
+    block.identity = request.file.Identity();
+    block.index = request.index;
+    block.bucket = static_cast<std::int32_t>(bucket);
+    block.chain_next = lock.Head();
+    lock.Head() = &block;
+    block.state.Publish();
+    return &block;
+}
+
+/// The other thread's block, held in exchange for the claimed one; null: there is none. Both are
+/// done under the lists' lock, so that nobody who looks for a block finds one too few.
+PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& request,
+                                         const BucketWrite& lock) {
+    using Hold = PtcBlockState::Hold;
+    for (PtcCacheBlock* block = lock.Head(); block; block = block->chain_next) {
+        if (!block->Holds(request.file.Identity(), request.index)) continue;
+        TgSpinGuard list(list_lock_);
+        const Hold hold = block->state.TryHold();
+        if (hold == Hold::kMiss) continue;  // being evicted: its claimer waits for this bucket
+        if (hold == Hold::kRevived) UnlinkIdle(*block);
+        GiveBack(claim.Let());
+        return block;
+    }
+    return nullptr;
+}
+
+// --- where blocks come from ---
+
+/// A block in state CLAIMED, on no list, perhaps still in a chain; null: all are held.
+PtcCacheBlock* PtcSharedCache::ClaimBlock() {
+    bool can_grow = true;
+    for (;;) {
+        {
+            TgSpinGuard hold(list_lock_);
+            if (PtcCacheBlock* const block = PopFree()) return block;
+            if (!can_grow || allocated_ == capacity_) return ClaimIdle();
+        }
+        can_grow = Grow();
+    }
+}
+
+/// Fills the free list with a new chunk, unless another thread has, or all blocks exist.
+/// False: no memory.
+bool PtcSharedCache::Grow() {
+    TgMutexGuard grow(grow_lock_);
+    std::int32_t count;
+    {
+        TgSpinGuard hold(list_lock_);
+        if (free_head_) return true;
+        count = std::min(capacity_ - allocated_, kChunkBlocks);
+    }
+    if (count == 0) return true;
+    std::unique_ptr<PtcCacheBlock[]> chunk(new (std::nothrow)
+                                               PtcCacheBlock[static_cast<std::size_t>(count)]);
+    if (!chunk) return false;
+    PtcCacheBlock* const first = chunk.get();
+    for (PtcCacheBlock* block = first; block != first + count - 1; ++block)
+        block->reuse_next = block + 1;
+    chunks_.push_back(std::move(chunk));  // room for all chunks is reserved
+    TgSpinGuard hold(list_lock_);
+    first[count - 1].reuse_next = free_head_;
+    free_head_ = first;
+    allocated_ += count;
+    return true;
+}
+
+/// Takes a claimed block out of its chain and off its key: from here on it is the claimer's alone.
+void PtcSharedCache::LeaveChain(PtcCacheBlock& block) {
+    if (block.bucket == kNoBucket) return;
+    const BucketWrite lock(*this, static_cast<std::size_t>(block.bucket));
+    PtcCacheBlock** link = &lock.Head();
+    while (*link != &block) link = &(*link)->chain_next;
+    *link = block.chain_next;
+    block.chain_next = nullptr;
+    block.bucket = kNoBucket;
+    block.identity = kNoFile;
+    block.index = kNoIndex;
+}
+
+// --- the lists ---
+
+/// A claimed block goes to the tail, to be taken first, because it holds nothing. A file that
+/// fails again and again therefore costs the others one block.
+void PtcSharedCache::GiveBack(PtcCacheBlock& block) {
+    block.state.Abandon();
+    PushIdleTail(block);
+}
+
+PtcCacheBlock* PtcSharedCache::PopFree() {
+    PtcCacheBlock* const block = free_head_;
+    if (!block || !block->state.TryClaim()) return nullptr;  // nobody else reaches it: never fails
+    free_head_ = block->reuse_next;
+    block->reuse_next = nullptr;
+    return block;
+}
+
+/// The idle block that was released longest ago. Those that a reader has just revived, and will
+/// unlink as soon as it gets the lock, are passed over.
+PtcCacheBlock* PtcSharedCache::ClaimIdle() {
+    for (PtcCacheBlock* block = idle_tail_; block; block = block->reuse_previous) {
+        if (!block->state.TryClaim()) continue;
+        UnlinkIdle(*block);
+        return block;
+    }
+    return nullptr;
+}
+
+void PtcSharedCache::PushIdleHead(PtcCacheBlock& block) {
+    block.reuse_next = idle_head_;
+    block.reuse_previous = nullptr;
+    (idle_head_ ? idle_head_->reuse_previous : idle_tail_) = &block;
+    idle_head_ = &block;
+}
+
+void PtcSharedCache::PushIdleTail(PtcCacheBlock& block) {
+    block.reuse_next = nullptr;
+    block.reuse_previous = idle_tail_;
+    (idle_tail_ ? idle_tail_->reuse_next : idle_head_) = &block;
+    idle_tail_ = &block;
+}
+
+void PtcSharedCache::UnlinkIdle(PtcCacheBlock& block) {
+    (block.reuse_previous ? block.reuse_previous->reuse_next : idle_head_) = block.reuse_next;
+    (block.reuse_next ? block.reuse_next->reuse_previous : idle_tail_) = block.reuse_previous;
+    block.reuse_next = nullptr;
+    block.reuse_previous = nullptr;
+}

@@ -1,0 +1,158 @@
+// `PtcSharedCache`: blocks that any thread may share, up to a fixed count.
+//
+// Units      capacity in blocks; memory figures in bytes.
+// Errors     Get() answers null when the file cannot be read (reported, once per try, as T43051
+//            or T43052), when memory cannot be had, and when every block is held (both silent).
+// Ownership  the cache owns all blocks until it is destroyed; a caller owns one hold for each
+//            block it got and gives it back with Release().
+// Threads    any member from any thread at any time, but for the constructor, the destructor and
+//            BrokenPromise().
+//
+// Locks, in the order in which they may be taken:
+//
+//   rank  lock          count  guards
+//   50    grow_lock_      1    the making of chunks, the list of them
+//   51    bucket_lock_  128    the chains of the buckets b with b % 128 == i
+//   52    list_lock_      1    reuse list, free list, allocated count
+//
+//   - at most one bucket lock per thread at a time, and none under grow_lock_;
+//   - list_lock_ may be taken inside a bucket lock, never the other way round: eviction therefore
+//     drops list_lock_ before it unlinks from a bucket;
+//   - a chunk is allocated under grow_lock_ alone, so that whoever finds the free list empty
+//     meanwhile waits for it instead of finding nothing;
+//   - no lock is held while a file is read, so two threads that miss on one block at once may
+//     both read it. The later one finds the other's block when it inserts, under the bucket's
+//     lock, and gives its own back: a chain never holds a key twice.
+
+#pragma once
+
+#include <tbb/spin_rw_mutex.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "ptc/cache/cache_block.h"
+#include "ptc/cache/cache_stats.h"
+#include "util/base/tg_lock.h"
+
+/// A block that is wanted, and what it takes to read it.
+struct PtcBlockRequest {
+    PtcBlockSource& file;
+    std::int64_t index;            ///< first point, or the parent's reference
+    const std::int64_t* children;  ///< the parent's eight references; null for points
+};
+
+struct PtcFree {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+using PtcBlockLinks = std::unique_ptr<PtcCacheBlock*[], PtcFree>;
+
+class PtcSharedCache : public TgUncopyable {
+public:
+    static constexpr std::int32_t kChunkBlocks = 1024;
+    static constexpr std::size_t kBucketLocks = 128;
+
+    /// The block that `request` names, held once more; null: see above. Counts one hit or one
+    /// miss, and what is read, in `stats`, which is the calling thread's.
+    PtcCacheBlock* Get(const PtcBlockRequest& request, PtcCacheStats& stats);
+
+    /// Gives one hold back. Caller: holds the block.
+    void Release(PtcCacheBlock& block);
+
+    std::int32_t Capacity() const { return capacity_; }
+
+    /// The promise that is broken, in words, or null. Lists, chains, states and the memory charged
+    /// must agree. Caller: nobody else is inside; blocks may be held.
+    const char* BrokenPromise() const;
+
+protected:
+    /// What distinguishes the two caches beside the virtual functions.
+    struct Kind {
+        PtcFiguresOf figures;
+        const char* unreadable;  ///< the message's identifier
+    };
+
+    /// `capacity`: at least 1. `stats` are charged with memory and outlive the cache.
+    PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCacheStats& stats);
+
+    /// Caller: has called FreeBlocks() while the virtual functions were still its own.
+    virtual ~PtcSharedCache() = default;
+
+    /// Frees all blocks and takes their memory off the statistics.
+    void FreeBlocks();
+
+    void Charge(std::int64_t bytes) { (shared_stats_.*kind_.figures).memory.Charge(bytes); }
+
+private:
+    friend struct PtcCacheView;  // tests compare lists and states with a model's
+
+    class BucketRead;
+    class BucketWrite;
+    class Claim;
+
+    /// The bucket's number before it is masked.
+    virtual std::uint64_t HashOf(std::uint32_t identity, std::int64_t index) const = 0;
+
+    /// Makes records and data arrays large enough for the file's items. False: no memory; what
+    /// the block has is charged all the same.
+    virtual bool MakeRoom(PtcCacheBlock& block, const PtcBlockSource& file) = 0;
+
+    /// Reads the block from the file and clears what the file does not fill.
+    virtual CloudStatus Fill(PtcCacheBlock& block, const PtcBlockRequest& request) = 0;
+
+    /// How many items one reading counts for.
+    virtual unsigned long ItemsIn(const PtcBlockRequest& request) const = 0;
+
+    /// Bytes charged for what the block has now.
+    virtual std::int64_t BytesOf(const PtcCacheBlock& block) const = 0;
+
+    virtual void FreeData(PtcCacheBlock& block) = 0;
+
+    std::size_t BucketOf(std::uint32_t identity, std::int64_t index) const {
+        return HashOf(identity, index) & bucket_mask_;
+    }
+    std::int64_t FixedBytes() const;
+
+    PtcCacheBlock* FindAndHold(const PtcBlockRequest& request, std::size_t bucket);
+    PtcCacheBlock* Load(const PtcBlockRequest& request, std::size_t bucket, PtcCacheStats& stats,
+                        bool* is_unreadable);
+    PtcCacheBlock* ClaimBlock();
+    bool Grow();
+    void LeaveChain(PtcCacheBlock& block);
+    CloudStatus Read(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats);
+    PtcCacheBlock* Insert(Claim& claim, const PtcBlockRequest& request, std::size_t bucket);
+    PtcCacheBlock* HoldOther(Claim& claim, const PtcBlockRequest& request, const BucketWrite& lock);
+
+    void GiveBack(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+    PtcCacheBlock* PopFree() UTIL_REQUIRES(list_lock_);
+    PtcCacheBlock* ClaimIdle() UTIL_REQUIRES(list_lock_);
+    void PushIdleHead(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+    void PushIdleTail(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+    void UnlinkIdle(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+
+    const char* BrokenChain() const;
+    const char* BrokenList() const;
+
+    // Immutable after construction.
+    const Kind kind_;
+    const std::int32_t capacity_;
+    const std::size_t bucket_mask_;
+    PtcCacheStats& shared_stats_;
+
+    // Guarded by the locks of their buckets: BucketRead and BucketWrite are the proof.
+    const PtcBlockLinks heads_;
+    mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
+
+    // Guarded.
+    TgMutex grow_lock_;
+    std::vector<std::unique_ptr<PtcCacheBlock[]>> chunks_ UTIL_GUARDED_BY(grow_lock_);
+
+    alignas(64) TgSpinByte list_lock_;  // away from what lookups read all the time
+    PtcCacheBlock* idle_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released last
+    PtcCacheBlock* idle_tail_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released longest ago
+    PtcCacheBlock* free_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< never held data
+    std::int32_t allocated_ UTIL_GUARDED_BY(list_lock_) = 0;
+};

@@ -1,0 +1,216 @@
+// The walk through a header.
+
+#include "ptc/cloud/header_grammar.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+#include "ptc/format/layout.h"
+#include "ptc/format/variables.h"
+
+namespace {
+
+/// Counts are stored as doubles: every whole number up to here is one.
+constexpr double kMostCount = 9007199254740992.0;
+
+class HeaderWalk {
+public:
+    HeaderWalk(Cloud& cloud, HeaderPlaces& places, HeaderListener& listener)
+        : cloud_(cloud), input_(cloud.input), places_(places), listener_(listener) {}
+
+    bool Run() {
+        cloud_.header_position = input_.Tell();
+        if (!Block()) return false;
+        places_.fixed_header = input_.Tell();
+        if (!TakeMatrix("world_to_eye", cloud_.world_to_eye) ||
+            !TakeMatrix("world_to_ndc", cloud_.world_to_ndc) ||
+            !TakeFloats("format", cloud_.stored_format) ||
+            !Variables("npointvars", "pointdatasize", &cloud_.point_variables))
+            return false;
+        if (cloud_.version >= 1 && !Variables("ntreevars", "treedatasize", &cloud_.node_variables))
+            return false;
+        places_.data_start = cloud_.data_start = input_.Tell();
+        return true;
+    }
+
+private:
+    bool Tell(HeaderFinding finding) {
+        if (finding.place == 0) finding.place = here_;
+        return listener_.Hear(finding);
+    }
+
+    /// Tells what leaves unknown where the next value stands.
+    bool End(const HeaderFinding& finding) {
+        (void)Tell(finding);
+        return false;
+    }
+
+    /// Remembers the value's place and reads it. False: it is not there.
+    template <class Read>
+    bool Take(const char* key, Read read) {
+        here_ = input_.Tell();
+        return !Failed(read()) || End({HeaderFault::kMissing, key});
+    }
+
+    /// The place of number `index` of an array; in text form its line stands for it.
+    std::int64_t Item(std::size_t index) const {
+        return input_.IsText() ? here_ : here_ + static_cast<std::int64_t>(4 * index);
+    }
+
+    /// Floats that should all be finite.
+    bool TakeFloats(const char* key, std::span<float> values) {
+        return Take(key, [&] { return input_.ReadFloats(key, values); }) && AreFinite(key, values);
+    }
+
+    /// The same for a matrix, whose key in text form ends in a newline of its own.
+    bool TakeMatrix(const char* key, std::span<float, 16> matrix) {
+        const std::string line = std::string(key) + '\n';
+        return Take(key, [&] { return input_.ReadMatrix(line.c_str(), matrix); }) &&
+               AreFinite(key, matrix);
+    }
+
+    bool AreFinite(const char* key, std::span<const float> values) {
+        for (std::size_t i = 0; i < values.size(); ++i)
+            if (!std::isfinite(values[i]) &&
+                !Tell({HeaderFault::kNotFinite, key, Item(i), values[i], 0, i}))
+                return false;
+        return true;
+    }
+
+    bool TakeCount(const char* key, std::int64_t* count) {
+        double stored = 0;
+        *count = 0;
+        if (!Take(key, [&] { return input_.ReadDouble(key, &stored); })) return false;
+        // A stored value that is no number fails every comparison.
+        if (!(stored >= 0 && stored <= kMostCount && stored == std::floor(stored)))
+            return Tell({HeaderFault::kNotACount, key, 0, stored});
+        *count = static_cast<std::int64_t>(stored);
+        return true;
+    }
+
+    /// What a writer rewrites in place.
+    bool Block() {
+        std::array<float, 6> box;
+        if (!TakeCount("npoints", &cloud_.point_count)) return false;
+        places_.point_count = here_;
+        if (!TakeFloats("bbox", box)) return false;
+        places_.box = here_;
+        std::copy_n(box.begin(), 3, cloud_.box_min.begin());
+        std::copy_n(box.begin() + 3, 3, cloud_.box_max.begin());
+        // Without points an empty box is the right one.
+        for (std::size_t axis = 0; cloud_.point_count > 0 && axis < 3; ++axis)
+            if (box[axis] > box[axis + 3] && !Tell({HeaderFault::kBoxInsideOut,
+                                                    "bbox",
+                                                    Item(axis),
+                                                    box[axis],
+                                                    box[axis + 3],
+                                                    axis,
+                                                    {}}))
+                return false;
+        if (cloud_.version >= 1 && !Nodes()) return false;
+        return cloud_.version < 2 || (LargestRadius() && Padding());
+    }
+
+    /// Whether the root is a node only the walk through the octree can tell.
+    bool Nodes() {
+        if (!TakeCount("nnodes", &cloud_.node_count)) return false;
+        places_.node_count = here_;
+        cloud_.stored_node_count = cloud_.node_count;
+        std::int64_t& root = cloud_.root_position;
+        if (!Take("rootpos", [&] { return input_.ReadInt64("rootpos", &root); })) return false;
+        places_.root_position = here_;
+        if (cloud_.node_count > 0 && root == 0)
+            return Tell({HeaderFault::kNodesWithoutRoot, "rootpos"});
+        if (cloud_.node_count == 0 && root != 0)
+            return Tell({HeaderFault::kRootWithoutNodes, "rootpos", 0, static_cast<double>(root)});
+        return true;
+    }
+
+    bool LargestRadius() {
+        float& radius = cloud_.largest_radius;
+        const auto read = [&] { return input_.ReadFloat("largestradius", &radius); };
+        if (!Take("largestradius", read)) return false;
+        places_.largest_radius = here_;
+        if (std::isfinite(radius) && radius >= 0) return true;
+        return Tell({HeaderFault::kNotARadius, "largestradius", 0, radius});
+    }
+
+    /// Reserved room: whatever stands there is right.
+    bool Padding() {
+        std::array<float, ptc_layout::kPaddingFloats> padding;
+        return Take("padding", [&] { return input_.ReadFloats("padding", padding); });
+    }
+
+    /// One list of variables: a count, the floats of all together, and a line for each.
+    bool Variables(const char* count_key, const char* size_key, CloudVariables* variables) {
+        std::int32_t count = 0;
+        if (!Take(count_key, [&] { return input_.ReadInt(count_key, &count); })) return false;
+        if (count < 0 || count > ptc_layout::kMaxVariables)
+            return End({HeaderFault::kVariableCount, count_key, 0, static_cast<double>(count)});
+        std::int32_t& size = variables->data_size;
+        if (!Take(size_key, [&] { return input_.ReadInt(size_key, &size); })) return false;
+        const std::int64_t size_place = here_;
+
+        std::int64_t total = 0;
+        bool are_known = true;
+        for (std::int32_t i = 0; i < count; ++i)
+            if (!TakeDeclaration(count_key, variables, &total, &are_known)) return false;
+        if (!are_known) return false;
+        const auto floats = static_cast<double>(total);
+        if (total != size && !Tell({HeaderFault::kDataSize, size_key, size_place,
+                                    static_cast<double>(size), floats}))
+            return false;
+        return total <= ptc_layout::kMaxDataFloats ||
+               Tell({HeaderFault::kTooManyFloats, size_key, size_place, floats});
+    }
+
+    /// One line. `*are_known` turns false when its type does not say how many floats it has; the
+    /// lines behind it are read all the same.
+    bool TakeDeclaration(const char* list, CloudVariables* variables, std::int64_t* total,
+                         bool* are_known) {
+        std::string line;
+        here_ = input_.Tell();
+        if (Failed(input_.ReadLine(&line, TokenInput::kMaxDeclaration)))
+            return End({line.size() == TokenInput::kMaxDeclaration
+                            ? HeaderFault::kDeclarationTooLong
+                            : HeaderFault::kDeclarationMissing,
+                        list});
+        Declaration declaration = SplitDeclaration(line);
+        const std::optional<std::int32_t> size = KnownComponentCount(declaration.type);
+        variables->types.push_back(std::move(declaration.type));
+        variables->names.push_back(std::move(declaration.name));
+        variables->sizes.push_back(size.value_or(0));
+        *total += size.value_or(0);
+        if (size && *size >= 1) return true;
+        *are_known = false;
+        return Tell(
+            {size ? HeaderFault::kNoFloats : HeaderFault::kUnknownType, list, 0, 0, 0, 0, line});
+    }
+
+    Cloud& cloud_;
+    TokenInput& input_;
+    HeaderPlaces& places_;
+    HeaderListener& listener_;
+    std::int64_t here_ = 0;  ///< of the value that was read last
+};
+
+}  // namespace
+
+CloudStatus WalkHeader(Cloud& cloud, HeaderPlaces* places, HeaderListener& listener) {
+    return HeaderWalk(cloud, *places, listener).Run() ? CloudStatus::kOk : CloudStatus::kFailed;
+}
+
+Declaration SplitDeclaration(std::string_view line) {
+    constexpr std::string_view kBlanks = " \t\r\v\f";
+    const auto take_word = [&] {
+        line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+        const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
+        line.remove_prefix(word.size());
+        return std::string(word);
+    };
+    Declaration declaration;
+    declaration.type = take_word();
+    declaration.name = take_word();
+    return declaration;
+}

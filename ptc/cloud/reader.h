@@ -1,0 +1,69 @@
+// The point cloud reader: opening, header values by name, points and nodes in sequence.
+//
+// Units      positions and radii in world space; offsets in bytes from the start of the (inflated)
+//            file; point indexes count from 0.
+// Errors     1 for success, 0 for failure. Unless a cloud is opened quietly, warnings about a point
+//            or a variable type that cannot be read go to standard output, and a compressed
+//            organised file is reported as T43050. Throws std::bad_alloc when memory runs out.
+// Ownership  the caller owns the cloud, and every array that it hands in or gets.
+// Threads    one caller at a time for one cloud; clouds are independent.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "ptc/cloud/cloud.h"
+#include "ptc/format/record_code.h"
+#include "util/base/results.h"
+
+/// Whether a file may hold fewer points and nodes than its header counts.
+enum class CountCheck {
+    kStrict,  ///< such a file is refused, as far as its size can be known
+    kOff,     ///< it is opened, for whoever wants to save what is there
+};
+
+struct OpenOptions {
+    CountCheck counts = CountCheck::kStrict;
+    bool is_quiet = false;  ///< nothing is printed or reported: the caller tells what fails
+};
+
+/// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the file
+/// then stands at the first point. Null on failure; `*why` tells the reason in words, and `*error`,
+/// unless null, is the errno behind it, or 0 when it lies in what the file says.
+std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why,
+                                 const OpenOptions& options = {}, int* error = nullptr);
+
+/// The same from `source`, which stands at its start; `name` is for messages.
+std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
+                                 std::string* why, const OpenOptions& options = {});
+
+/// Opens `name` and reads up to its version, which `cloud.version` then holds: as a plain file
+/// first, and inflated when that is of neither form.
+TokenOpenStatus OpenHeader(Cloud& cloud, const char* name);
+
+/// Stores the header value that `request` names at `out`: `docs/format.md` lists the requests and
+/// what each one stores. Arrays are allocated with malloc, and so is every text in them; the caller
+/// frees both. A count that 32 bits do not hold is stored as INT32_MAX.
+/// Failed: no such request, or no memory for the answer; nothing is stored.
+CloudStatus GetHeaderValue(const Cloud& cloud, std::string_view request, void* out);
+
+/// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
+/// where the file stands, or from the first point to go back.
+CloudStatus SeekPoint(Cloud& cloud, std::int64_t index);
+
+/// Reads the next `heads.size()` points; `data` takes as many times the floats of one point, and
+/// may be empty when these are not wanted. Normals come decoded.
+/// Failed: the file ends before, or a record cannot be read. `*count` tells how many were read in
+/// either case, whole ones only.
+CloudStatus ReadPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data,
+                       std::size_t* count);
+
+/// Reads the node at `offset`. `data`: as many floats as the node variables take, or empty.
+/// `*end`: where the record ends, unless null. The file stands at no particular point afterwards:
+/// SeekPoint() brings it back.
+CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
+                     std::int64_t* end = nullptr);

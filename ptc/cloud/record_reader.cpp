@@ -1,0 +1,218 @@
+// Runs of points, children of a node, variables by name.
+
+#include "ptc/cloud/record_reader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <system_error>
+
+#include "ptc/format/layout.h"
+#include "ptc/format/text_records.h"
+
+namespace {
+
+constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
+
+std::size_t Unsigned(std::int64_t value) {
+    return static_cast<std::size_t>(value);
+}
+
+void StoreNode(const NodeRecord& node, PtcNode* record) {
+    record->first_point = node.first_point;
+    record->point_count = node.point_count;
+    std::copy_n(node.box, 6, record->box);
+    std::copy_n(node.children, kNodeChildren, record->children);
+}
+
+std::size_t DataFloats(const CloudVariables& variables) {
+    return static_cast<std::size_t>(variables.data_size);
+}
+
+}  // namespace
+
+CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
+    auto header = OpenCloud(name, why, {}, error);
+    if (!header) return CloudStatus::kFailed;
+    is_text_ = header->input.IsText();
+    const bool is_gzip = header->input.IsCompressed();
+    const auto record =
+        static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header->point_variables)));
+    // Behind the points of a binary file; a text file tells only by reading it.
+    points_end_ = header->data_start;
+    if (!is_text_ && !is_gzip) points_end_ += header->point_count * record;
+
+    // The reader lets the nodes of a compressed file stand when there are no points. Nothing bounds
+    // their number then.
+    if (is_gzip) header->node_count = 0;
+    header_ = std::move(header);
+    if (in_memory) {
+        // The cursor hands points out in their order only, which is of no use to a tree.
+        header_->node_count = 0;
+        header_->root_position = 0;
+        const CloudStatus loaded = LoadPoints(name, why);
+        if (error) *error = header_->input.Error();
+        header_->input.Close();
+        return loaded;
+    }
+    header_->input.Close();
+    source_ = OpenRandomSource(name, is_gzip);
+    if (source_) {
+        text_points_.Begin(*source_, header_->data_start, DataFloats(header_->point_variables));
+        return CloudStatus::kOk;
+    }
+    const int code = errno;
+    *why = std::generic_category().message(code);
+    if (error) *error = code;
+    return CloudStatus::kFailed;
+}
+
+void PtcRecordReader::Close() {
+    source_.reset();
+}
+
+CloudStatus PtcRecordReader::LoadPoints(const char* name, std::string* why) {
+    const std::size_t floats = DataFloats(header_->point_variables);
+    const std::size_t record = kHeadFloats + floats;
+    PointHead head;
+    std::size_t count = 0;
+    values_.clear();
+    for (std::int64_t i = 0; i < header_->point_count; ++i) {
+        // Grown as points really come: the header alone is not worth this much memory.
+        const std::size_t at = values_.size();
+        values_.resize(at + record);
+        const auto data = std::span(values_).subspan(at + kHeadFloats);
+        if (Failed(::ReadPoints(*header_, std::span(&head, 1), data, &count))) {
+            *why = std::string("points of '") + name + "' cannot be read";
+            return CloudStatus::kFailed;
+        }
+        std::memcpy(&values_[at], &head, sizeof head);
+    }
+    is_in_memory_ = true;
+    next_value_ = 0;
+    return CloudStatus::kOk;
+}
+
+CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* records) {
+    const std::size_t floats = DataFloats(header_->point_variables);
+    const std::size_t record = kHeadFloats + floats;
+    for (std::int64_t i = 0; i < count; ++i) {
+        if (values_.size() - next_value_ < record) return CloudStatus::kFailed;
+        PointHead head;
+        std::memcpy(&head, &values_[next_value_], sizeof head);
+        StoreHead(head, &records[i]);
+        std::copy_n(values_.begin() + static_cast<std::ptrdiff_t>(next_value_ + kHeadFloats),
+                    floats, records[i].data);
+        next_value_ += record;
+    }
+    return CloudStatus::kOk;
+}
+
+CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) {
+    if (is_in_memory_) return ReadFromMemory(count, records);
+    if (!source_ || first < 0 || count < 0 || first > header_->point_count ||
+        count > header_->point_count - first)
+        return CloudStatus::kFailed;
+    return is_text_ ? text_points_.Read(first, count, records)
+                    : ReadBinaryPoints(first, count, records);
+}
+
+CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t count,
+                                              PtcPoint* records) {
+    const std::size_t floats = DataFloats(header_->point_variables);
+    const std::size_t record = ptc_layout::PointBytes(floats);
+    // The header was checked against the file's size, but that of a gzip file is not known.
+    constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+    const auto bytes = static_cast<std::int64_t>(record);
+    if (first > (kMost - header_->data_start) / bytes || count > kMost / bytes)
+        return CloudStatus::kFailed;
+
+    const std::unique_ptr<std::byte[]> raw(new std::byte[Unsigned(count) * record]);
+    const std::int64_t there =
+        source_->ReadAt(header_->data_start + first * bytes, {raw.get(), Unsigned(count) * record});
+    const NormalDecoder& normals = Normals();
+    for (std::int64_t i = 0; i < count; ++i) {
+        if (there < (i + 1) * bytes) return CloudStatus::kFailed;
+        PointHead head;
+        DecodePoint(&raw[Unsigned(i) * record], normals, &head, {records[i].data, floats});
+        StoreHead(head, &records[i]);
+    }
+    return CloudStatus::kOk;
+}
+
+/// What was read of a node's children: from one of them on, enough for all that are still to come,
+/// in the usual case that they stand one behind the other.
+struct PtcRecordReader::Children {
+    std::size_t left;  ///< children that are still to come
+    std::vector<std::byte> bytes;
+    std::int64_t begin = 0;  ///< offset in the file of the first byte
+    std::int64_t next = 0;   ///< where the next child is expected; no reference is 0
+};
+
+/// Whether what `node`, read at `reference`, says of the file can be true.
+bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) const {
+    if (node.first_point < 0 || node.point_count < 0 ||
+        std::int64_t{node.first_point} + node.point_count > header_->point_count)
+        return false;
+    return std::all_of(std::begin(node.children), std::end(node.children), [&](std::int64_t child) {
+        return child == 0 || (child >= points_end_ && child < reference);
+    });
+}
+
+bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, PtcNode* record) {
+    const std::size_t floats = DataFloats(header_->node_variables);
+    const std::span<float> data(record->data, floats);
+    NodeRecord node;
+    if (is_text_) {
+        TokenInput input;
+        input.ResumeText(std::make_unique<RandomSourceReader>(*source_, reference));
+        if (Failed(ReadTextNode(input, &node, data))) return false;
+    } else {
+        if (reference != children.next) {
+            // The first, or not where it is expected: the reference wins.
+            children.bytes.resize(ptc_layout::MaxNodeBytes(floats) * children.left);
+            const std::int64_t read = source_->ReadAt(reference, children.bytes);
+            children.bytes.resize(Unsigned(std::max<std::int64_t>(read, 0)));
+            children.begin = reference;
+        }
+        ByteCursor cursor(std::span(children.bytes).subspan(Unsigned(reference - children.begin)));
+        const std::size_t before = cursor.Left();
+        if (!DecodeNode(cursor, &node, data)) return false;
+        children.next = reference + static_cast<std::int64_t>(before - cursor.Left());
+    }
+    if (!IsSound(node, reference)) return false;
+    StoreNode(node, record);
+    return true;
+}
+
+CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, PtcNode* records) {
+    const auto present = kNodeChildren - std::count(references, references + kNodeChildren, 0);
+    if (!source_ || present == 0 || header_->node_count == 0) return CloudStatus::kFailed;
+
+    Children children{Unsigned(present), {}};
+    for (int i = 0; i < kNodeChildren; ++i) {
+        const std::int64_t reference = references[i];
+        if (reference == 0) continue;
+        if (reference < points_end_ || !ReadOneChild(children, reference, &records[i]))
+            return CloudStatus::kFailed;
+        --children.left;
+    }
+    return CloudStatus::kOk;
+}
+
+void PtcRecordReader::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
+                                    std::int32_t* sizes) const {
+    const CloudVariables& variables = header_->point_variables;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        offsets[i] = -1;
+        std::int32_t before = 0;
+        for (std::size_t k = 0; k < variables.names.size() && offsets[i] < 0; ++k) {
+            if (names[i] && variables.names[k] == names[i]) {
+                offsets[i] = before;
+                sizes[i] = variables.sizes[k];
+            }
+            before += variables.sizes[k];
+        }
+    }
+}

@@ -1,0 +1,279 @@
+// The point cloud writer's points: bounds, records, pieces and checkpoints.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <span>
+#include <vector>
+
+#include "ptc/cloud/writer.h"
+#include "ptc/format/layout.h"
+
+namespace {
+
+constexpr std::int64_t kPiece = 2048;         // points that are collected before they are written
+constexpr std::int64_t kCheckpoint = 250000;  // points between two updates of the header
+
+/// Points that fit before the next piece or checkpoint ends.
+std::int64_t RoomBeforeFlush(std::int64_t points) {
+    return std::min(kPiece - points % kPiece, kCheckpoint - points % kCheckpoint);
+}
+
+/// The running box and largest radius of a cloud.
+/// A value that is no number never enters: every comparison with it is false.
+class Bounds {
+public:
+    explicit Bounds(const Cloud& cloud)
+        : min_(cloud.box_min), max_(cloud.box_max), largest_radius_(cloud.largest_radius) {}
+
+    void Include(const PointHead& point) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const float low = point.position[axis] - point.radius;
+            const float high = point.position[axis] + point.radius;
+            min_[axis] = Smaller(high, Smaller(low, min_[axis]));
+            max_[axis] = Larger(high, Larger(low, max_[axis]));
+        }
+        largest_radius_ = Larger(point.radius, largest_radius_);
+    }
+
+    void StoreTo(Cloud* cloud) const {
+        cloud->box_min = min_;
+        cloud->box_max = max_;
+        cloud->largest_radius = largest_radius_;
+    }
+
+private:
+    static float Smaller(float value, float so_far) { return value < so_far ? value : so_far; }
+    static float Larger(float value, float so_far) { return value > so_far ? value : so_far; }
+
+    std::array<float, 3> min_;
+    std::array<float, 3> max_;
+    float largest_radius_;
+};
+
+std::size_t DataFloats(const Cloud& cloud) {
+    return static_cast<std::size_t>(cloud.point_variables.data_size);
+}
+
+void BeginCollecting(Cloud& cloud) {
+    cloud.file.BeginBuffering(2048 * DataFloats(cloud) + 40960);
+}
+
+/// Hands the collected records to the system, and brings the header up to date when it is due.
+TokenStatus FlushPiece(Cloud& cloud) {
+    TokenFile& file = cloud.file;
+    if (Failed(file.EndBuffering())) return TokenStatus::kFailed;
+    cloud.stored_points = cloud.point_count;
+    if (cloud.point_count % kCheckpoint == 0 && Failed(RewriteHeader(cloud)))
+        return TokenStatus::kFailed;
+    BeginCollecting(cloud);
+    return TokenStatus::kOk;
+}
+
+/// Value by value, as the text form needs it and a record that is too large to be collected.
+TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, NormalCode code,
+                          const PointData& data) {
+    TokenFile::Group record(file);
+    const TokenStatus head =
+        file.WriteRecord("", "%e %e %e  %hi %hi  %e ",
+                         {point.position[0], point.position[1], point.position[2],
+                          static_cast<std::int16_t>(code.azimuth),
+                          static_cast<std::int16_t>(code.height), point.radius});
+    if (Failed(head)) return head;
+    if (data.want > 0) {
+        std::vector<float> floats(data.want / 4);
+        data.CopyTo(std::as_writable_bytes(std::span(floats)).data());
+        if (Failed(file.WriteFloats("ptd", floats))) return TokenStatus::kFailed;
+    }
+    return record.Put();
+}
+
+NormalCode CodeOf(const PointHead& point) {
+    return EncodeNormal(point.normal[0], point.normal[1], point.normal[2]);
+}
+
+/// The samples of a batch, one after the other.
+class BatchSource {
+public:
+    BatchSource(const PointBatch& batch, std::size_t data_floats)
+        : next_(batch.samples),
+          left_(batch.count),
+          stride_(batch.stride),
+          have_(4 * batch.data_floats),
+          want_(4 * data_floats) {}
+
+    std::size_t Left() const { return left_; }
+
+    PointHead Head() const {
+        PointHead head;
+        std::memcpy(&head, next_, sizeof head);
+        return head;
+    }
+    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
+    PointData Data() const { return {next_ + sizeof(PointHead), have_, want_}; }
+
+    void Advance() {
+        next_ += stride_;
+        --left_;
+    }
+
+private:
+    const std::byte* next_;
+    std::size_t left_;
+    std::size_t stride_;
+    std::size_t have_;
+    std::size_t want_;
+};
+
+/// One point whose data lie elsewhere.
+class SinglePoint {
+public:
+    SinglePoint(const PointHead& head, PointData data) : head_(head), data_(data) {}
+
+    std::size_t Left() const { return left_; }
+    const PointHead& Head() const { return head_; }
+    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
+    PointData Data() const { return data_; }
+    void Advance() { left_ = 0; }
+
+private:
+    const PointHead& head_;
+    PointData data_;
+    std::size_t left_ = 1;
+};
+
+/// Records of the binary form, whose normals are codes already.
+class RecordSource {
+public:
+    RecordSource(std::span<const std::byte> records, std::size_t data_floats)
+        : next_(records.data()),
+          left_(records.size() / ptc_layout::PointBytes(data_floats)),
+          data_bytes_(4 * data_floats) {}
+
+    std::size_t Left() const { return left_; }
+
+    /// Without the normal, which nobody needs beside the code.
+    PointHead Head() const {
+        PointHead head{};
+        Take(kPosition, head.position);
+        Take(kRadius, &head.radius);
+        return head;
+    }
+    NormalCode Code(const PointHead&) const {
+        NormalCode code;
+        Take(kAzimuth, &code.azimuth);
+        Take(kHeight, &code.height);
+        return code;
+    }
+    PointData Data() const {
+        return {next_ + ptc_layout::kPointHeadBytes, data_bytes_, data_bytes_};
+    }
+
+    void Advance() {
+        next_ += ptc_layout::kPointHeadBytes + data_bytes_;
+        --left_;
+    }
+
+private:
+    static constexpr auto kPosition = Find(ptc_layout::kPoint, "position");
+    static constexpr auto kAzimuth = Find(ptc_layout::kPoint, "azimuth");
+    static constexpr auto kHeight = Find(ptc_layout::kPoint, "height");
+    static constexpr auto kRadius = Find(ptc_layout::kPoint, "radius");
+
+    void Take(const ptc_layout::Field& field, void* value) const {
+        std::memcpy(value, next_ + field.offset, field.bytes);
+    }
+
+    const std::byte* next_;
+    std::size_t left_;
+    std::size_t data_bytes_;
+};
+
+/// Takes samples until `room` are written or none is left; refused ones are left out. `begin`: room
+/// for as many records behind what is collected.
+template <class Source>
+void WriteRunInPlace(Cloud& cloud, Source& samples, std::size_t room, std::byte* begin) {
+    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    std::byte* out = begin;
+    std::size_t written = 0;
+    Bounds bounds(cloud);
+    for (; written < room && samples.Left(); samples.Advance()) {
+        const PointHead head = samples.Head();
+        if (head.radius < 0) continue;
+        bounds.Include(head);
+        ++written;
+        EncodePoint(head, samples.Code(head), samples.Data(), out);
+        out += record;
+    }
+    bounds.StoreTo(&cloud);
+    cloud.point_count += static_cast<std::int64_t>(written);
+    cloud.file.Commit(written * record);
+}
+
+/// The same through the token layer. What it throws comes between two points, the first of which
+/// is counted and the second neither written nor counted.
+template <class Source>
+TokenStatus WriteRunByTokens(Cloud& cloud, Source& samples, std::size_t room) {
+    for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {
+        const PointHead head = samples.Head();
+        if (head.radius < 0) continue;
+        const TokenStatus status =
+            WriteByTokens(cloud.file, head, samples.Code(head), samples.Data());
+        Bounds bounds(cloud);
+        bounds.Include(head);
+        bounds.StoreTo(&cloud);
+        ++cloud.point_count;
+        ++written;
+        if (Failed(status)) return status;
+    }
+    return TokenStatus::kOk;
+}
+
+/// Straight into the collecting buffer where that has room for all of them.
+template <class Source>
+TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
+    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
+    if (!begin) return WriteRunByTokens(cloud, samples, room);
+    WriteRunInPlace(cloud, samples, room, begin);
+    return TokenStatus::kOk;
+}
+
+template <class Source>
+CloudStatus WriteAll(Cloud& cloud, Source samples) {
+    if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
+    BeginCollecting(cloud);
+
+    const std::size_t given = samples.Left();
+    const std::int64_t before = cloud.point_count;
+    while (samples.Left()) {
+        const auto room = static_cast<std::size_t>(RoomBeforeFlush(cloud.point_count));
+        const std::int64_t run_start = cloud.point_count;
+        TokenStatus status = WriteRun(cloud, samples, std::min(room, samples.Left()));
+        const bool is_full = cloud.point_count - run_start == static_cast<std::int64_t>(room);
+        if (!Failed(status) && is_full) status = FlushPiece(cloud);
+        if (Failed(status)) {
+            cloud.has_failed = true;
+            return CloudStatus::kFailed;
+        }
+    }
+    const bool took_all = cloud.point_count - before == static_cast<std::int64_t>(given);
+    return took_all ? CloudStatus::kOk : CloudStatus::kFailed;
+}
+
+}  // namespace
+
+CloudStatus WritePoints(Cloud& cloud, const PointBatch& batch) {
+    return WriteAll(cloud, BatchSource(batch, DataFloats(cloud)));
+}
+
+CloudStatus WritePoint(Cloud& cloud, const PointHead& point, const float* data) {
+    const std::size_t wanted = DataFloats(cloud);
+    const auto floats = data ? std::span(data, wanted) : std::span<const float>();
+    return WriteAll(
+        cloud, SinglePoint(point, {std::as_bytes(floats).data(), floats.size_bytes(), 4 * wanted}));
+}
+
+CloudStatus WritePointRecords(Cloud& cloud, std::span<const std::byte> records) {
+    return WriteAll(cloud, RecordSource(records, DataFloats(cloud)));
+}

@@ -1,0 +1,271 @@
+// How a name becomes an open file, and how an idle file is closed to make room.
+//
+// Counts and flags of a file change under its bucket's lock. A request counts itself in there and
+// learns in the same moment whether the file is ready. If it is not, the request waits for the
+// file's `opening_` and then opens the file, unless somebody has. Closing goes the other way
+// round: with `opening_` taken, it makes sure under the bucket's lock that nobody is counted in,
+// and marks the file, so that whoever comes from there on waits for `opening_`.
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "ptc/files/bucket_hold.h"
+#include "ptc/files/file_identity.h"
+#include "ptc/files/file_manager.h"
+#include "ptc/files/thread_files.h"
+
+namespace {
+
+/// How many idle files are closed when the process has no descriptor left. More than one: others
+/// in the process need some too.
+constexpr int kShortageBatch = 8;
+
+/// A lack of descriptors, which closing files helps against.
+bool LacksDescriptors(std::int32_t code) {
+    return code == EMFILE || code == ENFILE;
+}
+
+/// A failure that says nothing about the file.
+bool IsShortage(std::int32_t code) {
+    return LacksDescriptors(code) || code == ENOMEM;
+}
+
+}  // namespace
+
+/// Stands under a name while its opener runs; others wait for its `opening_`. Belongs to all who
+/// have a reference: who takes the last one back deletes it.
+class UtFileManager::Reservation final : public File {
+public:
+    Reservation(const char* name, std::uint32_t hash)
+        : File(name, hash & file_identity::kNameMask, true) {}
+    AccessStatus close() noexcept override { return AccessStatus::kOk; }
+    AccessStatus reopen() noexcept override { return AccessStatus::kUnreadable; }
+};
+
+void UtFileManager::DropReservation::operator()(Reservation* reservation) const noexcept {
+    // acquire and release: pairs with the drops of the other references
+    if (reservation->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete reservation;
+}
+
+UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, ThreadFiles& asking,
+                                            bool* opened) {
+    *opened = false;
+    const std::uint32_t hash = file_identity::NameHash(name);
+    for (;;) {
+        File* file = nullptr;
+        switch (Take(name, hash, &file)) {
+            case Condition::kReady:
+                return file;
+            case Condition::kFailed:
+                return nullptr;
+            case Condition::kNotReady:
+                if (!Failed(BringOpen(*file, asking))) return file;
+                GiveBack(*file);
+                return nullptr;
+            case Condition::kBeingOpened: {
+                const ReservationRef theirs(static_cast<Reservation*>(file));
+                TgMutexGuard wait(theirs->opening_);
+                break;  // the name has its file by now, or is free again
+            }
+            case Condition::kUnknown:
+                if (!OpenUnknown(name, hash, opener, asking, &file)) break;
+                *opened = file != nullptr;
+                return file;
+        }
+    }
+}
+
+UtFileManager::File* UtFileManager::FindIn(const Bucket& bucket, std::string_view name) {
+    const auto found = std::find_if(bucket.begin(), bucket.end(),
+                                    [&](const File* file) { return name == file->Name(); });
+    return found == bucket.end() ? nullptr : *found;
+}
+
+/// Finds the name's file and counts the caller in, unless the file has failed.
+UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_t hash,
+                                             File** file) {
+    const BucketHold hold(*this, hash);
+    File* const found = FindIn(BucketOf(hash), name);
+    if (!found) return Condition::kUnknown;
+    if (!found->is_usable_) return Condition::kFailed;
+    const std::uint32_t before = found->references_.fetch_add(1, std::memory_order_relaxed);
+    *file = found;
+    if (found->is_reservation_) return Condition::kBeingOpened;
+    if (before == 1) idle_.Remove(*found);
+    return found->IsOpen() && !found->is_closing_ ? Condition::kReady : Condition::kNotReady;
+}
+
+/// False: the name has got a file or another reservation meanwhile.
+bool UtFileManager::Put(Reservation& reservation, std::uint32_t hash) {
+    Bucket larger;  // made, and its predecessor freed, without the lock
+    for (;;) {
+        std::size_t needed = 0;
+        {
+            const BucketHold hold(*this, hash);
+            Bucket& bucket = BucketOf(hash);
+            if (FindIn(bucket, reservation.Name())) return false;
+            if (bucket.size() < bucket.capacity()) {
+                bucket.push_back(&reservation);
+                return true;
+            }
+            needed = 2 * bucket.size();
+            if (larger.capacity() >= needed) {
+                larger.assign(bucket.begin(), bucket.end());
+                bucket.swap(larger);
+                bucket.push_back(&reservation);
+                return true;
+            }
+        }
+        larger.reserve(needed);
+    }
+}
+
+/// Puts `file` where the reservation stands; null frees the name.
+void UtFileManager::Replace(const Reservation& reservation, File* file,
+                            std::uint32_t hash) noexcept {
+    const BucketHold hold(*this, hash);
+    Bucket& bucket = BucketOf(hash);
+    const auto place = std::find(bucket.begin(), bucket.end(), &reservation);
+    if (file) {
+        *place = file;
+    } else {
+        bucket.erase(place);
+    }
+}
+
+/// False: somebody else was faster. True: `*opened` is the file, or null.
+bool UtFileManager::OpenUnknown(const char* name, std::uint32_t hash, Opener& opener,
+                                ThreadFiles& asking, File** opened) {
+    const ReservationRef mine(new Reservation(name, hash));
+    TgMutexGuard hold(mine->opening_);
+    if (!Put(*mine, hash)) return false;
+
+    MakeRoom(asking);
+    std::unique_ptr<File> file = RunOpener(name, opener, asking);
+    if (file && file->is_usable_ && file->IsOpen()) {
+        file->references_.store(2, std::memory_order_relaxed);  // ours, and this thread's
+        opened_.fetch_add(1, std::memory_order_relaxed);
+        *opened = file.get();
+        Replace(*mine, file.release(), hash);
+        return true;
+    }
+    open_files_.fetch_sub(1, std::memory_order_relaxed);
+    open_errors_.fetch_add(1, std::memory_order_relaxed);
+    *opened = nullptr;
+    if (file) file->is_usable_ = false;
+    // A file that has failed stays and answers for its name, so that millions of requests for what
+    // is not there do not become millions of attempts. A shortage says nothing about the file.
+    const bool stays = file && !IsShortage(file->LastError());
+    Replace(*mine, stays ? file.release() : nullptr, hash);
+    return true;
+}
+
+std::unique_ptr<UtFileManager::File> UtFileManager::RunOpener(const char* name, Opener& opener,
+                                                              ThreadFiles& asking) {
+    std::unique_ptr<File> file = opener.open(name);
+    if (!file || file->IsOpen() || !LacksDescriptors(file->LastError())) return file;
+    CloseForDescriptors(asking);
+    return opener.open(name);
+}
+
+AccessStatus UtFileManager::BringOpen(File& file, ThreadFiles& asking) {
+    TgMutexGuard hold(file.opening_);
+    return file.IsOpen() ? AccessStatus::kOk : OpenAgain(file, asking, hold);
+}
+
+AccessStatus UtFileManager::Reopen(File& file, ThreadFiles& asking) {
+    TgMutexGuard hold(file.opening_);
+    if (file.IsOpen()) {
+        const AccessStatus closed = file.close();
+        if (Failed(closed) || file.IsOpen()) return closed;
+        open_files_.fetch_sub(1, std::memory_order_relaxed);
+    }
+    return OpenAgain(file, asking, hold);
+}
+
+AccessStatus UtFileManager::OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard&) {
+    MakeRoom(asking);
+    AccessStatus opened = file.reopen();
+    if (LacksDescriptors(ToErrorCode(opened))) {
+        CloseForDescriptors(asking);
+        opened = file.reopen();
+    }
+    if (Failed(opened)) {
+        open_files_.fetch_sub(1, std::memory_order_relaxed);
+        open_errors_.fetch_add(1, std::memory_order_relaxed);
+    } else {
+        reopened_.fetch_add(1, std::memory_order_relaxed);
+    }
+    return opened;
+}
+
+/// Counts one more file as open, and closes an idle one when that is one too many.
+void UtFileManager::MakeRoom(ThreadFiles& asking) noexcept {
+    if (open_files_.fetch_add(1, std::memory_order_relaxed) < sizes_.limit) return;
+    // What the thread keeps without using it is idle as soon as it is given back, and closed then.
+    if (CloseIdle(1) == 0) asking.GiveBackOne();
+}
+
+void UtFileManager::CloseForDescriptors(ThreadFiles& asking) noexcept {
+    for (int i = 0; i < kShortageBatch && asking.GiveBackOne(); ++i) {
+    }
+    CloseIdle(kShortageBatch);
+}
+
+void UtFileManager::GiveBack(File& file) noexcept {
+    bool is_idle = false;
+    {
+        const BucketHold hold(*this, file.Identity());
+        if (file.references_.fetch_sub(1, std::memory_order_relaxed) == 2)
+            is_idle = ListIfIdle(file, hold);
+    }
+    if (is_idle && OpenFiles() > sizes_.limit) CloseIdle(1);
+}
+
+/// Lists a file that is open and held by nobody. False: it is not, or somebody sees to it.
+bool UtFileManager::ListIfIdle(File& file, const BucketHold&) noexcept {
+    if (file.References() != 1 || file.is_closing_ || !file.IsOpen()) return false;
+    return !file.stays_open_.load(std::memory_order_relaxed) && idle_.Push(file);
+}
+
+/// Closes up to `wanted` files, those first that have been idle longest. A file that cannot be
+/// closed becomes the newest idle one and does not keep others from being closed.
+int UtFileManager::CloseIdle(int wanted) noexcept {
+    int closed = 0;
+    for (int tries = idle_.Count(); tries > 0 && closed < wanted; --tries) {
+        File* const victim = idle_.PopTail();
+        if (!victim) break;
+        if (CloseVictim(*victim)) ++closed;
+    }
+    return closed;
+}
+
+/// Closes a file that has been taken off the list, if nobody holds it by now.
+bool UtFileManager::CloseVictim(File& victim) noexcept {
+    bool is_closed = false;
+    // Tried only: this thread may have another file's `opening_`.
+    if (victim.opening_.TryLock()) {
+        bool is_mine;
+        {
+            const BucketHold hold(*this, victim.Identity());
+            is_mine = victim.References() == 1 && victim.IsOpen() && !idle_.Lists(victim);
+            victim.is_closing_ = is_mine;
+        }
+        if (is_mine) {
+            is_closed = !Failed(victim.close()) && !victim.IsOpen();
+            const BucketHold hold(*this, victim.Identity());
+            victim.is_closing_ = false;
+        }
+        victim.opening_.Unlock();
+    }
+    if (is_closed) {
+        open_files_.fetch_sub(1, std::memory_order_relaxed);
+        reclaimed_.fetch_add(1, std::memory_order_relaxed);
+    } else {
+        // Off the list by our hand, so put back by it, unless its holder or closer will.
+        const BucketHold hold(*this, victim.Identity());
+        ListIfIdle(victim, hold);
+    }
+    return is_closed;
+}

@@ -1,0 +1,180 @@
+// A managed file's opening and closing, and the question whether it is still the same file.
+
+#include "ptc/files/managed_file.h"
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+#include <string>
+
+namespace {
+
+constinit std::atomic<bool> files_are_transient{false};
+
+/// Everything that points and nodes depend on. A header with a value that is no number is equal to
+/// none, which costs no more than blocks that are read again.
+bool IsSameHeader(const Cloud& a, const Cloud& b) {
+    const auto same_variables = [](const CloudVariables& x, const CloudVariables& y) {
+        return x.types == y.types && x.names == y.names;
+    };
+    return a.version == b.version && a.point_count == b.point_count &&
+           a.stored_node_count == b.stored_node_count && a.root_position == b.root_position &&
+           a.data_start == b.data_start && a.box_min == b.box_min && a.box_max == b.box_max &&
+           a.largest_radius == b.largest_radius && a.world_to_eye == b.world_to_eye &&
+           a.stored_world_to_ndc == b.stored_world_to_ndc && a.stored_format == b.stored_format &&
+           same_variables(a.point_variables, b.point_variables) &&
+           same_variables(a.node_variables, b.node_variables);
+}
+
+}  // namespace
+
+void SetTransientFiles(bool are_transient) {
+    files_are_transient.store(are_transient, std::memory_order_relaxed);
+}
+
+PtcManagedFile::PtcManagedFile(const char* name)
+    : File(name), is_transient_(files_are_transient.load(std::memory_order_relaxed)) {
+    SetIdentity(Identity());
+}
+
+PtcManagedFile::~PtcManagedFile() = default;
+
+std::optional<PtcManagedFile::Stamp> PtcManagedFile::StampOf(const char* name) {
+    struct stat info;
+    if (::stat(name, &info) != 0) return std::nullopt;
+    return Stamp{info.st_dev,
+                 info.st_ino,
+                 info.st_size,
+                 {info.st_mtim.tv_sec, info.st_mtim.tv_nsec},
+                 {info.st_ctim.tv_sec, info.st_ctim.tv_nsec}};
+}
+
+AccessStatus PtcManagedFile::Fail(int error) {
+    return Remember(ToAccessStatus(CloudStatus::kFailed, error));
+}
+
+AccessStatus PtcManagedFile::Create(const CloudDescription& description) noexcept {
+    if (!Name()) return Fail(ENOENT);
+    CloudDescription mine = description;
+    mine.file_name = Name();
+    if (!mine.world_to_eye && !mine.world_to_ndc) {
+        mine.format[0] = 640;
+        mine.format[1] = 480;
+        mine.format[2] = 1;
+    }
+    try {
+        TgMutexGuard hold(reader_lock_);
+        std::string why;
+        int error = 0;
+        writing_ = CreateCloud(mine, &why, &error);
+        if (!writing_) return Fail(error);
+    } catch (const std::bad_alloc&) {
+        return Fail(ENOMEM);
+    }
+    StayOpen(true);  // closed and opened again, it would be empty
+    MarkOpen();
+    return AccessStatus::kOk;
+}
+
+AccessStatus PtcManagedFile::close() noexcept {
+    TgMutexGuard hold(reader_lock_);
+    if (writing_ && writing_->file.IsOpen()) return Fail(EBUSY);
+    if (is_transient_) return AccessStatus::kOk;
+    if (reader_) reader_->Close();
+    MarkClosed();
+    return AccessStatus::kOk;
+}
+
+AccessStatus PtcManagedFile::reopen() noexcept {
+    if (!Name()) return Fail(ENOENT);
+    try {
+        TgMutexGuard hold(reader_lock_);
+        if (writing_ && writing_->file.IsOpen()) return Fail(EBUSY);
+        return Read();
+    } catch (const std::bad_alloc&) {
+        return Fail(ENOMEM);
+    }
+}
+
+AccessStatus PtcManagedFile::Read() {
+    constexpr int kTries = 3;
+    auto fresh = std::make_unique<PtcRecordReader>();
+    std::optional<Stamp> stamp;
+    // A file that is replaced at this moment must not give the header of one and the points of the
+    // other. One that changes all the time is taken as it is: its stamp will not fit again.
+    for (int i = 0; i < kTries && (i == 0 || stamp != StampOf(Name())); ++i) {
+        stamp = StampOf(Name());
+        std::string why;
+        int error = 0;
+        if (Failed(fresh->Open(Name(), is_transient_, &why, &error))) return Fail(error);
+    }
+    const bool has_changed =
+        reader_ && (stamp != stamp_ || !IsSameHeader(reader_->Header(), fresh->Header()));
+    if (has_changed) {
+        if (!RenewIdentity()) return Fail(EOVERFLOW);
+        SetIdentity(Identity());
+    }
+    reader_ = std::move(fresh);
+    points_ = reader_->Header().point_count;
+    stamp_ = stamp;
+    writing_.reset();
+    StayOpen(is_transient_);
+    MarkOpen();
+    return AccessStatus::kOk;
+}
+
+CloudStatus PtcManagedFile::Complete() {
+    TgMutexGuard hold(reader_lock_);
+    if (writing_) return FinishCloud(*writing_);
+    if (!reader_ || !reader_->IsOpen()) return CloudStatus::kFailed;
+    reader_->Rewind();
+    return CloudStatus::kOk;
+}
+
+const Cloud* PtcManagedFile::Header() const {
+    return reader_ ? &reader_->Header() : writing_.get();
+}
+
+void PtcManagedFile::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
+                                   std::int32_t* sizes) const {
+    reader_->FindVariables(names, offsets, sizes);
+}
+
+std::int32_t PtcManagedFile::FloatsPerPoint() const {
+    return reader_ ? reader_->Header().point_variables.data_size : 0;
+}
+
+std::int32_t PtcManagedFile::FloatsPerNode() const {
+    return reader_ ? reader_->Header().node_variables.data_size : 0;
+}
+
+CloudStatus PtcManagedFile::ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) {
+    if (!reader_) return CloudStatus::kFailed;
+    if (!is_transient_) return reader_->ReadPoints(first, count, records);
+    TgMutexGuard hold(reader_lock_);  // every reader moves the one cursor
+    return reader_->ReadPoints(first, count, records);
+}
+
+CloudStatus PtcManagedFile::ReadNodeChildren(const std::int64_t* references, PtcNode* records) {
+    return reader_ ? reader_->ReadNodeChildren(references, records) : CloudStatus::kFailed;
+}
+
+std::unique_ptr<UtFileManager::File> PtcOpener::open(const char* name) noexcept {
+    status_ = Status::kFailed;
+    std::unique_ptr<PtcManagedFile> file;
+    try {
+        file = std::make_unique<PtcManagedFile>(name);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+    file->is_managed_ = true;
+    if (!file->IsUsable()) return file;
+    if (Failed(description_ ? file->Create(*description_) : file->reopen())) {
+        file->MarkUnusable();
+    } else {
+        status_ = Status::kOpened;
+    }
+    return file;
+}

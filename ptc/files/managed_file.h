@@ -1,0 +1,131 @@
+// PtcManagedFile -- a point cloud file as the manager and the caches see it, and its opener.
+//
+// Units      those of ptc/cloud/record_reader.h; error codes are errno values, or -1 when the
+// system has
+//            none: for a file that is no readable point cloud, and a description that is refused.
+// Errors     close() and reopen() answer 0 or a code, and keep the code; reads answer 1 or 0.
+//            Nothing is reported but what the reader reports.
+// Ownership  owns the reader, or the cloud that it writes. The manager, or a caller alone, owns it.
+// Threads    reads from any thread that holds the file, several at once. While a file is written,
+//            only the thread that writes uses it. What opens, closes and finishes a file is called
+//            by its manager or through ptc/access/access.h.
+//
+// Locks:
+//
+//   rank  lock          count   guards
+//   22    reader_lock_  1 file  exchanging the reader; the reading of a file in memory; finishing
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "ptc/cloud/block_source.h"
+#include "ptc/cloud/record_reader.h"
+#include "ptc/cloud/writer.h"
+#include "ptc/files/file_manager.h"
+
+/// Whether files made from here on are transient: their points are read at once and kept in memory
+/// until the manager goes.
+void SetTransientFiles(bool are_transient);
+
+class PtcManagedFile final : public UtFileManager::File, public PtcBlockSource {
+public:
+    /// Nothing is open yet. `name`: null for a file without one, which cannot be opened.
+    explicit PtcManagedFile(const char* name);
+    ~PtcManagedFile() override;
+
+    /// Makes the file and opens it for writing. The description's name does not count; without
+    /// matrices it gets the format 640 x 480 with pixel aspect 1.
+    AccessStatus Create(const CloudDescription& description) noexcept;
+
+    /// Closes what is read. A transient file stays as it is, and the answer is success; a file that
+    /// is being written is refused.
+    AccessStatus close() noexcept override;
+
+    /// Opens the file for reading, the first time as well as later. One that has changed since it
+    /// was read last becomes another file for the caches.
+    AccessStatus reopen() noexcept override;
+
+    /// Completes a file that is written, which then has to be reopened to be read; sets a transient
+    /// one back to its first point. Failed: nothing is open, or not all is on disk.
+    CloudStatus Complete();
+
+    bool IsTransient() const { return is_transient_; }
+    bool IsManaged() const { return is_managed_; }
+
+    /// What the header says; null when the file was never open.
+    const Cloud* Header() const;
+    /// Whether points, nodes and variables can be asked for.
+    bool IsReading() const { return reader_ != nullptr; }
+    /// The cloud to be written; null when the file is not being written.
+    Cloud* Writing() { return writing_.get(); }
+
+    /// See PtcRecordReader::FindVariables(). Caller: IsReading().
+    void FindVariables(std::span<const char* const> names, std::int32_t* offsets,
+                       std::int32_t* sizes) const;
+
+    // PtcBlockSource.
+    using UtFileManager::File::Identity;
+    const char* Name() const override { return UtFileManager::File::Name(); }
+    std::int64_t PointCount() const override { return points_; }
+    std::int32_t FloatsPerPoint() const override;
+    std::int32_t FloatsPerNode() const override;
+    CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) override;
+    CloudStatus ReadNodeChildren(const std::int64_t* references, PtcNode* records) override;
+
+private:
+    friend class PtcOpener;
+
+    /// What tells a file from what it was before, without reading it.
+    struct Stamp {
+        dev_t device;
+        ino_t inode;
+        off_t bytes;
+        std::int64_t modified[2];  ///< seconds and nanoseconds
+        std::int64_t changed[2];   ///< of the file's entry: other tools set `modified` as they like
+        bool operator==(const Stamp&) const = default;
+    };
+    static std::optional<Stamp> StampOf(const char* name);
+
+    AccessStatus Read() UTIL_REQUIRES(reader_lock_);
+    AccessStatus Fail(int error);
+
+    // Immutable once the file is with its owner.
+    const bool is_transient_;
+    bool is_managed_ = false;
+
+    // Exchanged while nobody else uses the file, and under the lock; read without it.
+    TgMutex reader_lock_;
+    std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
+    std::unique_ptr<Cloud> writing_;
+    std::int64_t points_ = 0;  ///< of the reader's header, for lookups: two pointers less to follow
+
+    std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
+};
+
+/// Makes managed point cloud files: for reading, or new ones for writing.
+///
+/// Ownership  borrows the description.
+/// Threads    one caller at a time.
+class PtcOpener final : public UtFileManager::Opener {
+public:
+    enum class Status : std::uint32_t { kNotCalled = 0, kOpened = 1, kFailed = 2 };
+
+    /// `description`: of a file to be created, or null for one to be read.
+    explicit PtcOpener(const CloudDescription* description = nullptr) : description_(description) {}
+
+    std::unique_ptr<UtFileManager::File> open(const char* name) noexcept override;
+    const char* type() const override { return "ptc"; }
+
+    /// How the last open() went.
+    Status GetStatus() const { return status_; }
+
+private:
+    const CloudDescription* const description_;
+    Status status_ = Status::kNotCalled;
+};

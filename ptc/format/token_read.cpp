@@ -1,0 +1,146 @@
+// The token layer's readers: each value raw, or from a line of text.
+
+#include <charconv>
+#include <system_error>
+
+#include "ptc/format/token_input.h"
+
+namespace {
+
+bool IsBlank(int c) {
+    return c == ' ' || c == '\t' || c == '\r';
+}
+
+template <class T>
+bool Parse(std::string_view word, T* value) {
+    if (word.starts_with('+')) word.remove_prefix(1);
+    const char* const last = word.data() + word.size();
+    const auto [end, error] = std::from_chars(word.data(), last, *value);
+    return error == std::errc() && end == last;
+}
+
+/// A float that is too large or too small for its type is infinite or zero, as everywhere in C.
+bool Parse(std::string_view word, float* value) {
+    double wide = 0;
+    if (Parse<float>(word, value)) return true;
+    if (!Parse<double>(word, &wide)) return false;
+    *value = static_cast<float>(wide);
+    return true;
+}
+
+bool Parse(std::string_view word, std::uint8_t* value) {
+    const char* const last = word.data() + word.size();
+    const auto [end, error] = std::from_chars(word.data(), last, *value, 16);
+    return error == std::errc() && end == last;
+}
+
+}  // namespace
+
+/// Takes a word of this line; blanks before it are skipped.
+bool TokenInput::TakeWord(std::array<char, 64>* room, std::string_view* word) {
+    int c = ' ';
+    for (std::size_t blanks = 0; IsBlank(c); ++blanks) {
+        if (blanks > kMaxLine) return false;
+        c = NextCharacter();
+    }
+    std::size_t length = 0;
+    for (; c >= 0 && c != '\n' && !IsBlank(c); c = NextCharacter()) {
+        if (length == room->size()) return false;
+        (*room)[length++] = static_cast<char>(c);
+    }
+    if (c >= 0) Unread();
+    *word = {room->data(), length};
+    return length > 0;
+}
+
+/// The key must be there over its whole length; a matrix's own newline is not part of it.
+bool TokenInput::TakeKey(const char* key) {
+    if (!key || !*key) return true;
+    std::string_view wanted = key;
+    if (wanted.ends_with('\n')) wanted.remove_suffix(1);
+    std::array<char, 64> room;
+    std::string_view word;
+    return TakeWord(&room, &word) && word.starts_with(wanted);
+}
+
+template <class T>
+bool TokenInput::TakeNumber(T* value) {
+    std::array<char, 64> room;
+    std::string_view word;
+    return TakeWord(&room, &word) && Parse(word, value);
+}
+
+bool TokenInput::TakeLineEnd() {
+    int c = ' ';
+    for (std::size_t blanks = 0; IsBlank(c); ++blanks) {
+        if (blanks > kMaxLine) return false;
+        c = NextCharacter();
+    }
+    return c == '\n';
+}
+
+template <class T>
+TokenStatus TokenInput::ReadOne(const char* key, T* value) {
+    if (!IsText()) return ReadBytes(std::as_writable_bytes(std::span(value, 1)));
+    return TakeKey(key) && TakeNumber(value) && TakeLineEnd() ? TokenStatus::kOk
+                                                              : TokenStatus::kFailed;
+}
+
+TokenStatus TokenInput::ReadInt(const char* key, std::int32_t* value) {
+    return ReadOne(key, value);
+}
+
+TokenStatus TokenInput::ReadByte(const char* key, std::uint8_t* value) {
+    return ReadOne(key, value);
+}
+
+TokenStatus TokenInput::ReadFloat(const char* key, float* value) {
+    return ReadOne(key, value);
+}
+
+TokenStatus TokenInput::ReadDouble(const char* key, double* value) {
+    return ReadOne(key, value);
+}
+
+TokenStatus TokenInput::ReadInt64(const char* key, std::int64_t* value) {
+    return ReadOne(key, value);
+}
+
+TokenStatus TokenInput::ReadFloats(const char* key, std::span<float> values) {
+    if (!IsText()) return ReadBytes(std::as_writable_bytes(values));
+    if (!TakeKey(key)) return TokenStatus::kFailed;
+    for (float& value : values)
+        if (!TakeNumber(&value)) return TokenStatus::kFailed;
+    return TakeLineEnd() ? TokenStatus::kOk : TokenStatus::kFailed;
+}
+
+TokenStatus TokenInput::ReadMatrix(const char* key, std::span<float, 16> rows) {
+    if (!IsText()) return ReadBytes(std::as_writable_bytes(rows));
+    // Behind the key stands one more newline than the key's own.
+    if (!TakeKey(key) || !TakeLineEnd() || !TakeLineEnd()) return TokenStatus::kFailed;
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        if (!TakeNumber(&rows[i]) || (i % 4 == 3 && !TakeLineEnd())) return TokenStatus::kFailed;
+    return TokenStatus::kOk;
+}
+
+TokenStatus TokenInput::ReadRecord(const char* key, std::string_view format,
+                                   std::span<double> values) {
+    if (IsText() && !TakeKey(key)) return TokenStatus::kFailed;
+    std::string_view literal;
+    Conversion conversion;
+    for (double& value : values) {
+        if (!NextConversion(&format, &literal, &conversion)) return TokenStatus::kFailed;
+        const auto read = [&](auto number) {
+            const bool is_read =
+                IsText() ? TakeNumber(&number)
+                         : !Failed(ReadBytes(std::as_writable_bytes(std::span(&number, 1))));
+            value = static_cast<double>(number);
+            return is_read;
+        };
+        const bool is_read = conversion.letter == 'e' ? read(0.0f)
+                             : conversion.is_half     ? read(std::int16_t{0})
+                                                      : read(std::int32_t{0});
+        if (!is_read) return TokenStatus::kFailed;
+    }
+    return !IsText() || TakeLineEnd() ? TokenStatus::kOk : TokenStatus::kFailed;
+}

@@ -1,0 +1,184 @@
+// ptc convert: from one form to another, a piece at a time.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "ptc/cloud/raw_points.h"
+#include "tools/common/failure.h"
+#include "tools/common/input_file.h"
+#include "tools/common/number.h"
+#include "tools/common/output_file.h"
+#include "tools/common/progress.h"
+#include "tools/common/standard_streams.h"
+#include "tools/ptc/commands.h"
+#include "tools/ptc/convert/cloud_source.h"
+#include "tools/ptc/convert/columns.h"
+#include "tools/ptc/convert/forms.h"
+#include "tools/ptc/convert/gzip_sink.h"
+#include "tools/ptc/convert/sinks.h"
+#include "tools/ptc/convert/spacing.h"
+#include "tools/ptc/convert/table_sources.h"
+#include "tools/ptc/read_error.h"
+#include "tools/ptc/run_guarded.h"
+#include "util/io/plain_file.h"
+
+namespace convert {
+
+namespace {
+
+/// Records that are carried at a time; larger ones go one by one.
+constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
+
+constexpr std::uint64_t kProgressSteps = 1000;
+
+struct Options {
+    std::string in;
+    std::string out;
+    std::string from;
+    std::string to;
+    std::optional<float> radius;
+    bool scalar_prefix = false;
+};
+
+/// What the option says, or else the extension; nothing when neither does.
+std::optional<Form> ChooseForm(const std::string& option, const std::string& file) {
+    return option.empty() ? FormOf(file) : FormCalled(option);
+}
+
+/// Wrong usage when nothing says it.
+Form OutputForm(const Options& options) {
+    const auto form = ChooseForm(options.to, options.out);
+    if (!form)
+        throw CLI::ValidationError("OUT", fmt::format("\"{}\" does not say which form it is to "
+                                                      "have; give --to",
+                                                      options.out));
+    if (options.scalar_prefix && form->kind != FileKind::kPly)
+        throw CLI::ValidationError("--scalar-prefix", "works with PLY only");
+    return *form;
+}
+
+std::unique_ptr<PointSource> OpenTable(FileKind kind, const InputFile& file, float radius) {
+    return kind == FileKind::kPly ? OpenPly(file, radius) : OpenCsv(file, radius);
+}
+
+/// A table without radii is read twice when nobody says which radius its points have.
+std::unique_ptr<PointSource> OpenSource(const Options& options, const InputFile& file) {
+    const FileKind kind = ChooseForm(options.from, options.in).value_or(Form()).kind;
+    if (kind == FileKind::kCloud) return OpenCloudSource(file);
+    auto source = OpenTable(kind, file, options.radius.value_or(0.0f));
+    if (source->HasRadii() || options.radius) return source;
+    const float radius = RadiusFromSpacing(*source);
+    return OpenTable(kind, file, radius);
+}
+
+std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
+                                    const OutputFile& file, std::string_view ply_prefix) {
+    auto plain = std::make_unique<PlainFile>();
+    if (!plain->Open(file.Path().c_str(), kPlainWrite | kPlainTruncate))
+        throw Failure(file.Name() + ": " + std::generic_category().message(plain->Error()));
+    OutputName output{std::move(plain), file.Name()};
+    if (form.is_gzip) output.bytes = std::make_unique<GzipSink>(std::move(output.bytes));
+
+    const CloudHeader& header = source.Header();
+    switch (form.kind) {
+        case FileKind::kPly:
+            return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
+        case FileKind::kCsv:
+            return MakeCsvSink(header, std::move(output));
+        case FileKind::kCloud:
+            break;
+    }
+    return MakeCloudSink(header, std::move(output), form.text);
+}
+
+void CopyPoints(PointSource& source, PointSink& sink) {
+    Progress progress(kProgressSteps, true);
+    const std::size_t record = source.Header().RecordBytes();
+    std::vector<std::byte> piece(std::max<std::size_t>(1, kPieceBytes / record) * record);
+    for (std::size_t read = piece.size(); read == piece.size();) {
+        read = source.Read(piece) * record;
+        sink.Write(std::span(piece).first(read));
+        progress.Show(static_cast<std::uint64_t>(source.Share() * kProgressSteps));
+    }
+}
+
+/// Nodes go along where they may; otherwise the user is told that they do not.
+void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, PointSink& sink) {
+    Cloud* const from = source.AsCloud();
+    Cloud* const to = sink.AsCloud();
+    if (!from || from->stored_node_count == 0) return;
+    if (to && NodesFit(*from, *to)) {
+        if (!Failed(CopyNodes(*from, *to))) return;
+        FailIfUnread(*from, in.Name());
+        throw Failure(out.Name() + ": " + std::generic_category().message(to->file.Error()));
+    }
+    Tell("ptc", fmt::format("{}: its {} octree nodes are left out, {} is unorganised", in.Name(),
+                            from->stored_node_count, out.Name()));
+}
+
+void Run(const Options& options, const Form& form) {
+    const InputFile in(options.in);
+    const auto source = OpenSource(options, in);
+    OutputFile out(options.out);
+    const auto sink = MakeSink(form, *source, out, options.scalar_prefix ? kScalarPrefix : "");
+    CopyPoints(*source, *sink);
+    CopyTree(in, *source, out, *sink);
+    sink->Finish();
+    out.Commit();
+}
+
+CLI::Validator FormName() {
+    return CLI::Validator(
+        [](const std::string& name) -> std::string {
+            return FormCalled(name) ? "" : fmt::format("must be {}", kFormNames);
+        },
+        "FORM");
+}
+
+CLI::Validator Radius() {
+    return CLI::Validator(
+        [](const std::string& text) -> std::string {
+            float radius = -1;
+            const bool is_number = ParseNumber(text, &radius);
+            return is_number && radius >= 0 && std::isfinite(radius) ? "" : "must be 0 or more";
+        },
+        "NUMBER");
+}
+
+}  // namespace
+
+}  // namespace convert
+
+void AddConvert(CLI::App& app, int* status) {
+    const auto options = std::make_shared<convert::Options>();
+    CLI::App* const command = app.add_subcommand(
+        "convert", "Write a point cloud in another form: binary, text, gzip, PLY, CSV");
+    command->add_option("IN", options->in, "the file to read; - is standard input")->required();
+    command->add_option("OUT", options->out, "the file to make; - is standard output")->required();
+    command->add_option("--to", options->to, "the form of OUT, where its extension does not say it")
+        ->check(convert::FormName());
+    command->add_option("--from", options->from, "the form of IN, likewise")
+        ->check(convert::FormName());
+    command
+        ->add_option("--radius", options->radius,
+                     "of points that have none; half their mean spacing unless given")
+        ->check(convert::Radius());
+    command->add_flag("--scalar-prefix", options->scalar_prefix,
+                      "scalar_ before the names of radius, codes and variables, for programs that "
+                      "keep only such PLY properties");
+    command->callback([options, status] {
+        // Outside the guard: a form that nobody told is wrong usage, not a failure.
+        const convert::Form form = convert::OutputForm(*options);
+        *status = RunGuarded([&] {
+            convert::Run(*options, form);
+            return 0;
+        });
+    });
+}

@@ -1,0 +1,99 @@
+// InputStream: the buffer under lines, words and bytes.
+
+#include "tools/ptc/convert/input_stream.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <system_error>
+
+#include "tools/common/failure.h"
+
+namespace convert {
+
+namespace {
+
+constexpr std::size_t kBufferBytes = 65536;
+
+bool IsBlank(int c) {
+    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+}
+
+}  // namespace
+
+InputStream::InputStream(const InputFile& file) : name_(file.Name()), buffer_(kBufferBytes) {
+    if (!file_.Open(file.Path().c_str(), false))
+        Fail(std::generic_category().message(file_.Error()));
+}
+
+void InputStream::Fail(const std::string& reason) const {
+    throw Failure(fmt::format("{}: {}", name_, reason));
+}
+
+bool InputStream::Refill() {
+    const std::int64_t read = file_.Read(buffer_);
+    // An error behind the last bytes that came is no end of the file.
+    if (read < 0 || file_.Error() != 0) Fail(std::generic_category().message(file_.Error()));
+    next_ = 0;
+    end_ = static_cast<std::size_t>(read);
+    position_ += read;
+    return read > 0;
+}
+
+int InputStream::Next() {
+    if (next_ == end_ && !Refill()) return -1;
+    return static_cast<unsigned char>(buffer_[next_++]);
+}
+
+bool InputStream::ReadLine(std::string_view* line) {
+    text_.clear();
+    int c = Next();
+    if (c < 0) return false;
+    for (; c >= 0 && c != '\n'; c = Next()) {
+        if (text_.size() == kMaxLine) Fail(fmt::format("it has a line above {} bytes", kMaxLine));
+        text_ += static_cast<char>(c);
+    }
+    *line = text_;
+    if (line->ends_with('\r')) line->remove_suffix(1);
+    return true;
+}
+
+std::string_view InputStream::ReadWord() {
+    text_.clear();
+    int c = Next();
+    while (IsBlank(c)) c = Next();
+    for (; c >= 0 && !IsBlank(c); c = Next()) {
+        if (text_.size() == kMaxWord) Fail(fmt::format("it has a number above {} bytes", kMaxWord));
+        text_ += static_cast<char>(c);
+    }
+    if (text_.empty()) Fail("it ends too early");
+    return text_;
+}
+
+void InputStream::Read(std::span<std::byte> bytes) {
+    while (!bytes.empty()) {
+        if (next_ == end_ && !Refill()) Fail("it ends too early");
+        const std::size_t ready = std::min(bytes.size(), end_ - next_);
+        std::memcpy(bytes.data(), buffer_.data() + next_, ready);
+        next_ += ready;
+        bytes = bytes.subspan(ready);
+    }
+}
+
+void InputStream::Skip(std::uint64_t bytes) {
+    while (bytes > 0) {
+        if (next_ == end_ && !Refill()) Fail("it ends too early");
+        const std::uint64_t ready = std::min<std::uint64_t>(bytes, end_ - next_);
+        next_ += static_cast<std::size_t>(ready);
+        bytes -= ready;
+    }
+}
+
+double InputStream::Share() const {
+    const auto stored = static_cast<double>(file_.StoredBytes());
+    const auto taken = static_cast<double>(position_) - static_cast<double>(end_ - next_);
+    return stored > 0 ? std::min(taken / stored, 1.0) : 0;
+}
+
+}  // namespace convert

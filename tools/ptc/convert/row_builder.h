@@ -1,0 +1,37 @@
+// RowBuilder: the values of one table row, put together to a record.
+//
+// Units      slots as in ColumnMap.
+// Errors     a TableError.
+// Ownership  owns its slots; borrows the map.
+// Threads    one caller at a time.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "ptc/format/normal_code.h"
+#include "tools/ptc/convert/columns.h"
+
+namespace convert {
+
+class RowBuilder {
+public:
+    /// `radius`: of every point of a table without radii.
+    RowBuilder(const ColumnMap& map, float radius);
+
+    /// The slot's place. A value that no column brings stays 0.
+    float* Slot(std::int32_t slot) { return &slots_[static_cast<std::size_t>(slot)]; }
+
+    /// Writes the record of the row whose values are in their slots.
+    void Build(std::byte* record);
+
+private:
+    NormalCode Code() const;
+
+    const ColumnMap& map_;
+    std::vector<float> slots_;
+};
+
+}  // namespace convert

@@ -1,0 +1,36 @@
+// Sinks: the forms that a cloud can be written in, over a sink of bytes.
+//
+// Errors     a Failure, which calls the file `name` and tells the system's reason.
+// Ownership  a sink owns the byte sink; the header is copied.
+
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "ptc/format/token_file.h"
+#include "tools/ptc/convert/point_stream.h"
+#include "util/io/bytes.h"
+
+namespace convert {
+
+/// Where a form goes, and what messages call it.
+struct OutputName {
+    std::unique_ptr<ByteSink> bytes;
+    std::string name;
+};
+
+/// The system's own file. The counts, the box and the largest radius are those of the points that
+/// were written. A point with a negative radius fails.
+std::unique_ptr<PointSink> MakeCloudSink(const CloudHeader& header, OutputName output,
+                                         TokenForm form);
+
+/// PLY. `count`: how many points will come, -1 when nobody knows. `prefix`: what stands before the
+/// names of radius, codes and variables.
+std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
+                                       std::int64_t count, std::string_view prefix);
+
+std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output);
+
+}  // namespace convert

@@ -1,0 +1,175 @@
+// The repair: one pass over the records to count them, one to copy them.
+
+#include "tools/ptc/inspect/cloud_repair.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <system_error>
+
+#include "ptc/format/layout.h"
+#include "tools/common/failure.h"
+#include "tools/common/progress.h"
+#include "tools/ptc/header_check.h"
+#include "tools/ptc/inspect/node_check.h"
+#include "tools/ptc/open_input.h"
+#include "tools/ptc/point_scan.h"
+#include "tools/ptc/read_error.h"
+
+namespace {
+
+constexpr std::size_t kCopyPiece = std::size_t{1} << 16;
+
+/// The header's values as the records have them, by the writer's own rules: a value that is no
+/// number never enters, because every comparison with it is false.
+struct Rebuilt {
+    std::array<float, 6> box{1e30f, 1e30f, 1e30f, -1e30f, -1e30f, -1e30f};
+    float largest_radius = 0;
+    std::int64_t unsound = 0;
+
+    /// A record as PointScan reads it.
+    void Include(std::span<const float> values) {
+        const float radius = values[PointScan::kRadius];
+        // Both ends are held against both bounds: a negative radius turns them round.
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const float low = values[axis] - radius;
+            const float high = values[axis] + radius;
+            for (const float value : {low, high}) {
+                if (value < box[axis]) box[axis] = value;
+                if (value > box[axis + 3]) box[axis + 3] = value;
+            }
+        }
+        if (radius > largest_radius) largest_radius = radius;
+        bool is_sound = radius >= 0;
+        for (std::size_t i = 0; i < values.size(); ++i)
+            is_sound = is_sound && (i == PointScan::kCodes || std::isfinite(values[i]));
+        if (!is_sound) ++unsound;
+    }
+};
+
+[[noreturn]] void FailToWrite(const OutputFile& output, const TokenFile& file) {
+    throw Failure(output.Name() + ": " + std::generic_category().message(file.Error()));
+}
+
+/// Where the output stands. It stands somewhere; when the system does not say so, it fails.
+std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
+    const std::int64_t place = file.Tell();
+    if (place < 0) FailWithErrno(output.Name());
+    return place;
+}
+
+/// The block that a writer rewrites in place, as far as the version has it.
+TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebuilt,
+                       std::int64_t points, bool keeps_octree) {
+    std::array<float, ptc_layout::kPaddingFloats> padding;
+    padding.fill(std::bit_cast<float>(ptc_layout::kPaddingBits));
+    const double nodes = keeps_octree ? static_cast<double>(cloud.node_count) : 0.0;
+    const std::int64_t root = keeps_octree ? cloud.root_position : 0;
+    file.BeginBuffering(0);
+    if (Failed(file.WriteDouble("npoints", static_cast<double>(points), "%16.0lf")) ||
+        Failed(file.WriteFloats("bbox", rebuilt.box)))
+        return TokenStatus::kFailed;
+    if (cloud.version >= 1 && (Failed(file.WriteDouble("nnodes", nodes, "%16.0lf")) ||
+                               Failed(file.WriteInt64("rootpos", root, "%16li"))))
+        return TokenStatus::kFailed;
+    if (cloud.version >= 2 &&
+        (Failed(file.WriteFloat("largestradius", rebuilt.largest_radius, "%13e")) ||
+         Failed(file.WriteFloats("padding", padding))))
+        return TokenStatus::kFailed;
+    return file.EndBuffering();
+}
+
+/// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
+/// again, which would change normals and the bits of what is no number. Through the token file's
+/// own buffer, because that is the one that knows where the file stands.
+void CopyBytes(Cloud& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
+               const OutputFile& output, TokenFile& file) {
+    const auto fail_to_read = [&] {
+        FailIfUnread(cloud, input.Name());
+        throw Failure(input.Name() + ": it changed while it was read");
+    };
+    Progress progress(static_cast<std::uint64_t>(end - begin), true);
+    std::array<std::byte, kCopyPiece> piece;
+    if (Failed(cloud.input.Seek(begin))) fail_to_read();
+    for (std::int64_t at = begin; at < end;) {
+        const auto part = std::span(piece).first(static_cast<std::size_t>(
+            std::min<std::int64_t>(end - at, static_cast<std::int64_t>(kCopyPiece))));
+        if (Failed(cloud.input.ReadBytes(part))) fail_to_read();
+        file.BeginBuffering(kCopyPiece);
+        std::byte* const room = file.Reserve(part.size());
+        if (!room) FailToWrite(output, file);
+        std::memcpy(room, part.data(), part.size());
+        file.Commit(part.size());
+        if (Failed(file.EndBuffering())) FailToWrite(output, file);
+        at += static_cast<std::int64_t>(part.size());
+        progress.Show(static_cast<std::uint64_t>(at - begin));
+    }
+}
+
+/// Whether the nodes behind the points can stay: all of them sound, and at their old places.
+bool IsIntact(Cloud& cloud, const HeaderPlaces& places, std::int64_t points_end) {
+    FaultList faults;
+    Progress none(1, false);
+    CheckNodes(cloud, places, points_end, faults, &none);
+    return faults.Total() == 0;
+}
+
+}  // namespace
+
+RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
+    const OpenedCloud opened = OpenInput(input);
+    const auto& [cloud, places] = opened;
+    const bool is_organised = cloud->stored_node_count > 0 || cloud->root_position != 0;
+
+    RepairReport report;
+    report.counted = cloud->point_count;
+    Rebuilt rebuilt;
+    // Behind the points of an organised file stand nodes, which would pass for points.
+    PointScan scan(*cloud, 0, is_organised ? cloud->point_count : INT64_MAX);
+    {
+        const std::int64_t bytes = std::max<std::int64_t>(cloud->input.StoredBytes(), 0);
+        Progress progress(static_cast<std::uint64_t>(bytes), true);
+        while (scan.Next()) {
+            rebuilt.Include(scan.Values());
+            if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
+        }
+    }
+    // Everything is known before the first byte is written; the copy then is one piece, from the
+    // header's fixed part to the end of what stays.
+    report.kept = scan.Count();
+    report.unsound = rebuilt.unsound;
+    report.dropped_bytes = scan.BytesBehind();
+    std::int64_t kept_end = scan.End();
+    FailIfUnread(*cloud, input.Name());
+
+    TokenFile file;
+    const TokenFileKind kind = {ptc_layout::kMagic, ptc_layout::kTypeCode, cloud->version};
+    const TokenForm form = cloud->input.IsText() ? TokenForm::kText : TokenForm::kBinary;
+    if (Failed(file.OpenForWriting(output.Path().c_str(), kind, form))) FailToWrite(output, file);
+    const std::int64_t block = PlaceIn(file, output);
+    if (Failed(WriteBlock(file, *cloud, rebuilt, report.kept, false))) FailToWrite(output, file);
+
+    if (is_organised) {
+        // In a text file of other widths everything behind the header moves, and offsets with it.
+        const bool stays = PlaceIn(file, output) == places.fixed_header;
+        const bool is_kept =
+            stays && report.kept == report.counted && IsIntact(*cloud, places, scan.End());
+        report.octree = is_kept ? RepairReport::Octree::kKept : RepairReport::Octree::kDropped;
+        if (is_kept) {
+            // Nodes name places in the file, and these are the same in the copy.
+            kept_end += report.dropped_bytes;
+            report.dropped_bytes = 0;
+            // The block was first written to learn its length; its numbers have fixed widths.
+            if (Failed(file.Seek(block)) ||
+                Failed(WriteBlock(file, *cloud, rebuilt, report.kept, true)))
+                FailToWrite(output, file);
+        }
+    }
+    CopyBytes(*cloud, input, places.fixed_header, kept_end, output, file);
+    if (Failed(file.Close())) FailToWrite(output, file);
+    // Nodes that could not be read would otherwise have passed for an octree that is not intact.
+    FailIfUnread(*cloud, input.Name());
+    return report;
+}

@@ -1,0 +1,168 @@
+// The header of a cloud for machines: the keys and their order.
+
+#include "tools/ptc/inspect/info_json.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+
+namespace {
+
+/// JSON as text, each value on a line of its own.
+///
+/// The library prints single values only. A tree of its own takes memory while it is destroyed,
+/// where nothing may fail: without memory that would end the program.
+class JsonText {
+public:
+    void Begin(char bracket) {
+        Separate();
+        text_ += bracket;
+        ++depth_;
+        is_empty_ = true;
+    }
+    void Begin(const char* key, char bracket) {
+        Key(key);
+        Begin(bracket);
+    }
+    void End(char bracket) {
+        --depth_;
+        if (!is_empty_) NewLine();
+        text_ += bracket;
+        is_empty_ = false;
+    }
+
+    template <class Value>
+    void Add(const Value& value) {
+        using nlohmann::json;
+        Separate();
+        text_ += json(value).dump(-1, ' ', false, json::error_handler_t::replace);
+    }
+    template <class Value>
+    void Add(const char* key, const Value& value) {
+        Key(key);
+        Add(value);
+    }
+    /// What is not known is null, never left out: a key that is there once is always there.
+    template <class Value>
+    void Add(const char* key, const std::optional<Value>& value) {
+        if (value) {
+            Add(key, *value);
+        } else {
+            Add(key, nullptr);
+        }
+    }
+    void Add(const char* key, std::span<const float> values) {
+        Begin(key, '[');
+        for (const float value : values) Add(value);
+        End(']');
+    }
+
+    const std::string& Text() const { return text_; }
+
+private:
+    void Key(const char* key) {
+        Separate();
+        text_.append("\"").append(key).append("\": ");
+        is_behind_key_ = true;
+    }
+    /// Ends the value before, if there is one, and goes to the place of the next.
+    void Separate() {
+        if (!is_behind_key_ && !is_empty_) text_ += ',';
+        if (!is_behind_key_) NewLine();
+        is_behind_key_ = is_empty_ = false;
+    }
+    void NewLine() {
+        if (!text_.empty()) text_ += '\n';
+        text_.append(2 * depth_, ' ');
+    }
+
+    std::string text_;
+    std::size_t depth_ = 1;  ///< the whole text is an item of a list
+    bool is_empty_ = true;   ///< nothing stands between the brackets yet
+    bool is_behind_key_ = false;
+};
+
+void AddVariables(const char* key, const CloudVariables& variables, JsonText* json) {
+    json->Begin(key, '[');
+    for (std::size_t i = 0; i < variables.types.size(); ++i) {
+        json->Begin('{');
+        json->Add("type", variables.types[i]);
+        json->Add("name", variables.names[i]);
+        json->Add("size", variables.sizes[i]);
+        json->End('}');
+    }
+    json->End(']');
+}
+
+void AddFormat(const char* key, std::span<const float, 3> format, JsonText* json) {
+    json->Begin(key, '{');
+    json->Add("x_resolution", format[0]);
+    json->Add("y_resolution", format[1]);
+    json->Add("pixel_aspect", format[2]);
+    json->End('}');
+}
+
+void AddCounts(const Cloud& cloud, JsonText* json) {
+    const auto data_floats = static_cast<std::size_t>(cloud.point_variables.data_size);
+    std::optional<std::size_t> point_bytes;
+    if (!cloud.input.IsText()) point_bytes = ptc_layout::PointBytes(data_floats);
+    json->Add("form", cloud.input.IsText() ? "text" : "binary");
+    json->Add("version", cloud.version);
+    json->Add("gzip", cloud.input.IsCompressed());
+    json->Add("points", cloud.point_count);
+    json->Add("nodes", cloud.node_count);
+    json->Add("stored_nodes", cloud.stored_node_count);
+    json->Add("root_position", cloud.root_position);
+    json->Add("data_start", cloud.data_start);
+    json->Add("bytes_per_point", point_bytes);
+    json->Begin("box", '{');
+    json->Add("min", std::span<const float>(cloud.box_min));
+    json->Add("max", std::span<const float>(cloud.box_max));
+    json->End('}');
+    json->Add("largest_radius", cloud.largest_radius);
+}
+
+void AddCamera(const Cloud& cloud, JsonText* json) {
+    const std::array<float, 3> effective = {static_cast<float>(cloud.x_resolution),
+                                            static_cast<float>(cloud.y_resolution),
+                                            cloud.pixel_aspect};
+    json->Begin("format", '{');
+    AddFormat("stored", cloud.stored_format, json);
+    AddFormat("effective", effective, json);
+    json->End('}');
+    json->Add("world_to_eye", std::span<const float>(cloud.world_to_eye));
+    json->Begin("world_to_ndc", '{');
+    json->Add("stored", std::span<const float>(cloud.stored_world_to_ndc));
+    json->Add("effective", std::span<const float>(cloud.world_to_ndc));
+    json->End('}');
+}
+
+void AddSize(const CloudSize& size, JsonText* json) {
+    std::optional<std::int64_t> bytes;
+    if (size.stored_bytes >= 0) bytes = size.stored_bytes;
+    std::optional<bool> agrees;
+    if (size.expected_bytes) agrees = *size.expected_bytes == size.stored_bytes;
+    json->Begin("size", '{');
+    json->Add("bytes", bytes);
+    json->Add("expected_bytes", size.expected_bytes);
+    json->Add("agrees", agrees);
+    json->Add("whole_points", size.whole_points);
+    json->End('}');
+}
+
+}  // namespace
+
+std::string InfoJson(const std::string& name, const Cloud& cloud, const CloudSize& size) {
+    JsonText json;
+    json.Begin('{');
+    json.Add("file", name);
+    AddCounts(cloud, &json);
+    AddVariables("point_variables", cloud.point_variables, &json);
+    json.Add("point_data_size", cloud.point_variables.data_size);
+    AddVariables("tree_variables", cloud.node_variables, &json);
+    json.Add("tree_data_size", cloud.node_variables.data_size);
+    AddCamera(cloud, &json);
+    AddSize(size, &json);
+    json.End('}');
+    return json.Text();
+}

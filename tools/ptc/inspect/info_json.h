@@ -1,0 +1,11 @@
+// The header of a cloud for machines. docs/tools.md fixes the layout.
+
+#pragma once
+
+#include <string>
+
+#include "tools/ptc/inspect/cloud_size.h"
+
+/// What `ptc info --json` says of one file: an object, indented as an item of a list. Numbers that
+/// are not finite become null; what is no UTF-8 in a name becomes U+FFFD.
+std::string InfoJson(const std::string& name, const Cloud& cloud, const CloudSize& size);

@@ -1,0 +1,52 @@
+// Columns of printed points and nodes.
+
+#include "tools/ptc/inspect/print_columns.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/common/failure.h"
+#include "tools/ptc/component_suffix.h"
+
+std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
+    std::vector<PrintGroup> groups;
+    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+        PrintGroup& group = groups.emplace_back();
+        group.name = variables.names[i];
+        for (std::int32_t part = 0; part < variables.sizes[i]; ++part)
+            group.columns.push_back(
+                {group.name + ComponentSuffix(variables.types[i], variables.sizes[i], part),
+                 first++});
+    }
+    return groups;
+}
+
+std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
+                                       const std::string& names) {
+    std::vector<PrintColumn> chosen;
+    const auto choose = [&](const PrintGroup& group) {
+        chosen.insert(chosen.end(), group.columns.begin(), group.columns.end());
+    };
+    if (names.empty()) {
+        for (const PrintGroup& group : groups) choose(group);
+        return chosen;
+    }
+    for (std::size_t begin = 0; begin <= names.size();) {
+        const std::size_t end = std::min(names.find(',', begin), names.size());
+        const std::string name = names.substr(begin, end - begin);
+        // From the back: the file's own variables stand there.
+        const auto found =
+            std::find_if(groups.rbegin(), groups.rend(),
+                         [&](const PrintGroup& group) { return group.name == name; });
+        if (found == groups.rend()) {
+            std::string there;
+            for (const PrintGroup& group : groups)
+                there += (there.empty() ? "" : ", ") + group.name;
+            throw Failure(fmt::format("no variable \"{}\"; there are {}", name, there));
+        }
+        choose(*found);
+        begin = end + 1;
+    }
+    return chosen;
+}

@@ -1,0 +1,134 @@
+// ptc stats: how well the library's caches serve readers of a file.
+
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ptc/access/access.h"
+#include "tools/common/failure.h"
+#include "tools/common/standard_streams.h"
+#include "tools/ptc/commands.h"
+#include "tools/ptc/open_input.h"
+#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/stats/cache_walks.h"
+#include "util/text/printable_text.h"
+
+namespace {
+
+constexpr int kMostThreads = 256;
+constexpr std::int64_t kMostKilobytes = 1 << 30;
+/// How long a walk may take when nobody says how many lookups it is to make.
+constexpr std::chrono::seconds kUsualLimit{2};
+
+const std::map<std::string, WalkKind>& Walks() {
+    static const std::map<std::string, WalkKind> walks = {
+        {"sequential", WalkKind::kSequential},
+        {"random", WalkKind::kRandom},
+        {"coherent", WalkKind::kCoherent},
+        {"tree", WalkKind::kTree},
+    };
+    return walks;
+}
+
+struct StatsOptions {
+    std::string file;
+    std::vector<std::string> walks;  ///< none: all that the file has something for
+    int threads = 0;
+    std::int64_t kilobytes = 0;
+    std::int64_t lookups = 0;
+    bool xml = false;
+};
+
+std::string Line(const std::string& name, const WalkOutcome& outcome) {
+    const auto lookups = static_cast<double>(outcome.lookups);
+    const double rate = outcome.lookups ? 100 * static_cast<double>(outcome.hits) / lookups : 0;
+    const double speed = outcome.seconds > 0 ? lookups / outcome.seconds : 0;
+    return fmt::format("{:<12}{:>14}{:>12.2f} %{:>14}{:>10.3f} s{:>16.0f}\n", name, outcome.lookups,
+                       rate, outcome.items_read, outcome.seconds, speed);
+}
+
+/// The walks to make, in the order in which they are named.
+std::vector<std::string> Chosen(const StatsOptions& options, const InputFile& file,
+                                const Cloud& cloud) {
+    if (options.walks.empty()) {
+        std::vector<std::string> walks = {"sequential", "random", "coherent"};
+        if (cloud.node_count > 0) walks.emplace_back("tree");
+        return walks;
+    }
+    const bool wants_tree = std::count(options.walks.begin(), options.walks.end(), "tree") > 0;
+    if (wants_tree && cloud.node_count == 0)
+        throw Failure(file.Name() + ": has no octree that could be walked");
+    return options.walks;
+}
+
+int Stats(const StatsOptions& options) {
+    const InputFile file(options.file);
+    const auto cloud = OpenInput(file).cloud;
+    const std::vector<std::string> walks = Chosen(options, file, *cloud);
+    WalkPlan plan;
+    plan.threads =
+        options.threads > 0
+            ? options.threads
+            : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+    plan.lookups = options.lookups > 0 ? options.lookups : cloud->point_count;
+    if (options.lookups == 0) plan.limit = kUsualLimit;
+    PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
+
+    std::string table = fmt::format(
+        "{}: {} points, {} nodes; threads: {}\n\n"
+        "walk               lookups      hit rate         items        time    lookups in 1 s\n",
+        Printable(file.Name()), cloud->point_count, cloud->node_count, plan.threads);
+    std::string cut;
+    std::string missing;
+    for (const std::string& name : walks) {
+        const WalkOutcome outcome = Walk(file, Walks().at(name), plan);
+        table += Line(name, outcome);
+        if (outcome.is_cut) cut += (cut.empty() ? "" : ", ") + name;
+        if (missing.empty()) missing = outcome.missing;
+    }
+    if (!cut.empty())
+        table += fmt::format("ended after {} s, --lookups makes them go on: {}\n",
+                             kUsualLimit.count(), cut);
+    WriteOut(options.xml ? PtcCacheXml() : table + "\n" + PtcCacheTable());
+    PtcShutdown();
+    if (!missing.empty()) throw Failure(file.Name() + ": " + missing);
+    return 0;
+}
+
+}  // namespace
+
+void AddStats(CLI::App& app, int* status) {
+    const auto options = std::make_shared<StatsOptions>();
+    CLI::App* const command =
+        app.add_subcommand("stats", "read through the caches and show how well they serve");
+    command->add_option("FILE", options->file, "a point cloud file, - for standard input")
+        ->required();
+    command
+        ->add_option("--walk", options->walks,
+                     "only these: sequential, random, coherent, tree, separated by commas")
+        ->delimiter(',')
+        ->check(CLI::IsMember(Walks()))
+        ->type_name("A,B,...");
+    command->add_option("--threads", options->threads, "how many read; default: one a processor")
+        ->check(CLI::Range(1, kMostThreads));
+    command
+        ->add_option("--memory", options->kilobytes,
+                     "KB that each thread may hold of points, and of nodes; default: 10240")
+        ->check(CLI::Range(std::int64_t{1}, kMostKilobytes));
+    command
+        ->add_option(
+            "--lookups", options->lookups,
+            "of points in a walk, by all threads together; default: as many as points, but no "
+            "more than 2 seconds take")
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40U));
+    command->add_flag("--xml", options->xml, "the caches' statistics as XML, and nothing else");
+    command->callback([options, status] { *status = RunGuarded([&] { return Stats(*options); }); });
+}

@@ -1,0 +1,152 @@
+// Colouring: choosing a variable, and from its floats to a colour.
+
+#include "tools/ptc/view/colouring.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/common/failure.h"
+#include "tools/ptc/component_suffix.h"
+#include "tools/ptc/view/colour_map.h"
+
+namespace view {
+
+namespace {
+
+constexpr const char* kNormal = "normal";
+constexpr const char* kRadius = "radius";
+
+/// What can be chosen, for someone who chose something else.
+std::string Choices(const CloudVariables& variables) {
+    std::string list;
+    for (const std::string& name : variables.names) list += name + ", ";
+    return list + kNormal + ", " + kRadius;
+}
+
+/// Of variable `index`'s first float in the data.
+std::size_t OffsetOf(const CloudVariables& variables, std::size_t index) {
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < index; ++i) offset += static_cast<std::size_t>(variables.sizes[i]);
+    return offset;
+}
+
+}  // namespace
+
+Colouring::Colouring(const CloudVariables& variables, const std::string& name) : name_(name) {
+    if (name.empty()) {
+        ChooseDefault(variables);
+    } else if (ChooseVariable(variables, name) || name == kNormal) {
+        // Nothing is left to do: a normal is what members begin with.
+    } else if (name == kRadius) {
+        kind_ = Kind::kValue;
+        source_ = Source::kRadius;
+    } else if (!ChooseComponent(variables, name)) {
+        throw Failure(fmt::format("no variable {}; there are {}", name, Choices(variables)));
+    }
+}
+
+/// Leaves the normal chosen when there is neither a color nor a float.
+void Colouring::ChooseDefault(const CloudVariables& variables) {
+    for (const std::string_view type : {"color", "float"}) {
+        for (std::size_t i = 0; i < variables.types.size(); ++i) {
+            const std::int32_t size = type == "color" ? 3 : 1;
+            if (!variables.types[i].starts_with(type) || variables.sizes[i] != size) continue;
+            // Of two variables of one name the first is chosen, which may not be this one.
+            name_ = variables.names[i];
+            ChooseVariable(variables, name_);
+            return;
+        }
+    }
+    name_ = kNormal;
+}
+
+/// False: the cloud has no such variable. One that a picture cannot show is refused.
+bool Colouring::ChooseVariable(const CloudVariables& variables, const std::string& name) {
+    const auto found = std::find(variables.names.begin(), variables.names.end(), name);
+    if (found == variables.names.end()) return false;
+    const auto index = static_cast<std::size_t>(found - variables.names.begin());
+    const std::string& type = variables.types[index];
+    const std::int32_t size = variables.sizes[index];
+    // An array of colors begins like a color, but is more than one.
+    const auto is = [&](std::string_view word, std::int32_t floats) {
+        return type.starts_with(word) && size == floats;
+    };
+    if (is("color", 3)) {
+        kind_ = Kind::kLight;
+    } else if (is("float", 1)) {
+        kind_ = Kind::kValue;
+    } else if (is("normal", 3) || is("vector", 3)) {
+        kind_ = Kind::kDirection;
+    } else {
+        throw Failure(fmt::format("{} is a {}, which has no colour; {}{} is one of its floats",
+                                  name, type, name, ComponentSuffix(type, size, 0)));
+    }
+    source_ = Source::kData;
+    offset_ = OffsetOf(variables, index);
+    return true;
+}
+
+/// False: no variable has a float of that name.
+bool Colouring::ChooseComponent(const CloudVariables& variables, const std::string& name) {
+    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+        if (!name.starts_with(variables.names[i])) continue;
+        const std::string_view suffix = std::string_view(name).substr(variables.names[i].size());
+        for (std::int32_t part = 0; part < variables.sizes[i]; ++part) {
+            if (suffix != ComponentSuffix(variables.types[i], variables.sizes[i], part)) continue;
+            kind_ = Kind::kValue;
+            source_ = Source::kData;
+            offset_ = OffsetOf(variables, i) + static_cast<std::size_t>(part);
+            return true;
+        }
+    }
+    return false;
+}
+
+void Colouring::SetExposure(double stops) {
+    gain_ = static_cast<float>(std::exp2(stops));
+}
+
+/// The floats that are shown: one for the colour map, else three.
+std::span<const float> Colouring::Values(const PointHead& point,
+                                         std::span<const float> data) const {
+    if (source_ == Source::kNormal) return point.normal;
+    if (source_ == Source::kRadius) return {&point.radius, 1};
+    return data.subspan(offset_, kind_ == Kind::kValue ? 1 : 3);
+}
+
+bool Colouring::ValueOf(const PointHead& point, std::span<const float> data, double* value) const {
+    *value = Values(point, data)[0];
+    return std::isfinite(*value);
+}
+
+bool Colouring::ColourOf(const PointHead& point, std::span<const float> data, const Srgb& srgb,
+                         Rgb* colour) const {
+    if (kind_ == Kind::kValue) {
+        double value = 0;
+        if (!ValueOf(point, data, &value)) return false;
+        *colour = MapColour(range_.Share(value));
+        return true;
+    }
+    const std::span<const float> values = Values(point, data);
+    const float x = values[0], y = values[1], z = values[2];
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z)) return false;
+    if (kind_ == Kind::kLight) {
+        const auto light = [&](float value) {
+            return static_cast<float>(std::clamp(range_.Share(value) * gain_, 0.0, 1.0));
+        };
+        *colour = srgb.Encode(Light{light(x), light(y), light(z)});
+        return true;
+    }
+    // Vectors of any length, also those whose square no float holds, are shown by direction.
+    const double length = std::sqrt(double{x} * x + double{y} * y + double{z} * z);
+    const auto component = [length](float value) {
+        const double part = length > 0 ? value / length : 0.0;
+        return static_cast<std::uint8_t>(std::lround((part + 1) / 2 * 255));
+    };
+    *colour = {component(x), component(y), component(z)};
+    return true;
+}
+
+}  // namespace view

@@ -1,0 +1,16 @@
+// PNG files: a picture's bytes on a stream.
+
+#pragma once
+
+#include <cstdio>
+
+#include "tools/ptc/view/picture.h"
+
+namespace view {
+
+/// Writes `picture` as PNG, marked as sRGB, to `stream` and flushes that. The same picture gives
+/// the same bytes: nothing that tells the time or the place is written.
+/// Throws Failure, which does not name the file.
+void WritePng(const Picture& picture, std::FILE* stream);
+
+}  // namespace view

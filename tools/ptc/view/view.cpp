@@ -1,0 +1,250 @@
+// `ptc view`: the steps from a file to a picture.
+
+#include "tools/ptc/view/view.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+#include "tools/common/failure.h"
+#include "tools/common/input_file.h"
+#include "tools/common/output_file.h"
+#include "tools/ptc/foreign_file.h"
+#include "tools/ptc/quiet_open.h"
+#include "tools/ptc/view/colouring.h"
+#include "tools/ptc/view/discs.h"
+#include "tools/ptc/view/png_file.h"
+#include "tools/ptc/view/point_pass.h"
+#include "tools/ptc/view/value_sample.h"
+#include "util/io/open_file.h"
+
+namespace view {
+
+namespace {
+
+/// Pixels of a picture whose size is not given: the file's own resolution may be a thumbnail's.
+constexpr int kLongerSide = 1024;
+/// Shape of a picture without a file's camera.
+constexpr double kUsualAspect = 4.0 / 3;
+/// Shapes beyond this are taken to be damage.
+constexpr double kMostAspect = 8;
+/// The file's camera is used when it sees at least one point in so many: fewer are what a matrix
+/// that has nothing to do with the cloud sees by chance.
+constexpr std::uint64_t kSeenOneIn = 100;
+
+Vector3 PositionOf(const PointHead& point) {
+    return {point.position[0], point.position[1], point.position[2]};
+}
+
+/// What the first reading finds.
+struct Survey {
+    Bounds box;
+    std::uint64_t points = 0;   ///< that can be drawn
+    std::uint64_t in_view = 0;  ///< of the file's camera
+    ValueSample values;
+
+    /// Takes in the whole sphere, however its disc is turned. The header's box is not asked: a
+    /// point that is not finite has spoilt it, and it knows nothing of the radii's scale.
+    void Include(const Vector3& p, double radius) {
+        const Vector3 reach = {radius, radius, radius};
+        const Vector3 low = p - reach, high = p + reach;
+        if (points == 0) box = {low, high};
+        box.low = {std::min(box.low.x, low.x), std::min(box.low.y, low.y),
+                   std::min(box.low.z, low.z)};
+        box.high = {std::max(box.high.x, high.x), std::max(box.high.y, high.y),
+                    std::max(box.high.z, high.z)};
+        ++points;
+    }
+};
+
+/// Width over height of the frame that the file was made in. What the header stores counts, not
+/// the defaults that a reader puts in its place: these belong to no cloud in particular.
+double FrameAspect(const Cloud& cloud) {
+    const auto [width, height, pixel] = cloud.stored_format;
+    if (!(width >= 1 && height >= 1)) return kUsualAspect;
+    const double aspect = double{width} / height * (pixel > 0 ? double{pixel} : 1.0);
+    return aspect >= 1 / kMostAspect && aspect <= kMostAspect ? aspect : kUsualAspect;
+}
+
+/// One run of the command: what its steps share.
+class Viewing {
+public:
+    Viewing(const ViewOptions& options, Cloud& cloud, std::string name)
+        : options_(options),
+          cloud_(cloud),
+          name_(std::move(name)),
+          colouring_(MakeColouring()),
+          pass_(cloud, name_),
+          progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
+        CheckColourOptions();
+        colouring_.SetExposure(options.exposure.value_or(0.0));
+    }
+
+    /// The whole picture; reads the points twice.
+    Picture Draw() {
+        Survey survey = Look();
+        if (survey.points == 0) throw Failure(fmt::format("{}: no points to draw", name_));
+        ChooseRange(&survey.values);
+
+        const bool is_fitted = Fits(survey);
+        const double aspect = is_fitted ? kUsualAspect : FrameAspect(cloud_);
+        const PictureSize size = options_.size ? *options_.size : UsualSize(aspect);
+        Picture picture(size.width, size.height, options_.background);
+        const bool has_legend = HasLegend(size);
+        const int height = size.height - (has_legend ? LegendHeight(size.width) : 0);
+
+        Frame frame = {static_cast<double>(size.width) * DiscCanvas::kSide,
+                       static_cast<double>(height) * DiscCanvas::kSide, aspect};
+        // A fitted camera has no frame of its own and fills what there is.
+        if (is_fitted) frame.aspect = frame.width / frame.height;
+        const ViewCamera camera =
+            is_fitted ? FittedCamera(survey.box, options_.direction.value_or(Direction()), frame)
+                      : *CameraOfMatrix(cloud_.stored_world_to_ndc, frame);
+        DrawPoints(camera, height, &picture);
+        if (has_legend) DrawLegend(colouring_.Name(), colouring_.Range(), Ink(), &picture);
+        return picture;
+    }
+
+private:
+    Colouring MakeColouring() const {
+        try {
+            return Colouring(cloud_.point_variables, options_.variable);
+        } catch (const Failure& failure) {
+            throw Failure(fmt::format("{}: {}", name_, failure.what()));
+        }
+    }
+
+    /// Which of these options says anything depends on what is shown.
+    void CheckColourOptions() const {
+        const std::string& name = colouring_.Name();
+        if (options_.exposure && colouring_.IsMapped())
+            throw WrongUsage("--exposure", fmt::format("works with a color; {} goes through the "
+                                                       "colour map, which --range sets",
+                                                       name));
+        if (colouring_.IsMapped() || colouring_.IsLight()) return;
+        if (options_.exposure)
+            throw WrongUsage("--exposure",
+                             fmt::format("works with a color; {} is a direction", name));
+        if (options_.range)
+            throw WrongUsage(
+                "--range", fmt::format("works with a number or a color; {} is a direction", name));
+    }
+
+    /// The first reading. Points without a value are passed over here as they are in drawing, so
+    /// that they do not move the camera.
+    Survey Look() {
+        const auto camera = CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1});
+        Survey survey;
+        pass_.Run(progress_, 0, [&](const PointHead& point, std::span<const float> data) {
+            double value = 0;
+            if (colouring_.IsMapped()) {
+                if (!colouring_.ValueOf(point, data, &value)) return;
+                survey.values.Add(value);
+            }
+            const Vector3 position = PositionOf(point);
+            survey.Include(position, point.radius * options_.point_scale);
+            double x = 0, y = 0;
+            if (camera && camera->Project(position, &x, &y))
+                survey.in_view += x >= 0 && x <= 1 && y >= 0 && y <= 1;
+        });
+        return survey;
+    }
+
+    /// Settles what the ends of the colours stand for.
+    void ChooseRange(ValueSample* values) {
+        if (options_.range) {
+            colouring_.SetRange(*options_.range);
+        } else if (colouring_.IsMapped()) {
+            colouring_.SetRange(values->RobustRange());
+        }
+    }
+
+    /// Whether the camera is fitted.
+    bool Fits(const Survey& survey) const {
+        if (options_.camera == CameraChoice::kFit || options_.direction) return true;
+        if (options_.camera == CameraChoice::kAutomatic)
+            return survey.in_view * kSeenOneIn < survey.points || survey.in_view == 0;
+        if (!CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1}))
+            throw Failure(fmt::format("{}: has no camera of its own", name_));
+        return false;
+    }
+
+    /// The frame, with the legend below it.
+    PictureSize UsualSize(double aspect) const {
+        const double longer = kLongerSide;
+        const int width = static_cast<int>(std::lround(aspect >= 1 ? longer : longer * aspect));
+        const int height = static_cast<int>(std::lround(aspect >= 1 ? longer / aspect : longer));
+        return {width, height + (colouring_.IsMapped() ? LegendHeight(width) : 0)};
+    }
+
+    /// A legend takes at most a third of the picture.
+    bool HasLegend(const PictureSize& size) const {
+        return colouring_.IsMapped() && LegendHeight(size.width) <= size.height / 3;
+    }
+
+    /// The second reading, into the picture's upper `height` rows.
+    void DrawPoints(const ViewCamera& camera, int height, Picture* picture) {
+        const Srgb srgb;
+        DiscCanvas canvas(picture->Width(), height);
+        pass_.Run(progress_, static_cast<std::uint64_t>(cloud_.point_count),
+                  [&](const PointHead& point, std::span<const float> data) {
+                      Rgb colour;
+                      if (!colouring_.ColourOf(point, data, srgb, &colour)) return;
+                      const auto [x, y, z] = point.normal;
+                      canvas.Draw(
+                          camera,
+                          {PositionOf(point), {x, y, z}, point.radius * options_.point_scale},
+                          colour);
+                  });
+        canvas.PutOnto(picture, srgb);
+    }
+
+    /// Black or white, whichever is read better on the background.
+    Rgb Ink() const {
+        const Light light = Srgb().Decode(options_.background);
+        constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
+        const float luminance = 0.2126f * light.r + 0.7152f * light.g + 0.0722f * light.b;
+        return luminance < kMiddleGrey ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};
+    }
+
+    const ViewOptions& options_;
+    Cloud& cloud_;
+    const std::string name_;
+    Colouring colouring_;
+    PointPass pass_;
+    Progress progress_;
+};
+
+/// Puts the picture in place, as a whole or not at all.
+void WritePicture(const Picture& picture, OutputFile* output) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(output->Path().c_str(), "wb"),
+                                                         std::fclose);
+    if (!file) FailWithErrno(output->Name());
+    try {
+        WritePng(picture, file.get());
+    } catch (const Failure& failure) {
+        throw Failure(fmt::format("{}: {}", output->Name(), failure.what()));
+    }
+    if (std::fclose(file.release()) != 0) FailWithErrno(output->Name());
+    output->Commit();
+}
+
+}  // namespace
+
+void View(const ViewOptions& options) {
+    // What is wrong with the two files shows before the long part begins.
+    OutputFile output(options.output);
+    if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
+        throw Failure("standard output: a terminal shows no pictures");
+    const InputFile input(options.input);
+    std::string why;
+    const auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
+    if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
+    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
+}
+
+}  // namespace view

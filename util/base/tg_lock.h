@@ -1,0 +1,126 @@
+// Locks: `TgMutex`, which tries before it blocks, the one-byte spin lock, and their guards.
+//
+// Units      tries are counted; a try that fails costs one processor pause.
+// Errors     none: a lock waits until it has the lock.
+// Ownership  a lock owns nothing but itself and is never copied; a guard borrows its lock.
+// Threads    any; none of the locks is recursive, none is fair.
+
+#pragma once
+
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "util/base/thread_annotations.h"
+
+/// Base of what exists once: a copy of a lock or of a managed object would guard or own nothing.
+class TgUncopyable {
+public:
+    TgUncopyable(const TgUncopyable&) = delete;
+    TgUncopyable& operator=(const TgUncopyable&) = delete;
+
+protected:
+    constexpr TgUncopyable() = default;
+    ~TgUncopyable() = default;
+};
+
+/// Tells the processor that this thread waits for another one's write.
+inline void SpinPause() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield" ::: "memory");
+#endif
+}
+
+/// A mutex for sections that are short most of the time: waiting a few pauses is cheaper than
+/// putting the thread to sleep, and a thread that waits longer sleeps after all.
+class UTIL_CAPABILITY("mutex") TgMutex : public TgUncopyable {
+public:
+    static constexpr int kDefaultTries = 100;
+
+    /// `tries`: how often Lock() tries before it blocks; 0 or less blocks at once.
+    explicit TgMutex(int tries = kDefaultTries) noexcept : tries_(tries) {}
+    virtual ~TgMutex() { pthread_mutex_destroy(&mutex_); }
+
+    void Lock() noexcept UTIL_ACQUIRE() UTIL_NO_THREAD_ANALYSIS {
+        for (int i = 0; i < tries_; ++i) {
+            if (TryLock()) return;
+            SpinPause();
+        }
+        pthread_mutex_lock(&mutex_);  // a plain mutex that exists cannot fail to lock
+    }
+
+    [[nodiscard]] bool TryLock() noexcept UTIL_TRY_ACQUIRE(true) {
+        return pthread_mutex_trylock(&mutex_) == 0;
+    }
+
+    void Unlock() noexcept UTIL_RELEASE() { pthread_mutex_unlock(&mutex_); }
+
+private:
+    const int tries_;
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+};
+
+/// Holds a TgMutex for one scope. Not movable: a lock has one owner on one stack.
+class UTIL_SCOPED TgMutexGuard : public TgUncopyable {
+public:
+    [[nodiscard]] explicit TgMutexGuard(TgMutex& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
+        lock_.Lock();
+    }
+    ~TgMutexGuard() UTIL_RELEASE() { lock_.Unlock(); }
+
+private:
+    TgMutex& lock_;
+};
+
+/// A spin lock of one byte, for critical sections of a few instructions: no allocation, no file,
+/// no callback inside. Size matters where hundreds of them stand side by side; 64 of those share
+/// a cache line, so neighbours disturb each other.
+class UTIL_CAPABILITY("spin byte") TgSpinByte {
+public:
+    constexpr TgSpinByte() = default;
+    TgSpinByte(const TgSpinByte&) = delete;  // not by TgUncopyable: two bases of one type
+    TgSpinByte& operator=(const TgSpinByte&) = delete;  // may not share an address
+
+    /// Waits 1, 2, 4, 8, 16 pauses between tries, then gives up its time slice.
+    void Lock() noexcept UTIL_ACQUIRE() {
+        for (int pauses = 1; !TryLock();) {
+            if (pauses > kMaxPauses) {
+                sched_yield();
+                continue;
+            }
+            for (int i = 0; i < pauses; ++i) SpinPause();
+            pauses *= 2;
+        }
+    }
+
+    [[nodiscard]] bool TryLock() noexcept UTIL_TRY_ACQUIRE(true) {
+        std::uint8_t open = 0;
+        // acquire: pairs with the release in Unlock()
+        return held_.compare_exchange_strong(open, 1, std::memory_order_acquire,
+                                             std::memory_order_relaxed);
+    }
+
+    // release: pairs with the acquire in TryLock()
+    void Unlock() noexcept UTIL_RELEASE() { held_.store(0, std::memory_order_release); }
+
+private:
+    static constexpr int kMaxPauses = 16;
+    std::atomic<std::uint8_t> held_{0};
+};
+static_assert(sizeof(TgSpinByte) == 1);
+
+/// Holds a TgSpinByte for one scope. Not movable: a lock has one owner on one stack.
+class UTIL_SCOPED TgSpinGuard : public TgUncopyable {
+public:
+    [[nodiscard]] explicit TgSpinGuard(TgSpinByte& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
+        lock_.Lock();
+    }
+    ~TgSpinGuard() UTIL_RELEASE() { lock_.Unlock(); }
+
+private:
+    TgSpinByte& lock_;
+};

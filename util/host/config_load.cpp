@@ -1,0 +1,182 @@
+// Reading configuration files: the chain, the lines, the references in values.
+//
+// Everything here may come from a stranger's file or environment: no text is ever a format, every
+// length has a limit or costs no more than the file itself, and no reference is looked at twice.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "util/host/config_store.h"
+#include "util/host/message.h"
+#include "util/host/message_tables.h"
+#include "util/host/platform.h"
+#include "util/io/open_file.h"
+
+namespace {
+
+constexpr std::string_view kFileName = "lumenarc.ini";
+constexpr std::string_view kRootVariable = "LUMRTREE";
+constexpr std::size_t kLongestSubstitute = 4095;
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kKeyEnds = " \t\r\n";
+constexpr std::string_view kValueEnds = "\r\n";
+
+std::string Joined(std::string_view folder, std::string_view between, std::string_view name) {
+    std::string path(folder);
+    return path.append(between).append(name);
+}
+
+/// The first run of characters of `text` that are not in `ends`; empty when there is none.
+std::string_view FirstToken(std::string_view text, std::string_view ends) {
+    const std::size_t begin = text.find_first_not_of(ends);
+    if (begin == std::string_view::npos) return {};
+    return text.substr(begin, text.find_first_of(ends, begin) - begin);
+}
+
+std::string_view WithoutBlanksAround(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos) return {};
+    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+}  // namespace
+
+/// What stands for "${`reference`}".
+std::string ConfigStore::ValueOfReference(std::string_view reference) const {
+    const std::size_t dash = reference.find('-');
+    std::string name(reference.substr(0, dash));
+    const char* const set = name == kRootVariable ? Root() : std::getenv(name.c_str());
+    std::string_view value;
+    if (set)
+        value = set;
+    else if (dash != std::string_view::npos)
+        value = reference.substr(dash + 1);
+    if (value.size() <= kLongestSubstitute) return std::string(value);
+    MsgReport("D05666", 2, kMsgWarning, name.c_str(), static_cast<int>(kLongestSubstitute) + 1);
+    return name;
+}
+
+/// `value` with its references replaced. What replaces them is not looked at again.
+std::string ConfigStore::Expanded(std::string_view value) const {
+    std::string expanded;
+    for (;;) {
+        const std::size_t open = value.find("${");
+        const std::size_t close = open == value.npos ? open : value.find('}', open);
+        if (close == value.npos) return expanded.append(value);
+        expanded.append(value.substr(0, open));
+        expanded.append(ValueOfReference(value.substr(open + 2, close - open - 2)));
+        value.remove_prefix(close + 1);
+    }
+}
+
+void ConfigStore::ReadLine(const char* line) try {
+    std::string_view rest = line;  // a zero byte ends the line's text
+    const std::string_view key = FirstToken(rest, kKeyEnds);
+    if (key.empty() || key.front() == '#') return;
+    const std::size_t key_end = static_cast<std::size_t>(key.data() - line) + key.size();
+    // One character ends the key and is gone; what follows it is the value, blanks included. So a
+    // key and two blanks have an empty value, and a key and one blank have none.
+    rest.remove_prefix(std::min(rest.size(), key_end + 1));
+    const std::string_view token = FirstToken(rest, kValueEnds);
+    if (token.empty()) return;
+
+    const std::string value = Expanded(WithoutBlanksAround(token));
+    Add(key, value);
+    if (dumps_.load(std::memory_order_relaxed))
+        std::printf(" default: %.*s  value: %s\n", static_cast<int>(key.size()), key.data(),
+                    value.c_str());
+} catch (const std::bad_alloc&) {
+    return;  // an entry that finds no memory is dropped, like in Add()
+}
+
+void ConfigStore::ReadFile(const char* path) {
+    // Moved by the zones read so far: a file can say where the next ones are.
+    const std::optional<std::string> expanded = platform::ExpandPath(path, *this);
+    if (!expanded) return;
+    const bool dumps = dumps_.load(std::memory_order_relaxed);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(expanded->c_str(), "re"),
+                                                               std::fclose);
+    if (!file) {
+        if (dumps) std::printf("No defaults in %s\n", expanded->c_str());
+        return;
+    }
+    if (dumps) std::printf("Defaults from %s:\n", expanded->c_str());
+    // What does not fit the buffer comes with the next turn, as a line of its own.
+    std::array<char, kLineBytes> line;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()))
+        ReadLine(line.data());
+}
+
+void ConfigStore::FindRoot() {
+    std::string variable;
+    {
+        TgMutexGuard hold(name_lock_);
+        variable = root_variable_;
+    }
+    // An empty value is a value: the files are then looked for from the top of the file system.
+    const char* root = variable.empty() ? nullptr : std::getenv(variable.c_str());
+    if (!root) root = std::getenv(kRootVariable.data());
+    // release: pairs with the acquire in Root()
+    if (root) root_.store(strdup(root), std::memory_order_release);
+}
+
+/// Every file that may hold options; the later a file, the stronger.
+void ConfigStore::ReadChain() {
+    const auto read = [this](const std::string& path) { ReadFile(path.c_str()); };
+    if (const char* const only = std::getenv("LUMRCONFIG")) {
+        read(only);
+    } else {
+        read(Joined(Root(), "/etc/", kFileName));
+        if (const char* const site = std::getenv("RDIR")) read(Joined(site, "/", kFileName));
+    }
+    if (const char* const home = std::getenv("HOME")) {
+        read(Joined(home, "/.", kFileName));
+        read(Joined(home, "/", kFileName));
+    }
+    read(std::string(kFileName));
+}
+
+class ConfigStore::LoadedAtEnd : public TgUncopyable {
+public:
+    explicit LoadedAtEnd(ConfigStore& store) : store_(store) {
+        store_.loader_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+    ~LoadedAtEnd() {
+        store_.loader_.store({}, std::memory_order_relaxed);
+        // release: pairs with the acquire of whoever waits in Load()
+        store_.load_state_.store(LoadState::kLoaded, std::memory_order_release);
+        store_.load_state_.notify_all();
+    }
+
+private:
+    ConfigStore& store_;
+};
+
+void ConfigStore::Load() {
+    LoadState state = LoadState::kNotLoaded;
+    // acquire: pairs with the release in LoadedAtEnd
+    if (!load_state_.compare_exchange_strong(state, LoadState::kLoading,
+                                             std::memory_order_acquire)) {
+        if (loader_.load(std::memory_order_relaxed) == std::this_thread::get_id()) return;
+        // acquire: pairs with the release in LoadedAtEnd
+        load_state_.wait(LoadState::kLoading, std::memory_order_acquire);
+        return;
+    }
+    const LoadedAtEnd end(*this);
+    if (std::getenv("LUMR_DUMP_DEFAULTS")) dumps_.store(true, std::memory_order_relaxed);
+    FindRoot();
+    if (!Newest()) ReadChain();  // a host that has read files of its own wants only those
+    platform::Init();
+    const char* const disabled = Get("/messages/disable");
+    MsgSetDisabledList(disabled);
+    // A warning about the files themselves, or a report of before, has given this thread its table.
+    if (disabled) message_tables::SilenceInThread(disabled);
+}

@@ -1,0 +1,190 @@
+// Building, asking and dropping the tables of what was said and what is silenced.
+//
+// The functions below the class are the border: memory that runs out becomes an answer there, so
+// that a report of exactly that still gets through.
+
+#include "util/host/message_tables.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "util/base/process_wide.h"
+#include "util/base/thread_slot.h"
+
+namespace message_tables {
+namespace {
+
+constexpr std::size_t kIdentifierLength = 6;
+
+// By hand: isalpha() would ask the process's locale.
+bool IsLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// Whether an environment entry, "NAME=value", is named like a message.
+bool SilencesMessage(std::string_view entry) {
+    return entry.size() > kIdentifierLength && IsLetter(entry[0]) &&
+           std::all_of(entry.begin() + 1, entry.begin() + kIdentifierLength, IsDigit) &&
+           entry[kIdentifierLength] == '=';
+}
+
+/// Holds the host's lock for one scope, if there is one.
+class HostGuard : public TgUncopyable {
+public:
+    explicit HostGuard(const MsgLock& lock) : lock_(lock) {
+        if (lock_.lock) lock_.lock(lock_.argument);
+    }
+    ~HostGuard() {
+        if (lock_.unlock) lock_.unlock(lock_.argument);
+    }
+
+private:
+    const MsgLock lock_;
+};
+
+/// Takes the next non-empty part between commas off the front of `*list`; empty: there is none.
+std::string_view TakeIdentifier(std::string_view* list) {
+    while (!list->empty()) {
+        const std::string_view one = list->substr(0, list->find(','));
+        list->remove_prefix(std::min(list->size(), one.size() + 1));
+        if (!one.empty()) return one;
+    }
+    return {};
+}
+
+class Tables {
+public:
+    /// The calling thread's table; null when the system cannot hold one.
+    CountTable* OfThread() {
+        return of_threads_.FindOrMake([this] { return BuildThreadTable(); });
+    }
+
+    bool KnownToThread(std::string_view key) {
+        // Without a table of its own a thread reads everything anew: slow, and never wrong.
+        CountTable* const mine = OfThread();
+        return (mine ? mine : BuildThreadTable().get())->CountIfHeld(key);
+    }
+
+    bool FirstInProcess(std::string_view key) UTIL_EXCLUDES(said_lock_) {
+        // Asked and entered under one hold: between two, another thread could say it too.
+        TgMutexGuard hold(said_lock_);
+        if (said_.CountIfHeld(key)) return false;
+        said_.Enter(key);
+        return true;
+    }
+
+    void DropProcessTable() UTIL_EXCLUDES(said_lock_) {
+        TgMutexGuard hold(said_lock_);
+        said_ = CountTable();
+    }
+
+    void AppendDisabled(std::string_view identifiers) UTIL_EXCLUDES(list_lock_) {
+        TgMutexGuard hold(list_lock_);
+        for (std::string_view one; !(one = TakeIdentifier(&identifiers)).empty();)
+            disabled_.emplace_back(one);
+    }
+
+    void ClearDisabled() UTIL_EXCLUDES(list_lock_) {
+        TgMutexGuard hold(list_lock_);
+        disabled_.clear();
+    }
+
+    ThreadSlot<CountTable>& OfThreads() { return of_threads_; }
+
+private:
+    std::unique_ptr<CountTable> BuildThreadTable() UTIL_EXCLUDES(list_lock_) {
+        auto table = std::make_unique<CountTable>();
+        {
+            TgMutexGuard hold(list_lock_);
+            for (const std::string& identifier : disabled_) table->Enter(identifier);
+        }
+        // The environment has no lock; hosts change it, if ever, before they start threads.
+        for (char** entry = environ; entry && *entry; ++entry)
+            if (SilencesMessage(*entry)) table->Enter(std::string_view(*entry, kIdentifierLength));
+        return table;
+    }
+
+    ThreadSlot<CountTable> of_threads_{ThreadSlotEnd::kKeep};
+
+    TgMutex said_lock_;
+    CountTable said_ UTIL_GUARDED_BY(said_lock_);
+
+    TgMutex list_lock_;
+    std::vector<std::string> disabled_ UTIL_GUARDED_BY(list_lock_);
+};
+
+Tables& TheTables() {
+    return process_wide::The<Tables>();
+}
+
+}  // namespace
+
+bool CountTable::CountIfHeld(std::string_view key) {
+    const auto found = counts_.find(key);
+    if (found == counts_.end()) return false;
+    ++found->second;
+    return true;
+}
+
+bool KnownToThread(std::string_view key) noexcept try {
+    return TheTables().KnownToThread(key);
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+bool FirstInProcess(std::string_view key, const MsgLock& host_lock) noexcept try {
+    bool first;
+    {
+        HostGuard hold(host_lock);
+        first = TheTables().FirstInProcess(key);
+    }
+    // Outside the locks, and asked for anew: the host's lock may report, and so build the table.
+    if (CountTable* const mine = TheTables().OfThread()) mine->Enter(key);
+    return first;
+} catch (const std::bad_alloc&) {
+    return true;
+}
+
+bool BringUp() noexcept {
+    return TheTables().OfThreads().BringUp();
+}
+
+void DropThreadTable() noexcept {
+    TheTables().OfThreads().Drop();
+}
+
+void DropProcessTable() noexcept {
+    TheTables().DropProcessTable();
+}
+
+void DropEveryThreadTable() noexcept {
+    TheTables().OfThreads().DropAll();
+}
+
+void AppendDisabled(std::string_view identifiers) noexcept try {
+    TheTables().AppendDisabled(identifiers);
+} catch (const std::bad_alloc&) {
+    return;  // what fits stays in the list
+}
+
+void ClearDisabled() noexcept {
+    TheTables().ClearDisabled();
+}
+
+void SilenceInThread(std::string_view identifiers) noexcept try {
+    // A thread without a table takes over the list of the process when it gets one.
+    CountTable* const mine = TheTables().OfThreads().Find();
+    for (std::string_view one; mine && !(one = TakeIdentifier(&identifiers)).empty();)
+        mine->Enter(one);
+} catch (const std::bad_alloc&) {
+    return;
+}
+
+}  // namespace message_tables

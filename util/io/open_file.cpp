@@ -1,0 +1,77 @@
+// Opening a file above the standard descriptors.
+
+#include "util/io/open_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace {
+
+constexpr int kStandardDescriptors = 3;
+
+int OpenThroughInterruptions(const char* name, int flags, mode_t mode) {
+    int descriptor = -1;
+    do {
+        descriptor = ::open(name, flags | O_CLOEXEC, mode);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+/// Occupies the standard descriptors that are closed, for one scope. What a host prints meanwhile
+/// goes nowhere, as it did before.
+class StandardDescriptorsTaken {
+public:
+    StandardDescriptorsTaken() {
+        for (int& descriptor : taken_) {
+            descriptor = OpenThroughInterruptions("/dev/null", O_RDWR, 0);
+            if (descriptor >= kStandardDescriptors) {
+                ::close(descriptor);
+                descriptor = -1;
+            }
+            if (descriptor < 0) return;
+        }
+    }
+    StandardDescriptorsTaken(const StandardDescriptorsTaken&) = delete;
+    StandardDescriptorsTaken& operator=(const StandardDescriptorsTaken&) = delete;
+    ~StandardDescriptorsTaken() {
+        const int error = errno;
+        for (const int descriptor : taken_)
+            if (descriptor >= 0) ::close(descriptor);
+        errno = error;
+    }
+
+private:
+    std::array<int, kStandardDescriptors> taken_{-1, -1, -1};
+};
+
+bool AreStandardDescriptorsOpen() {
+    for (int descriptor = 0; descriptor < kStandardDescriptors; ++descriptor)
+        if (::fcntl(descriptor, F_GETFD) < 0) return false;
+    return true;
+}
+
+}  // namespace
+
+int OpenFile(const char* name, int flags, mode_t mode) {
+    if (AreStandardDescriptorsOpen()) return OpenThroughInterruptions(name, flags, mode);
+    const StandardDescriptorsTaken taken;
+    const int descriptor = OpenThroughInterruptions(name, flags, mode);
+    if (descriptor < 0 || descriptor >= kStandardDescriptors) return descriptor;
+    // Without /dev/null nothing was taken.
+    const int above = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kStandardDescriptors);
+    const int error = errno;
+    ::close(descriptor);
+    errno = error;
+    return above;
+}
+
+std::FILE* OpenStream(const char* name, const char* mode) {
+    std::FILE* stream = nullptr;
+    do {
+        stream = std::fopen(name, mode);
+    } while (!stream && errno == EINTR);
+    return stream;
+}

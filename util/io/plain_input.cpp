@@ -1,0 +1,99 @@
+// The plain file for reading.
+
+#include "util/io/plain_input.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "util/io/gzip_stream.h"
+#include "util/io/open_file.h"
+
+PlainInput::PlainInput() = default;
+
+PlainInput::~PlainInput() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool PlainInput::Fail(int error) {
+    if (error_ == 0) error_ = error;
+    return false;
+}
+
+bool PlainInput::Open(const char* name, bool allow_gzip) {
+    error_ = 0;
+    descriptor_ = OpenFile(name, O_RDONLY);
+    if (descriptor_ < 0) return Fail(errno);
+
+    struct stat info;
+    if (::fstat(descriptor_, &info) == 0) {
+        if (S_ISDIR(info.st_mode)) return Fail(EISDIR);
+        if (S_ISREG(info.st_mode)) stored_bytes_ = info.st_size;
+    }
+    return !allow_gzip || LookForGzip();
+}
+
+bool PlainInput::LookForGzip() {
+    std::array<std::byte, 2> magic;
+    const std::int64_t there = ReadStored(magic);
+    if (there < 0) return false;
+    // A pipe cannot go back: what was taken from it is handed out first.
+    if (::lseek(descriptor_, 0, SEEK_SET) < 0) {
+        if (errno != ESPIPE) return Fail(errno);
+        ahead_.assign(magic.begin(), magic.begin() + there);
+    }
+    if (there == 2 && magic[0] == std::byte{0x1F} && magic[1] == std::byte{0x8B}) BeginStream();
+    return true;
+}
+
+void PlainInput::BeginStream() {
+    stream_ = std::make_unique<GzipStream>(
+        [this](std::int64_t, std::span<std::byte> bytes) { return ReadStored(bytes); });
+}
+
+/// Reads what is stored, from where the file stands.
+std::int64_t PlainInput::ReadStored(std::span<std::byte> bytes) {
+    const std::size_t looked_at = std::min(ahead_.size(), bytes.size());
+    std::copy_n(ahead_.begin(), looked_at, bytes.begin());
+    ahead_.erase(ahead_.begin(), ahead_.begin() + static_cast<std::ptrdiff_t>(looked_at));
+
+    auto total = static_cast<std::int64_t>(looked_at);
+    while (static_cast<std::size_t>(total) < bytes.size()) {
+        const auto rest = bytes.subspan(static_cast<std::size_t>(total));
+        const ssize_t read = ::read(descriptor_, rest.data(), rest.size());
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) {
+            Fail(errno);
+            return total > 0 ? total : -1;
+        }
+        if (read == 0) break;
+        total += read;
+    }
+    return total;
+}
+
+std::int64_t PlainInput::Read(std::span<std::byte> bytes) {
+    if (!stream_) return ReadStored(bytes);
+    const std::size_t read = stream_->Read(position_, bytes);
+    position_ += static_cast<std::int64_t>(read);
+    // A stream that breaks off is no end: bytes are missing. What came before is handed out first.
+    const bool has_failed =
+        read == 0 && !bytes.empty() && stream_->GetState() != GzipStream::State::kAtEnd;
+    if (has_failed) Fail(EIO);  // unless the system has told why
+    return has_failed ? -1 : static_cast<std::int64_t>(read);
+}
+
+bool PlainInput::Seek(std::int64_t offset) {
+    if (!stream_) return ::lseek(descriptor_, offset, SEEK_SET) >= 0 || Fail(errno);
+    if (offset < 0) return Fail(EINVAL);
+    if (offset < stream_->Begin()) {
+        if (::lseek(descriptor_, 0, SEEK_SET) < 0) return Fail(errno);
+        BeginStream();
+    }
+    position_ = offset;
+    return true;
+}

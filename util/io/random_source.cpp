@@ -1,0 +1,49 @@
+// Reading a stored file at any place.
+
+#include "util/io/random_source.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "util/io/gzip_index.h"
+#include "util/io/open_file.h"
+
+namespace {
+
+class PlainRandomSource : public RandomSource {
+public:
+    explicit PlainRandomSource(int descriptor) : descriptor_(descriptor) {}
+    ~PlainRandomSource() override { ::close(descriptor_); }
+
+    std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) override {
+        std::int64_t total = 0;
+        while (!bytes.empty()) {
+            const ssize_t read = ::pread(descriptor_, bytes.data(), bytes.size(), offset + total);
+            if (read < 0 && errno == EINTR) continue;
+            if (read < 0) return -1;
+            if (read == 0) break;
+            total += read;
+            bytes = bytes.subspan(static_cast<std::size_t>(read));
+        }
+        return total;
+    }
+
+private:
+    const int descriptor_;
+};
+
+}  // namespace
+
+std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
+    const int descriptor = OpenFile(name, O_RDONLY);
+    if (descriptor < 0) return nullptr;
+    try {
+        if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
+        return std::make_unique<PlainRandomSource>(descriptor);
+    } catch (...) {
+        ::close(descriptor);  // nobody has taken it over
+        throw;
+    }
+}

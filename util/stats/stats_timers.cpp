@@ -1,0 +1,77 @@
+// How timers run, merge and write themselves.
+
+#include "util/stats/stats_timers.h"
+
+#include "util/text/number_text.h"
+
+namespace {
+
+/// A leaf with a number as "%f" prints it, whatever decimal point the host's locale has.
+void WriteSeconds(StatsWriter& writer, std::string_view tag, double seconds) {
+    const Number value = seconds;
+    std::string text;
+    AppendFormatted("%f", std::span(&value, 1), &text);
+    writer.LeafElement(tag, text, {});
+}
+
+}  // namespace
+
+// --- UtTimerStat ---
+
+void UtTimerStat::Add(const ProcessTimes& spent) {
+    total_.elapsed += spent.elapsed;
+    total_.user += spent.user;
+    total_.system += spent.system;
+}
+
+void UtTimerStat::reset() {
+    total_ = {};
+    if (running_since_) running_since_ = ReadProcessTimes();
+}
+
+void UtTimerStat::merge(const UtStat& other) {
+    if (const auto* same = dynamic_cast<const UtTimerStat*>(&other)) Add(same->total_);
+}
+
+void UtTimerStat::write(StatsWriter& writer) const {
+    Begin(writer, "timer");
+    WriteSeconds(writer, "elapsed", total_.elapsed);
+    WriteSeconds(writer, "user", total_.user);
+    WriteSeconds(writer, "system", total_.system);
+    writer.EndElement("timer", true);
+}
+
+// A second start would lose the stretch that runs.
+void UtTimerStat::start() {
+    if (!running_since_) running_since_ = ReadProcessTimes();
+}
+
+void UtTimerStat::stop() {
+    update();  // the last stretch
+    running_since_.reset();
+}
+
+void UtTimerStat::update() {
+    if (!running_since_) return;
+    const ProcessTimes now = ReadProcessTimes();
+    Add({now.elapsed - running_since_->elapsed, now.user - running_since_->user,
+         now.system - running_since_->system});
+    running_since_ = now;  // so that the next update() adds only what comes after this one
+}
+
+// --- UtHresTimerStat ---
+
+void UtHresTimerStat::reset() {
+    ticks_ = 0;
+}
+
+void UtHresTimerStat::merge(const UtStat& other) {
+    if (const auto* same = dynamic_cast<const UtHresTimerStat*>(&other)) ticks_ += same->ticks_;
+}
+
+void UtHresTimerStat::write(StatsWriter& writer) const {
+    Begin(writer, "timer");
+    // Converted here and not when added: ticks add up exactly as long as they are whole.
+    WriteSeconds(writer, "elapsed", ticks_ / hres_clock::TicksPerSecond());
+    writer.EndElement("timer", true);
+}
