@@ -46,11 +46,11 @@ typedef struct DspyFormat {
 
 /// Opens an image and stores its handle in `*image`, which is left as it is when there is none.
 /// `width`, `height` and `flags` are not used.
-/// 0: the image is open; or memory for its handle cannot be had, which only `*image` tells: a host
+/// 0: the image is open; or memory for its handle ran out, which only `*image` tells: a host
 ///    sets it to null before.
 /// 3: `image` is null; a file name is above 4095 bytes; a channel has no type, or has more floats,
 ///    alone or with the others, than a point can have.
-/// 4: the file cannot be made, or memory cannot be had.
+/// 4: the file cannot be made, or memory ran out.
 /// 5: a channel has no name, or one without '|'; or something else failed.
 /// What is wrong with a type, a file name or the file is printed as well.
 typedef int DspyImageOpenFunction(void** image, const char* driverName, const char* fileName,
@@ -67,7 +67,7 @@ typedef int DspyImageQueryFunction(void* image, int type, int dataLength, void* 
 /// seven are in world space, and the file keeps them there: in the space that the parameters "NP"
 /// and "Nl" lead from, to normalised device coordinates and to the eye.
 /// `bound3` and `bound4` are not used.
-/// 3: no image or no data; no sample, or fewer than seven floats a sample. 4: memory cannot be had.
+/// 3: no image or no data; no sample, or fewer than seven floats a sample. 4: memory ran out.
 typedef int DspyImageDeepDataFunction(void* image, int first, int last, int bound3, int bound4,
                                       const unsigned char* data, int dataLength);
 

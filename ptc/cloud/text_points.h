@@ -5,7 +5,7 @@
 // be found; those before it are read like any others.
 //
 // Units      point indexes count from 0; offsets in bytes from the start of the (inflated) file.
-// Errors     1 for success, 0 for failure. Memory that cannot be had throws std::bad_alloc. What
+// Errors     1 for success, 0 for failure. Throws std::bad_alloc when memory runs out. What
 //            the system could not read, or had no memory for, the next read tries again.
 // Ownership  borrows the source, and the caller's records and their storage.
 // Threads    Begin(): one caller, and nobody else inside. Read() from any thread, several at once.

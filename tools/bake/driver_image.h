@@ -3,8 +3,8 @@
 // Units      samples in grids of kSampleFloats floats each; seconds of wall time.
 // Errors     every member throws Failure when the driver answers anything but success: the text
 //            names the function and says the code in words.
-// Ownership  borrows the library and the tally, which must outlive it; closes the image when it
-// goes. Threads    one thread at a time, as the interface demands.
+// Ownership  borrows the library and the tally, which must outlive it; closes the image at its end.
+// Threads    one thread at a time, as the interface demands.
 
 #pragma once
 

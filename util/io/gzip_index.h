@@ -7,8 +7,8 @@
 // are kept, and go on for whoever wants what comes next: in sequence a file is inflated once.
 //
 // Units, errors and ownership are those of RandomSource. A stream that is damaged or breaks off
-// ends there, and bytes behind its end are ignored. Memory that cannot be had throws
-// std::bad_alloc, and the next read tries again.
+// ends there, and bytes behind its end are ignored. Throws std::bad_alloc when memory runs out; the
+// next read tries again.
 // Threads    any. Reads where the scout has been run side by side.
 //
 // Locks:

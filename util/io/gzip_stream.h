@@ -4,9 +4,7 @@
 // ignored; they are no damage.
 //
 // Units      offsets in bytes: of what is inflated, unless they are said to be of what is stored.
-// Errors     GetState(). Memory that cannot be had throws std::bad_alloc, after which the stream is
-// of
-//            no use any more.
+// Errors     GetState(). Throws std::bad_alloc when memory runs out; the stream is of no use then.
 // Ownership  borrows what the reading function refers to.
 // Threads    one caller at a time.
 
