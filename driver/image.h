@@ -68,7 +68,7 @@ struct PointCloudImage {
     const char* DriverName() const { return driver_name ? driver_name->c_str() : nullptr; }
 };
 
-/// What a host hands over to open an image. A null file name stands for an empty one.
+/// What a host hands over to open an image. A null file name counts as empty.
 struct OpenRequest {
     const char* driver_name;  ///< null: nothing is printed for this image
     const char* file_name;

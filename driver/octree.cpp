@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A box that grows from nothing. What is no number widens nothing.
+/// A box that starts empty and grows. A NaN never widens it.
 struct Box {
     float min[3] = {1e30f, 1e30f, 1e30f};
     float max[3] = {-1e30f, -1e30f, -1e30f};

@@ -41,7 +41,7 @@ bool PairRules::KeepApart(const PointRecord& query, const float* low, const floa
     if (AreTooFar(query.head.position, low, high, reach)) return true;
 
     const float* const n = query.head.normal;
-    float products[3];  // the largest ones; what is no number makes nothing alike
+    float products[3];  // the largest that the bounds allow; a NaN never makes two records alike
     for (std::size_t i = 0; i < 3; ++i) {
         const float a = n[i] * low[3 + i];
         const float b = n[i] * high[3 + i];

@@ -84,7 +84,7 @@ void PartnerSearch::WalkLeaf(SimplifyNode& leaf) {
 }
 
 /// Takes what a walk over the leaf would take, one after the other. A record that is near enough
-/// to be taken next stands behind the one just taken: else it would have been the first itself.
+/// to be taken next comes after the one just taken: otherwise it would have been found first.
 void PartnerSearch::SearchCrowd(const SimplifyNode& leaf) {
     if (!rules_.CanMerge(*query_)) return;
     const std::uint32_t crowd = crowds_.Of(leaf, query_index_);

@@ -49,7 +49,7 @@ bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* 
 }
 
 const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
-    // Blocks reach beyond the last point; what is there is no point.
+    // The last block has records beyond the last point; these are no points.
     if (!file || index < 0 || index >= file->PointCount()) return nullptr;
     PtcThreadCache* const cache = ThisThreadCache();
     return cache ? cache->GetPoint(*file, index) : nullptr;

@@ -53,7 +53,7 @@ private:
         return !Failed(read()) || End({HeaderFault::kMissing, key});
     }
 
-    /// The place of number `index` of an array; in text form its line stands for it.
+    /// The place of number `index` of an array; in text form, the place of its line.
     std::int64_t Item(std::size_t index) const {
         return input_.IsText() ? here_ : here_ + static_cast<std::int64_t>(4 * index);
     }

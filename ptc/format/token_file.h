@@ -136,8 +136,8 @@ public:
     Group& operator=(const Group&) = delete;
     ~Group() { file_.is_grouping_ = false; }
 
-    /// Writes the values, and ends the group.
-    TokenStatus Put() noexcept {
+    /// Writes the values, and ends the group. Throws only what the sink does.
+    TokenStatus Put() {
         file_.is_grouping_ = false;
         return file_.Put(file_.group_);
     }
