@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ptc/cache/cache_set.h"
+#include "ptc/format/record_storage.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ public:
     CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) override {
         for (std::int64_t i = 0; i < count; ++i) {
             const PtcPoint& point = At(first + i);
-            float* const data = records[i].data;
+            float* const data = StorageOf(records[i]);
             std::memcpy(data, point.data, kFloats * sizeof(float));
             records[i] = point;
             records[i].data = data;

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
 #include "ptc/cache/cache_set.h"
 #include "ptc/files/managed_file.h"
 #include "ptc/format/layout.h"

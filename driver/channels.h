@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 #include "util/base/results.h"
 
 /// The variables that the channels declare, as parallel arrays in channel order.

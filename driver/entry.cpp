@@ -6,8 +6,8 @@
 #include <new>
 #include <vector>
 
-#include "driver/dspy.h"
 #include "driver/image.h"
+#include "ptc/dspy.h"
 
 namespace {
 

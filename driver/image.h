@@ -18,12 +18,12 @@
 
 #include "driver/batch.h"
 #include "driver/channels.h"
-#include "driver/dspy.h"
 #include "driver/duplicate_grids.h"
 #include "driver/duplicate_samples.h"
 #include "driver/point_buffer.h"
 #include "driver/simplify.h"
 #include "ptc/cloud/writer.h"
+#include "ptc/dspy.h"
 #include "util/base/results.h"
 #include "util/host/parameters.h"
 

@@ -3,15 +3,17 @@
 // usage: read_cloud FILE [VARIABLE]
 //
 // Each thread takes a share of the points and adds up VARIABLE, by default the first one that the
-// file declares; then one thread walks the octree and counts the nodes of each level. All that is
-// needed of the library is ptc/access/access.h.
+// file declares; then one thread walks the octree and counts the nodes of each level.
 
 #include <algorithm>
 #include <cstdio>
+#include <string>
 #include <thread>
 #include <vector>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
+#include "ptc/statistics.h"
+#include "ptc/tree.h"
 
 namespace {
 
@@ -20,79 +22,32 @@ constexpr int kThreads = 4;
 struct Sum {
     double value = 0;
     std::int64_t missing = 0;  ///< points that could not be read
-    bool is_open = false;      ///< if not, the others say nothing
+    std::string failure;       ///< the library's words for the last of them
 };
 
 /// Adds up float `place` of the data of a share of the points.
 Sum AddUp(const char* name, std::int32_t place, int share) {
     Sum sum;
     // A handle belongs to the thread that opened it. The file itself is opened only once.
-    PtcManagedFile* const file = PtcOpenForReading(name);
-    PtcHeader header;
-    sum.is_open = PtcGetHeader(file, &header);
-    if (!sum.is_open) return sum;
+    const PtcFile file(name);
+    PtcHeader header{};
+    if (!PtcGetHeader(file.Get(), &header)) return {0, 1, PtcLastFailure().text};
     const std::int64_t begin = header.points * share / kThreads;
     const std::int64_t end = header.points * (share + 1) / kThreads;
     for (std::int64_t i = begin; i < end; ++i) {
-        // Good until the next call: what has to last is copied.
-        const PtcPoint* const point = PtcGetPoint(file, i);
+        // Valid until the next call: what has to last is copied.
+        const PtcPoint* const point = PtcGetPoint(file.Get(), i);
         if (point) {
             sum.value += double{point->data[place]};
         } else {
             ++sum.missing;
+            sum.failure = PtcLastFailure().text;
         }
     }
-    PtcRelease(file);
     return sum;
 }
 
-struct Parent {
-    std::int64_t reference;
-    PtcNode node;
-    std::size_t level;
-};
-
-/// The number of nodes on each level of the octree; empty when there is none.
-std::vector<int> CountLevels(PtcManagedFile* file, std::int64_t nodes) {
-    std::vector<int> levels;
-    std::vector<Parent> waiting;
-    std::int64_t reference = 0;
-    if (const PtcNode* const root = PtcGetRoot(file, &reference))
-        waiting.push_back({reference, *root, 0});
-    // As many steps as the header has nodes: a damaged file may lead to one node twice.
-    for (; !waiting.empty() && nodes > 0; --nodes) {
-        const Parent parent = waiting.back();
-        waiting.pop_back();
-        levels.resize(std::max(levels.size(), parent.level + 1));
-        ++levels[parent.level];
-        // The key is the parent's own reference; leaves answer null.
-        const std::int64_t* const references = parent.node.children;
-        const PtcNode* const children = PtcGetNodeChildren(file, parent.reference, references);
-        for (int i = 0; children && i < kNodeChildren; ++i)
-            if (references[i] != 0)
-                waiting.push_back({references[i], children[i], parent.level + 1});
-    }
-    return levels;
-}
-
-int ReadCloud(const char* name, const char* variable) {
-    PtcConfigure(kThreads + 1, 65536, 65536, nullptr);  // one for the main thread
-    PtcVariables variables;
-    PtcManagedFile* const file = PtcOpenWithVariables(name, &variables);
-    if (!file) {
-        std::fprintf(stderr, "read_cloud: %s: cannot be opened, or declares no variable\n", name);
-        return 1;
-    }
-    if (!variable) variable = variables.names[0].c_str();
-    std::int32_t place = -1;
-    std::int32_t floats = 0;
-    PtcFindVariables(file, 1, &variable, &place, &floats);
-    if (place < 0) {
-        std::fprintf(stderr, "read_cloud: %s: has no variable '%s'\n", name, variable);
-        PtcRelease(file);
-        return 1;
-    }
-
+Sum AddUpInThreads(const char* name, std::int32_t place) {
     std::vector<Sum> sums(kThreads);
     {
         std::vector<std::jthread> threads;
@@ -102,23 +57,52 @@ int ReadCloud(const char* name, const char* variable) {
                 [&, share] { sums[static_cast<std::size_t>(share)] = AddUp(name, place, share); });
     }
     Sum total;
-    total.is_open = true;
-    for (const Sum& sum : sums)
-        total = {total.value + sum.value, total.missing + sum.missing,
-                 total.is_open && sum.is_open};
-    PtcHeader header;
-    PtcGetHeader(file, &header);
-    std::printf("%lld points, sum of %s: %g\n", static_cast<long long>(header.points), variable,
-                total.value);
-    const std::vector<int> levels = CountLevels(file, header.nodes);
+    for (const Sum& sum : sums) {
+        total.value += sum.value;
+        total.missing += sum.missing;
+        if (!sum.failure.empty()) total.failure = sum.failure;
+    }
+    return total;
+}
+
+/// Prints the number of nodes on each level of the octree. False: not all could be read.
+bool PrintLevels(PtcManagedFile* file) {
+    std::vector<int> levels;
+    PtcTreeWalk walk(file);
+    while (walk.Next()) {
+        const auto level = static_cast<std::size_t>(walk.Depth());
+        levels.resize(std::max(levels.size(), level + 1));
+        ++levels[level];
+    }
     for (std::size_t level = 0; level < levels.size(); ++level)
         std::printf("level %zu: %d nodes\n", level, levels[level]);
-    std::fputs(PtcCacheTable().c_str(), stdout);
+    return !walk.HasFailed();
+}
 
-    PtcRelease(file);
-    if (!total.is_open)
-        std::fprintf(stderr, "read_cloud: %s: cannot be opened by every thread\n", name);
-    return total.is_open && total.missing == 0 ? 0 : 1;
+int Fail(const char* why) {
+    std::fprintf(stderr, "read_cloud: %s\n", why);
+    return 1;
+}
+
+int ReadCloud(const char* name, const char* variable) {
+    const PtcFile file(name);
+    PtcHeader header{};
+    PtcVariables variables;
+    if (!PtcGetHeader(file.Get(), &header) || !PtcGetVariables(file.Get(), &variables, nullptr))
+        return Fail(PtcLastFailure().text);
+    if (!variable && variables.names.empty()) return Fail("the file declares no variables");
+    if (!variable) variable = variables.names[0].c_str();
+    std::int32_t place = -1;
+    std::int32_t floats = 0;
+    (void)PtcFindVariables(file.Get(), 1, &variable, &place, &floats);
+    if (place < 0) return Fail("the file has no such variable");
+
+    const Sum total = AddUpInThreads(name, place);
+    std::printf("%lld points, sum of %s: %g\n", static_cast<long long>(header.points), variable,
+                total.value);
+    if (!PrintLevels(file.Get())) return Fail(PtcLastFailure().text);
+    std::fputs(PtcCacheTable().c_str(), stdout);
+    return total.missing == 0 ? 0 : Fail(total.failure.c_str());
 }
 
 }  // namespace
@@ -128,6 +112,7 @@ int main(int count, char** arguments) {
         std::fputs("usage: read_cloud FILE [VARIABLE]\n", stderr);
         return 2;
     }
+    PtcConfigure(kThreads + 1, 65536, 65536, nullptr);  // one for the main thread
     const int status = ReadCloud(arguments[1], count > 2 ? arguments[2] : nullptr);
     PtcShutdown();
     return status;

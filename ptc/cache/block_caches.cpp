@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "ptc/format/record_storage.h"
+
 namespace {
 
 /// The floats of one item; a file that counts them below 0 has none.
@@ -22,8 +24,10 @@ float* NewFloats(std::int64_t items, std::int32_t floats) {
 
 /// The floats of the nodes of `block`.
 void FreeFloats(PtcCacheBlock& block) {
-    for (PtcNode* node = block.Nodes(); node != block.Nodes() + kNodeChildren; ++node)
-        std::free(std::exchange(node->data, nullptr));
+    for (PtcNode* node = block.Nodes(); node != block.Nodes() + kNodeChildren; ++node) {
+        std::free(StorageOf(*node));
+        node->data = nullptr;
+    }
 }
 
 }  // namespace
@@ -63,7 +67,7 @@ CloudStatus PtcPointCache::Fill(PtcCacheBlock& block, const PtcBlockRequest& req
     const std::int32_t floats = FloatsOf(request.file.FloatsPerPoint());
     for (std::int64_t i = count; i < kPoints; ++i) {
         PtcPoint& point = block.Points()[i];
-        std::fill_n(point.data, floats, 0.0f);
+        std::fill_n(StorageOf(point), floats, 0.0f);
         point = {{}, {}, 0, point.data};
     }
     return status;
@@ -112,7 +116,7 @@ CloudStatus PtcNodeCache::Fill(PtcCacheBlock& block, const PtcBlockRequest& requ
     for (int i = 0; i < kNodeChildren; ++i) {
         if (request.children[i] != 0) continue;
         PtcNode& node = block.Nodes()[i];
-        std::fill_n(node.data, floats, 0.0f);
+        std::fill_n(StorageOf(node), floats, 0.0f);
         node = {0, 0, {}, node.data, {}};
     }
     return request.file.ReadNodeChildren(request.children, block.Nodes());

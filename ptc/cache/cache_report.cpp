@@ -54,6 +54,7 @@ std::string CacheReportTable(const PtcCacheStats& total) {
     count("  lookups", &PtcCacheFigures::lookups);
     count("  hits", &PtcCacheFigures::hits);
     count("  misses", &PtcCacheFigures::misses);
+    count("  uncached", &PtcCacheFigures::uncached);
     AppendLine(&text, "  hit rate", total, [&](const PtcCacheFigures& cache) {
         const auto hits = static_cast<double>(cache.hits.Value());
         const auto lookups = static_cast<double>(cache.lookups.Value());

@@ -11,21 +11,17 @@
 #include "util/host/config.h"
 #include "util/host/runtime.h"
 
+using this_thread::Current;
+using this_thread::current;
+using this_thread::life_of_set;
+
+// Changed under life_lock; read without it.
+constinit std::atomic<std::uint64_t> this_thread::life_of_set{1};
+constinit thread_local Current this_thread::current;
+
 namespace {
 
 struct CacheHome;
-
-/// Counts the ends of sets; no seat starts with 1. Changed under life_lock; read without it to
-/// find out that nothing is to be done.
-constinit std::atomic<std::uint64_t> life_of_set{1};
-
-/// What the calling thread's seat says, a few instructions away instead of a search for the seat.
-/// Has no destructor, so it needs nothing of us when a thread ends.
-struct Current {
-    std::uint64_t life = 0;
-    PtcThreadCache* record = nullptr;
-};
-constinit thread_local Current current;
 
 /// Under the thread's key: its record in the process's set.
 ///
@@ -110,9 +106,7 @@ void DestroyCaches() {
     Home().Destroy();
 }
 
-PtcThreadCache* ThisThreadCache() {
-    if (current.life == life_of_set.load(std::memory_order_relaxed)) [[likely]]
-        return current.record;
+PtcThreadCache* this_thread::MakeRecord() {
     CacheHome& home = Home();
     try {
         ThreadSeat* const seat =
@@ -187,10 +181,7 @@ void PtcCacheSet::MergeStats(PtcCacheStats* total) {
     TgMutexGuard hold(registry_lock_);
     stats_.update();
     total->merge(stats_);
-    for (const Entry& entry : registry_) {
-        entry.record->CountUp();
-        total->merge(entry.record->stats);
-    }
+    for (const Entry& entry : registry_) entry.record->AddTo(total);
 }
 
 const char* PtcCacheSet::BrokenPromise() const {

@@ -1,7 +1,7 @@
 // `PtcCacheSet`: the two caches of the process, the records of its threads, their life.
 //
 // Units      memory in KB as options and hosts give it.
-// Errors     functions that make something answer false or null when memory cannot be had.
+// Errors     functions that make something answer false or null when memory runs out.
 // Ownership  the set owns both caches and every thread's record.
 // Threads    stated at each function.
 //
@@ -16,6 +16,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -36,12 +37,37 @@ void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb);
 /// inside a lookup, or uses what one answered. Threads may end meanwhile.
 void DestroyCaches();
 
-/// The calling thread's record; makes it, and the caches, when they are missing. Good until
+namespace this_thread {
+
+/// The calling thread's record, and the set's life in which it is valid. No destructor: it needs
+/// nothing of us when a thread ends.
+struct Current {
+    std::uint64_t life = 0;
+    PtcThreadCache* record = nullptr;
+};
+extern constinit thread_local Current current;
+
+/// Counts the ends of sets; no record is of life 0.
+extern constinit std::atomic<std::uint64_t> life_of_set;
+
+PtcThreadCache* MakeRecord();
+
+}  // namespace this_thread
+
+/// The calling thread's record; makes it, and the caches, when they are missing. Valid until
 /// DestroyCaches() or the thread's end. Null: no memory. Any thread.
-PtcThreadCache* ThisThreadCache();
+///
+/// Inline, because every lookup asks: a copy in thread-local memory and one comparison stand for
+/// the search for the thread's seat.
+inline PtcThreadCache* ThisThreadCache() {
+    using namespace this_thread;
+    if (current.life == life_of_set.load(std::memory_order_relaxed)) [[likely]]
+        return current.record;
+    return MakeRecord();
+}
 
 /// Adds the figures of all threads together to `total`. False: there are no caches.
-/// Caller: no thread is inside a lookup.
+/// Any thread, while others look up.
 bool MergeCacheStats(PtcCacheStats* total);
 
 /// See PtcSharedCache::BrokenPromise(); null also when there are no caches.

@@ -3,8 +3,8 @@
 // Units      memory in bytes, times in ticks of the high-resolution clock.
 // Errors     none.
 // Ownership  a section owns its members.
-// Threads    one at a time, but for PtcChargedMemory::Charge(): each thread counts in a section of
-//            its own, all threads charge memory to the one section that the cache set owns.
+// Threads    each thread counts in a section of its own, which others may merge meanwhile; all
+//            threads charge memory to the one section that the cache set owns.
 
 #pragma once
 
@@ -49,6 +49,8 @@ struct PtcCacheFigures {
     PtcCounter misses;
     PtcCounter slots;  ///< blocks that the cache may hold
     PtcChargedMemory memory;
+    /// Misses that were answered past the cache, because all blocks were held. In no section.
+    PtcCounter uncached{"", ""};
 };
 
 /// A section of the statistics. Its members are written in the order of these declarations, but

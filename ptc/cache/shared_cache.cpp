@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -75,8 +76,8 @@ public:
 
     PtcCacheBlock& operator*() const { return *block_; }
 
-    /// From here on the block is somebody else's affair.
-    PtcCacheBlock& Let() { return *std::exchange(block_, nullptr); }
+    /// Ends the claim without giving the block back: the caller has put it to use.
+    PtcCacheBlock& Keep() { return *std::exchange(block_, nullptr); }
 
 private:
     PtcSharedCache& cache_;
@@ -117,6 +118,11 @@ void PtcSharedCache::FreeBlocks() {
         }
         left -= blocks;
     }
+    for (const auto& block : own_blocks_) {
+        Charge(-BytesOf(*block));
+        FreeData(*block);
+    }
+    own_blocks_.clear();
     chunks_.clear();
     allocated_ = 0;
     Charge(-FixedBytes());
@@ -124,7 +130,8 @@ void PtcSharedCache::FreeBlocks() {
 
 // --- getting and releasing ---
 
-PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats& stats) {
+PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats& stats,
+                                   PtcNoBlock* why) {
     const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
     PtcCacheFigures& figures = stats.*kind_.figures;
     if (PtcCacheBlock* const found = FindAndHold(request, bucket)) {
@@ -132,30 +139,29 @@ PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats
         return found;
     }
     figures.misses.Add(1);
-    bool is_unreadable = false;
-    PtcCacheBlock* const block = Load(request, bucket, stats, &is_unreadable);
-    if (is_unreadable) {
-        const char* const name = request.file.Name();
-        MsgReport(kind_.unreadable, kUnreadableCode, kMsgError, name ? name : "<nofile>");
-    }
-    return block;
+    PtcNoBlock reason;
+    PtcCacheBlock* const block = Load(request, bucket, stats, &reason);
+    if (block) return block;
+    Report(request, reason);
+    if (why) *why = reason;
+    return nullptr;
 }
 
-/// The second half of a miss: reads the block and puts it to use. Null: no block is to be had, or
-/// no memory, or the file cannot be read, which is told in `*is_unreadable`.
+/// The second half of a miss: reads the block and puts it to use. Null: `*why` has the reason.
 PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::size_t bucket,
-                                    PtcCacheStats& stats, bool* is_unreadable) {
+                                    PtcCacheStats& stats, PtcNoBlock* why) {
+    *why = {PtcNoBlock::Reason::kAllHeld};
     PtcCacheBlock* const claimed = ClaimBlock();
     if (!claimed) return nullptr;
     LeaveChain(*claimed);
     Claim claim(*this, *claimed);
-    try {
-        if (!MakeRoom(*claim, request.file)) return nullptr;
-        *is_unreadable = Failed(Read(*claim, request, stats));
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-    return *is_unreadable ? nullptr : Insert(claim, request, bucket);
+    return Read(*claim, request, stats, why) ? Insert(claim, request, bucket) : nullptr;
+}
+
+void PtcSharedCache::Report(const PtcBlockRequest& request, const PtcNoBlock& why) const {
+    if (why.reason != PtcNoBlock::Reason::kUnreadable) return;
+    const char* const name = request.file.Name();
+    MsgReport(kind_.unreadable, kUnreadableCode, kMsgError, name ? name : "<nofile>");
 }
 
 void PtcSharedCache::Release(PtcCacheBlock& block) {
@@ -185,12 +191,46 @@ PtcCacheBlock* PtcSharedCache::FindAndHold(const PtcBlockRequest& request, std::
     return block;
 }
 
-/// Times the reading of a claimed block and counts what it reads, whether it succeeds or not.
-CloudStatus PtcSharedCache::Read(PtcCacheBlock& block, const PtcBlockRequest& request,
-                                 PtcCacheStats& stats) {
-    (stats.*kind_.figures).read.Add(ItemsIn(request));
-    const UtHresTimerScope timed(stats.cache_read_time);
-    return Fill(block, request);
+/// Makes room in a block and fills it. Times the reading and counts what it reads, whether it
+/// succeeds or not.
+bool PtcSharedCache::Read(PtcCacheBlock& block, const PtcBlockRequest& request,
+                          PtcCacheStats& stats, PtcNoBlock* why) {
+    *why = {PtcNoBlock::Reason::kNoMemory};
+    try {
+        if (!MakeRoom(block, request.file)) return false;
+        (stats.*kind_.figures).read.Add(ItemsIn(request));
+        const UtHresTimerScope timed(stats.cache_read_time);
+        errno = 0;  // what the system refuses sets it; damaged content does not
+        if (!Failed(Fill(block, request))) return true;
+        *why = {PtcNoBlock::Reason::kUnreadable, errno == EINTR ? 0 : errno};
+    } catch (const std::bad_alloc&) {
+        // The reason is set.
+    }
+    return false;
+}
+
+PtcCacheBlock* PtcSharedCache::MakeOwnBlock() {
+    TgMutexGuard grow(grow_lock_);
+    try {
+        own_blocks_.reserve(own_blocks_.size() + 1);
+        return own_blocks_.emplace_back(std::make_unique<PtcCacheBlock>()).get();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+bool PtcSharedCache::ReadInto(PtcCacheBlock& block, const PtcBlockRequest& request,
+                              PtcCacheStats& stats, PtcNoBlock* why) {
+    if (block.Holds(request.file.Identity(), request.index)) return true;
+    block.identity = kNoFile;
+    block.index = kNoIndex;
+    if (!Read(block, request, stats, why)) {
+        Report(request, *why);
+        return false;
+    }
+    block.identity = request.file.Identity();
+    block.index = request.index;
+    return true;
 }
 
 /// Puts a filled block to use, unless another thread has read the same one meanwhile.
@@ -198,7 +238,7 @@ PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& reque
                                       std::size_t bucket) {
     const BucketWrite lock(*this, bucket);
     if (PtcCacheBlock* const other = HoldOther(claim, request, lock)) return other;
-    PtcCacheBlock& block = claim.Let();
+    PtcCacheBlock& block = claim.Keep();
     block.identity = request.file.Identity();
     block.index = request.index;
     block.bucket = static_cast<std::int32_t>(bucket);
@@ -219,7 +259,7 @@ PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& re
         const Hold hold = block->state.TryHold();
         if (hold == Hold::kMiss) continue;  // being evicted: its claimer waits for this bucket
         if (hold == Hold::kRevived) UnlinkIdle(*block);
-        GiveBack(claim.Let());
+        GiveBack(claim.Keep());
         return block;
     }
     return nullptr;

@@ -2,7 +2,7 @@
 //
 // Units      capacity in blocks; memory figures in bytes.
 // Errors     Get() answers null when the file cannot be read (reported, once per try, as T43051
-//            or T43052), when memory cannot be had, and when every block is held (both silent).
+//            or T43052), when memory runs out, and when every block is held (both silent).
 // Ownership  the cache owns all blocks until it is destroyed; a caller owns one hold for each
 //            block it got and gives it back with Release().
 // Threads    any member from any thread at any time, but for the constructor, the destructor and
@@ -11,15 +11,15 @@
 // Locks, in the order in which they may be taken:
 //
 //   rank  lock          count  guards
-//   50    grow_lock_      1    the making of chunks, the list of them
+//   50    grow_lock_      1    the making of chunks and of threads' own blocks, the lists of them
 //   51    bucket_lock_  128    the chains of the buckets b with b % 128 == i
 //   52    list_lock_      1    reuse list, free list, allocated count
 //
 //   - at most one bucket lock per thread at a time, and none under grow_lock_;
 //   - list_lock_ may be taken inside a bucket lock, never the other way round: eviction therefore
 //     drops list_lock_ before it unlinks from a bucket;
-//   - a chunk is allocated under grow_lock_ alone, so that whoever finds the free list empty
-//     meanwhile waits for it instead of finding nothing;
+//   - a chunk is allocated under grow_lock_ alone, so that a thread that finds the free list empty
+//     meanwhile waits for the chunk instead of finding nothing;
 //   - no lock is held while a file is read, so two threads that miss on one block at once may
 //     both read it. The later one finds the other's block when it inserts, under the bucket's
 //     lock, and gives its own back: a chain never holds a key twice.
@@ -44,6 +44,17 @@ struct PtcBlockRequest {
     const std::int64_t* children;  ///< the parent's eight references; null for points
 };
 
+/// Why there is no block.
+struct PtcNoBlock {
+    enum class Reason {
+        kAllHeld,     ///< each block is held by some thread
+        kNoMemory,    ///< for the block's records
+        kUnreadable,  ///< the file cannot be read there
+    };
+    Reason reason = Reason::kAllHeld;
+    int error = 0;  ///< errno of an unreadable file; 0: its content is damaged
+};
+
 struct PtcFree {
     void operator()(void* memory) const { std::free(memory); }
 };
@@ -55,12 +66,24 @@ public:
     static constexpr std::int32_t kChunkBlocks = 1024;
     static constexpr std::size_t kBucketLocks = 128;
 
-    /// The block that `request` names, held once more; null: see above. Counts one hit or one
-    /// miss, and what is read, in `stats`, which is the calling thread's.
-    PtcCacheBlock* Get(const PtcBlockRequest& request, PtcCacheStats& stats);
+    /// The block that `request` names, held once more; null: `*why`, unless null, has the reason.
+    /// Counts one hit or one miss, and what is read, in `stats`, which is the calling thread's.
+    PtcCacheBlock* Get(const PtcBlockRequest& request, PtcCacheStats& stats,
+                       PtcNoBlock* why = nullptr);
 
     /// Gives one hold back. Caller: holds the block.
     void Release(PtcCacheBlock& block);
+
+    /// A block beside the cache, for one thread to read into when every block is held. It counts
+    /// neither for the capacity nor for the slots; its memory is charged like any other's, and it
+    /// lives as long as the cache. Null: no memory.
+    PtcCacheBlock* MakeOwnBlock();
+
+    /// Reads what `request` names into `block`, unless it is there, and counts what is read. False:
+    /// `*why` has the reason, unreadable files are reported, and the block holds nothing.
+    /// Caller: made `block` with MakeOwnBlock() and is its one user.
+    bool ReadInto(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats,
+                  PtcNoBlock* why);
 
     std::int32_t Capacity() const { return capacity_; }
 
@@ -118,11 +141,13 @@ private:
 
     PtcCacheBlock* FindAndHold(const PtcBlockRequest& request, std::size_t bucket);
     PtcCacheBlock* Load(const PtcBlockRequest& request, std::size_t bucket, PtcCacheStats& stats,
-                        bool* is_unreadable);
+                        PtcNoBlock* why);
     PtcCacheBlock* ClaimBlock();
     bool Grow();
     void LeaveChain(PtcCacheBlock& block);
-    CloudStatus Read(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats);
+    bool Read(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats,
+              PtcNoBlock* why);
+    void Report(const PtcBlockRequest& request, const PtcNoBlock& why) const;
     PtcCacheBlock* Insert(Claim& claim, const PtcBlockRequest& request, std::size_t bucket);
     PtcCacheBlock* HoldOther(Claim& claim, const PtcBlockRequest& request, const BucketWrite& lock);
 
@@ -149,6 +174,7 @@ private:
     // Guarded.
     TgMutex grow_lock_;
     std::vector<std::unique_ptr<PtcCacheBlock[]>> chunks_ UTIL_GUARDED_BY(grow_lock_);
+    std::vector<std::unique_ptr<PtcCacheBlock>> own_blocks_ UTIL_GUARDED_BY(grow_lock_);
 
     alignas(64) TgSpinByte list_lock_;  // away from what lookups read all the time
     PtcCacheBlock* idle_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released last

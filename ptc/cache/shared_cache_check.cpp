@@ -62,6 +62,7 @@ const char* PtcSharedCache::BrokenList() const UTIL_NO_THREAD_ANALYSIS {
                 return "a held block is in a chain";
         }
     }
+    for (const auto& block : own_blocks_) bytes += BytesOf(*block);
     if (left != 0 || allocated_ > capacity_) return "chunks hold what is allocated";
     if ((shared_stats_.*kind_.figures).memory.Charged() != bytes)
         return "the memory charged is what the blocks have";

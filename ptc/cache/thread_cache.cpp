@@ -14,29 +14,30 @@ std::size_t SlotCount(std::int32_t capacity) {
 }  // namespace
 
 PtcThreadTable::PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
-                               PtcFiguresOf figures)
-    : capacity_(capacity), cache_(cache), stats_(stats), figures_(stats.*figures) {}
+                               PtcFiguresOf figures, AllHeld all_held)
+    : capacity_(capacity),
+      all_held_(all_held),
+      cache_(cache),
+      stats_(stats),
+      figures_(stats.*figures) {}
 
 void PtcThreadTable::ReleaseAll() {
     for (std::size_t place = 0; held_ > 0; ++place)
         if (slots_[place].block) Empty(place);
 }
 
-void PtcThreadTable::CountUp() {
-    figures_.lookups.Add(found_);
-    figures_.hits.Add(found_);
-    found_ = 0;
-}
-
 /// Gets the block from the shared cache into its slot. What the slot holds goes first, so that a
 /// thread never holds more blocks than its capacity.
 void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) {
-    if (!made_ && !MakeSlots()) return nullptr;
+    if (!made_ && !MakeSlots()) {
+        why_not_ = {PtcNoBlock::Reason::kNoMemory};
+        return nullptr;
+    }
     const std::size_t place = hash & mask_;
     figures_.lookups.Add(1);  // the shared cache counts a hit or a miss
     if (slots_[place].block) Empty(place);
-    PtcCacheBlock* const block = cache_.Get(request, stats_);
-    if (!block) return nullptr;
+    PtcCacheBlock* const block = cache_.Get(request, stats_, &why_not_);
+    if (!block) return ReadPastCache(request);
     slots_[place] = {request.index, ~request.file.Identity(), block->records, block};
     if (++held_ == capacity_) {
         // Another slot is occupied, because a capacity is at least 2.
@@ -45,6 +46,21 @@ void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) 
         Empty(cursor_);
     }
     return block->records;
+}
+
+/// For a request that the cache has just refused: the same records in a block of the thread's own,
+/// if the reason was that all blocks are held. The block keeps what was read last.
+void* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
+    if (all_held_ == AllHeld::kNull || why_not_.reason != PtcNoBlock::Reason::kAllHeld)
+        return nullptr;
+    if (!own_) own_ = cache_.MakeOwnBlock();
+    if (!own_) {
+        why_not_ = {PtcNoBlock::Reason::kNoMemory};
+        return nullptr;
+    }
+    if (!cache_.ReadInto(*own_, request, stats_, &why_not_)) return nullptr;
+    figures_.uncached.Add(1);
+    return own_->records;
 }
 
 bool PtcThreadTable::MakeSlots() noexcept {
@@ -67,7 +83,14 @@ void PtcThreadCache::ReleaseAll() {
     nodes_.ReleaseAll();
 }
 
-void PtcThreadCache::CountUp() {
-    points_.CountUp();
-    nodes_.CountUp();
+void PtcThreadCache::AddTo(PtcCacheStats* total) const {
+    total->merge(stats);
+    const auto add_found = [](unsigned long found, PtcCacheFigures& figures) {
+        figures.lookups.Add(found);
+        figures.hits.Add(found);
+    };
+    add_found(points_.Found(), total->points);
+    add_found(nodes_.Found(), total->nodes);
+    total->points.uncached.merge(stats.points.uncached);
+    total->nodes.uncached.merge(stats.nodes.uncached);
 }

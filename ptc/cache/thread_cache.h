@@ -1,13 +1,15 @@
 // `PtcThreadCache`: the blocks that one thread holds, in front of the shared caches.
 //
 // Units      capacities in blocks.
-// Errors     a lookup answers null when the shared cache does; nothing else is reported.
-// Ownership  a table owns its holds, not the blocks. A record that a lookup answers is good until
-//            the thread's next lookup of the same kind, and no longer: that one may let it go.
+// Errors     a table's lookup answers null when the shared cache does, a record's never because
+//            all blocks are held. WhyNot() has the reason.
+// Ownership  a table owns its holds, not the blocks. A record that a lookup answers is valid until
+//            the thread's next lookup of the same kind: that one may give the block back.
 // Threads    one: the thread it belongs to. Locks are the shared caches'.
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -17,30 +19,37 @@
 /// here takes no lock and changes nothing that another thread looks at.
 ///
 /// The table never holds as many blocks as its capacity when a lookup is over, so as many threads
-/// as the budget counts always leave a block for the one that looks.
+/// as the budget counts always leave a block for the next lookup. More threads than that may hold
+/// every block: a table that reads past the cache then reads into a block of the thread's own.
 class PtcThreadTable : public TgUncopyable {
 public:
+    /// What a lookup answers when other threads hold all blocks.
+    enum class AllHeld { kNull, kReadPastCache };
+
     /// `capacity`: at least 2. `stats` count the thread's lookups.
     PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
-                   PtcFiguresOf figures);
+                   PtcFiguresOf figures, AllHeld all_held);
     ~PtcThreadTable() { ReleaseAll(); }
 
     /// Gives every hold back.
     void ReleaseAll();
 
-    /// Brings the lookups that ended in the table into the thread's statistics.
-    void CountUp();
+    /// Lookups that ended in the table; the thread's statistics do not contain them. Any thread.
+    unsigned long Found() const { return found_.load(std::memory_order_relaxed); }
+
+    /// Why the last lookup answered null.
+    const PtcNoBlock& WhyNot() const { return why_not_; }
 
 protected:
-    /// The records of the block that begins with `index`, which this table now holds; null when it
-    /// cannot be had. `children`: as in PtcBlockRequest. `hash`: the block's, as its cache
-    /// computes it.
+    /// The records of the block that begins with `index`, which this table now holds, or null.
+    /// `children`: as in PtcBlockRequest. `hash`: the block's, as its cache computes it.
     void* Find(PtcBlockSource& file, std::int64_t index, const std::int64_t* children,
                std::uint64_t hash) {
         const std::uint32_t identity = file.Identity();
         const Slot& slot = slots_[hash & mask_];
         if (IsSameBlock(~slot.not_identity, slot.index, identity, index)) [[likely]] {
-            ++found_;
+            // One writer: a load and a store instead of a locked increment.
+            found_.store(Found() + 1, std::memory_order_relaxed);
             return slot.records;
         }
         return Fetch({file, index, children}, hash);
@@ -50,8 +59,8 @@ private:
     friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
 
     /// A block that is held, and what a lookup needs of it, so that it reads nothing else.
-    /// All zero when empty: the identity, kNoFile then, is kept upside down, so that slots that
-    /// are never used are never touched.
+    /// The identity is stored complemented: kNoFile becomes 0, so zeroed memory is a table of empty
+    /// slots, and the pages of slots that are never used stay untouched.
     struct Slot {
         std::int64_t index;
         std::uint32_t not_identity;
@@ -61,17 +70,21 @@ private:
     static_assert(sizeof(Slot) == 32 && static_cast<std::uint32_t>(~kNoFile) == 0);
 
     void* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
+    void* ReadPastCache(const PtcBlockRequest& request);
     bool MakeSlots() noexcept;
     void Empty(std::size_t place);
 
     Slot* slots_ = &no_slot_;
     std::size_t mask_ = 0;
-    unsigned long found_ = 0;  ///< lookups that ended here and are in no statistic yet
-    std::int32_t held_ = 0;    ///< occupied slots
+    std::atomic<unsigned long> found_{0};  ///< written by the owner, read by reports
+    std::int32_t held_ = 0;                ///< occupied slots
     const std::int32_t capacity_;
     std::size_t cursor_ = 0;                 ///< the slot of the last victim
     std::unique_ptr<Slot[], PtcFree> made_;  ///< by the first lookup
     Slot no_slot_{};                         ///< stands for them until then
+    const AllHeld all_held_;
+    PtcCacheBlock* own_ = nullptr;  ///< beside the cache; made when first needed
+    PtcNoBlock why_not_;
     PtcSharedCache& cache_;
     PtcCacheStats& stats_;
     PtcCacheFigures& figures_;
@@ -79,11 +92,12 @@ private:
 
 class PtcPointTable final : public PtcThreadTable {
 public:
-    PtcPointTable(PtcPointCache& cache, std::int32_t capacity, PtcCacheStats& stats)
-        : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::points) {}
+    PtcPointTable(PtcPointCache& cache, std::int32_t capacity, PtcCacheStats& stats,
+                  AllHeld all_held = AllHeld::kNull)
+        : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::points, all_held) {}
 
-    /// Point `index` of `file`; null: it cannot be had. A record behind the file's last point, in
-    /// the same block, is all zero.
+    /// Point `index` of `file`, or null. A record behind the file's last point, in the same block,
+    /// is all zero.
     const PtcPoint* Get(PtcBlockSource& file, std::int64_t index) {
         const std::int64_t first = PtcPointCache::FirstOf(index);
         const void* const records =
@@ -95,12 +109,14 @@ public:
 
 class PtcNodeTable final : public PtcThreadTable {
 public:
-    PtcNodeTable(PtcNodeCache& cache, std::int32_t capacity, PtcCacheStats& stats)
-        : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::nodes) {}
+    PtcNodeTable(PtcNodeCache& cache, std::int32_t capacity, PtcCacheStats& stats,
+                 AllHeld all_held = AllHeld::kNull)
+        : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::nodes, all_held) {}
 
-    /// The eight children of the node at `reference`; null: they cannot be had. `children`: the
-    /// node's eight references; those that are 0 answer zeroed records. The root is the one child
-    /// of reference 0.
+    /// The eight children of the node at `reference`, or null. `children`: the eight references of
+    /// the node's record, from which the block is read; 0 gives a zeroed record. The root is the
+    /// one child of reference 0. Caller: the pair is true, because the cache keeps the block under
+    /// `reference` for all threads.
     const PtcNode* Get(PtcBlockSource& file, std::int64_t reference, const std::int64_t* children) {
         return static_cast<const PtcNode*>(
             Find(file, reference, children, PtcNodeCache::Hash(file.Identity(), reference)));
@@ -117,8 +133,7 @@ public:
 ///   member         written by   read by
 ///   index          the set      any thread: never changes afterwards
 ///   points, nodes  the owner    the owner
-///   stats          the owner    the owner; others, after CountUp(), only while no thread looks
-///                               anything up
+///   stats          the owner    any thread: counters are atomic and have one writer
 ///
 /// Owners follow each other under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
@@ -133,10 +148,11 @@ public:
 
     PtcThreadCache(std::uint32_t number, const Front& front)
         : index(number),
-          points_(front.points, front.point_blocks, stats),
-          nodes_(front.nodes, front.node_blocks, stats) {}
+          points_(front.points, front.point_blocks, stats, kPastCache),
+          nodes_(front.nodes, front.node_blocks, stats, kPastCache) {}
 
-    /// See PtcPointTable::Get() and PtcNodeTable::Get().
+    /// See PtcPointTable::Get() and PtcNodeTable::Get(). When all blocks of the shared cache are
+    /// held, the record comes from a block of the thread's own.
     const PtcPoint* GetPoint(PtcBlockSource& file, std::int64_t point) {
         return points_.Get(file, point);
     }
@@ -145,16 +161,22 @@ public:
         return nodes_.Get(file, reference, children);
     }
 
+    /// Why the last lookup of points, or of nodes, answered null.
+    const PtcNoBlock& WhyNoPoint() const { return points_.WhyNot(); }
+    const PtcNoBlock& WhyNoNodes() const { return nodes_.WhyNot(); }
+
     /// Gives every hold back; the tables stay.
     void ReleaseAll();
 
-    /// Brings `stats` up to date. Caller: the owner is not inside a lookup.
-    void CountUp();
+    /// Adds the thread's figures to `total`. Any thread; the owner may look up meanwhile.
+    void AddTo(PtcCacheStats* total) const;
 
     const std::uint32_t index;  ///< in the set's registry
     PtcCacheStats stats;
 
 private:
+    static constexpr auto kPastCache = PtcThreadTable::AllHeld::kReadPastCache;
+
     PtcPointTable points_;
     PtcNodeTable nodes_;
 };

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "ptc/format/records.h"
+#include "ptc/records.h"
 #include "util/base/results.h"
 
 /// No file: what the key of a block that holds nothing says.

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "ptc/format/layout.h"
+#include "ptc/format/record_storage.h"
 #include "ptc/format/text_records.h"
 
 namespace {
@@ -101,7 +102,7 @@ CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* record
         std::memcpy(&head, &values_[next_value_], sizeof head);
         StoreHead(head, &records[i]);
         std::copy_n(values_.begin() + static_cast<std::ptrdiff_t>(next_value_ + kHeadFloats),
-                    floats, records[i].data);
+                    floats, StorageOf(records[i]));
         next_value_ += record;
     }
     return CloudStatus::kOk;
@@ -133,7 +134,7 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
     for (std::int64_t i = 0; i < count; ++i) {
         if (there < (i + 1) * bytes) return CloudStatus::kFailed;
         PointHead head;
-        DecodePoint(&raw[Unsigned(i) * record], normals, &head, {records[i].data, floats});
+        DecodePoint(&raw[Unsigned(i) * record], normals, &head, {StorageOf(records[i]), floats});
         StoreHead(head, &records[i]);
     }
     return CloudStatus::kOk;
@@ -160,7 +161,7 @@ bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) co
 
 bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, PtcNode* record) {
     const std::size_t floats = DataFloats(header_.node_variables);
-    const std::span<float> data(record->data, floats);
+    const std::span<float> data(StorageOf(*record), floats);
     NodeRecord node;
     if (is_text_) {
         TokenInput input;
@@ -199,9 +200,8 @@ CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, Pt
     return CloudStatus::kOk;
 }
 
-void PtcRecordReader::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
-                                    std::int32_t* sizes) const {
-    const CloudVariables& variables = header_.point_variables;
+void FindVariables(const CloudVariables& variables, std::span<const char* const> names,
+                   std::int32_t* offsets, std::int32_t* sizes) {
     for (std::size_t i = 0; i < names.size(); ++i) {
         offsets[i] = -1;
         std::int32_t before = 0;

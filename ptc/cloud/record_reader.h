@@ -47,11 +47,6 @@ public:
     /// Fills record i for each of the eight `references` that is not 0, leaves the others alone.
     CloudStatus ReadNodeChildren(const std::int64_t* references, PtcNode* records);
 
-    /// For each of `names`: how many floats of data stand before that variable, and how many it
-    /// takes. -1, and no size, for a name that is not declared.
-    void FindVariables(std::span<const char* const> names, std::int32_t* offsets,
-                       std::int32_t* sizes) const;
-
     /// Sets the reading of a file in memory back to its first point.
     void Rewind() { next_value_ = 0; }
 
@@ -76,3 +71,8 @@ private:
     std::vector<float> values_;
     std::size_t next_value_ = 0;
 };
+
+/// For each of `names`: how many floats of data come before that variable, and how many it takes.
+/// -1, and no size, for a name that is not declared.
+void FindVariables(const CloudVariables& variables, std::span<const char* const> names,
+                   std::int32_t* offsets, std::int32_t* sizes);

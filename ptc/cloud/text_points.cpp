@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "ptc/format/record_storage.h"
 #include "ptc/format/text_records.h"
 
 namespace {
@@ -69,7 +70,7 @@ TextPoints::Stretch TextPoints::ReadBlock(std::int64_t begin, std::int64_t from,
     for (; i < until; ++i) {
         const bool is_wanted = i >= from;
         PointHead head;
-        const auto data = is_wanted ? std::span(records[i - from].data, floats_) : skipped;
+        const auto data = is_wanted ? std::span(StorageOf(records[i - from]), floats_) : skipped;
         if (Failed(ReadTextPoint(input, &head, data))) break;
         if (is_wanted) StoreHead(head, &records[i - from]);
     }

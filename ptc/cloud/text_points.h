@@ -20,7 +20,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ptc/format/records.h"
+#include "ptc/records.h"
 #include "util/base/results.h"
 #include "util/base/tg_lock.h"
 #include "util/io/random_source.h"

@@ -18,11 +18,20 @@
 
 namespace {
 
+/// Files whose manager is gone while they are in use. Those that nobody releases stay until the
+/// unload.
+using OutlivedFiles = std::unordered_set<UtFileManager::File*>;
+
 /// Where the one manager is. Tables have a share in it: one whose thread is just ending may give
 /// its holds back while the manager is let go.
 struct Place {
+    ~Place() {
+        for (const UtFileManager::File* file : outlived) delete file;
+    }
+
     TgMutex create_lock;
     std::shared_ptr<UtFileManager> manager UTIL_GUARDED_BY(create_lock);
+    OutlivedFiles outlived UTIL_GUARDED_BY(create_lock);
     /// Registers every thread's table, and outlives all managers. Destroyed first.
     ThreadSlot<ThreadFiles> tables{ThreadSlotEnd::kFreeWithThread};
 };
@@ -65,7 +74,23 @@ void UtFileManager::Shutdown() {
         TgMutexGuard hold(place.create_lock);
         last.swap(place.manager);
     }
+    if (last) last->CountUsesLeft();
     place.tables.DropAll();
+}
+
+/// Stores with each file how often the threads' tables use it.
+void UtFileManager::CountUsesLeft() noexcept {
+    TgSpinGuard hold(tables_lock_);
+    for (ThreadFiles* table = tables_; table; table = table->next_)
+        table->ForEachUse([](File& file, std::uint32_t uses) { file.uses_left_ += uses; });
+}
+
+void UtFileManager::ReleaseOutlived(File& file) noexcept {
+    auto& place = process_wide::The<Place>();
+    TgMutexGuard hold(place.create_lock);
+    if (--file.uses_left_ > 0) return;
+    place.outlived.erase(&file);
+    delete &file;
 }
 
 UtFileManager::UtFileManager(const Sizes& sizes) : sizes_(sizes), buckets_(sizes.buckets) {
@@ -74,15 +99,37 @@ UtFileManager::UtFileManager(const Sizes& sizes) : sizes_(sizes), buckets_(sizes
 }
 
 UtFileManager::~UtFileManager() {
-    for (const Bucket& bucket : buckets_)
-        for (const File* file : bucket) delete file;
+    for (const Bucket& bucket : buckets_) {
+        for (File* file : bucket) {
+            if (file->uses_left_ == 0) {
+                delete file;
+                continue;
+            }
+            file->Outlive();
+            file->has_outlived_.store(true, std::memory_order_relaxed);
+            auto& place = process_wide::The<Place>();
+            TgMutexGuard hold(place.create_lock);
+            try {
+                place.outlived.insert(file);
+            } catch (const std::bad_alloc&) {
+                // Not listed: the file lives until its last use is released all the same.
+            }
+        }
+    }
+}
+
+UtFileManager::Counts UtFileManager::GetCounts() const {
+    return {opened_.load(std::memory_order_relaxed), reopened_.load(std::memory_order_relaxed),
+            reclaimed_.load(std::memory_order_relaxed),
+            open_errors_.load(std::memory_order_relaxed)};
 }
 
 void UtFileManager::FillStats(TgStats* stats) {
-    stats->files_opened.Set(opened_.load(std::memory_order_relaxed));
-    stats->files_reopened.Set(reopened_.load(std::memory_order_relaxed));
-    stats->files_reclaimed.Set(reclaimed_.load(std::memory_order_relaxed));
-    stats->files_open_error.Set(open_errors_.load(std::memory_order_relaxed));
+    const Counts counts = GetCounts();
+    stats->files_opened.Set(counts.opened);
+    stats->files_reopened.Set(counts.reopened);
+    stats->files_reclaimed.Set(counts.reclaimed);
+    stats->files_open_error.Set(counts.open_errors);
     for (std::uint32_t b = 0; b < buckets_.size(); ++b) {
         for (std::size_t i = 0;; ++i) {
             const File* file;
@@ -140,9 +187,11 @@ UtFileManager::File* UtFileManager::IdleFiles::PopTail() noexcept {
     return file;
 }
 
-void UtFileManager::IdleFiles::Remove(File& file) noexcept {
+bool UtFileManager::IdleFiles::Remove(File& file) noexcept {
     TgSpinGuard hold(lock_);
-    if (file.is_listed_) Unlink(file);
+    if (!file.is_listed_) return false;
+    Unlink(file);
+    return true;
 }
 
 bool UtFileManager::IdleFiles::Lists(const File& file) noexcept {
@@ -189,9 +238,22 @@ void UtFileManager::File::FreeText::operator()(char* text) const {
     std::free(text);
 }
 
-AccessStatus UtFileManager::File::Remember(AccessStatus status) {
-    if (Failed(status)) last_error_.store(ToErrorCode(status), std::memory_order_relaxed);
+AccessStatus UtFileManager::File::Remember(AccessStatus status, std::string reason) noexcept {
+    if (!Failed(status)) return status;
+    last_error_.store(ToErrorCode(status), std::memory_order_relaxed);
+    last_reason_ = std::move(reason);
     return status;
+}
+
+/// Caller: holds `opening_`, or the file is unusable.
+void UtFileManager::File::CopyFailure(FileFailure* why) const noexcept {
+    if (!why) return;
+    why->code = LastError();
+    try {
+        why->reason = last_reason_;
+    } catch (const std::bad_alloc&) {
+        why->reason.clear();
+    }
 }
 
 bool UtFileManager::File::RenewIdentity() {

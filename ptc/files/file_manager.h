@@ -1,23 +1,28 @@
 // UtFileManager -- one object for each file name, and a limit on how many of them are open.
 //
 // Units      files are counted; error codes are errno values.
-// Errors     a file that cannot be opened is a null pointer, and its object keeps the code. Memory
-//            that cannot be had throws std::bad_alloc and leaves everything as it was.
+// Errors     a file that cannot be opened is a null pointer, and its object keeps code and reason.
+//            Throws std::bad_alloc when memory runs out, and leaves everything as it was.
 // Ownership  the manager owns its files until it goes, which is after Shutdown() and the end of
-//            the last thread's table. Callers own holds, never files.
+//            the last thread's table. Callers own holds, never files. A file that is still in use
+//            at the shutdown lives, closed, until its last use is released.
 // Threads    every member from any thread, but for BrokenPromise().
 //
 // Locks, in the order in which they may be taken:
 //
 //   rank  lock           count         guards
-//   20    create_lock    1             the one manager, while it is made and let go
+//   20    create_lock    1             the one manager, while it is made and let go; the files
+//                                      that outlive a manager
 //   21    opening_       1 a file      the file's opening, reopening and closing
 //   23    bucket_locks_  512           the buckets, and the counts and flags of the files in them
 //   24    idle lock_     1             the idle list and its links
+//   25    tables lock    1             the list of all threads' tables
+//   26    table lock     1 a table     see ptc/files/thread_files.h
 //
 //   - a thread takes one bucket lock at a time, and the idle list's inside it, never around it:
-//     who closes an idle file takes it off the list first, then looks at it again in its bucket;
-//   - no file is opened, reopened or closed, and no memory allocated, under ranks 23 and 24;
+//     to close an idle file, a thread takes it off the list first, then looks at it again in its
+//     bucket;
+//   - no file is opened, reopened or closed, and no memory allocated, under ranks 23 to 26;
 //   - a second `opening_` is only tried, never waited for.
 //
 // The life of a file:
@@ -37,12 +42,17 @@
 // The limit is soft. Only idle files are closed for it; while all are used, opening goes on, and
 // each file that is given back closes one that is too many. One that cannot be closed just then,
 // because its closing fails or somebody has its `opening_`, is left to the next.
+//
+// The system's limit of descriptors is hard. When it is reached, files that any thread keeps
+// without using them are taken from its table and closed, until the opening succeeds or no such
+// file is left.
 
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -51,6 +61,13 @@
 
 class TgStats;
 class ThreadFiles;
+
+/// Why a file could not be opened: an error code, and the reason in words if it is not the
+/// system's.
+struct FileFailure {
+    std::int32_t code = 0;
+    std::string reason;
+};
 
 class UtFileManager : public TgUncopyable {
 public:
@@ -73,23 +90,33 @@ public:
     /// or when the system has no room left for the table's key.
     static ThreadFiles* Get();
 
-    /// Lets the manager go: every thread's holds are given back and the files destroyed.
+    /// Lets the manager go: every thread's holds are given back and the files destroyed, except
+    /// those that are in use: they are closed for good and wait for ReleaseOutlived().
     /// Caller: no other thread uses a file or asks for one; threads may be ending meanwhile.
     static void Shutdown();
+
+    /// One use fewer of a file that has outlived its manager. The last one destroys the file.
+    static void ReleaseOutlived(File& file) noexcept;
 
     explicit UtFileManager(const Sizes& sizes);
     ~UtFileManager();
 
     /// The file called `name`, open and held once more, for `asking`; null when it cannot be
-    /// opened. `opener` makes the object when nobody has asked for the name before; `*opened`
-    /// tells whether this very call did so with success.
-    File* Acquire(const char* name, Opener& opener, ThreadFiles& asking, bool* opened);
+    /// opened, and then `*why`, unless null, has the reason. `opener` makes the object when nobody
+    /// has asked for the name before; `*opened`: this very call did so with success.
+    File* Acquire(const char* name, Opener& opener, ThreadFiles& asking, bool* opened,
+                  FileFailure* why);
 
     /// Opens a file that is closed although it is held. Caller: holds it.
-    AccessStatus BringOpen(File& file, ThreadFiles& asking);
+    AccessStatus BringOpen(File& file, ThreadFiles& asking, FileFailure* why = nullptr);
 
-    /// Closes a file and opens it again. Caller: holds it, and so may others.
+    /// Closes a file that was written and opens it again. Caller: holds it alone.
     AccessStatus Reopen(File& file, ThreadFiles& asking);
+
+    /// Closes a file that is read and opens it again. While other threads use it, or this one more
+    /// than once, that is left to the first opening after the last of them has given it back.
+    /// Caller: holds it, but not in `asking`, where its place depends on the file's identity.
+    AccessStatus Renew(File& file, bool is_only_use, ThreadFiles& asking) noexcept;
 
     /// Takes one hold back. The last one makes the file idle.
     void GiveBack(File& file) noexcept;
@@ -99,7 +126,16 @@ public:
     /// Whether one file more would be one too many, so that nothing unused should be kept.
     bool IsFull() const { return OpenFiles() >= sizes_.limit; }
 
-    /// Stores the counts of files and the names of those that were opened.
+    /// Since the manager was made.
+    struct Counts {
+        std::uint64_t opened;  ///< for the first time
+        std::uint64_t reopened;
+        std::uint64_t reclaimed;  ///< closed to make room
+        std::uint64_t open_errors;
+    };
+    Counts GetCounts() const;
+
+    /// Stores the counts, and the names of the files that were opened.
     void FillStats(TgStats* stats);
 
     /// The first promise that does not hold, in words; null when all do.
@@ -114,7 +150,8 @@ private:
         bool Push(File& file) noexcept;
         /// Takes off the file that has been idle longest; null when there is none.
         File* PopTail() noexcept;
-        void Remove(File& file) noexcept;
+        /// False: it is not listed.
+        bool Remove(File& file) noexcept;
         bool Lists(const File& file) noexcept;
         int Count() noexcept;
         /// Caller: nobody else is inside.
@@ -150,17 +187,20 @@ private:
     Condition Take(std::string_view name, std::uint32_t hash, File** file);
     bool Put(Reservation& reservation, std::uint32_t hash);
     void Replace(const Reservation& reservation, File* file, std::uint32_t hash) noexcept;
-    bool OpenUnknown(const char* name, std::uint32_t hash, Opener& opener, ThreadFiles& asking,
-                     File** opened);
+    struct NewFile;
+    bool OpenUnknown(const NewFile& wanted, File** opened, FileFailure* why);
     static File* FindIn(const Bucket& bucket, std::string_view name);
     std::unique_ptr<File> RunOpener(const char* name, Opener& opener, ThreadFiles& asking);
     /// `opening`: the proof that the file's lock is held.
     AccessStatus OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard& opening);
+    AccessStatus CloseHeld(File& file) noexcept;
     void MakeRoom(ThreadFiles& asking) noexcept;
-    void CloseForDescriptors(ThreadFiles& asking) noexcept;
+    int CloseForDescriptors(ThreadFiles& asking) noexcept;
+    bool TakeBackUnused(const File* only) noexcept;
     int CloseIdle(int wanted) noexcept;
     bool CloseVictim(File& victim) noexcept;
     bool ListIfIdle(File& file, const BucketHold& bucket) noexcept;
+    void CountUsesLeft() noexcept;
     Bucket& BucketOf(std::uint32_t hash) { return buckets_[hash & (sizes_.buckets - 1)]; }
 
     // Immutable after construction.
@@ -180,6 +220,11 @@ private:
 
     // Guards itself.
     IdleFiles idle_;
+
+    // Guarded. Tables link themselves.
+    friend class ThreadFiles;
+    TgSpinByte tables_lock_;
+    ThreadFiles* tables_ UTIL_GUARDED_BY(tables_lock_) = nullptr;
 };
 
 constexpr UtFileManager::Sizes UtFileManager::SizesFor(int threads, int limit, int sizing_hint) {
@@ -203,12 +248,15 @@ public:
     virtual ~File();
 
     /// Closes the system's file. Success marks it closed; failure stores the code and changes
-    /// nothing else. Not called while anybody holds the file, but by UtFileManager::Reopen().
+    /// nothing else. Not called while anybody uses the file.
     virtual AccessStatus close() noexcept = 0;
 
     /// Opens the system's file again. Success marks it open; failure stores the code and changes
     /// nothing else.
     virtual AccessStatus reopen() noexcept = 0;
+
+    /// Gives up everything but the name: the manager goes while the file is in use.
+    virtual void Outlive() noexcept {}
 
     bool IsOpen() const {
         // acquire: pairs with the release in MarkOpen(), so that what was read at opening is seen
@@ -218,6 +266,10 @@ public:
     bool IsUsable() const { return is_usable_; }
     /// Of the last open, close or reopen that failed; 0 when none did.
     std::int32_t LastError() const { return last_error_.load(std::memory_order_relaxed); }
+    /// The manager is gone: nothing can be read, and uses end with ReleaseOutlived().
+    bool HasOutlivedManager() const { return has_outlived_.load(std::memory_order_relaxed); }
+    /// It is to be closed and opened again as soon as nobody uses it.
+    bool WantsRenewal() const { return wants_renewal_.load(std::memory_order_relaxed); }
     /// Null for a file without a name.
     const char* Name() const { return name_.get(); }
     /// See ptc/files/file_identity.h. Changes only while nobody holds the file.
@@ -234,8 +286,9 @@ protected:
         is_open_.store(true, std::memory_order_release);
     }
     void MarkClosed() { is_open_.store(false, std::memory_order_relaxed); }
-    /// Stores the code of a failure, and hands `status` through.
-    AccessStatus Remember(AccessStatus status);
+    /// Stores code and reason of a failure, and hands `status` through. An empty reason is the
+    /// system's.
+    AccessStatus Remember(AccessStatus status, std::string reason = {}) noexcept;
     /// For the opener: the first attempt failed.
     void MarkUnusable() { is_usable_ = false; }
     /// Keeps the manager from closing the file: what it holds is nowhere else.
@@ -245,6 +298,8 @@ protected:
 
 private:
     friend class UtFileManager;
+
+    void CopyFailure(FileFailure* why) const noexcept;
 
     struct FreeText {
         void operator()(char* text) const;
@@ -261,6 +316,8 @@ private:
     std::atomic<std::uint32_t> references_{1};
     std::atomic<bool> is_open_{false};
     std::atomic<bool> stays_open_{false};
+    std::atomic<bool> wants_renewal_{false};
+    std::atomic<bool> has_outlived_{false};
     std::atomic<std::int32_t> last_error_{0};
     std::atomic<std::uint32_t> identity_;
 
@@ -269,8 +326,14 @@ private:
     const bool is_reservation_;
     const std::unique_ptr<char, FreeText> name_;
 
-    // Guarded by the bucket's lock; only who holds `opening_` changes it.
+    // Guarded by the bucket's lock; only the holder of `opening_` changes it.
     bool is_closing_ = false;
+
+    // Guarded by `opening_`. Does not change any more once the file is unusable.
+    std::string last_reason_;
+
+    // Written while the manager is let go; guarded by create_lock from then on.
+    std::uint32_t uses_left_ = 0;
 
     TgMutex opening_;
 };

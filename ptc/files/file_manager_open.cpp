@@ -7,7 +7,9 @@
 // and marks the file, so that whoever comes from there on waits for `opening_`.
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <span>
 #include <utility>
 
 #include "ptc/files/bucket_hold.h"
@@ -33,8 +35,8 @@ bool IsShortage(std::int32_t code) {
 
 }  // namespace
 
-/// Stands under a name while its opener runs; others wait for its `opening_`. Belongs to all who
-/// have a reference: who takes the last one back deletes it.
+/// Takes a name's place while its opener runs; others wait for its `opening_`. All that have a
+/// reference own it: the last one that gives its reference back deletes it.
 class UtFileManager::Reservation final : public File {
 public:
     Reservation(const char* name, std::uint32_t hash)
@@ -48,8 +50,16 @@ void UtFileManager::DropReservation::operator()(Reservation* reservation) const 
     if (reservation->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete reservation;
 }
 
+/// A name that nobody has asked for yet.
+struct UtFileManager::NewFile {
+    const char* name;
+    std::uint32_t hash;
+    Opener& opener;
+    ThreadFiles& asking;
+};
+
 UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, ThreadFiles& asking,
-                                            bool* opened) {
+                                            bool* opened, FileFailure* why) {
     *opened = false;
     const std::uint32_t hash = file_identity::NameHash(name);
     for (;;) {
@@ -58,9 +68,10 @@ UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, Th
             case Condition::kReady:
                 return file;
             case Condition::kFailed:
+                file->CopyFailure(why);
                 return nullptr;
             case Condition::kNotReady:
-                if (!Failed(BringOpen(*file, asking))) return file;
+                if (!Failed(BringOpen(*file, asking, why))) return file;
                 GiveBack(*file);
                 return nullptr;
             case Condition::kBeingOpened: {
@@ -69,7 +80,7 @@ UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, Th
                 break;  // the name has its file by now, or is free again
             }
             case Condition::kUnknown:
-                if (!OpenUnknown(name, hash, opener, asking, &file)) break;
+                if (!OpenUnknown({name, hash, opener, asking}, &file, why)) break;
                 *opened = file != nullptr;
                 return file;
         }
@@ -88,9 +99,9 @@ UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_
     const BucketHold hold(*this, hash);
     File* const found = FindIn(BucketOf(hash), name);
     if (!found) return Condition::kUnknown;
+    *file = found;
     if (!found->is_usable_) return Condition::kFailed;
     const std::uint32_t before = found->references_.fetch_add(1, std::memory_order_relaxed);
-    *file = found;
     if (found->is_reservation_) return Condition::kBeingOpened;
     if (before == 1) idle_.Remove(*found);
     return found->IsOpen() && !found->is_closing_ ? Condition::kReady : Condition::kNotReady;
@@ -134,63 +145,92 @@ void UtFileManager::Replace(const Reservation& reservation, File* file,
     }
 }
 
-/// False: somebody else was faster. True: `*opened` is the file, or null.
-bool UtFileManager::OpenUnknown(const char* name, std::uint32_t hash, Opener& opener,
-                                ThreadFiles& asking, File** opened) {
-    const ReservationRef mine(new Reservation(name, hash));
+/// False: another thread was faster. True: `*opened` is the file, or null.
+bool UtFileManager::OpenUnknown(const NewFile& wanted, File** opened, FileFailure* why) {
+    const ReservationRef mine(new Reservation(wanted.name, wanted.hash));
     TgMutexGuard hold(mine->opening_);
-    if (!Put(*mine, hash)) return false;
+    if (!Put(*mine, wanted.hash)) return false;
 
-    MakeRoom(asking);
-    std::unique_ptr<File> file = RunOpener(name, opener, asking);
+    MakeRoom(wanted.asking);
+    std::unique_ptr<File> file = RunOpener(wanted.name, wanted.opener, wanted.asking);
     if (file && file->is_usable_ && file->IsOpen()) {
         file->references_.store(2, std::memory_order_relaxed);  // ours, and this thread's
         opened_.fetch_add(1, std::memory_order_relaxed);
         *opened = file.get();
-        Replace(*mine, file.release(), hash);
+        Replace(*mine, file.release(), wanted.hash);
         return true;
     }
     open_files_.fetch_sub(1, std::memory_order_relaxed);
     open_errors_.fetch_add(1, std::memory_order_relaxed);
     *opened = nullptr;
-    if (file) file->is_usable_ = false;
+    if (file) {
+        file->is_usable_ = false;
+        file->CopyFailure(why);
+    } else if (why) {
+        *why = {ENOMEM, {}};
+    }
     // A file that has failed stays and answers for its name, so that millions of requests for what
     // is not there do not become millions of attempts. A shortage says nothing about the file.
     const bool stays = file && !IsShortage(file->LastError());
-    Replace(*mine, stays ? file.release() : nullptr, hash);
+    Replace(*mine, stays ? file.release() : nullptr, wanted.hash);
     return true;
 }
 
 std::unique_ptr<UtFileManager::File> UtFileManager::RunOpener(const char* name, Opener& opener,
                                                               ThreadFiles& asking) {
-    std::unique_ptr<File> file = opener.open(name);
-    if (!file || file->IsOpen() || !LacksDescriptors(file->LastError())) return file;
-    CloseForDescriptors(asking);
-    return opener.open(name);
+    for (;;) {
+        std::unique_ptr<File> file = opener.open(name);
+        if (!file || file->IsOpen() || !LacksDescriptors(file->LastError())) return file;
+        if (CloseForDescriptors(asking) == 0) return file;
+    }
 }
 
-AccessStatus UtFileManager::BringOpen(File& file, ThreadFiles& asking) {
+AccessStatus UtFileManager::BringOpen(File& file, ThreadFiles& asking, FileFailure* why) {
     TgMutexGuard hold(file.opening_);
-    return file.IsOpen() ? AccessStatus::kOk : OpenAgain(file, asking, hold);
+    const AccessStatus status = file.IsOpen() ? AccessStatus::kOk : OpenAgain(file, asking, hold);
+    if (Failed(status)) file.CopyFailure(why);
+    return status;
 }
 
 AccessStatus UtFileManager::Reopen(File& file, ThreadFiles& asking) {
     TgMutexGuard hold(file.opening_);
-    if (file.IsOpen()) {
-        const AccessStatus closed = file.close();
-        if (Failed(closed) || file.IsOpen()) return closed;
-        open_files_.fetch_sub(1, std::memory_order_relaxed);
+    const AccessStatus closed = CloseHeld(file);
+    return Failed(closed) || file.IsOpen() ? closed : OpenAgain(file, asking, hold);
+}
+
+AccessStatus UtFileManager::Renew(File& file, bool is_only_use, ThreadFiles& asking) noexcept {
+    file.wants_renewal_.store(true, std::memory_order_relaxed);
+    while (TakeBackUnused(&file)) {
     }
-    return OpenAgain(file, asking, hold);
+    TgMutexGuard hold(file.opening_);
+    {
+        // From here on a request for the file waits for `opening_`.
+        const BucketHold bucket(*this, file.Identity());
+        constexpr std::uint32_t kOursAndTheCallers = 2;
+        if (file.References() > kOursAndTheCallers || !is_only_use) return AccessStatus::kOk;
+        file.is_closing_ = true;
+    }
+    AccessStatus status = CloseHeld(file);
+    if (!Failed(status) && !file.IsOpen()) status = OpenAgain(file, asking, hold);
+    const BucketHold bucket(*this, file.Identity());
+    file.is_closing_ = false;
+    return status;
+}
+
+/// Caller: holds the file and its `opening_`.
+AccessStatus UtFileManager::CloseHeld(File& file) noexcept {
+    if (!file.IsOpen()) return AccessStatus::kOk;
+    const AccessStatus closed = file.close();
+    if (!file.IsOpen()) open_files_.fetch_sub(1, std::memory_order_relaxed);
+    return closed;
 }
 
 AccessStatus UtFileManager::OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard&) {
     MakeRoom(asking);
+    file.wants_renewal_.store(false, std::memory_order_relaxed);
     AccessStatus opened = file.reopen();
-    if (LacksDescriptors(ToErrorCode(opened))) {
-        CloseForDescriptors(asking);
+    while (LacksDescriptors(ToErrorCode(opened)) && CloseForDescriptors(asking) > 0)
         opened = file.reopen();
-    }
     if (Failed(opened)) {
         open_files_.fetch_sub(1, std::memory_order_relaxed);
         open_errors_.fetch_add(1, std::memory_order_relaxed);
@@ -207,10 +247,28 @@ void UtFileManager::MakeRoom(ThreadFiles& asking) noexcept {
     if (CloseIdle(1) == 0) asking.GiveBackOne();
 }
 
-void UtFileManager::CloseForDescriptors(ThreadFiles& asking) noexcept {
+/// Closes a few files that nobody uses. 0: there are none.
+int UtFileManager::CloseForDescriptors(ThreadFiles& asking) noexcept {
     for (int i = 0; i < kShortageBatch && asking.GiveBackOne(); ++i) {
     }
-    CloseIdle(kShortageBatch);
+    const int closed = CloseIdle(kShortageBatch);
+    if (closed > 0) return closed;
+    // Threads that are parked keep what they have released: only they know of it.
+    return TakeBackUnused(nullptr) ? CloseIdle(kShortageBatch) : 0;
+}
+
+/// Gives back a few holds that threads keep without using them, of any file or only of one.
+/// False: there are none.
+bool UtFileManager::TakeBackUnused(const File* only) noexcept {
+    std::array<File*, kShortageBatch> taken;
+    std::size_t count = 0;
+    {
+        TgSpinGuard hold(tables_lock_);
+        for (ThreadFiles* table = tables_; table && count < taken.size(); table = table->next_)
+            count += table->TakeUnused(only, std::span(taken).subspan(count));
+    }
+    for (File* const file : std::span(taken).first(count)) GiveBack(*file);
+    return count > 0;
 }
 
 void UtFileManager::GiveBack(File& file) noexcept {
@@ -220,7 +278,11 @@ void UtFileManager::GiveBack(File& file) noexcept {
         if (file.references_.fetch_sub(1, std::memory_order_relaxed) == 2)
             is_idle = ListIfIdle(file, hold);
     }
-    if (is_idle && OpenFiles() > sizes_.limit) CloseIdle(1);
+    if (is_idle && file.WantsRenewal()) {
+        if (idle_.Remove(file)) CloseVictim(file);
+    } else if (is_idle && OpenFiles() > sizes_.limit) {
+        CloseIdle(1);
+    }
 }
 
 /// Lists a file that is open and held by nobody. False: it is not, or somebody sees to it.
@@ -263,7 +325,7 @@ bool UtFileManager::CloseVictim(File& victim) noexcept {
         open_files_.fetch_sub(1, std::memory_order_relaxed);
         reclaimed_.fetch_add(1, std::memory_order_relaxed);
     } else {
-        // Off the list by our hand, so put back by it, unless its holder or closer will.
+        // We took it off the list, so we put it back, unless someone has opened or closed it since.
         const BucketHold hold(*this, victim.Identity());
         ListIfIdle(victim, hold);
     }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -51,8 +52,8 @@ std::optional<PtcManagedFile::Stamp> PtcManagedFile::StampOf(const char* name) {
                  {info.st_ctim.tv_sec, info.st_ctim.tv_nsec}};
 }
 
-AccessStatus PtcManagedFile::Fail(int error) {
-    return Remember(ToAccessStatus(CloudStatus::kFailed, error));
+AccessStatus PtcManagedFile::Fail(int error, std::string reason) noexcept {
+    return Remember(ToAccessStatus(CloudStatus::kFailed, error), std::move(reason));
 }
 
 AccessStatus PtcManagedFile::Create(const CloudDescription& description) noexcept {
@@ -69,7 +70,7 @@ AccessStatus PtcManagedFile::Create(const CloudDescription& description) noexcep
         std::string why;
         int error = 0;
         writing_ = CreateCloud(mine, &why, &error);
-        if (!writing_) return Fail(error);
+        if (!writing_) return Fail(error, std::move(why));
     } catch (const std::bad_alloc&) {
         return Fail(ENOMEM);
     }
@@ -108,7 +109,8 @@ AccessStatus PtcManagedFile::Read() {
         stamp = StampOf(Name());
         std::string why;
         int error = 0;
-        if (Failed(fresh->Open(Name(), is_transient_, &why, &error))) return Fail(error);
+        if (Failed(fresh->Open(Name(), is_transient_, &why, &error)))
+            return Fail(error, std::move(why));
     }
     const bool has_changed =
         reader_ && (stamp != stamp_ || !IsSameHeader(reader_->Header(), fresh->Header()));
@@ -125,6 +127,14 @@ AccessStatus PtcManagedFile::Read() {
     return AccessStatus::kOk;
 }
 
+void PtcManagedFile::Outlive() noexcept {
+    TgMutexGuard hold(reader_lock_);
+    reader_.reset();
+    writing_.reset();
+    points_ = 0;
+    MarkClosed();
+}
+
 CloudStatus PtcManagedFile::Complete() {
     TgMutexGuard hold(reader_lock_);
     if (writing_) return FinishCloud(*writing_);
@@ -136,11 +146,6 @@ CloudStatus PtcManagedFile::Complete() {
 const CloudHeader* PtcManagedFile::Header() const {
     if (reader_) return &reader_->Header();
     return writing_.get();
-}
-
-void PtcManagedFile::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
-                                   std::int32_t* sizes) const {
-    reader_->FindVariables(names, offsets, sizes);
 }
 
 std::int32_t PtcManagedFile::FloatsPerPoint() const {

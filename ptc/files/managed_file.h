@@ -1,8 +1,9 @@
 // PtcManagedFile -- a point cloud file as the manager and the caches see it, and its opener.
 //
 // Units      those of ptc/cloud/record_reader.h; error codes are errno values, or -1 when the
-// system has
-//            none: for a file that is no readable point cloud, and a description that is refused.
+// system
+//            has none: for a file that is no readable point cloud, and a description that is
+//            refused.
 // Errors     close() and reopen() answer 0 or a code, and keep the code; reads answer 1 or 0.
 //            Nothing is reported but what the reader reports.
 // Ownership  owns the reader, or the cloud that it writes. The manager, or a caller alone, owns it.
@@ -22,7 +23,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <span>
+#include <string>
 
 #include "ptc/cloud/block_source.h"
 #include "ptc/cloud/record_reader.h"
@@ -58,16 +59,15 @@ public:
     bool IsTransient() const { return is_transient_; }
     bool IsManaged() const { return is_managed_; }
 
+    /// Closes the file and forgets its header: nothing can be read any more.
+    void Outlive() noexcept override;
+
     /// What the header says; null when the file was never open.
     const CloudHeader* Header() const;
     /// Whether points, nodes and variables can be asked for.
     bool IsReading() const { return reader_ != nullptr; }
     /// The cloud to be written; null when the file is not being written.
     CloudWriter* Writing() { return writing_.get(); }
-
-    /// See PtcRecordReader::FindVariables(). Caller: IsReading().
-    void FindVariables(std::span<const char* const> names, std::int32_t* offsets,
-                       std::int32_t* sizes) const;
 
     // PtcBlockSource.
     using UtFileManager::File::Identity;
@@ -93,7 +93,7 @@ private:
     static std::optional<Stamp> StampOf(const char* name);
 
     AccessStatus Read() UTIL_REQUIRES(reader_lock_);
-    AccessStatus Fail(int error);
+    AccessStatus Fail(int error, std::string reason = {}) noexcept;
 
     // Immutable once the file is with its owner.
     const bool is_transient_;

@@ -11,27 +11,37 @@ ThreadFiles::ThreadFiles(std::shared_ptr<UtFileManager> manager) : manager_(std:
     std::size_t slots = 1;
     while (slots < 2 * static_cast<std::size_t>(manager_->GetSizes().allowance)) slots *= 2;
     slots_.resize(slots);
+    TgSpinGuard hold(manager_->tables_lock_);
+    next_ = manager_->tables_;
+    back_ = &manager_->tables_;
+    if (next_) next_->back_ = &next_;
+    manager_->tables_ = this;
 }
 
 ThreadFiles::~ThreadFiles() {
+    {
+        TgSpinGuard hold(manager_->tables_lock_);
+        *back_ = next_;
+        if (next_) next_->back_ = back_;
+    }
     for (const Slot& slot : slots_)
-        if (slot.file) manager_->GiveBack(*slot.file);
+        if (slot.file && slot.uses.load(std::memory_order_relaxed) != kTaken)
+            manager_->GiveBack(*slot.file);
 }
 
-ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& opener,
-                                     bool* opened) {
+ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& opener, bool* opened,
+                                     FileFailure* why) {
     *opened = false;
     const std::size_t known = FindByName(name);
     if (known != kNone && slots_[known].file->IsOpen()) {
-        ++slots_[known].uses;
-        return slots_[known].file;
+        File* const file = slots_[known].file;
+        if (Use(known)) return file;
     }
     if (held_ == slots_.size()) Grow();  // ahead, so that nothing can fail behind the acquiring
-    File* const file = manager_->Acquire(name, opener, *this, opened);
+    File* const file = manager_->Acquire(name, opener, *this, opened, why);
     if (!file) return nullptr;
     // Looked for again: an Acquire() that found no room has given files of this table back.
-    if (const std::size_t held = Find(*file); held != kNone) {
-        ++slots_[held].uses;
+    if (const std::size_t held = Find(*file); held != kNone && Use(held)) {
         manager_->GiveBack(*file);  // one hold a thread
         return file;
     }
@@ -40,24 +50,73 @@ ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& op
     return file;
 }
 
+/// Counts one use more. False: the hold was taken, and the slot is empty now.
+bool ThreadFiles::Use(std::size_t index) noexcept {
+    std::atomic<std::uint32_t>& count = slots_[index].uses;
+    std::uint32_t uses = count.load(std::memory_order_relaxed);
+    if (uses == 0 && count.compare_exchange_strong(uses, 1, std::memory_order_relaxed)) return true;
+    if (uses == kTaken) {
+        (void)TakeOut(index);
+        return false;
+    }
+    count.store(uses + 1, std::memory_order_relaxed);
+    return true;
+}
+
 void ThreadFiles::Release(File& file) noexcept {
     const std::size_t index = Find(file);
-    if (index == kNone || slots_[index].uses == 0) return;
-    if (--slots_[index].uses > 0) return;
-    if (held_ <= static_cast<std::size_t>(manager_->GetSizes().allowance) && !manager_->IsFull())
+    if (index == kNone) return;
+    const std::uint32_t uses = UsesOf(slots_[index]);
+    if (uses == 0) return;
+    // release: pairs with the acquire in TakeUnused(), so that this thread's reads are over
+    slots_[index].uses.store(uses - 1, std::memory_order_release);
+    if (uses > 1) return;
+    if (held_ <= static_cast<std::size_t>(manager_->GetSizes().allowance) && !manager_->IsFull() &&
+        !file.WantsRenewal())
         return;
+    if (TakeOut(index)) manager_->GiveBack(file);
+}
+
+AccessStatus ThreadFiles::Renew(File& file) noexcept {
+    const std::size_t index = Find(file);
+    if (index == kNone || UsesOf(slots_[index]) == 0) return AccessStatus::kOk;
+    const std::uint32_t uses = UsesOf(slots_[index]);
+    (void)TakeOut(index);  // a hold that is used is nobody else's
+    const AccessStatus status = manager_->Renew(file, uses == 1, *this);
+    Insert({&file, uses});
+    return status;
+}
+
+std::size_t ThreadFiles::TakeUnused(const File* only, std::span<File*> taken) noexcept {
+    std::size_t count = 0;
+    TgSpinGuard hold(lock_);
+    for (Slot& slot : slots_) {
+        if (count == taken.size()) break;
+        if (!slot.file || (only && slot.file != only)) continue;
+        std::uint32_t unused = 0;
+        // acquire: pairs with the release in Release(), so that the owner's reads are over
+        if (slot.uses.compare_exchange_strong(unused, kTaken, std::memory_order_acquire,
+                                              std::memory_order_relaxed))
+            taken[count++] = slot.file;
+    }
+    return count;
+}
+
+/// Empties a slot. False: another thread has taken its hold.
+bool ThreadFiles::TakeOut(std::size_t index) noexcept {
+    TgSpinGuard hold(lock_);
+    const bool is_ours = slots_[index].uses.load(std::memory_order_relaxed) != kTaken;
     Erase(index);
-    manager_->GiveBack(file);
+    return is_ours;
 }
 
 bool ThreadFiles::GiveBackOne() noexcept {
     if (held_ == 0) return false;
     for (std::size_t looked_at = 0; looked_at < slots_.size(); ++looked_at) {
         hand_ = (hand_ + 1) & Mask();
-        const Slot slot = slots_[hand_];
-        if (!slot.file || slot.uses > 0) continue;
-        Erase(hand_);
-        manager_->GiveBack(*slot.file);
+        File* const file = slots_[hand_].file;
+        if (!file || UsesOf(slots_[hand_]) > 0 || !TakeOut(hand_)) continue;
+        manager_->GiveBack(*file);
         return true;
     }
     return false;
@@ -65,7 +124,7 @@ bool ThreadFiles::GiveBackOne() noexcept {
 
 std::uint32_t ThreadFiles::Uses(const File& file) const {
     const std::size_t index = Find(file);
-    return index == kNone ? 0 : slots_[index].uses;
+    return index == kNone ? 0 : UsesOf(slots_[index]);
 }
 
 std::size_t ThreadFiles::Find(const File& file) const {
@@ -95,6 +154,11 @@ std::size_t ThreadFiles::FindByName(std::string_view name) const {
 
 /// Caller: there is an empty slot, and the file is not in the table.
 void ThreadFiles::Insert(const Slot& slot) noexcept {
+    TgSpinGuard hold(lock_);
+    Place(slot);
+}
+
+void ThreadFiles::Place(const Slot& slot) noexcept {
     std::size_t index = Home(slot.file->Identity());
     while (slots_[index].file) index = (index + 1) & Mask();
     slots_[index] = slot;
@@ -118,8 +182,9 @@ void ThreadFiles::Erase(std::size_t index) noexcept {
 
 void ThreadFiles::Grow() {
     std::vector<Slot> larger(2 * slots_.size());
+    TgSpinGuard hold(lock_);
     slots_.swap(larger);
     held_ = 0;
     for (const Slot& slot : larger)
-        if (slot.file) Insert(slot);
+        if (slot.file) Place(slot);
 }

@@ -2,18 +2,35 @@
 //
 // A thread keeps a file that it has given back, up to its allowance, so that asking for the same
 // names again and again touches nothing that threads share. It keeps none while as many files are
-// open as may be: then others need them to be idle.
+// open as may be: then others need them to be idle. When the system has no descriptors left,
+// another thread may take back what this one keeps without using it.
 //
 // Units      files and uses are counted.
-// Errors     null for a file that cannot be opened. Memory that cannot be had throws
-//            std::bad_alloc and changes nothing.
+// Errors     null for a file that cannot be opened. Throws std::bad_alloc when memory runs out, and
+//            changes nothing.
 // Ownership  owns one hold on each file in it, and a share of the manager.
-// Threads    its own thread only.
+// Threads    its own thread only, except TakeUnused() and ForEachUse().
+//
+// Locks:
+//
+//   rank  lock    count      guards
+//   26    lock_   1 a table  changes of the slots by the owner, reading them by other threads
+//
+// The owner reads its slots without the lock. A hold changes hands by its count of uses alone:
+//
+//            Open() +1              TakeUnused()
+//   n ... 1 <----------> 0 (kept) ----------------> taken: the slot waits for the owner to empty it
+//            Release() -1
+//
+// Only 0 -> 1 and 0 -> taken race, so only they are compare-and-swaps: opening a file that the
+// thread keeps takes one locked instruction, and none if the thread uses it already.
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -24,7 +41,7 @@
 ///
 ///   member     written by                       read by
 ///   manager_   its maker                        the owner: never changes
-///   slots_     the owner; whoever frees it      the owner
+///   slots_     the owner; whoever frees it      the owner; any thread under the lock
 ///   the rest   the owner                        the owner
 ///
 /// The slots are a hash table: a file's search begins at (identity * 3) & (slots - 1) and goes on
@@ -38,13 +55,29 @@ public:
 
     /// The file called `name`, open and used once more by this thread, or null. `opener` and
     /// `*opened` are those of UtFileManager::Acquire().
-    File* Open(const char* name, UtFileManager::Opener& opener, bool* opened);
+    File* Open(const char* name, UtFileManager::Opener& opener, bool* opened,
+               FileFailure* why = nullptr);
 
     /// One use of `file` fewer. A file that this thread does not use is ignored.
     void Release(File& file) noexcept;
 
     /// Gives back the hold on one file that is not used. False: there is none.
     bool GiveBackOne() noexcept;
+
+    /// See UtFileManager::Renew(). Caller: this thread uses the file.
+    AccessStatus Renew(File& file) noexcept;
+
+    /// Takes holds that are not used, of any file or of `only`, for the caller to give back; as
+    /// many as fit into `taken`. Answers their number. Any thread.
+    std::size_t TakeUnused(const File* only, std::span<File*> taken) noexcept;
+
+    /// Calls `use(file, uses)` for every file that is used. Caller: the owner is not inside.
+    template <class Use>
+    void ForEachUse(Use use) noexcept {
+        TgSpinGuard hold(lock_);
+        for (const Slot& slot : slots_)
+            if (slot.file && UsesOf(slot) > 0) use(*slot.file, UsesOf(slot));
+    }
 
     UtFileManager& Manager() { return *manager_; }
     /// How often this thread uses `file`.
@@ -53,22 +86,48 @@ public:
     std::size_t Capacity() const { return slots_.size(); }
 
 private:
+    friend class UtFileManager;
+
     struct Slot {
         File* file = nullptr;
-        std::uint32_t uses = 0;
+        std::atomic<std::uint32_t> uses{0};
+
+        Slot() = default;
+        Slot(File* held, std::uint32_t count) : file(held), uses(count) {}
+        Slot(const Slot& other) : Slot(other.file, other.uses.load(std::memory_order_relaxed)) {}
+        Slot& operator=(const Slot& other) {
+            file = other.file;
+            uses.store(other.uses.load(std::memory_order_relaxed), std::memory_order_relaxed);
+            return *this;
+        }
     };
+    static constexpr std::uint32_t kTaken = 0xFFFFFFFF;  ///< as a count of uses
     static constexpr std::size_t kNone = ~std::size_t{0};
+
+    static std::uint32_t UsesOf(const Slot& slot) {
+        const std::uint32_t uses = slot.uses.load(std::memory_order_relaxed);
+        return uses == kTaken ? 0 : uses;
+    }
 
     std::size_t Home(std::uint32_t identity) const { return (identity * 3U) & Mask(); }
     std::size_t Mask() const { return slots_.size() - 1; }
     std::size_t Find(const File& file) const;
     std::size_t FindByName(std::string_view name) const;
+    bool Use(std::size_t index) noexcept;
+    bool TakeOut(std::size_t index) noexcept;
     void Insert(const Slot& slot) noexcept;
-    void Erase(std::size_t index) noexcept;
+    void Place(const Slot& slot) noexcept UTIL_REQUIRES(lock_);
+    void Erase(std::size_t index) noexcept UTIL_REQUIRES(lock_);
     void Grow();
 
     const std::shared_ptr<UtFileManager> manager_;
-    std::vector<Slot> slots_;  ///< a power of two
+
+    // Guarded by the manager's lock of tables.
+    ThreadFiles* next_ = nullptr;
+    ThreadFiles** back_ = nullptr;  ///< the pointer that points here
+
+    TgSpinByte lock_;
+    std::vector<Slot> slots_;  ///< a power of two; read by the owner without the lock
     std::size_t held_ = 0;     ///< occupied slots
     std::size_t hand_ = 0;     ///< where the search for an unused file goes on
 };

@@ -11,7 +11,7 @@
 #include "ptc/format/layout.h"
 #include "ptc/format/normal_code.h"
 #include "ptc/format/normal_decode.h"
-#include "ptc/format/records.h"
+#include "ptc/records.h"
 #include "util/io/bytes.h"
 
 /// The fixed values of one point, in the order in which a host delivers them.

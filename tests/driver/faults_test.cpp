@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <regex>
 
-#include "driver/dspy.h"
 #include "ptc/cloud/reader.h"
+#include "ptc/dspy.h"
 #include "tests/driver/fault_plan.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/host_lists.h"

@@ -216,10 +216,16 @@ protected:
         ASSERT_STREQ(cache_.BrokenPromise(), nullptr);
     }
 
+    /// Lookups that ended in the tables.
+    unsigned long Found() const {
+        unsigned long found = 0;
+        for (const PtcPointTable& table : tables_) found += table.Found();
+        return found;
+    }
+
     void CompareCounts() {
-        for (PtcPointTable& table : tables_) table.CountUp();
-        ASSERT_EQ(counts_.points.lookups.Value(), model_.lookups);
-        ASSERT_EQ(counts_.points.hits.Value(), model_.hits);
+        ASSERT_EQ(counts_.points.lookups.Value() + Found(), model_.lookups);
+        ASSERT_EQ(counts_.points.hits.Value() + Found(), model_.hits);
         ASSERT_EQ(counts_.points.misses.Value(), model_.misses);
     }
 
@@ -250,7 +256,7 @@ TEST_P(PtcCacheModel, AgreesAfterEveryOperation) {
     EXPECT_EQ(model_.used, model_.entries.size());
     EXPECT_GT(model_.misses, 1000u);
     EXPECT_GT(model_.hits, 100u);
-    EXPECT_GT(counts_.points.hits.Value(), 1000u);
+    EXPECT_GT(Found() + counts_.points.hits.Value(), 1000u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, PtcCacheModel,

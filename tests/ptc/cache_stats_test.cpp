@@ -88,6 +88,7 @@ TEST(PtcCacheReport, IsATableForPeopleAndXmlForPrograms) {
               "  lookups            12345678901               0\n"
               "  hits               12300000000               0\n"
               "  misses                45678901               0\n"
+              "  uncached                     0               0\n"
               "  hit rate               99.63 %               -\n"
               "  items read         11693798656               0\n"
               "  memory                18.50 MB         0.00 MB\n"

@@ -82,6 +82,11 @@ public:
         return status;
     }
 
+    void Outlive() noexcept override {
+        if (IsOpen()) --disk_->open_now;
+        MarkClosed();
+    }
+
     std::atomic<int> users{0};  ///< kept by the test: threads between Open() and Release()
 
 private:

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "ptc/cloud/block_source.h"
+#include "ptc/format/record_storage.h"
 
 struct FakeShape {
     std::int64_t points;
@@ -31,7 +32,7 @@ public:
         last_count = count;
         for (std::int64_t i = 0; i < count; ++i) {
             Write(first + i, records[i].position, 7);
-            Write(first + i + 7, records[i].data, shape_.floats_per_point);
+            Write(first + i + 7, StorageOf(records[i]), shape_.floats_per_point);
         }
         return Answer();
     }
@@ -43,7 +44,7 @@ public:
             records[i].first_point = static_cast<std::int32_t>(references[i] + 1);
             records[i].point_count = static_cast<std::int32_t>(Identity());
             Write(references[i], records[i].box, 6);
-            Write(references[i] + 6, records[i].data, shape_.floats_per_node);
+            Write(references[i] + 6, StorageOf(records[i]), shape_.floats_per_node);
             for (int k = 0; k < kNodeChildren; ++k)
                 records[i].children[k] = references[i] * kNodeChildren + k;
         }

@@ -189,7 +189,7 @@ TEST_F(PtcFileManager, AFailureIsKeptUnlessItIsAShortage) {
     };
     for (const Row& row : {Row{ENOENT, 1, true, 1}, Row{ENOMEM, 1, false, 2},
                            // The opener, the close of the idle file, the opener again.
-                           Row{EMFILE, 1, false, 3}, Row{ENFILE, 3, false, 4}}) {
+                           Row{EMFILE, 1, false, 3}, Row{ENFILE, 3, false, 3}}) {
         SCOPED_TRACE(row.code);
         Make(1, 8);
         table_->Release(*Open("idle"));

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ptc/cloud/reader.h"
-#include "ptc/format/records.h"
+#include "ptc/records.h"
 #include "tests/support/full_disk.h"
 #include "tests/support/organised_file.h"
 

@@ -14,9 +14,10 @@
 #include <shared_mutex>
 #include <thread>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
 #include "ptc/cache/cache_set.h"
 #include "ptc/files/thread_files.h"
+#include "ptc/tree.h"
 #include "tests/ptc/known_cloud.h"
 #include "tests/support/scratch.h"
 #include "util/host/message.h"
@@ -45,8 +46,6 @@ public:
         : name_(std::move(name)), bytes_(std::move(bytes)), may_fail_(may_fail) {
         Save(name_, bytes_);
         direct_.emplace(name_);
-        for (const auto& [at, node] : direct_->nodes)
-            if (node.record.child_mask) parents_.push_back(at);
     }
 
     /// Cuts the file off somewhere, or writes what is missing behind what is there.
@@ -64,7 +63,6 @@ public:
     const char* Name() const { return name_.c_str(); }
     bool MayFail() const { return may_fail_; }
     const DirectRead& Direct() const { return *direct_; }
-    const std::vector<std::int64_t>& Parents() const { return parents_; }
 
 private:
     void Restore() {
@@ -77,7 +75,6 @@ private:
     const std::string bytes_;
     const bool may_fail_;
     std::optional<DirectRead> direct_;
-    std::vector<std::int64_t> parents_;  ///< references of the nodes that have children
     mutable std::shared_mutex changing_;
     bool is_cut_ = false;
 };
@@ -129,7 +126,7 @@ protected:
             std::size_t walk = random();
             for (int lookup = 0; lookup < 40; ++lookup) {
                 walk = random() % 8 == 0 ? random() : walk + random() % 90;
-                const bool is_node = !file.Parents().empty() && random() % 3 == 0;
+                const bool is_node = file.Direct().root != 0 && random() % 3 == 0;
                 const auto stays = file.Stay();
                 const bool is_there =
                     is_node ? LookAtNode(file, handle, walk) : LookAtPoint(file, handle, walk);
@@ -150,12 +147,23 @@ protected:
         if (point) Note(file.Direct().IsPoint(*point, index));
         return point;
     }
+    /// Goes down from the root, as far as `walk` leads. False: something could not be read.
     bool LookAtNode(const TestedFile& file, PtcManagedFile* handle, std::size_t walk) {
-        const std::int64_t parent = file.Parents()[walk % file.Parents().size()];
-        const std::int64_t* const children = file.Direct().nodes.at(parent).record.children;
-        const PtcNode* const nodes = PtcGetNodeChildren(handle, parent, children);
-        if (nodes) Note(file.Direct().AreChildren(nodes, children));
-        return nodes;
+        PtcNodeKey key;
+        const PtcNode* const root = PtcGetRoot(handle, &key);
+        if (!root) return false;
+        Note(file.Direct().IsNode(*root, key.Reference()));
+        for (; !key.IsLeaf() && walk > 0; walk /= kNodeChildren) {
+            const PtcChildren children = PtcGetChildren(handle, key);
+            if (!children) return false;
+            const std::int64_t* const expected =
+                file.Direct().nodes.at(key.Reference()).record.children;
+            Note(file.Direct().AreChildren(&children[0], expected));
+            int octant = static_cast<int>(walk % kNodeChildren);
+            while (!key.HasChild(octant)) octant = (octant + 1) % kNodeChildren;
+            key = children.Key(octant);
+        }
+        return true;
     }
     void Note(bool is_right) {
         if (!is_right) ++wrong_;
@@ -184,7 +192,7 @@ TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     }
     testing::internal::GetCapturedStdout();
     TgStats figures_of_files;
-    PtcFillFileStats(&figures_of_files);
+    UtFileManager::Get()->Manager().FillStats(&figures_of_files);
     RecordProperty("looked_up", std::to_string(looked_up_));
     RecordProperty("missing", std::to_string(missing_));
     RecordProperty("not_opened", std::to_string(not_opened_));

@@ -4,8 +4,10 @@
 
 #include <random>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
 #include "ptc/cache/cache_set.h"
+#include "ptc/statistics.h"
+#include "ptc/tree.h"
 #include "tests/ptc/known_cloud.h"
 #include "tests/support/scratch.h"
 #include "util/host/message.h"
@@ -39,42 +41,16 @@ protected:
         bool is_right = true;
     };
 
-    /// Visits every node once, or as many as the header counts, and each point of the leaves.
     static Walk WalkTree(PtcManagedFile* file, const DirectRead* direct) {
-        struct Parent {
-            std::int64_t reference;
-            PtcNode node;
-        };
         Walk walk;
-        PtcHeader header;
-        EXPECT_TRUE(PtcGetHeader(file, &header));
-        std::vector<Parent> waiting;
-        std::int64_t reference = 0;
-        const PtcNode* const root = PtcGetRoot(file, &reference);
-        if (root) {
-            waiting.push_back({reference, *root});
-            if (direct) walk.is_right = direct->IsNode(*root, reference);
-        } else if (header.nodes > 0) {
-            ++walk.failed;
-        }
-        while (!waiting.empty() && walk.nodes < header.nodes) {
-            const Parent parent = waiting.back();
-            waiting.pop_back();
+        PtcTreeWalk tree(file);
+        while (tree.Next()) {
             ++walk.nodes;
-            const std::int64_t* const references = parent.node.children;
-            if (std::count(references, references + kNodeChildren, 0) == kNodeChildren) {
-                walk.leaf_points += parent.node.point_count;
-                continue;
-            }
-            const PtcNode* const children = PtcGetNodeChildren(file, parent.reference, references);
-            if (!children) {
-                ++walk.failed;
-                continue;
-            }
-            if (direct && !direct->AreChildren(children, references)) walk.is_right = false;
-            for (int i = 0; i < kNodeChildren; ++i)
-                if (references[i] != 0) waiting.push_back({references[i], children[i]});
+            if (tree.Key().IsLeaf()) walk.leaf_points += tree.Node().point_count;
+            if (direct && !direct->IsNode(tree.Node(), tree.Key().Reference()))
+                walk.is_right = false;
         }
+        walk.failed = tree.HasFailed();
         return walk;
     }
 
@@ -128,9 +104,8 @@ TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
     EXPECT_EQ(offsets[1], -1);
 
     // What is not there is no error.
-    EXPECT_EQ(PtcGetRoot(file), nullptr);
-    const std::int64_t none[kNodeChildren] = {};
-    EXPECT_EQ(PtcGetNodeChildren(file, 400, none), nullptr);
+    EXPECT_EQ(PtcGetRoot(file, nullptr), nullptr);
+    EXPECT_FALSE(PtcGetChildren(file, PtcNodeKey()));
     EXPECT_EQ(unreadable_nodes, 0);
     EXPECT_TRUE(PtcGetPoint(file, 999));
     for (const std::int64_t index : {std::int64_t{1000}, std::int64_t{1023}, std::int64_t{1024},
@@ -142,10 +117,9 @@ TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
     EXPECT_EQ(total.points.lookups.Value(), 1u);
 
     EXPECT_EQ(PtcGetPoint(nullptr, 0), nullptr);
-    EXPECT_EQ(PtcGetNodeChildren(nullptr, 0, none), nullptr);
-    EXPECT_EQ(PtcGetNodeChildren(file, 0, nullptr), nullptr);
+    EXPECT_FALSE(PtcGetChildren(nullptr, PtcNodeKey()));
     EXPECT_EQ(PtcOpenWithVariables(name_.c_str(), nullptr), file);
-    EXPECT_EQ(PtcGetRoot(nullptr), nullptr);
+    EXPECT_EQ(PtcGetRoot(nullptr, nullptr), nullptr);
     EXPECT_FALSE(PtcGetHeader(nullptr, &header));
     EXPECT_FALSE(PtcFindVariables(nullptr, 2, names, offsets, sizes));
 }
@@ -161,7 +135,7 @@ TEST_F(Library, ACompressedFileHasNoTree) {
         PtcHeader header;
         ASSERT_TRUE(PtcGetHeader(file, &header));
         EXPECT_EQ(header.nodes, 0);
-        EXPECT_EQ(PtcGetRoot(file), nullptr);
+        EXPECT_EQ(PtcGetRoot(file, nullptr), nullptr);
         EXPECT_EQ(PtcGetPoint(file, 0) != nullptr, points > 0);
     }
 }

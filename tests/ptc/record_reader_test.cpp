@@ -178,7 +178,7 @@ TEST(PtcRecordReader, VariablesByName) {
     std::array<std::int32_t, 4> offsets;
     std::array<std::int32_t, 4> sizes = {9, 9, 9, 9};
     const char* const names[] = {"float", "Color", nullptr, "color"};
-    file.reader.FindVariables(names, offsets.data(), sizes.data());
+    FindVariables(file.reader.Header().point_variables, names, offsets.data(), sizes.data());
     EXPECT_EQ(offsets, (std::array<std::int32_t, 4>{3, -1, -1, 0}));
     EXPECT_EQ(sizes, (std::array<std::int32_t, 4>{1, 9, 9, 3}));
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 
 /// A parameter list that owns its values.
 class HostParameters {

@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 
 namespace bake {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 #include "tools/bake/camera.h"
 #include "tools/bake/shader.h"
 #include "tools/bake/surface.h"

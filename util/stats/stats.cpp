@@ -31,17 +31,17 @@ void UtStat::Leaf(StatsWriter& writer, std::string_view tag, std::string_view va
 
 template <class Count>
 void UtCounterStat<Count>::reset() {
-    count_ = 0;
+    Set(0);
 }
 
 template <class Count>
 void UtCounterStat<Count>::merge(const UtStat& other) {
-    if (const auto* same = dynamic_cast<const UtCounterStat*>(&other)) count_ += same->count_;
+    if (const auto* same = dynamic_cast<const UtCounterStat*>(&other)) Add(same->Value());
 }
 
 template <class Count>
 void UtCounterStat<Count>::write(StatsWriter& writer) const {
-    Leaf(writer, "int", std::to_string(count_));
+    Leaf(writer, "int", std::to_string(Value()));
 }
 
 // The two widths are different classes: a merge of one with the other adds nothing.

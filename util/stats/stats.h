@@ -3,8 +3,9 @@
 // Units      memory in bytes; counts are plain numbers that wrap at the end of their type.
 // Errors     none; a merge with a statistic of another class changes nothing.
 // Ownership  a statistic copies its texts; a list borrows its members, which outlive it.
-// Threads    one at a time: each thread counts in statistics of its own, and one thread merges
-//            them when the others are done. Names and descriptions never change.
+// Threads    each thread counts in statistics of its own. Counters and high-resolution timers may
+//            be read and merged from another thread at any time, while their one owner counts;
+//            everything else belongs to one thread at a time. Names and descriptions never change.
 //
 // Written elements carry the attributes "name" and "description":
 //
@@ -21,6 +22,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <set>
@@ -74,22 +76,25 @@ private:
 };
 
 /// How often something happened. `Count`: unsigned int or unsigned long.
+///
+/// The count is atomic, so that reports may read it while its one owner counts. Load and store are
+/// separate: an atomic increment would lock the bus for a race that one writer cannot have.
 template <class Count>
 class UtCounterStat : public UtStat {
 public:
     using UtStat::UtStat;
 
-    /// Cheap enough for the innermost loop: no lock, no atomic.
-    void Add(Count amount) { count_ += amount; }
-    void Set(Count count) { count_ = count; }
-    Count Value() const { return count_; }
+    /// Cheap enough for the innermost loop. Caller: is the owner.
+    void Add(Count amount) { Set(Value() + amount); }
+    void Set(Count count) { count_.store(count, std::memory_order_relaxed); }
+    Count Value() const { return count_.load(std::memory_order_relaxed); }
 
     void reset() override;
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
 private:
-    Count count_ = 0;
+    std::atomic<Count> count_{0};
 };
 extern template class UtCounterStat<unsigned int>;
 extern template class UtCounterStat<unsigned long>;

@@ -62,16 +62,17 @@ void UtTimerStat::update() {
 // --- UtHresTimerStat ---
 
 void UtHresTimerStat::reset() {
-    ticks_ = 0;
+    Set(0);
 }
 
 void UtHresTimerStat::merge(const UtStat& other) {
-    if (const auto* same = dynamic_cast<const UtHresTimerStat*>(&other)) ticks_ += same->ticks_;
+    if (const auto* same = dynamic_cast<const UtHresTimerStat*>(&other))
+        Set(Ticks() + same->Ticks());
 }
 
 void UtHresTimerStat::write(StatsWriter& writer) const {
     Begin(writer, "timer");
     // Converted here and not when added: ticks add up exactly as long as they are whole.
-    WriteSeconds(writer, "elapsed", ticks_ / hres_clock::TicksPerSecond());
+    WriteSeconds(writer, "elapsed", Ticks() / hres_clock::TicksPerSecond());
     writer.EndElement("timer", true);
 }

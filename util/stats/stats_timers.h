@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 
@@ -48,15 +49,17 @@ public:
     using UtStat::UtStat;
 
     /// `ticks`: a difference of two hres_clock::Ticks().
-    void Add(std::int64_t ticks) { ticks_ += static_cast<double>(ticks); }
-    double Ticks() const { return ticks_; }
+    void Add(std::int64_t ticks) { Set(Ticks() + static_cast<double>(ticks)); }
+    double Ticks() const { return ticks_.load(std::memory_order_relaxed); }
 
     void reset() override;
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
 private:
-    double ticks_ = 0;
+    void Set(double ticks) { ticks_.store(ticks, std::memory_order_relaxed); }
+
+    std::atomic<double> ticks_{0};  ///< one writer, as UtCounterStat
 };
 
 /// Adds the time from its making to its end to a timer, which outlives it.

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "driver/dspy.h"
+#include "ptc/dspy.h"
 
 namespace {
 

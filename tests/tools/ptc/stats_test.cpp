@@ -2,7 +2,7 @@
 
 #include <regex>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
 #include "tests/tools/ptc/sound_cloud.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/stats/cache_walks.h"
@@ -70,7 +70,8 @@ TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {
         bool has_report;
     };
     for (const Case& tested : {
-             Case{"lying.ptc", 1, "lying.ptc: the root of the octree cannot be read\n", true},
+             Case{"lying.ptc", 1,
+                  "lying.ptc: the octree's root cannot be read: the file is damaged there\n", true},
              Case{"flat.ptc --walk tree", 1, "flat.ptc: has no octree that could be walked\n",
                   false},
              Case{"cut.ptc", 1, "cut.ptc: ", false},

@@ -16,39 +16,14 @@
 #include <thread>
 #include <vector>
 
-#include "ptc/access/access.h"
-#include "ptc/cache/cache_set.h"
-#include "ptc/cloud/reader.h"
+#include "ptc/access.h"
+#include "ptc/statistics.h"
+#include "ptc/tree.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
+#include "tools/ptc/foreign_file.h"
 
 namespace {
-
-/// A use of the file by this thread, for one scope.
-class OpenFile {
-public:
-    explicit OpenFile(const InputFile& file) : handle_(PtcOpenForReading(file.Path().c_str())) {
-        if (handle_) return;
-        std::string why;
-        // The library keeps the reason to itself, but the reader gives it.
-        if (OpenCloud(file.Path().c_str(), &why, {CountCheck::kStrict, true}))
-            why = "cannot be opened";
-        throw Failure(file.Name() + ": " + why);
-    }
-    ~OpenFile() { PtcRelease(handle_); }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
-
-    PtcManagedFile* Handle() const { return handle_; }
-    PtcHeader Header() const {
-        PtcHeader header{};
-        PtcGetHeader(handle_, &header);
-        return header;
-    }
-
-private:
-    PtcManagedFile* handle_;
-};
 
 /// The indexes that one thread looks up, one after the other.
 class PointSteps {
@@ -144,85 +119,62 @@ private:
 
 /// Looks up `count` points. The answer: what is missing, in words.
 std::string WalkPoints(PtcManagedFile* file, PointSteps points, std::int64_t count, Steps steps) {
-    for (std::int64_t i = 0; i < count && steps.MayGoOn(); ++i, steps.Count()) {
-        const std::int64_t index = points.Next();
-        if (!PtcGetPoint(file, index)) return fmt::format("point {} cannot be read", index);
-    }
+    for (std::int64_t i = 0; i < count && steps.MayGoOn(); ++i, steps.Count())
+        if (!PtcGetPoint(file, points.Next())) return PtcLastFailure().what;
     return {};
 }
 
-/// Visits nodes, children before the next sibling, up to as many as the header counts.
-std::string WalkNodes(PtcManagedFile* file, std::int64_t nodes, Steps steps) {
-    struct Parent {
-        std::int64_t reference;
-        std::int64_t children[kNodeChildren];
-    };
-    std::vector<Parent> waiting;
-    std::int64_t visits = 0;
-    const auto visit = [&](std::int64_t reference, const PtcNode& node) {
-        ++visits;
-        steps.Count();
-        const bool is_leaf =
-            std::count(node.children, node.children + kNodeChildren, 0) == kNodeChildren;
-        if (is_leaf) return;
-        waiting.push_back({reference, {}});
-        std::copy_n(node.children, kNodeChildren, waiting.back().children);
-    };
-    std::int64_t root = 0;
-    const PtcNode* const node = PtcGetRoot(file, &root);
-    if (!node) return "the root of the octree cannot be read";
-    visit(root, *node);
-    while (!waiting.empty() && visits < nodes && steps.MayGoOn()) {
-        const Parent parent = waiting.back();
-        waiting.pop_back();
-        const PtcNode* const children = PtcGetNodeChildren(file, parent.reference, parent.children);
-        if (!children)
-            return fmt::format("the children of the node at {} cannot be read", parent.reference);
-        for (std::size_t i = kNodeChildren; i-- > 0;)
-            if (parent.children[i] != 0) visit(parent.children[i], children[i]);
-    }
-    return {};
+std::string WalkNodes(PtcManagedFile* file, Steps steps) {
+    PtcTreeWalk walk(file);
+    while (steps.MayGoOn() && walk.Next()) steps.Count();
+    return walk.HasFailed() ? PtcLastFailure().what : "";
 }
 
 /// The part of one thread.
 std::string WalkPart(const InputFile& file, WalkKind kind, const WalkPlan& plan, int thread,
                      Shared& shared) {
-    const OpenFile open(file);
-    const PtcHeader header = open.Header();
-    if (kind == WalkKind::kTree)
-        return WalkNodes(open.Handle(), header.nodes, Steps(shared, thread));
+    const PtcFile open = OpenThroughCaches(file);
+    const PtcHeader header = HeaderOf(open);
+    if (kind == WalkKind::kTree) return WalkNodes(open.Get(), Steps(shared, thread));
     if (header.points == 0) return {};
     const std::int64_t begin = plan.lookups / plan.threads * thread;
     const std::int64_t end =
         thread + 1 == plan.threads ? plan.lookups : plan.lookups / plan.threads * (thread + 1);
-    return WalkPoints(open.Handle(),
+    return WalkPoints(open.Get(),
                       PointSteps(kind, header.points, begin, static_cast<unsigned>(thread)),
                       end - begin, Steps(shared, thread));
 }
 
-WalkOutcome Figures(PtcFiguresOf figures) {
-    PtcCacheStats total;
-    (void)MergeCacheStats(&total);  // nothing is counted as long as there are no caches
-    const PtcCacheFigures& counted = total.*figures;
-    WalkOutcome outcome;
-    outcome.lookups = static_cast<std::int64_t>(counted.lookups.Value());
-    outcome.hits = static_cast<std::int64_t>(counted.hits.Value());
-    outcome.items_read = static_cast<std::int64_t>(counted.read.Value());
-    return outcome;
+PtcCacheNumbers Numbers(WalkKind kind) {
+    PtcStatistics now;
+    (void)PtcGetStatistics(&now);  // nothing is counted before the first opening
+    return kind == WalkKind::kTree ? now.nodes : now.points;
 }
 
-std::uint64_t StepsInAll(const OpenFile& file, WalkKind kind, const WalkPlan& plan) {
-    const std::int64_t nodes = file.Header().nodes * plan.threads;
+std::uint64_t StepsInAll(const PtcFile& file, WalkKind kind, const WalkPlan& plan) {
+    const std::int64_t nodes = HeaderOf(file).nodes * plan.threads;
     return static_cast<std::uint64_t>(kind == WalkKind::kTree ? nodes : plan.lookups);
 }
 
 }  // namespace
 
+PtcFile OpenThroughCaches(const InputFile& file) {
+    PtcFile open(file.Path().c_str());
+    if (open) return open;
+    const PtcFailure why = PtcLastFailure();
+    const bool is_foreign = why.code == PtcFailureCode::kNotACloud;
+    throw Failure(file.Name() + ": " + why.reason + (is_foreign ? ConvertHint(file) : ""));
+}
+
+PtcHeader HeaderOf(const PtcFile& file) {
+    PtcHeader header{};
+    (void)PtcGetHeader(file.Get(), &header);  // an open file has one
+    return header;
+}
+
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
-    const PtcFiguresOf figures =
-        kind == WalkKind::kTree ? &PtcCacheStats::nodes : &PtcCacheStats::points;
-    const OpenFile open(file);  // a file that cannot be opened fails here, in the main thread
-    const WalkOutcome before = Figures(figures);
+    const PtcFile open = OpenThroughCaches(file);
+    const PtcCacheNumbers before = Numbers(kind);
     const auto begin = std::chrono::steady_clock::now();
 
     std::vector<std::string> missing(static_cast<std::size_t>(plan.threads));
@@ -250,10 +202,11 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
         if (failure) std::rethrow_exception(failure);
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
 
-    WalkOutcome outcome = Figures(figures);
-    outcome.lookups -= before.lookups;
-    outcome.hits -= before.hits;
-    outcome.items_read -= before.items_read;
+    const PtcCacheNumbers after = Numbers(kind);
+    WalkOutcome outcome;
+    outcome.lookups = static_cast<std::int64_t>(after.lookups - before.lookups);
+    outcome.hits = static_cast<std::int64_t>(after.hits - before.hits);
+    outcome.items_read = static_cast<std::int64_t>(after.items_read - before.items_read);
     outcome.seconds = time.count();
     outcome.is_cut = is_cut;
     for (const std::string& words : missing)

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 
+#include "ptc/access.h"
 #include "tools/common/input_file.h"
 
 enum class WalkKind {
@@ -33,8 +34,13 @@ struct WalkOutcome {
     std::int64_t items_read = 0;  ///< points or nodes that were read from the file
     double seconds = 0;
     bool is_cut = false;  ///< the limit has ended it
-    std::string missing;  ///< what could not be had, in words; empty: nothing
+    std::string missing;  ///< what could not be read, in words; empty: nothing
 };
+
+/// Opens `file` through the library. Fails with its reason.
+PtcFile OpenThroughCaches(const InputFile& file);
+
+PtcHeader HeaderOf(const PtcFile& file);
 
 /// Walks over `file`. The same plan makes the same lookups every time; a limit may end them early.
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan);

@@ -12,11 +12,11 @@
 #include <thread>
 #include <vector>
 
-#include "ptc/access/access.h"
+#include "ptc/access.h"
+#include "ptc/statistics.h"
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/open_input.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
 #include "util/text/printable_text.h"
@@ -47,6 +47,14 @@ struct StatsOptions {
     bool xml = false;
 };
 
+/// Closes the library's files at the end of a scope.
+struct Shutdown {
+    Shutdown() = default;
+    Shutdown(const Shutdown&) = delete;
+    Shutdown& operator=(const Shutdown&) = delete;
+    ~Shutdown() { PtcShutdown(); }
+};
+
 std::string Line(const std::string& name, const WalkOutcome& outcome) {
     const auto lookups = static_cast<double>(outcome.lookups);
     const double rate = outcome.lookups ? 100 * static_cast<double>(outcome.hits) / lookups : 0;
@@ -57,35 +65,37 @@ std::string Line(const std::string& name, const WalkOutcome& outcome) {
 
 /// The walks to make, in the order in which they are named.
 std::vector<std::string> Chosen(const StatsOptions& options, const InputFile& file,
-                                const CloudHeader& cloud) {
+                                const PtcHeader& header) {
     if (options.walks.empty()) {
         std::vector<std::string> walks = {"sequential", "random", "coherent"};
-        if (cloud.node_count > 0) walks.emplace_back("tree");
+        if (header.nodes > 0) walks.emplace_back("tree");
         return walks;
     }
     const bool wants_tree = std::count(options.walks.begin(), options.walks.end(), "tree") > 0;
-    if (wants_tree && cloud.node_count == 0)
+    if (wants_tree && header.nodes == 0)
         throw Failure(file.Name() + ": has no octree that could be walked");
     return options.walks;
 }
 
 int Stats(const StatsOptions& options) {
     const InputFile file(options.file);
-    const auto cloud = OpenInput(file).cloud;
-    const std::vector<std::string> walks = Chosen(options, file, *cloud);
     WalkPlan plan;
     plan.threads =
         options.threads > 0
             ? options.threads
             : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
-    plan.lookups = options.lookups > 0 ? options.lookups : cloud->point_count;
     if (options.lookups == 0) plan.limit = kUsualLimit;
     PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
+    const Shutdown at_end;
+    const PtcFile open = OpenThroughCaches(file);
+    const PtcHeader header = HeaderOf(open);
+    plan.lookups = options.lookups > 0 ? options.lookups : header.points;
+    const std::vector<std::string> walks = Chosen(options, file, header);
 
     std::string table = fmt::format(
         "{}: {} points, {} nodes; threads: {}\n\n"
         "walk               lookups      hit rate         items        time    lookups in 1 s\n",
-        Printable(file.Name()), cloud->point_count, cloud->node_count, plan.threads);
+        Printable(file.Name()), header.points, header.nodes, plan.threads);
     std::string cut;
     std::string missing;
     for (const std::string& name : walks) {
@@ -98,7 +108,6 @@ int Stats(const StatsOptions& options) {
         table += fmt::format("ended after {} s, --lookups makes them go on: {}\n",
                              kUsualLimit.count(), cut);
     WriteOut(options.xml ? PtcCacheXml() : table + "\n" + PtcCacheTable());
-    PtcShutdown();
     if (!missing.empty()) throw Failure(file.Name() + ": " + missing);
     return 0;
 }

@@ -2,7 +2,8 @@
 //
 // Units      positions, normals, boxes and radii in world space; indexes count points from 0;
 //            references are offsets in bytes from the file's start.
-// Ownership  who hands a record out owns it and what its `data` points to.
+// Ownership  the records and the floats behind `data` belong to whoever hands a record out. The
+//            library's records lie in blocks that threads share, so callers never write to them.
 
 #pragma once
 
@@ -12,18 +13,24 @@ struct PtcPoint {
     float position[3];
     float normal[3];  ///< of length 1, or zero for a point without one
     float radius;
-    float* data;  ///< the point's data floats in the order of the variables; null: there are none
+    const float* data;  ///< the point's data floats in the order of the variables; null: none
 };
 static_assert(sizeof(PtcPoint) == 40);
 
 constexpr int kNodeChildren = 8;
 
-/// A child slot without a node is all zero, but for its data pointer, whose floats are zero.
+/// The record of an absent child is all zero, but for its data pointer, whose floats are zero.
 struct PtcNode {
     std::int32_t first_point;  ///< of a run of points that follow each other in the file
     std::int32_t point_count;
     float box[6];                          ///< minimum x y z, maximum x y z
-    float* data;                           ///< the node's data floats, if the file has any
+    const float* data;                     ///< the node's data floats, if the file has any
     std::int64_t children[kNodeChildren];  ///< references of its own children; 0: no child
+
+    bool IsLeaf() const {
+        for (const std::int64_t child : children)
+            if (child != 0) return false;
+        return true;
+    }
 };
 static_assert(sizeof(PtcNode) == 104);

@@ -1,0 +1,50 @@
+// What a point cloud file says of itself: counts, bounds, matrices, variables.
+//
+// Units      positions and radii in world space; matrices row-major, for row vectors.
+// Errors     false for failure, and PtcLastFailure() says why. Nothing is thrown.
+// Ownership  all answers are copies.
+// Threads    any function from any thread that may use the handle.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class PtcManagedFile;
+
+struct PtcHeader {
+    std::int64_t points;
+    std::int64_t nodes;  ///< of the octree; 0: the file has none
+    float box[6];        ///< around all points' spheres: minimum x y z, maximum x y z
+    float largest_radius;
+    float world_to_eye[16];
+    float world_to_ndc[16];
+    float format[3];  ///< x resolution, y resolution, pixel aspect ratio
+    std::int32_t floats_per_point;
+    std::int32_t floats_per_node;
+};
+
+/// Stores the file's header. A file that is being written answers what it holds so far.
+bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept;
+
+/// Variables as a file declares them, in the order of their floats: three parallel arrays.
+struct PtcVariables {
+    std::vector<std::string> types;
+    std::vector<std::string> names;
+    std::vector<std::int32_t> sizes;  ///< floats that each one takes
+};
+
+/// Stores the variables of the file's points, and those of its octree's nodes. Either may be null.
+bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
+                     PtcVariables* of_nodes) noexcept;
+
+/// For each of `count` names: at which float of a point's data the variable begins, and how many
+/// floats it takes. -1, and no size, for a name that is not declared; names are compared byte by
+/// byte. False, and nothing stored: `file` is null or not open for reading.
+bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* names,
+                      std::int32_t* offsets, std::int32_t* sizes) noexcept;
+
+/// The same for the data of a node.
+bool PtcFindNodeVariables(const PtcManagedFile* file, int count, const char* const* names,
+                          std::int32_t* offsets, std::int32_t* sizes) noexcept;

@@ -1,0 +1,86 @@
+// What a file says of itself, copied out for the caller.
+
+#include "ptc/header.h"
+
+#include <algorithm>
+#include <span>
+
+#include "ptc/access/last_failure.h"
+#include "ptc/files/managed_file.h"
+
+namespace {
+
+/// The file's header; null, and the failure is stored, when there is none.
+const CloudHeader* HeaderOf(const PtcManagedFile* file) {
+    const CloudHeader* const header = file ? file->Header() : nullptr;
+    if (header) return header;
+    if (!file) {
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "no file");
+    } else if (file->HasOutlivedManager()) {
+        SetFailure(PtcFailureCode::kShutDown, file->Name(), "was closed by the shut-down");
+    } else {
+        SetFailure(PtcFailureCode::kBadArgument, file->Name(), "is not open");
+    }
+    return nullptr;
+}
+
+void Copy(const CloudVariables& from, PtcVariables* to) {
+    if (to) *to = {from.types, from.names, from.sizes};
+}
+
+bool Find(const PtcManagedFile* file, const CloudVariables CloudHeader::*variables,
+          std::span<const char* const> names, std::int32_t* offsets, std::int32_t* sizes) {
+    const CloudHeader* const header = HeaderOf(file);
+    if (!header) return false;
+    if (!file->IsReading()) {
+        SetFailure(PtcFailureCode::kBadArgument, file->Name(), "is not open for reading");
+        return false;
+    }
+    FindVariables(header->*variables, names, offsets, sizes);
+    return true;
+}
+
+std::span<const char* const> Names(int count, const char* const* names) {
+    return {names, static_cast<std::size_t>(std::max(count, 0))};
+}
+
+}  // namespace
+
+bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept {
+    const CloudHeader* const from = HeaderOf(file);
+    if (!from) return false;
+    header->points = from->point_count;
+    header->nodes = from->node_count;
+    std::copy_n(from->box_min.begin(), 3, header->box);
+    std::copy_n(from->box_max.begin(), 3, header->box + 3);
+    header->largest_radius = from->largest_radius;
+    std::copy_n(from->world_to_eye.begin(), 16, header->world_to_eye);
+    std::copy_n(from->world_to_ndc.begin(), 16, header->world_to_ndc);
+    header->format[0] = static_cast<float>(from->x_resolution);
+    header->format[1] = static_cast<float>(from->y_resolution);
+    header->format[2] = from->pixel_aspect;
+    header->floats_per_point = from->point_variables.data_size;
+    header->floats_per_node = from->node_variables.data_size;
+    return true;
+}
+
+bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
+                     PtcVariables* of_nodes) noexcept {
+    const CloudHeader* const header = HeaderOf(file);
+    if (!header) return false;
+    return CatchNoMemory(file->Name(), false, [&] {
+        Copy(header->point_variables, of_points);
+        Copy(header->node_variables, of_nodes);
+        return true;
+    });
+}
+
+bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* names,
+                      std::int32_t* offsets, std::int32_t* sizes) noexcept {
+    return Find(file, &CloudHeader::point_variables, Names(count, names), offsets, sizes);
+}
+
+bool PtcFindNodeVariables(const PtcManagedFile* file, int count, const char* const* names,
+                          std::int32_t* offsets, std::int32_t* sizes) noexcept {
+    return Find(file, &CloudHeader::node_variables, Names(count, names), offsets, sizes);
+}

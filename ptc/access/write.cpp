@@ -1,0 +1,168 @@
+// The writer as users of the library see it.
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "ptc/access/last_failure.h"
+#include "ptc/cloud/writer.h"
+#include "ptc/writer.h"
+#include "util/io/whole_file.h"
+
+/// One file that is being written.
+class PtcCloudWriter {
+public:
+    /// False: the failure is stored. Throws std::bad_alloc, as all members do.
+    bool Begin(const PtcCloudDescription& description);
+    bool WritePoint(const float* position, const float* normal, float radius, const float* data);
+    bool WriteNode(const PtcNewNode& node, const std::int64_t (*children)[kNodeChildren],
+                   std::int64_t* reference);
+    bool Finish();
+
+    const char* Name() const { return name_.c_str(); }
+
+private:
+    bool Refuse(const char* what, const char* reason) const;
+    bool FailToWrite(int error) const;
+
+    std::string name_;
+    std::unique_ptr<WholeFile> beside_;  ///< null: what has the name is written directly
+    std::unique_ptr<CloudWriter> cloud_;
+    std::vector<float> zeros_;
+    std::int64_t first_node_ = 0;  ///< reference of the node written first; 0: none yet
+};
+
+bool PtcCloudWriter::Begin(const PtcCloudDescription& wanted) {
+    if (!wanted.name || !*wanted.name) return Refuse("cannot be written", "it has no name");
+    name_ = wanted.name;
+    struct stat info;
+    const bool is_direct = ::stat(wanted.name, &info) == 0 && !S_ISREG(info.st_mode);
+    CloudDescription description{};
+    description.file_name = wanted.name;
+    if (!is_direct) {
+        beside_ = std::make_unique<WholeFile>();
+        if (!beside_->Begin(name_)) return FailToWrite(errno);
+        description.file_name = beside_->Path().c_str();
+    }
+    const auto list = [](const PtcVariableList& from) {
+        return VariableList{from.count, from.types, from.names};
+    };
+    description.point_variables = list(wanted.point_variables);
+    description.node_variables = list(wanted.node_variables);
+    description.world_to_eye = wanted.world_to_eye;
+    description.world_to_ndc = wanted.world_to_ndc;
+    std::copy_n(wanted.format, 3, description.format);
+    std::string why;
+    int error = 0;
+    cloud_ = CreateCloud(description, &why, &error);
+    if (!cloud_) {
+        if (error != 0) return FailToWrite(error);
+        return Refuse("cannot be written", why.c_str());
+    }
+    zeros_.resize(static_cast<std::size_t>(
+        std::max(cloud_->point_variables.data_size, cloud_->node_variables.data_size)));
+    return true;
+}
+
+bool PtcCloudWriter::Refuse(const char* what, const char* reason) const {
+    SetFailure(PtcFailureCode::kBadArgument, name_.empty() ? nullptr : Name(), what, 0, reason);
+    return false;
+}
+
+bool PtcCloudWriter::FailToWrite(int error) const {
+    SetFailure(PtcFailureCode::kCannotWrite, Name(), "cannot be written", error);
+    return false;
+}
+
+bool PtcCloudWriter::WritePoint(const float* position, const float* normal, float radius,
+                                const float* data) {
+    constexpr const char* kWhat = "a point is refused";
+    if (!position || !normal) return Refuse(kWhat, "it has no position or no normal");
+    if (radius < 0) return Refuse(kWhat, "its radius is negative");
+    if (first_node_ != 0) return Refuse(kWhat, "nodes were written already");
+    PointHead head{};
+    std::copy_n(position, 3, head.position);
+    std::copy_n(normal, 3, head.normal);
+    head.radius = radius;
+    if (!Failed(::WritePoint(*cloud_, head, data ? data : zeros_.data()))) return true;
+    return FailToWrite(cloud_->file.Error());
+}
+
+bool PtcCloudWriter::WriteNode(const PtcNewNode& node,
+                               const std::int64_t (*children)[kNodeChildren],
+                               std::int64_t* reference) {
+    constexpr const char* kWhat = "a node is refused";
+    if (node.first_point < 0 || node.point_count < 0 ||
+        std::int64_t{node.first_point} + node.point_count > cloud_->point_count)
+        return Refuse(kWhat, "it covers points that do not exist");
+    for (int i = 0; children && i < kNodeChildren; ++i) {
+        const std::int64_t child = (*children)[i];
+        if (child != 0 &&
+            (first_node_ == 0 || child < first_node_ || child > cloud_->root_position))
+            return Refuse(kWhat, "a child was not written before it");
+    }
+    NodeToWrite record{node.first_point, node.point_count, {}, node.data};
+    std::copy_n(node.box, 6, record.box);
+    // Readers expect the floats that the header declares.
+    if (!record.data) record.data = zeros_.data();
+    std::int64_t at = 0;
+    if (Failed(::WriteNode(*cloud_, record, children ? *children : nullptr, &at)))
+        return FailToWrite(cloud_->file.Error());
+    if (first_node_ == 0) first_node_ = at;
+    if (reference) *reference = at;
+    return true;
+}
+
+bool PtcCloudWriter::Finish() {
+    if (Failed(FinishCloud(*cloud_))) return FailToWrite(cloud_->file.Error());
+    return !beside_ || beside_->Commit() || FailToWrite(errno);
+}
+
+// --- the functions ---
+
+namespace {
+
+/// Calls a member of the writer, if there is one.
+template <class Call>
+bool With(PtcCloudWriter* cloud, Call call) noexcept {
+    if (!cloud) {
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "no writer");
+        return false;
+    }
+    return CatchNoMemory(cloud->Name(), false, [&] { return call(*cloud); });
+}
+
+}  // namespace
+
+PtcCloudWriter* PtcCreateCloud(const PtcCloudDescription& description) noexcept {
+    return CatchNoMemory(description.name, static_cast<PtcCloudWriter*>(nullptr), [&] {
+        auto writer = std::make_unique<PtcCloudWriter>();
+        return writer->Begin(description) ? writer.release() : nullptr;
+    });
+}
+
+bool PtcWritePoint(PtcCloudWriter* cloud, const float* position, const float* normal, float radius,
+                   const float* data) noexcept {
+    return With(cloud, [&](PtcCloudWriter& writer) {
+        return writer.WritePoint(position, normal, radius, data);
+    });
+}
+
+bool PtcWriteNode(PtcCloudWriter* cloud, const PtcNewNode& node,
+                  const std::int64_t (*children)[kNodeChildren], std::int64_t* reference) noexcept {
+    return With(
+        cloud, [&](PtcCloudWriter& writer) { return writer.WriteNode(node, children, reference); });
+}
+
+bool PtcFinishCloud(PtcCloudWriter* cloud) noexcept {
+    const std::unique_ptr<PtcCloudWriter> ended(cloud);
+    return With(cloud, [](PtcCloudWriter& writer) { return writer.Finish(); });
+}
+
+void PtcAbandonCloud(PtcCloudWriter* cloud) noexcept {
+    delete cloud;
+}
