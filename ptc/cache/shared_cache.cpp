@@ -16,11 +16,7 @@
 #include <new>
 #include <utility>
 
-#include "util/host/message.h"
-
 namespace {
-
-constexpr int kUnreadableCode = 4;
 
 std::size_t BucketCount(std::int32_t capacity) {
     return std::bit_ceil(2 * static_cast<std::size_t>(capacity));
@@ -134,10 +130,7 @@ PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats
     figures.misses.Add(1);
     bool is_unreadable = false;
     PtcCacheBlock* const block = Load(request, bucket, stats, &is_unreadable);
-    if (is_unreadable) {
-        const char* const name = request.file.Name();
-        MsgReport(kind_.unreadable, kUnreadableCode, kMsgError, name ? name : "<nofile>");
-    }
+    if (is_unreadable) kind_.report_unreadable(request.file.Name());
     return block;
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "util/host/config_messages.h"
 #include "util/host/config_store.h"
 #include "util/host/message.h"
 #include "util/host/message_tables.h"
@@ -48,7 +49,7 @@ std::string ConfigStore::ValueOfReference(std::string_view reference) const {
     else if (dash != std::string_view::npos)
         value = reference.substr(dash + 1);
     if (value.size() <= kLongestSubstitute) return std::string(value);
-    MsgReport("D05666", 2, kMsgWarning, name.c_str(), static_cast<int>(kLongestSubstitute) + 1);
+    config_messages::VariableIsTooLong(name, static_cast<int>(kLongestSubstitute) + 1);
     return name;
 }
 

@@ -61,7 +61,8 @@ struct MsgLock {
 };
 
 /// Reports message `identifier`, six characters like "T43051"; a shorter one picks the first text
-/// that begins with it. The arguments are those of the text's conversions.
+/// that begins with it. The arguments must be those of the text's conversions, and nothing checks
+/// them; so each message of this system has a function with typed parameters, which calls this.
 /// Returns only if the message does not end the process, or if a replaced exit function returns.
 void MsgReport(const char* identifier, int code, int severity_word, ...);
 void MsgReportV(const char* identifier, int code, int severity_word, std::va_list arguments);
