@@ -14,17 +14,7 @@
 #include <cstdint>
 
 #include "util/base/thread_annotations.h"
-
-/// Base of what exists once: a copy of a lock or of a managed object would guard or own nothing.
-class TgUncopyable {
-public:
-    TgUncopyable(const TgUncopyable&) = delete;
-    TgUncopyable& operator=(const TgUncopyable&) = delete;
-
-protected:
-    constexpr TgUncopyable() = default;
-    ~TgUncopyable() = default;
-};
+#include "util/base/uncopyable.h"
 
 /// Tells the processor that this thread waits for another one's write.
 inline void SpinPause() noexcept {
@@ -64,18 +54,6 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a TgMutex for one scope. Not movable: a lock has one owner on one stack.
-class UTIL_SCOPED TgMutexGuard : public TgUncopyable {
-public:
-    [[nodiscard]] explicit TgMutexGuard(TgMutex& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
-        lock_.Lock();
-    }
-    ~TgMutexGuard() UTIL_RELEASE() { lock_.Unlock(); }
-
-private:
-    TgMutex& lock_;
-};
-
 /// A spin lock of one byte, for critical sections of a few instructions: no allocation, no file,
 /// no callback inside. Size matters where hundreds of them stand side by side; 64 of those share
 /// a cache line, so neighbours disturb each other.
@@ -113,14 +91,18 @@ private:
 };
 static_assert(sizeof(TgSpinByte) == 1);
 
-/// Holds a TgSpinByte for one scope. Not movable: a lock has one owner on one stack.
-class UTIL_SCOPED TgSpinGuard : public TgUncopyable {
+/// Holds a lock for one scope. Not movable: a lock has one owner on one stack.
+template <class Lock>
+class UTIL_SCOPED TgGuard : public TgUncopyable {
 public:
-    [[nodiscard]] explicit TgSpinGuard(TgSpinByte& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
+    [[nodiscard]] explicit TgGuard(Lock& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
         lock_.Lock();
     }
-    ~TgSpinGuard() UTIL_RELEASE() { lock_.Unlock(); }
+    ~TgGuard() UTIL_RELEASE() { lock_.Unlock(); }
 
 private:
-    TgSpinByte& lock_;
+    Lock& lock_;
 };
+
+using TgMutexGuard = TgGuard<TgMutex>;
+using TgSpinGuard = TgGuard<TgSpinByte>;

@@ -12,26 +12,21 @@
 #include <new>
 #include <vector>
 
+#include "util/base/ascii.h"
 #include "util/base/process_wide.h"
 #include "util/base/thread_slot.h"
+#include "util/text/words.h"
 
 namespace message_tables {
 namespace {
 
 constexpr std::size_t kIdentifierLength = 6;
-
-// By hand: isalpha() would ask the process's locale.
-bool IsLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+constexpr std::string_view kComma = ",";
 
 /// Whether an environment entry, "NAME=value", is named like a message.
 bool SilencesMessage(std::string_view entry) {
-    return entry.size() > kIdentifierLength && IsLetter(entry[0]) &&
-           std::all_of(entry.begin() + 1, entry.begin() + kIdentifierLength, IsDigit) &&
+    return entry.size() > kIdentifierLength && IsAsciiLetter(entry[0]) &&
+           std::all_of(entry.begin() + 1, entry.begin() + kIdentifierLength, IsAsciiDigit) &&
            entry[kIdentifierLength] == '=';
 }
 
@@ -48,16 +43,6 @@ public:
 private:
     const MsgLock lock_;
 };
-
-/// Takes the next non-empty part between commas off the front of `*list`; empty: there is none.
-std::string_view TakeIdentifier(std::string_view* list) {
-    while (!list->empty()) {
-        const std::string_view one = list->substr(0, list->find(','));
-        list->remove_prefix(std::min(list->size(), one.size() + 1));
-        if (!one.empty()) return one;
-    }
-    return {};
-}
 
 class Tables {
 public:
@@ -87,7 +72,7 @@ public:
 
     void AppendDisabled(std::string_view identifiers) UTIL_EXCLUDES(list_lock_) {
         TgMutexGuard hold(list_lock_);
-        for (std::string_view one; !(one = TakeIdentifier(&identifiers)).empty();)
+        for (std::string_view one; !(one = TakeWord(&identifiers, kComma)).empty();)
             disabled_.emplace_back(one);
     }
 
@@ -181,7 +166,7 @@ void ClearDisabled() noexcept {
 void SilenceInThread(std::string_view identifiers) noexcept try {
     // A thread without a table takes over the list of the process when it gets one.
     CountTable* const mine = TheTables().OfThreads().Find();
-    for (std::string_view one; mine && !(one = TakeIdentifier(&identifiers)).empty();)
+    for (std::string_view one; mine && !(one = TakeWord(&identifiers, kComma)).empty();)
         mine->Enter(one);
 } catch (const std::bad_alloc&) {
     return;

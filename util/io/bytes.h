@@ -9,17 +9,16 @@
 #include <span>
 #include <type_traits>
 
+#include "util/base/uncopyable.h"
+
 /// A file that is being written, or something that behaves like one.
 ///
 /// Units      offsets in bytes from the start.
 /// Errors     false or -1; Error() then tells the system's reason.
 /// Ownership  the bytes handed over are the caller's and are not kept.
 /// Threads    one caller at a time.
-class ByteSink {
+class ByteSink : public TgUncopyable {
 public:
-    ByteSink() = default;
-    ByteSink(const ByteSink&) = delete;
-    ByteSink& operator=(const ByteSink&) = delete;
     virtual ~ByteSink() = default;
 
     /// Writes all of `bytes` at the current position and moves behind them.
@@ -45,11 +44,8 @@ public:
 ///            compressed file.
 /// Errors     -1 or false; Error() then tells the system's reason.
 /// Threads    one caller at a time.
-class ByteSource {
+class ByteSource : public TgUncopyable {
 public:
-    ByteSource() = default;
-    ByteSource(const ByteSource&) = delete;
-    ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource() = default;
 
     /// Fills `bytes` as far as the file reaches and moves behind them. Answers how many were

@@ -19,6 +19,8 @@
 #include <span>
 #include <vector>
 
+#include "util/base/uncopyable.h"
+
 /// A place where inflating may begin: the file's start, or the start of a block of a member.
 struct GzipEntry {
     std::int64_t out = 0;               ///< offset in the inflated bytes
@@ -29,7 +31,7 @@ struct GzipEntry {
     bool IsStart() const { return in == 0; }
 };
 
-class GzipStream {
+class GzipStream : public TgUncopyable {
 public:
     /// Reads stored bytes from an offset on; the offsets follow each other. Answers how many, 0 at
     /// the file's end, -1 when the system cannot read.
@@ -47,8 +49,6 @@ public:
     };
 
     explicit GzipStream(ReadStored read, const GzipEntry& entry = {});
-    GzipStream(const GzipStream&) = delete;
-    GzipStream& operator=(const GzipStream&) = delete;
 
     /// Fills `bytes` from `offset` on as far as the stream goes, and answers how many; GetState()
     /// tells why they are fewer. `after_step` is called whenever something was inflated, and may

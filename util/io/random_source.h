@@ -14,13 +14,11 @@
 #include <span>
 #include <string>
 
+#include "util/base/uncopyable.h"
 #include "util/io/bytes.h"
 
-class RandomSource {
+class RandomSource : public TgUncopyable {
 public:
-    RandomSource() = default;
-    RandomSource(const RandomSource&) = delete;
-    RandomSource& operator=(const RandomSource&) = delete;
     virtual ~RandomSource() = default;
 
     /// Fills `bytes` from `offset` on as far as the file reaches; answers how many were read.

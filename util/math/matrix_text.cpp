@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "util/base/ascii.h"
 #include "util/math/matrix.h"
 
 namespace {
@@ -12,13 +13,10 @@ namespace {
 constexpr std::size_t kFormatBytes = 64;  // with the terminating zero
 constinit std::array<char, kFormatBytes> print_format{"%18.14f "};
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// Takes at most three digits: a longer number would print a screen full for one value.
 void SkipNumber(std::string_view* text) {
-    for (int i = 0; i < 3 && !text->empty() && IsDigit(text->front()); ++i) text->remove_prefix(1);
+    for (int i = 0; i < 3 && !text->empty() && IsAsciiDigit(text->front()); ++i)
+        text->remove_prefix(1);
 }
 
 /// Takes one conversion of a double, without its '%', off the front of `text`. False: it is none.

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "util/base/uncopyable.h"
 #include "util/stats/hres_clock.h"
 #include "util/stats/process_figures.h"
 #include "util/stats/stats.h"
@@ -60,13 +61,11 @@ private:
 };
 
 /// Adds the time from its making to its end to a timer, which outlives it.
-class UtHresTimerScope {
+class UtHresTimerScope : public TgUncopyable {
 public:
     [[nodiscard]] explicit UtHresTimerScope(UtHresTimerStat& timer)
         : timer_(timer), begin_(hres_clock::Ticks()) {}
     ~UtHresTimerScope() { timer_.Add(hres_clock::Ticks() - begin_); }
-    UtHresTimerScope(const UtHresTimerScope&) = delete;
-    UtHresTimerScope& operator=(const UtHresTimerScope&) = delete;
 
 private:
     UtHresTimerStat& timer_;

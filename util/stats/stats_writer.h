@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include "util/base/uncopyable.h"
+
 /// One attribute of an element. Both texts live through the call, no longer.
 struct StatsAttribute {
     std::string_view name;
@@ -17,11 +19,8 @@ struct StatsAttribute {
 /// Errors     none are told to a statistic; a writer keeps its own.
 /// Ownership  every text is the caller's and is not kept.
 /// Threads    one caller at a time.
-class StatsWriter {
+class StatsWriter : public TgUncopyable {
 public:
-    StatsWriter() = default;
-    StatsWriter(const StatsWriter&) = delete;
-    StatsWriter& operator=(const StatsWriter&) = delete;
     virtual ~StatsWriter() = default;
 
     /// Opens an element; what follows, up to its EndElement(), lies in it.

@@ -5,6 +5,8 @@
 #include <array>
 #include <charconv>
 
+#include "util/base/ascii.h"
+
 namespace {
 
 constexpr int kDefaultPrecision = 6;
@@ -14,7 +16,7 @@ using Scratch = std::array<char, 384>;
 
 int TakeDigits(std::string_view* format) {
     int value = 0;
-    while (!format->empty() && format->front() >= '0' && format->front() <= '9') {
+    while (!format->empty() && IsAsciiDigit(format->front())) {
         value = value * 10 + (format->front() - '0');
         format->remove_prefix(1);
     }

@@ -4,12 +4,12 @@
 
 #include <cstring>
 
+#include "util/base/uncopyable.h"
+
 /// Allocates nothing, so that a line about missing memory still comes out.
-class SystemReason {
+class SystemReason : public TgUncopyable {
 public:
     explicit SystemReason(int error) : text_(strerror_r(error, room_, sizeof room_)) {}
-    SystemReason(const SystemReason&) = delete;
-    SystemReason& operator=(const SystemReason&) = delete;
 
     const char* c_str() const { return text_; }
 
