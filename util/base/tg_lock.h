@@ -1,9 +1,9 @@
 // Locks: `TgMutex`, which tries before it blocks, the one-byte spin lock, and their guards.
 //
-// Units      tries are counted; a try that fails costs one processor pause.
-// Errors     none: a lock waits until it has the lock.
-// Ownership  a lock owns nothing but itself and is never copied; a guard borrows its lock.
-// Threads    any; none of the locks is recursive, none is fair.
+// Units      waiting is counted in tries and in processor pauses.
+// Errors     none: Lock() waits until it holds the lock.
+// Ownership  a lock is never copied; a guard borrows its lock.
+// Threads    any; no lock is recursive, and none is fair.
 
 #pragma once
 
@@ -25,13 +25,13 @@ inline void SpinPause() noexcept {
 #endif
 }
 
-/// A mutex for sections that are short most of the time: waiting a few pauses is cheaper than
-/// putting the thread to sleep, and a thread that waits longer sleeps after all.
+/// A mutex for sections that are usually short: a few pauses cost less than putting the thread to
+/// sleep and waking it. A thread that waits longer than that sleeps.
 class UTIL_CAPABILITY("mutex") TgMutex : public TgUncopyable {
 public:
     static constexpr int kDefaultTries = 100;
 
-    /// `tries`: how often Lock() tries before it blocks; 0 or less blocks at once.
+    /// `tries`: how often Lock() tries before it sleeps; 0 or less sleeps at once.
     explicit TgMutex(int tries = kDefaultTries) noexcept : tries_(tries) {}
     virtual ~TgMutex() { pthread_mutex_destroy(&mutex_); }
 
@@ -40,7 +40,7 @@ public:
             if (TryLock()) return;
             SpinPause();
         }
-        pthread_mutex_lock(&mutex_);  // a plain mutex that exists cannot fail to lock
+        pthread_mutex_lock(&mutex_);  // never fails for a default mutex that is initialised
     }
 
     [[nodiscard]] bool TryLock() noexcept UTIL_TRY_ACQUIRE(true) {
@@ -54,16 +54,19 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// A spin lock of one byte, for critical sections of a few instructions: no allocation, no file,
-/// no callback inside. Size matters where hundreds of them stand side by side; 64 of those share
-/// a cache line, so neighbours disturb each other.
+/// A spin lock of one byte, for critical sections of a few instructions without allocation, file
+/// access or callback. It is small because arrays hold hundreds of them. 64 neighbours share a
+/// cache line, so threads that take different locks of one array can slow each other down.
 class UTIL_CAPABILITY("spin byte") TgSpinByte {
 public:
     constexpr TgSpinByte() = default;
-    TgSpinByte(const TgSpinByte&) = delete;  // not by TgUncopyable: two bases of one type
-    TgSpinByte& operator=(const TgSpinByte&) = delete;  // may not share an address
+    // Not derived from TgUncopyable: a class that is, and begins with a lock, would grow, because
+    // two bases of one type need two addresses.
+    TgSpinByte(const TgSpinByte&) = delete;
+    TgSpinByte& operator=(const TgSpinByte&) = delete;
 
-    /// Waits 1, 2, 4, 8, 16 pauses between tries, then gives up its time slice.
+    /// Waits 1, 2, 4, 8, 16 pauses between tries, so that waiting threads write to the cache line
+    /// less and less often; then yields the processor, because the holder may be waiting for one.
     void Lock() noexcept UTIL_ACQUIRE() {
         for (int pauses = 1; !TryLock();) {
             if (pauses > kMaxPauses) {
