@@ -1,4 +1,4 @@
-// Escaping, indenting and closing of XML elements.
+// Escapes, indents and closes XML elements.
 
 #include "util/stats/stats_xml.h"
 
@@ -33,8 +33,8 @@ std::string_view TakeCharacter(std::string_view* text) {
     return IsXmlCharacter(sequence) ? character : std::string_view();
 }
 
-/// What stands for `character` so that a parser gives it back: a parser takes a carriage return
-/// for a line feed anywhere, and any line feed or tab of an attribute for a blank.
+/// The text from which a parser restores `character`. Unescaped, a parser turns a carriage return
+/// into a line feed, and in attributes a line feed or a tab into a blank.
 std::string_view Escaped(char character, bool is_attribute) {
     switch (character) {
         case '&':
@@ -68,7 +68,7 @@ void AppendEscaped(std::string_view value, bool is_attribute, std::string* text)
     }
 }
 
-/// `name` as XML takes it: letters, digits, '_', '-' and '.', the first of them a letter or '_'.
+/// `name` made valid for XML: letters, digits, '_', '-' and '.', the first a letter or '_'.
 std::string XmlName(std::string_view name) {
     const auto is_letter = [](char c) { return IsAsciiLetter(c) || c == '_'; };
     const auto is_inner = [&](char c) {
@@ -108,7 +108,7 @@ void XmlStatsWriter::BeginElement(std::string_view tag,
 }
 
 void XmlStatsWriter::EndElement(std::string_view /*tag*/, bool newline) {
-    if (open_.size() < 2) return;  // the root is Finish()'s
+    if (open_.size() < 2) return;  // only Finish() closes the root
     const std::string name = std::move(open_.back());
     open_.pop_back();
     Indent();
@@ -129,7 +129,7 @@ void XmlStatsWriter::LeafElement(std::string_view tag, std::string_view value,
 void XmlStatsWriter::Open(std::string_view name, std::span<const StatsAttribute> attributes) {
     Indent();
     text_->append("<").append(name);
-    std::vector<std::string> written;  // XML takes each name once
+    std::vector<std::string> written;  // XML allows each name once
     for (const StatsAttribute& attribute : attributes) {
         std::string key = XmlName(attribute.name);
         if (std::find(written.begin(), written.end(), key) != written.end()) continue;
@@ -145,7 +145,7 @@ void XmlStatsWriter::Close(std::string_view name) {
     text_->append("</").append(name).append(">");
 }
 
-// Only where a line begins: an element may follow another on its line.
+// Only at the start of a line: an element may follow another on its line.
 void XmlStatsWriter::Indent() {
     if (is_line_start_) text_->append(open_.size() * kIndent, ' ');
     is_line_start_ = false;

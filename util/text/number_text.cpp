@@ -1,4 +1,5 @@
-// Formatting numbers without the C library's locale.
+// Formats numbers with std::to_chars, which knows no locale. Given a precision, it rounds the exact
+// value correctly, as the C library's printf does, so both give the same digits.
 
 #include "util/text/number_text.h"
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr int kDefaultPrecision = 6;
 
-/// Room for the longest text of a double, 309 digits before the point and a few behind it.
+/// Room for the longest text of a double: 309 digits before the point and some behind it.
 using Scratch = std::array<char, 384>;
 
 int TakeDigits(std::string_view* format) {

@@ -1,4 +1,4 @@
-// Text made fit for a terminal: which characters stay, and what stands for the others.
+// Decides which characters a terminal may get, and replaces the others.
 
 #include "util/text/printable_text.h"
 
@@ -19,7 +19,7 @@ std::size_t PrintableCharacter(std::string_view text) {
     return sequence.is_character && !is_control ? sequence.length : 0;
 }
 
-/// What stands for one byte that is not printed.
+/// The text that replaces one byte.
 class Escape {
 public:
     explicit Escape(unsigned char byte) {
