@@ -3,13 +3,11 @@
 #include "driver/channels.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
 
+#include "driver/driver_messages.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
-#include "util/host/message.h"
-#include "util/text/printable_text.h"
 
 namespace {
 
@@ -55,8 +53,7 @@ std::int32_t DriverSize(const std::string& type) {
     } else if (type == "matrix") {
         size = 16;
     } else if (type != "float") {
-        std::printf("error: unknown variable type '%s' in pointcloud display driver\n",
-                    type.c_str());
+        driver_messages::TypeIsUnknown(type);
     }
     return TimesArraySuffix(size, type);
 }
@@ -66,7 +63,7 @@ DriverStatus AddSizes(const char* driver_name, Channels* channels) {
     std::int64_t file_total = 0;
     for (const std::string& type : channels->types) {
         if (type.empty()) {
-            DriverError(driver_name, "Bad type declaration - missing DisplayChannel?\n");
+            driver_messages::TypeIsMissing(driver_name);
             return DriverStatus::kBadParameters;
         }
         const std::int32_t driver_size = channels->sizes.emplace_back(DriverSize(type));
@@ -75,8 +72,7 @@ DriverStatus AddSizes(const char* driver_name, Channels* channels) {
         file_total += file_size;
         if (driver_size < 0 || file_size < 0 || driver_total > ptc_layout::kMaxDataFloats ||
             file_total > ptc_layout::kMaxDataFloats) {
-            DriverError(driver_name, "variable of type '%s' has an impossible size\n",
-                        Printable(type).c_str());
+            driver_messages::SizeIsImpossible(driver_name, type);
             return DriverStatus::kBadParameters;
         }
     }

@@ -6,9 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "util/host/message.h"
-#include "util/text/printable_text.h"
-#include "util/text/system_reason.h"
+#include "driver/driver_messages.h"
 
 DriverStatus AnswerQuery(int type, int data_length, void* data) {
     if (data_length < 1 || !data) return DriverStatus::kSuccess;
@@ -45,8 +43,6 @@ void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept {
                is_whole;
     if (is_whole && image->lost_points == 0) return;
     const int error = cloud.file.Error();
-    DriverError(image->DriverName(), "cannot write all of '%s': %s; %lld points are kept\n",
-                PrintableText<kMaxFileName>(image->file_name).c_str(),
-                SystemReason(error ? error : ENOMEM).c_str(),
-                static_cast<long long>(cloud.counted_points));
+    driver_messages::FileIsIncomplete(image->DriverName(), image->file_name,
+                                      SystemReason(error ? error : ENOMEM), cloud.counted_points);
 }

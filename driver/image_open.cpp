@@ -4,10 +4,9 @@
 #include <new>
 #include <string_view>
 
+#include "driver/driver_messages.h"
 #include "driver/image.h"
-#include "util/host/message.h"
 #include "util/host/runtime.h"
-#include "util/text/printable_text.h"
 
 namespace {
 
@@ -84,7 +83,7 @@ DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image) {
     const char* const driver_name = request.driver_name;
     const std::string given_name = request.file_name ? request.file_name : "";
     if (given_name.size() > kMaxFileName) {
-        DriverError(driver_name, "file name too long\n");
+        driver_messages::FileNameIsTooLong(driver_name);
         return DriverStatus::kBadParameters;
     }
     std::unique_ptr<PointCloudImage> opened(new (std::nothrow) PointCloudImage);
@@ -102,8 +101,7 @@ DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image) {
     std::string why;
     opened->writer = CreateFile(given_name, channels, request.parameters, projection, &why);
     if (!opened->writer) {
-        DriverError(driver_name, "cannot create '%s': %s\n", Printable(given_name).c_str(),
-                    why.c_str());
+        driver_messages::FileCannotBeCreated(driver_name, given_name, why);
         return DriverStatus::kNoResource;
     }
     FillHandle(options, channels, opened.get());

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "ptc/cache/shared_cache.h"
+#include "ptc/cloud/cloud_messages.h"
 
 /// A block's key is its first point, a multiple of 256. Its last block of a file may be short: the
 /// records behind the last point are zero.
@@ -17,7 +18,8 @@ public:
     static constexpr std::int64_t kRecordBytes = kPoints * std::int64_t{sizeof(PtcPoint)};
 
     PtcPointCache(std::int32_t capacity, PtcCacheStats& stats)
-        : PtcSharedCache({&PtcCacheStats::points, "T43051"}, capacity, stats) {}
+        : PtcSharedCache({&PtcCacheStats::points, cloud_messages::PointsAreUnreadable}, capacity,
+                         stats) {}
     ~PtcPointCache() override { FreeBlocks(); }
 
     /// Of the block that begins with point `first`. Buckets and the slots of a thread's table
@@ -51,7 +53,8 @@ public:
     static constexpr std::int64_t kRecordBytes = kNodeChildren * std::int64_t{sizeof(PtcNode)};
 
     PtcNodeCache(std::int32_t capacity, PtcCacheStats& stats)
-        : PtcSharedCache({&PtcCacheStats::nodes, "T43052"}, capacity, stats) {}
+        : PtcSharedCache({&PtcCacheStats::nodes, cloud_messages::NodesAreUnreadable}, capacity,
+                         stats) {}
     ~PtcNodeCache() override { FreeBlocks(); }
 
     /// Of the children of the node at `reference`.

@@ -17,11 +17,7 @@
 #include <new>
 #include <utility>
 
-#include "util/host/message.h"
-
 namespace {
-
-constexpr int kUnreadableCode = 4;
 
 std::size_t BucketCount(std::int32_t capacity) {
     return std::bit_ceil(2 * static_cast<std::size_t>(capacity));
@@ -159,9 +155,7 @@ PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::size_t 
 }
 
 void PtcSharedCache::Report(const PtcBlockRequest& request, const PtcNoBlock& why) const {
-    if (why.reason != PtcNoBlock::Reason::kUnreadable) return;
-    const char* const name = request.file.Name();
-    MsgReport(kind_.unreadable, kUnreadableCode, kMsgError, name ? name : "<nofile>");
+    if (why.reason == PtcNoBlock::Reason::kUnreadable) kind_.report_unreadable(request.file.Name());
 }
 
 void PtcSharedCache::Release(PtcCacheBlock& block) {

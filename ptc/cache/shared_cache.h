@@ -95,7 +95,7 @@ protected:
     /// What distinguishes the two caches beside the virtual functions.
     struct Kind {
         PtcFiguresOf figures;
-        const char* unreadable;  ///< the message's identifier
+        void (*report_unreadable)(const char* file_name);
     };
 
     /// `capacity`: at least 1. `stats` are charged with memory and outlive the cache.

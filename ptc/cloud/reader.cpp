@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <system_error>
 
+#include "ptc/cloud/cloud_messages.h"
 #include "ptc/format/header_grammar.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
 #include "util/base/number_cast.h"
-#include "util/host/message.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ private:
 /// would inflate the file anew.
 void LeaveOctree(CloudReader& cloud) {
     if (!cloud.input.IsCompressed() || cloud.point_count == 0) return;
-    if (!cloud.is_quiet) MsgReport("T43050", 4, 1, cloud.name.c_str());
+    if (!cloud.is_quiet) cloud_messages::OctreeIsCompressed(cloud.name);
     cloud.node_count = 0;
     cloud.root_position = 0;
 }

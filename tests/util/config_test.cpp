@@ -13,11 +13,18 @@
 
 #include "tests/support/scratch.h"
 #include "tests/util/together.h"
+#include "util/host/config_messages.h"
 #include "util/host/config_store.h"
 #include "util/host/message.h"
 #include "util/host/platform.h"
 
 namespace {
+
+template <class Number>
+concept IsASize = requires(Number most) {
+    config_messages::VariableIsTooLong("NAME", most);
+};
+static_assert(IsASize<int> && !IsASize<double> && !IsASize<const char*>);
 
 using Entries = std::vector<std::pair<std::string, std::string>>;
 

@@ -1,4 +1,4 @@
-// Telling an unload from the end of the process, and what runs at an unload.
+// Tells an unload from the end of the process, and runs the steps of an unload.
 
 #include "util/base/process_wide.h"
 
@@ -10,8 +10,9 @@ namespace {
 std::atomic<UnloadStep*> first_step{nullptr};
 std::atomic<bool> process_ends{false};
 
-/// Its destructor is the first thing of ours that exit() runs: destructors of function statics
-/// come before the object's finalisers when a process ends, and after them at an unload.
+/// Tells the two ends apart by their order. When the process ends, destructors of function statics
+/// run before the shared object's finaliser; at an unload they run after it. So the finaliser finds
+/// the mark set only when the process ends.
 struct EndMark {
     ~EndMark() { process_ends.store(true, std::memory_order_relaxed); }
 };
@@ -20,7 +21,7 @@ __attribute__((destructor)) void RunUnloadSteps() {
     const bool process_end = process_ends.load(std::memory_order_relaxed);
     // acquire: pairs with the release in AtUnload()
     for (UnloadStep* step = first_step.exchange(nullptr, std::memory_order_acquire); step;) {
-        UnloadStep* const next = step->next;  // the step's object may lie beside it
+        UnloadStep* const next = step->next;  // read first: the step may free the memory it is in
         if (!process_end || step->at_process_end_too) step->run(step->object);
         step = next;
     }

@@ -1,16 +1,17 @@
 // The process-wide objects: made on first use, destroyed when the shared object is unloaded.
 //
-// They are left alone when the process ends: exit() runs while other threads still render and
-// report, so tearing anything down then would take it from under their feet. An unload is the
-// opposite case: nobody is inside, and what is not given back then is lost for good.
-// docs/adr/0010-unload-and-thread-ends.md has the reasons.
+// They are not destroyed when the process ends: exit() runs while other threads still render and
+// report, and these threads still use the objects. At an unload no thread is inside, and memory
+// that is not freed then is lost. docs/adr/0010-unload-and-thread-ends.md has the reasons.
 //
-// They are destroyed in the reverse order of their making. One whose destructor uses another one
-// therefore uses it in its constructor as well, so that the other one is made first.
+// The objects are destroyed in the reverse order of their construction. So an object whose
+// destructor uses another object must use it in its constructor as well: the other object is then
+// constructed first and destroyed later.
 //
-// Errors     an object whose constructor throws is tried again by the next caller.
-// Ownership  the shared object owns each of them; callers keep references as long as it is loaded.
-// Threads    any; the first caller makes the object, the others wait for it.
+// Units      none.
+// Errors     when a constructor throws, the next caller constructs the object anew.
+// Ownership  the shared object owns the objects; a reference is valid as long as it is loaded.
+// Threads    any; the first caller constructs the object, the others wait for it.
 
 #pragma once
 
@@ -19,21 +20,23 @@
 
 namespace process_wide {
 
-/// What is to be done when the shared object is unloaded. Steps run last registered first.
+/// A function that runs when the shared object is unloaded. The step registered last runs first.
 struct UnloadStep {
     void (*run)(void* object);
     void* object;
-    bool at_process_end_too;  ///< for what other threads survive: they may be anywhere then
+    bool at_process_end_too;  ///< only for a step that is safe while other threads run
     UnloadStep* next;
 };
 
 /// Registers `step`, which must live until the unload.
 void AtUnload(UnloadStep* step);
 
-/// The one object of type `T`. `T` belongs to one file or one header of its own: two parts of the
-/// system that ask for the same type share the object.
+/// The one object of type `T`. Two parts of the system that use the same `T` share the object, so
+/// each part has a type of its own.
 template <class T>
 T& The() {
+    // Raw memory and not a static T: the compiler would register a destructor that also runs when
+    // the process ends.
     alignas(T) static std::byte room[sizeof(T)];
     static UnloadStep step = {[](void* object) { static_cast<T*>(object)->~T(); }, nullptr, false,
                               nullptr};

@@ -1,9 +1,9 @@
 // Locks: `TgMutex`, which tries before it blocks, the one-byte spin lock, and their guards.
 //
-// Units      tries are counted; a try that fails costs one processor pause.
-// Errors     none: a lock waits until it has the lock.
-// Ownership  a lock owns nothing but itself and is never copied; a guard borrows its lock.
-// Threads    any; none of the locks is recursive, none is fair.
+// Units      waiting is counted in tries and in processor pauses.
+// Errors     none: Lock() waits until it holds the lock.
+// Ownership  a lock is never copied; a guard borrows its lock.
+// Threads    any; no lock is recursive, and none is fair.
 
 #pragma once
 
@@ -14,17 +14,7 @@
 #include <cstdint>
 
 #include "util/base/thread_annotations.h"
-
-/// Base of what exists once: a copy of a lock or of a managed object would guard or own nothing.
-class TgUncopyable {
-public:
-    TgUncopyable(const TgUncopyable&) = delete;
-    TgUncopyable& operator=(const TgUncopyable&) = delete;
-
-protected:
-    constexpr TgUncopyable() = default;
-    ~TgUncopyable() = default;
-};
+#include "util/base/uncopyable.h"
 
 /// Tells the processor that this thread waits for another one's write.
 inline void SpinPause() noexcept {
@@ -35,13 +25,13 @@ inline void SpinPause() noexcept {
 #endif
 }
 
-/// A mutex for sections that are short most of the time: waiting a few pauses is cheaper than
-/// putting the thread to sleep, and a thread that waits longer sleeps after all.
+/// A mutex for sections that are usually short: a few pauses cost less than putting the thread to
+/// sleep and waking it. A thread that waits longer than that sleeps.
 class UTIL_CAPABILITY("mutex") TgMutex : public TgUncopyable {
 public:
     static constexpr int kDefaultTries = 100;
 
-    /// `tries`: how often Lock() tries before it blocks; 0 or less blocks at once.
+    /// `tries`: how often Lock() tries before it sleeps; 0 or less sleeps at once.
     explicit TgMutex(int tries = kDefaultTries) noexcept : tries_(tries) {}
     virtual ~TgMutex() { pthread_mutex_destroy(&mutex_); }
 
@@ -50,7 +40,7 @@ public:
             if (TryLock()) return;
             SpinPause();
         }
-        pthread_mutex_lock(&mutex_);  // a plain mutex that exists cannot fail to lock
+        pthread_mutex_lock(&mutex_);  // never fails for a default mutex that is initialised
     }
 
     [[nodiscard]] bool TryLock() noexcept UTIL_TRY_ACQUIRE(true) {
@@ -64,28 +54,19 @@ private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a TgMutex for one scope. Not movable: a lock has one owner on one stack.
-class UTIL_SCOPED TgMutexGuard : public TgUncopyable {
-public:
-    [[nodiscard]] explicit TgMutexGuard(TgMutex& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
-        lock_.Lock();
-    }
-    ~TgMutexGuard() UTIL_RELEASE() { lock_.Unlock(); }
-
-private:
-    TgMutex& lock_;
-};
-
-/// A spin lock of one byte, for critical sections of a few instructions: no allocation, no file,
-/// no callback inside. Size matters where hundreds of them stand side by side; 64 of those share
-/// a cache line, so neighbours disturb each other.
+/// A spin lock of one byte, for critical sections of a few instructions without allocation, file
+/// access or callback. It is small because arrays hold hundreds of them. 64 neighbours share a
+/// cache line, so threads that take different locks of one array can slow each other down.
 class UTIL_CAPABILITY("spin byte") TgSpinByte {
 public:
     constexpr TgSpinByte() = default;
-    TgSpinByte(const TgSpinByte&) = delete;  // not by TgUncopyable: two bases of one type
-    TgSpinByte& operator=(const TgSpinByte&) = delete;  // may not share an address
+    // Not derived from TgUncopyable: a class that is, and begins with a lock, would grow, because
+    // two bases of one type need two addresses.
+    TgSpinByte(const TgSpinByte&) = delete;
+    TgSpinByte& operator=(const TgSpinByte&) = delete;
 
-    /// Waits 1, 2, 4, 8, 16 pauses between tries, then gives up its time slice.
+    /// Waits 1, 2, 4, 8, 16 pauses between tries, so that waiting threads write to the cache line
+    /// less and less often; then yields the processor, because the holder may be waiting for one.
     void Lock() noexcept UTIL_ACQUIRE() {
         for (int pauses = 1; !TryLock();) {
             if (pauses > kMaxPauses) {
@@ -113,14 +94,18 @@ private:
 };
 static_assert(sizeof(TgSpinByte) == 1);
 
-/// Holds a TgSpinByte for one scope. Not movable: a lock has one owner on one stack.
-class UTIL_SCOPED TgSpinGuard : public TgUncopyable {
+/// Holds a lock for one scope. Not movable: a lock has one owner on one stack.
+template <class Lock>
+class UTIL_SCOPED TgGuard : public TgUncopyable {
 public:
-    [[nodiscard]] explicit TgSpinGuard(TgSpinByte& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
+    [[nodiscard]] explicit TgGuard(Lock& lock) noexcept UTIL_ACQUIRE(lock) : lock_(lock) {
         lock_.Lock();
     }
-    ~TgSpinGuard() UTIL_RELEASE() { lock_.Unlock(); }
+    ~TgGuard() UTIL_RELEASE() { lock_.Unlock(); }
 
 private:
-    TgSpinByte& lock_;
+    Lock& lock_;
 };
+
+using TgMutexGuard = TgGuard<TgMutex>;
+using TgSpinGuard = TgGuard<TgSpinByte>;

@@ -1,7 +1,8 @@
-// Seats of threads: linking, freeing, and what happens when a thread ends.
+// ThreadSlot's key and seats: making, linking, freeing, and the end of a thread.
 //
-// A seat is always in one of its slot's two lists, so the slot can free it whoever has ended. Who
-// takes the thing out of its seat, under the slot's lock, destroys it; all others find null.
+// A seat is always in one of its slot's two lists, so the slot can free it after its thread has
+// ended. The thread that takes an object out of its seat, under the slot's lock, destroys it; all
+// other threads find null there. So an object is destroyed once.
 
 #include "util/base/thread_slot.h"
 
@@ -18,13 +19,13 @@ void ThreadSlotBase::RetireAllKeys(void*) noexcept {
 }
 
 void ThreadSlotBase::RetireKey() noexcept {
-    // Marked before it goes: the system may give its number to somebody else at once.
+    // Marked before it is deleted: the system may reuse the number of a deleted key at once.
     const std::int64_t key = key_.exchange(kRetired, std::memory_order_relaxed);
     if (key >= 0) pthread_key_delete(static_cast<pthread_key_t>(key));
 }
 
 ThreadSlotBase::~ThreadSlotBase() {
-    // The key first: from here on a thread that ends is not sent into this object any more.
+    // The key first: after this, the system no longer calls AtThreadEnd() for this slot.
     RetireKey();
     {
         TgSpinGuard hold(live_slots.lock);
@@ -33,7 +34,7 @@ ThreadSlotBase::~ThreadSlotBase() {
         if (*link) *link = next_live_;
     }
     DropAll();
-    // What is left are seats of threads that live on and will not come back through the key.
+    // The seats of threads that still run: these threads cannot reach them without the key.
     TgSpinGuard hold(lock_);
     while (Seat* const seat = empty_) {
         Unlink(seat);
@@ -44,7 +45,7 @@ ThreadSlotBase::~ThreadSlotBase() {
 bool ThreadSlotBase::BringUp() noexcept {
     // acquire: pairs with the release below
     if (key_.load(std::memory_order_acquire) >= 0) return true;
-    // Once for all slots, and before any of them has a key that could need it.
+    // Registered once for all slots, before any of them has a key.
     [[maybe_unused]] static const bool registered = [] {
         static process_wide::UnloadStep step = {RetireAllKeys, nullptr, true, nullptr};
         process_wide::AtUnload(&step);
@@ -53,7 +54,7 @@ bool ThreadSlotBase::BringUp() noexcept {
     TgSpinGuard hold(lock_);
     const std::int64_t known = key_.load(std::memory_order_relaxed);
     if (known != kNoKeyYet) return known >= 0;
-    // Made and listed in one go: a key that is not in the list would not be retired.
+    // Under one hold of the list's lock: RetireAllKeys() would miss a key that is not listed.
     TgSpinGuard list(live_slots.lock);
     pthread_key_t key{};
     if (pthread_key_create(&key, end_ == ThreadSlotEnd::kKeep ? nullptr : AtThreadEnd) != 0)
@@ -68,63 +69,63 @@ bool ThreadSlotBase::BringUp() noexcept {
 void ThreadSlotBase::Drop() noexcept {
     Seat* const seat = FindSeat();
     if (!seat) return;
-    void* thing;
+    void* object;
     {
         TgSpinGuard hold(lock_);
-        thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
-        if (!thing) return;
+        object = seat->object.exchange(nullptr, std::memory_order_relaxed);
+        if (!object) return;
         Unlink(seat);
         Link(seat, &empty_);
     }
-    destroy_(thing);
+    destroy_(object);
 }
 
 void ThreadSlotBase::DropAll() noexcept {
-    // One thing at a time, because a thing may do anything when it is destroyed, even use the slot.
+    // One object at a time and without the lock: its destructor may use the slot.
     for (;;) {
-        void* thing;
+        void* object;
         {
             TgSpinGuard hold(lock_);
             Seat* const seat = taken_;
             if (!seat) return;
-            thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
+            object = seat->object.exchange(nullptr, std::memory_order_relaxed);
             Unlink(seat);
             Link(seat, &empty_);
         }
-        destroy_(thing);
+        destroy_(object);
     }
 }
 
-void* ThreadSlotBase::FindThing() const noexcept {
+void* ThreadSlotBase::FindObject() const noexcept {
     const Seat* const seat = FindSeat();
-    return seat ? seat->thing.load(std::memory_order_relaxed) : nullptr;
+    return seat ? seat->object.load(std::memory_order_relaxed) : nullptr;
 }
 
-bool ThreadSlotBase::Put(void* thing) noexcept {
-    Drop();  // there is one if the making of this one asked the slot for its own thing
+bool ThreadSlotBase::Put(void* object) noexcept {
+    Drop();  // there is an object if `make` itself asked the slot for one
     Seat* seat = FindSeat();
     if (!seat) seat = AddSeat();
     if (!seat) return false;
     TgSpinGuard hold(lock_);
-    seat->thing.store(thing, std::memory_order_relaxed);
+    seat->object.store(object, std::memory_order_relaxed);
     Unlink(seat);
     Link(seat, &taken_);
     return true;
 }
 
-/// Runs in the ending thread, after its key has been cleared: a thing whose end asks the slot
-/// again gets a new seat, and the system comes here once more.
+/// Runs in the ending thread, after the system has cleared the thread's value of the key. If the
+/// object's destructor uses the slot, the thread gets a new seat and the system calls this again.
 void ThreadSlotBase::AtThreadEnd(void* seat_of_thread) noexcept {
     Seat* const seat = static_cast<Seat*>(seat_of_thread);
     ThreadSlotBase& slot = *seat->slot;
-    void* thing;
+    void* object;
     {
         TgSpinGuard hold(slot.lock_);
-        thing = seat->thing.exchange(nullptr, std::memory_order_relaxed);
+        object = seat->object.exchange(nullptr, std::memory_order_relaxed);
         Unlink(seat);
     }
     delete seat;
-    if (thing) slot.destroy_(thing);
+    if (object) slot.destroy_(object);
 }
 
 void ThreadSlotBase::Link(Seat* seat, Seat** list) noexcept {
@@ -146,11 +147,11 @@ ThreadSlotBase::Seat* ThreadSlotBase::FindSeat() const noexcept {
     return static_cast<Seat*>(pthread_getspecific(static_cast<pthread_key_t>(key)));
 }
 
-/// An empty seat for the calling thread, which has none; null when that is impossible.
+/// Makes an empty seat for the calling thread, which has none. Null: no key or no memory.
 ThreadSlotBase::Seat* ThreadSlotBase::AddSeat() noexcept {
     if (!BringUp()) return nullptr;
     auto seat = std::unique_ptr<Seat>(new (std::nothrow) Seat{this, nullptr, nullptr, nullptr});
-    // Read again: it may have been retired since, and its number be somebody else's.
+    // Read again: the key may have been retired since, and its number reused.
     const std::int64_t key = key_.load(std::memory_order_relaxed);
     if (!seat || key < 0 || pthread_setspecific(static_cast<pthread_key_t>(key), seat.get()) != 0)
         return nullptr;

@@ -1,12 +1,13 @@
-// ThreadSlot -- one thing per thread: its key, its lazy making, who frees it, unloading.
+// ThreadSlot -- one object for each thread, made when the thread first asks for it.
 //
-// Errors     Find() and FindOrMake() answer null when the system has no key or no memory left.
-// Ownership  the slot owns every thread's thing. It frees one when its thread calls Drop(), when
-//            its thread ends (kFreeWithThread only), and all of them in DropAll() and at its own
-//            end. A thing is destroyed with no lock held.
-// Threads    every member from any thread, but: nobody may use a thing while DropAll() runs, and
-//            no thread may be inside the slot, or be ending, while the slot itself is destroyed.
-//            A thread that ends after either finds nothing left to do.
+// Units      none.
+// Errors     FindOrMake() returns null when the system has no key or no memory left.
+// Ownership  the slot owns the objects of all threads. It destroys one when its thread calls
+//            Drop() or, with kFreeWithThread, when its thread ends; it destroys all of them in
+//            DropAll() and in its own destructor. No lock is held while an object is destroyed.
+// Threads    every member from any thread, with two exceptions. No thread may use its object while
+//            DropAll() runs. No thread may call the slot, or end, while the slot is destroyed. A
+//            thread that ends later finds nothing to do.
 //
 // Locks:
 //
@@ -14,11 +15,12 @@
 //   90    lock_            one per slot    the key's making and the two lists of seats
 //   91    live_slots.lock  1               the list of slots that have a key
 //
-//   - nothing is called and nothing is allocated under either, but for the key itself.
+//   - under these locks the code makes the key, but calls and allocates nothing else.
 //
-// A key that outlives the shared object would call into nowhere when a thread ends. So all keys go
-// when the object is finalised, even while the process ends: a host's own ending may unload us
-// and let its threads go only then. A slot without its key answers null.
+// When a thread ends, the system calls the destructor of each of its keys. A key that outlived the
+// shared object would make it call unmapped memory. So all keys are deleted when the shared object
+// is finalised, even when the process ends: a host may unload the object in its own exit handlers
+// and stop its threads only afterwards. A slot whose key is deleted returns null.
 
 #pragma once
 
@@ -29,52 +31,53 @@
 
 #include "util/base/tg_lock.h"
 
-/// What becomes of a thread's thing when the thread ends.
+/// What happens to a thread's object when the thread ends.
 enum class ThreadSlotEnd {
-    kKeep,  ///< kept, because it counts for more than its thread; the key has no destructor
-    kFreeWithThread,  ///< destroyed by the ending thread
+    kKeep,            ///< the slot keeps it; the key has no destructor
+    kFreeWithThread,  ///< the ending thread destroys it
 };
 
 /// The part of a slot that does not depend on the type.
 class ThreadSlotBase : public TgUncopyable {
 public:
-    using Destroy = void (*)(void* thing);
+    using Destroy = void (*)(void* object);
 
     ThreadSlotBase(ThreadSlotEnd end, Destroy destroy) noexcept : end_(end), destroy_(destroy) {}
     ~ThreadSlotBase();
 
-    /// Makes the key. False: the system has none left. The other members do this by themselves.
+    /// Makes the key. False: the system has none left. The other members call this when needed.
     bool BringUp() noexcept;
 
-    /// Frees the calling thread's thing.
+    /// Destroys the calling thread's object.
     void Drop() noexcept;
 
-    /// Frees every thread's thing. A thread that asks later gets a new one.
+    /// Destroys the objects of all threads. A thread that asks later gets a new one.
     void DropAll() noexcept;
 
 protected:
-    void* FindThing() const noexcept;
+    void* FindObject() const noexcept;
 
-    /// Makes `thing` the calling thread's, in place of the one it has. False: no key or no memory,
-    /// and `thing` stays the caller's.
-    bool Put(void* thing) noexcept;
+    /// Makes `object` the calling thread's, in place of the one it has. False: there is no key or
+    /// no memory, and the caller still owns `object`.
+    bool Put(void* object) noexcept;
 
 private:
-    /// A thread's place. The owning thread finds it through the key and frees it when it ends;
-    /// it outlives its thing, so that DropAll() never takes a seat from under a thread's feet.
+    /// A thread's entry in the slot. The thread finds it through the key and frees it when it ends.
+    /// A seat outlives its object: DropAll() leaves the seats alone, because their threads still
+    /// have pointers to them.
     ///
     ///   member      written by                          read by
     ///   slot        its maker                           any thread: never changes
-    ///   thing       its thread; DropAll()               its thread; DropAll()
+    ///   object      its thread; DropAll()               its thread; DropAll()
     ///   next, back  any thread, under the slot's lock   the same
     struct Seat {
         ThreadSlotBase* slot;
-        std::atomic<void*> thing;
+        std::atomic<void*> object;
         Seat* next;
         Seat** back;  ///< the pointer that points here
     };
 
-    /// The slots that have a key, linked through themselves.
+    /// The slots that have a key, as a list linked through next_live_.
     struct LiveSlots {
         TgSpinByte lock;
         ThreadSlotBase* first UTIL_GUARDED_BY(lock) = nullptr;
@@ -93,15 +96,16 @@ private:
     const ThreadSlotEnd end_;
     const Destroy destroy_;
 
-    // Atomic: the key, or one of the two below. Made under the lock, read and retired without it.
+    // Atomic: the key, or one of the two constants. Written under the lock when the key is made;
+    // read and retired without it.
     static constexpr std::int64_t kNoKeyYet = -1;
     static constexpr std::int64_t kRetired = -2;
     std::atomic<std::int64_t> key_{kNoKeyYet};
 
     // Guarded.
     TgSpinByte lock_;
-    Seat* taken_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats with a thing
-    Seat* empty_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats whose thing was dropped
+    Seat* taken_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats with an object
+    Seat* empty_ UTIL_GUARDED_BY(lock_) = nullptr;  ///< seats without one
 
     // Guarded by live_slots.lock.
     ThreadSlotBase* next_live_ UTIL_GUARDED_BY(live_slots.lock) = nullptr;
@@ -111,13 +115,13 @@ template <class T>
 class ThreadSlot : public ThreadSlotBase {
 public:
     explicit ThreadSlot(ThreadSlotEnd end) noexcept
-        : ThreadSlotBase(end, [](void* thing) { delete static_cast<T*>(thing); }) {}
+        : ThreadSlotBase(end, [](void* object) { delete static_cast<T*>(object); }) {}
 
-    /// The calling thread's thing, or null when it has none.
-    T* Find() const noexcept { return static_cast<T*>(FindThing()); }
+    /// The calling thread's object, or null when it has none.
+    T* Find() const noexcept { return static_cast<T*>(FindObject()); }
 
-    /// The calling thread's thing; `make`, a function that answers a std::unique_ptr<T>, makes it
-    /// when there is none. What `make` throws passes through and changes nothing.
+    /// The calling thread's object. When it has none, `make` makes it: a function that returns a
+    /// std::unique_ptr<T>. An exception of `make` passes through and changes nothing.
     template <class Make>
     T* FindOrMake(Make make) {
         if (T* const found = Find()) return found;

@@ -1,4 +1,4 @@
-// Looking options up.
+// Looks options up, and adds entries to the store.
 
 #include "util/host/config.h"
 
@@ -30,7 +30,7 @@ ConfigStore& TheConfigStore() {
 }
 
 ConfigStore::~ConfigStore() {
-    // A loop, not a chain of owners: a long list must not end in deep recursion.
+    // A loop: destructors that call each other would overflow the stack on a long list.
     for (const ConfigEntry* entry = Newest(); entry;) {
         const ConfigEntry* const next = entry->next;
         std::free(const_cast<ConfigEntry*>(entry));
@@ -56,7 +56,9 @@ void ConfigStore::SetRootVariable(const char* name) {
     root_variable_ = name ? name : "";
 }
 
-/// One piece of memory: the entry, then the key and the value with their zeros.
+/// Lock-free: the entry is linked to the head it has seen, and published by a compare-and-swap that
+/// fails, and links the entry anew, if another thread was faster. Entries are never removed, so a
+/// head that is equal to the one seen is the same one.
 void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     void* const room = std::malloc(sizeof(ConfigEntry) + key.size() + value.size() + 2);
     if (!room) return;
@@ -64,7 +66,7 @@ void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     char* const value_text = key_text + key.size() + 1;
     *std::copy(key.begin(), key.end(), key_text) = '\0';
     *std::copy(value.begin(), value.end(), value_text) = '\0';
-    // The entry is whole before anybody can find it, and never changes afterwards.
+    // Memory: the entry, then the key and the value, each with a terminating zero.
     auto* const entry =
         new (room) ConfigEntry{newest_.load(std::memory_order_relaxed), key_text, value_text};
     // release: pairs with the acquire in Newest()
@@ -84,7 +86,7 @@ char* ConfigGetCopy(const char* key) {
 
 int ConfigGetCount(const char* key, int fallback) {
     const char* const text = ConfigGet(key);
-    // A number that is too long for strtol is answered with the largest long there is.
+    // strtol returns the largest long for a number that does not fit.
     const long number = text ? std::strtol(text, nullptr, 10) : 0;
     if (number <= 0) return fallback;
     return static_cast<int>(std::min<long>(number, std::numeric_limits<int>::max()));

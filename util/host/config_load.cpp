@@ -1,7 +1,7 @@
-// Reading configuration files: the chain, the lines, the references in values.
+// Reads configuration files: finds the files, splits the lines, replaces references in values.
 //
-// Everything here may come from a stranger's file or environment: no text is ever a format, every
-// length has a limit or costs no more than the file itself, and no reference is looked at twice.
+// Files and environment may come from strangers: no text is used as a format, every length has a
+// limit or costs no more than the file itself, and text that replaces a reference is not searched.
 
 #include <algorithm>
 #include <array>
@@ -14,11 +14,13 @@
 #include <string>
 #include <string_view>
 
+#include "util/host/config_messages.h"
 #include "util/host/config_store.h"
 #include "util/host/message.h"
 #include "util/host/message_tables.h"
 #include "util/host/platform.h"
 #include "util/io/open_file.h"
+#include "util/text/words.h"
 
 namespace {
 
@@ -34,22 +36,9 @@ std::string Joined(std::string_view folder, std::string_view between, std::strin
     return path.append(between).append(name);
 }
 
-/// The first run of characters of `text` that are not in `ends`; empty when there is none.
-std::string_view FirstToken(std::string_view text, std::string_view ends) {
-    const std::size_t begin = text.find_first_not_of(ends);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_first_of(ends, begin) - begin);
-}
-
-std::string_view WithoutBlanksAround(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
-
 }  // namespace
 
-/// What stands for "${`reference`}".
+/// The text that replaces "${`reference`}", where `reference` is NAME or NAME-default.
 std::string ConfigStore::ValueOfReference(std::string_view reference) const {
     const std::size_t dash = reference.find('-');
     std::string name(reference.substr(0, dash));
@@ -60,11 +49,12 @@ std::string ConfigStore::ValueOfReference(std::string_view reference) const {
     else if (dash != std::string_view::npos)
         value = reference.substr(dash + 1);
     if (value.size() <= kLongestSubstitute) return std::string(value);
-    MsgReport("D05666", 2, kMsgWarning, name.c_str(), static_cast<int>(kLongestSubstitute) + 1);
+    config_messages::VariableIsTooLong(name, static_cast<int>(kLongestSubstitute) + 1);
     return name;
 }
 
-/// `value` with its references replaced. What replaces them is not looked at again.
+/// `value` with its references replaced. Text that replaces one is not searched for others, so this
+/// always ends.
 std::string ConfigStore::Expanded(std::string_view value) const {
     std::string expanded;
     for (;;) {
@@ -78,27 +68,26 @@ std::string ConfigStore::Expanded(std::string_view value) const {
 }
 
 void ConfigStore::ReadLine(const char* line) try {
-    std::string_view rest = line;  // a zero byte ends the line's text
-    const std::string_view key = FirstToken(rest, kKeyEnds);
+    std::string_view rest = line;  // ends at a zero byte
+    const std::string_view key = TakeWord(&rest, kKeyEnds);
     if (key.empty() || key.front() == '#') return;
-    const std::size_t key_end = static_cast<std::size_t>(key.data() - line) + key.size();
-    // One character ends the key and is gone; what follows it is the value, blanks included. So a
-    // key and two blanks have an empty value, and a key and one blank have none.
-    rest.remove_prefix(std::min(rest.size(), key_end + 1));
-    const std::string_view token = FirstToken(rest, kValueEnds);
+    // The one character that ends the key is skipped; the value begins behind it, blanks included.
+    // So a key and two blanks have an empty value, and a key and one blank have none.
+    rest.remove_prefix(std::min<std::size_t>(rest.size(), 1));
+    const std::string_view token = TakeWord(&rest, kValueEnds);
     if (token.empty()) return;
 
-    const std::string value = Expanded(WithoutBlanksAround(token));
+    const std::string value = Expanded(Trimmed(token, kBlanks));
     Add(key, value);
     if (dumps_.load(std::memory_order_relaxed))
         std::printf(" default: %.*s  value: %s\n", static_cast<int>(key.size()), key.data(),
                     value.c_str());
 } catch (const std::bad_alloc&) {
-    return;  // an entry that finds no memory is dropped, like in Add()
+    return;  // without memory the entry is dropped, as in Add()
 }
 
 void ConfigStore::ReadFile(const char* path) {
-    // Moved by the zones read so far: a file can say where the next ones are.
+    // The zones read so far apply to the path, so one file can say where the next ones are.
     const std::optional<std::string> expanded = platform::ExpandPath(path, *this);
     if (!expanded) return;
     const bool dumps = dumps_.load(std::memory_order_relaxed);
@@ -109,7 +98,7 @@ void ConfigStore::ReadFile(const char* path) {
         return;
     }
     if (dumps) std::printf("Defaults from %s:\n", expanded->c_str());
-    // What does not fit the buffer comes with the next turn, as a line of its own.
+    // The rest of a line that does not fit the buffer is read as a line of its own.
     std::array<char, kLineBytes> line;
     while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()))
         ReadLine(line.data());
@@ -121,14 +110,14 @@ void ConfigStore::FindRoot() {
         TgMutexGuard hold(name_lock_);
         variable = root_variable_;
     }
-    // An empty value is a value: the files are then looked for from the top of the file system.
+    // A variable set to nothing counts as set: the root is then the root of the file system.
     const char* root = variable.empty() ? nullptr : std::getenv(variable.c_str());
     if (!root) root = std::getenv(kRootVariable.data());
     // release: pairs with the acquire in Root()
     if (root) root_.store(strdup(root), std::memory_order_release);
 }
 
-/// Every file that may hold options; the later a file, the stronger.
+/// Reads every file that may hold options; a later one hides options of an earlier one.
 void ConfigStore::ReadChain() {
     const auto read = [this](const std::string& path) { ReadFile(path.c_str()); };
     if (const char* const only = std::getenv("LUMRCONFIG")) {
@@ -151,7 +140,7 @@ public:
     }
     ~LoadedAtEnd() {
         store_.loader_.store({}, std::memory_order_relaxed);
-        // release: pairs with the acquire of whoever waits in Load()
+        // release: pairs with the acquire of the threads that wait in Load()
         store_.load_state_.store(LoadState::kLoaded, std::memory_order_release);
         store_.load_state_.notify_all();
     }
@@ -173,10 +162,11 @@ void ConfigStore::Load() {
     const LoadedAtEnd end(*this);
     if (std::getenv("LUMR_DUMP_DEFAULTS")) dumps_.store(true, std::memory_order_relaxed);
     FindRoot();
-    if (!Newest()) ReadChain();  // a host that has read files of its own wants only those
+    if (!Newest()) ReadChain();  // a host that has read files of its own gets no others
     platform::Init();
     const char* const disabled = Get("/messages/disable");
     MsgSetDisabledList(disabled);
-    // A warning about the files themselves, or a report of before, has given this thread its table.
+    // This thread has a table already if it has reported before, such as a warning about the files;
+    // a table does not look at the list again.
     if (disabled) message_tables::SilenceInThread(disabled);
 }

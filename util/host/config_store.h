@@ -1,21 +1,21 @@
-// ConfigStore -- options in the order in which they were read, the newest first.
+// ConfigStore -- the options as a list, the one read last first.
 //
-// Units      lines in bytes, of kLineBytes at most with the terminating zero.
-// Errors     an entry for which there is no memory is dropped; nothing throws but Load() and
-//            ReadFile(), which pass on what the making of a path throws.
-// Ownership  the store owns its entries and the install root until its end; what Get() and Root()
-//            answer is borrowed.
-// Threads    any member from any thread at any time. Entries are only ever put in front, and the
-//            head is published when the entry is whole, so readers need no lock; whoever reads
-//            twice may see more the second time.
+// Units      lines in bytes, at most kLineBytes with the terminating zero.
+// Errors     an entry for which there is no memory is dropped. Only Load() and ReadFile() throw:
+//            std::bad_alloc, when there is no memory for a path.
+// Ownership  the store owns its entries and the install root; Get() and Root() return pointers
+//            that are valid as long as the store.
+// Threads    any member from any thread at any time. Readers need no lock: an entry is complete
+//            before it is published as the new head, and neither it nor the rest of the list
+//            changes afterwards. A second look may find more entries than the first.
 //
 // Locks:
 //
 //   rank  lock         count  guards
 //   84    name_lock_   1      the name of the variable that holds the install root
 //
-//   - the loading itself holds no lock: it reports, and so runs handlers. Who comes second waits
-//     for the state word.
+//   - loading holds no lock, because it reports messages and so runs the host's handlers. A second
+//     caller waits on the state word.
 
 #pragma once
 
@@ -28,7 +28,7 @@
 
 #include "util/base/tg_lock.h"
 
-/// One option; it lies in one piece with its two texts, each ended by a zero.
+/// One option. The entry and its two texts are one allocation.
 struct ConfigEntry {
     const ConfigEntry* next;
     const char* key;
@@ -59,10 +59,10 @@ public:
 private:
     enum class LoadState : std::int32_t { kNotLoaded, kLoading, kLoaded };
 
-    /// Ends the loading however it ends, so that nobody waits for ever.
+    /// Sets the state to kLoaded in its destructor, so no thread waits for ever after an exception.
     class LoadedAtEnd;
 
-    /// Puts one option in front of all others.
+    /// Puts one option at the head of the list.
     void Add(std::string_view key, std::string_view value) noexcept;
     void ReadLine(const char* line);
     std::string Expanded(std::string_view value) const;
@@ -75,12 +75,12 @@ private:
     std::atomic<const char*> root_{nullptr};  ///< written once, by the loading thread
     std::atomic<bool> dumps_{false};          ///< whether reading prints what it finds
     std::atomic<LoadState> load_state_{LoadState::kNotLoaded};
-    std::atomic<std::thread::id> loader_{};  ///< who loads, while load_state_ is kLoading
+    std::atomic<std::thread::id> loader_{};  ///< the thread that loads, during kLoading
 
     // Guarded.
     TgMutex name_lock_;
-    std::string root_variable_ UTIL_GUARDED_BY(name_lock_);  ///< empty: the usual one
+    std::string root_variable_ UTIL_GUARDED_BY(name_lock_);  ///< empty: "LUMRTREE"
 };
 
-/// The store of the process, which the functions of util/host/config.h work on.
+/// The store of the process, which the functions of util/host/config.h use.
 ConfigStore& TheConfigStore();

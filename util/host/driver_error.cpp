@@ -1,4 +1,4 @@
-// The driver's error line.
+// Prints the driver's error line.
 
 #include <array>
 #include <cstdio>
@@ -11,14 +11,14 @@ namespace {
 
 constexpr std::size_t kLineFormatBytes = 256;  // with the terminating zero
 
-/// A printf format of bounded length. Allocates nothing: the line often tells that memory ran out.
+/// A printf format of bounded length. Allocates nothing: the line often says that memory ran out.
 class LineFormat {
 public:
     void Append(std::string_view text) {
         for (const char c : text) Append(c);
     }
 
-    /// Appends `text` as part of a format that prints just that.
+    /// Appends `text` with each '%' doubled, so that the format prints `text` itself.
     void AppendEscaped(std::string_view text) {
         for (const char c : text) {
             Append(c);
@@ -26,7 +26,7 @@ public:
         }
     }
 
-    /// The format, cut so that it fits with its terminating zero and ends no conversion half-way.
+    /// The format, cut so that it and its terminating zero fit and every conversion is whole.
     const char* Cut() {
         const std::string_view whole(bytes_.data(), size_);
         bytes_[CutFormat(whole, kLineFormatBytes - 1).size()] = '\0';
@@ -39,7 +39,7 @@ private:
     }
 
     std::array<char, kLineFormatBytes + 1> bytes_;
-    std::size_t size_ = 0;  ///< kLineFormatBytes: there is more than fits
+    std::size_t size_ = 0;  ///< kLineFormatBytes: the text is longer than fits
 };
 
 }  // namespace
@@ -50,7 +50,7 @@ void DriverErrorV(const char* module, const char* format, std::va_list arguments
     line.AppendEscaped(module);
     line.Append(":  ");
     line.Append(format);
-// The caller's own format, which the attribute of this function has checked, behind literal text.
+// The caller's format, which the compiler has checked, behind text without conversions.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     std::vfprintf(stderr, line.Cut(), arguments);

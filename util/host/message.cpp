@@ -1,4 +1,4 @@
-// Reporting a message: what is dropped, how a text is made, who gets it.
+// Reports a message: decides whether it is printed, formats its text, passes it to the handler.
 
 #include "util/host/message.h"
 
@@ -15,9 +15,9 @@ namespace {
 constexpr std::size_t kFormatBytes = 1024;  // of a catalogue entry, with the terminating zero
 constexpr int kErrorsAreFatal = 1;          // the error mode
 
-/// Prefix, then the catalogue's text with the arguments, without a newline at its end.
-/// What the caller or the environment provides is only ever an argument, never a format, except
-/// for the catalogue.
+/// Writes the prefix and the formatted text of the catalogue, without a newline at its end. Only
+/// the catalogue's texts are used as formats; an identifier may come from anywhere and is an
+/// argument.
 void Compose(const char* identifier, std::va_list arguments, MsgText* text) {
     TheMsgSettings().AppendPrefix(text);
     if (const char* const entry = message_catalogue::FindMessage(identifier)) {
@@ -33,13 +33,13 @@ void Compose(const char* identifier, std::va_list arguments, MsgText* text) {
     if (text->size > 0 && text->bytes[text->size - 1] == '\n') text->bytes[--text->size] = '\0';
 }
 
-/// Whether `key` is said here for the first time in this process.
-bool SaidFirst(std::string_view key, const MsgSettings& settings) {
+/// Whether `key` has not been printed in this process. Enters it in the tables.
+bool IsFirst(std::string_view key, const MsgSettings& settings) {
     return !message_tables::KnownToThread(key) &&
            message_tables::FirstInProcess(key, settings.lock);
 }
 
-/// Gives the filter its chance; `text` becomes what it wrote, if it answers nonzero.
+/// Calls the filter, if there is one; its replacement becomes `text` if it returns nonzero.
 void Filter(const MsgSettings& settings, int code, int severity, MsgText* text) {
     if (!settings.filter) return;
     MsgText replacement;
@@ -63,8 +63,8 @@ void AppendMemory(const MsgSettings& settings, MsgText* text) {
     text->Append(figures.data());
 }
 
-/// A message that ends the process, printed or not. The handler is called directly: a wrapper
-/// might put the message off, and there is no later.
+/// Reports a message that ends the process, whether it is printed or not. Calls the handler
+/// directly: a wrapper might delay the message, and the process ends now.
 void ReportAndEnd(const MsgSettings& settings, const char* identifier, int code, int severity,
                   std::va_list arguments) {
     MsgText text;
@@ -73,12 +73,12 @@ void ReportAndEnd(const MsgSettings& settings, const char* identifier, int code,
         severity = kMsgSevere;
         AppendMemory(settings, &text);
     }
-    if (SaidFirst(identifier, settings)) {
+    if (IsFirst(identifier, settings)) {
         Filter(settings, code, severity, &text);
         settings.handler(code, severity, text.bytes.data());
     }
-    // KEPT: the default handler has called it already if the text was severe, so a replaced exit
-    // function that returns is called twice; a handler of the host's may rely on this call.
+    // KEPT: for a severe text the default handler has already called the exit function. A replaced
+    // exit function that returns is thus called twice; a host's handler may rely on this call.
     // Test: UtilMessage.TheDefaultHandlerMarksWarningsAndEndsTheProcess
     settings.exit(code);
 }
@@ -95,15 +95,15 @@ void MsgReportV(const char* identifier, int code, int severity_word, std::va_lis
         ReportAndEnd(settings, identifier, code, severity, arguments);
         return;
     }
-    // Before any formatting: a message that is silenced costs no more than this.
+    // Before any formatting, so a silenced message costs no more than this lookup.
     if (message_tables::KnownToThread(identifier)) return;
 
     MsgText text;
     Compose(identifier, arguments, &text);
     if (severity_word & kMsgOncePerIdentifier) {
-        if (!SaidFirst(identifier, settings)) return;
+        if (!IsFirst(identifier, settings)) return;
     } else if (severity_word & kMsgOncePerText) {
-        if (!SaidFirst(text.bytes.data(), settings)) return;
+        if (!IsFirst(text.bytes.data(), settings)) return;
     }
     Filter(settings, code, severity, &text);
     Deliver(settings, code, severity, text.bytes.data());

@@ -1,16 +1,17 @@
 // Messages to the person who watches the render.
 //
-// MsgReport() takes an identifier, finds its text, drops what is silenced or was said before and
-// hands the rest to a handler, by default standard error. Severe messages end the process.
+// MsgReport() looks up the text of an identifier and drops messages that are silenced or were
+// printed before. It passes all others to a handler; the default one prints on standard error.
+// Severe messages end the process.
 //
-// Units      texts are cut at 4095 bytes, prefix included; a severity word is a severity (low
-//            seven bits) and the two flags below.
-// Errors     none: an unknown identifier, a missing table or memory that ran out never keeps a
-//            message from being delivered, and nothing here throws.
-// Ownership  texts belong to the caller and are copied; records of callbacks are copied; functions
-//            handed in must stay loaded until they are replaced.
+// Units      texts are cut at 4095 bytes, prefix included; a severity word is a severity (the low
+//            seven bits) plus the two flags below.
+// Errors     none. Unknown identifiers are reported as such. When memory runs out, messages are
+//            still delivered, possibly twice. Nothing here throws.
+// Ownership  texts and records of callbacks are copied; functions must stay loaded until they are
+//            replaced.
 // Threads    any function from any thread at any time. Handlers, wrappers, filters, memory queries
-//            and exit functions run with none of our locks held and may report themselves.
+//            and exit functions run without our locks and may report messages themselves.
 
 #pragma once
 
@@ -25,84 +26,89 @@ constexpr int kMsgWarning = 1;
 constexpr int kMsgError = 2;
 constexpr int kMsgSevere = 3;  ///< and above: the process ends with the message's code
 
-/// Flags of a severity word: print once per text, or once per identifier, which wins.
+/// Flags of a severity word: print once for each text, or once for each identifier. With both set,
+/// the second one counts.
 constexpr int kMsgOncePerText = 0x80;
 constexpr int kMsgOncePerIdentifier = 0x100;
 
-/// The code that says that memory ran out: such a message is severe whatever its severity.
+/// The code for "out of memory": such a message is severe whatever its severity says.
 constexpr int kMsgOutOfMemory = 1;
 
 using MsgHandler = int (*)(int code, int severity, const char* text);
 using MsgExit = void (*)(int code);
 
-/// Called instead of the handler, which it gets, for messages that do not end the process.
+/// Called in place of the handler, which it gets as an argument, for messages that do not end the
+/// process.
 using MsgWrapper = int (*)(MsgHandler handler, int code, int severity, const char* text);
 
-/// Writes another text into `replacement`, kMsgTextBytes long, and answers nonzero to have it
-/// printed; 0 leaves the text as it is.
+/// Returns nonzero after writing another text into `replacement`, which has kMsgTextBytes bytes; 0
+/// keeps the text.
 using MsgFilter = int (*)(int code, int severity, const char* text, char* replacement);
 
-/// What the system around us provides. Only the first two are used; the rest belongs to parts of
-/// the host that share the record.
+/// Functions of the host. This library uses the first two members; other parts of the host that
+/// share the record use the rest.
 struct MsgSystemCallbacks {
-    void (*initialise)();                         ///< null, or called by MsgInit()
-    void (*memory)(double* total, double* free);  ///< null, or asked when memory ran out
+    void (*initialise)();                         ///< called by MsgInit(), or null
+    void (*memory)(double* total, double* free);  ///< called when memory has run out, or null
     void* third;
     int first_setting;
     int second_setting;
 };
 
-/// A lock of the host's, taken around the process-wide table of what was said. Both functions or
-/// none; recursion is not needed.
+/// A lock of the host, held while the process-wide table of printed messages is used. Both
+/// functions are set or neither; the lock need not be recursive.
 struct MsgLock {
     void (*lock)(void* argument);
     void (*unlock)(void* argument);
     void* argument;
 };
 
-/// Reports message `identifier`, six characters like "T43051"; a shorter one picks the first text
-/// that begins with it. The arguments are those of the text's conversions.
-/// Returns only if the message does not end the process, or if a replaced exit function returns.
+/// Reports message `identifier`, six characters such as "T43051"; a shorter one selects the first
+/// text that begins with it. The arguments must be those of the text's conversions, and nothing
+/// checks them; so each message of this system has a function with typed parameters, which calls
+/// this. If the message ends the process, returns only when a replaced exit function returns.
 void MsgReport(const char* identifier, int code, int severity_word, ...);
 void MsgReportV(const char* identifier, int code, int severity_word, std::va_list arguments);
 
-/// Hands `text` to the wrapper, or to the handler when there is no wrapper, and passes on what
-/// that answers. Nothing is filtered and nothing ends here, unless the handler says so.
+/// Passes `text` to the wrapper, or to the handler if there is no wrapper, and returns its result.
+/// Filters nothing, and does not end the process unless the handler does.
 int MsgDeliver(int code, int severity, const char* text);
 
 /// Installs `handler`; null installs the default one, which prints on standard error.
-/// A nonzero `lock` makes this the last change of the handler.
+/// After a call with a nonzero `lock`, later calls do not change the handler.
 void MsgSetHandler(MsgHandler handler, int lock);
 
-/// Installs both; null stands for the default handler and for exit(). A handler that is locked
-/// stays, the exit function is installed all the same.
+/// Installs both; null means the default handler and exit(). A locked handler stays, but the exit
+/// function is installed even then.
 void MsgSetHandlerAndExit(MsgHandler handler, MsgExit exit_function);
 MsgHandler MsgGetHandler();
 
-/// Null takes the filter or the wrapper away.
+/// Null removes the filter or the wrapper.
 void MsgSetFilter(MsgFilter filter);
 void MsgSetWrapper(MsgWrapper wrapper);
 MsgWrapper MsgGetWrapper();
 
-/// 1 makes errors end the process as severe messages do; any other value does not. Starts at 2.
+/// With 1, errors end the process as severe messages do; with any other value they do not. 2 at the
+/// start.
 void MsgSetErrorMode(int mode);
 int MsgGetErrorMode();
 
-/// Prepares reporting for a host. `lock`, `callbacks`, `prefix` may be null: no lock, the callbacks
-/// of before, no prefix; a null `exit_function` is exit(). Runs the callbacks' initialiser. Forgets
-/// what was said so far, and what the calling thread knows to be silenced; other threads keep it.
+/// Prepares reporting for a host. A null `lock` means no lock, null `callbacks` keep the ones that
+/// are set, a null `prefix` means none, a null `exit_function` means exit(). Calls the initialiser
+/// of the callbacks. Deletes the process's table of printed messages and the calling thread's table
+/// of printed and silenced ones; other threads keep theirs.
 void MsgInit(const MsgLock* lock, const MsgSystemCallbacks* callbacks, MsgExit exit_function,
              const char* prefix);
 
-/// Adds the identifiers of a comma-separated list to those that are never printed. A thread takes
-/// the list over with its first report and does not look again. Null or empty adds nothing.
+/// Adds the identifiers of a comma-separated list to those that are never printed. A thread copies
+/// the list at its first report and does not read it again. Null or empty adds nothing.
 void MsgSetDisabledList(const char* identifiers);
 void MsgClearDisabledList();
 
-/// Prints `module`, a colon, two blanks and the formatted message on standard error, as it
-/// stands: a newline only where `format` has one. A null `module` prints nothing at all.
-/// `module` is text, whatever it holds. Module and format together are cut at 255 bytes, never
-/// inside a conversion; the arguments are printed whole.
+/// Prints `module`, a colon, two blanks and the formatted message on standard error, without adding
+/// a newline. A null `module` prints nothing. `module` is printed as text: a '%' in it is no
+/// conversion. Module and format together are cut at 255 bytes, never inside a conversion; the
+/// arguments are printed whole.
 void DriverError(const char* module, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void DriverErrorV(const char* module, const char* format, std::va_list arguments)
     __attribute__((format(printf, 2, 0)));

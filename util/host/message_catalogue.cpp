@@ -1,4 +1,4 @@
-// The texts that this system's own code reports, and the search through them.
+// The texts of this system's own messages, and the search for one.
 
 #include "util/host/message_catalogue.h"
 
@@ -7,7 +7,8 @@
 namespace message_catalogue {
 namespace {
 
-// Order matters only where one identifier is given twice or cut short: the first one wins.
+// The order counts where an identifier is in the list twice or is looked up by its beginning: the
+// first text is used.
 constexpr const char* kBuiltIn[] = {
     "T43050 Organized point cloud file '%s' is gzipped; will be treated as unorganized.",
     "T43051 Point cloud file '%s' has unreadable points.",

@@ -1,8 +1,8 @@
 // The catalogue of message texts: identifier, one blank, printf format.
 //
 // Units      none.
-// Errors     FindMessage() answers null for what the catalogue does not hold.
-// Ownership  texts are borrowed: a catalogue put in place must outlive every report.
+// Errors     FindMessage() returns null for an identifier that the catalogue does not have.
+// Ownership  texts are borrowed: a catalogue given to Replace() must outlive every report.
 // Threads    any; a catalogue is only read.
 
 #pragma once
@@ -11,12 +11,12 @@
 
 namespace message_catalogue {
 
-/// The first text that begins with `identifier`, in catalogue order. An empty identifier, which
-/// every text would begin with, finds nothing.
+/// The first text of the catalogue that begins with `identifier`. Null for an empty identifier,
+/// although every text begins with it.
 const char* FindMessage(std::string_view identifier);
 
-/// Puts another null-terminated catalogue in place of the built-in one; null puts that one back.
-/// Its texts are printf formats and get the arguments of whoever reports them.
+/// Replaces the catalogue by another null-terminated one; null restores the built-in one. Its texts
+/// are printf formats and must fit the arguments that callers of MsgReport() pass.
 void Replace(const char* const* texts);
 
 }  // namespace message_catalogue

@@ -1,7 +1,7 @@
-// The message reporter's settings: reading, changing, and the default handler.
+// Changes the message reporter's settings; has the default handler.
 //
-// Every setter is one change under the lock; none calls anything of the host's, but for MsgInit(),
-// which runs the host's initialiser between two changes.
+// Every setter makes one change under the lock. None calls a function of the host, except
+// MsgInit(), which runs the host's initialiser between two changes.
 
 #include "util/host/message_settings.h"
 
@@ -28,19 +28,19 @@ void MsgText::Append(const char* text) {
 
 void MsgText::AppendFormat(const char* format, std::va_list arguments) {
     const std::size_t room = kMsgTextBytes - size;
-// The formats come from the catalogue, at run time; nothing else is ever passed here.
+// The formats come from the catalogue at run time; callers pass nothing else.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const int wanted = std::vsnprintf(bytes.data() + size, room, format, arguments);
 #pragma GCC diagnostic pop
     if (wanted > 0) size += std::min(static_cast<std::size_t>(wanted), room - 1);
-    bytes[size] = '\0';  // also when the conversion failed half-way
+    bytes[size] = '\0';  // also after a conversion that failed
 }
 
 int MsgDefaultHandler(int code, int severity, const char* text) {
     std::fflush(stdout);
-    // In the order in which things were said, and in one call, so that lines of several threads do
-    // not mix.
+    // stdout is flushed first, so the lines appear in the order in which they were printed. One
+    // call prints the line, so lines of several threads do not mix.
     std::fprintf(stderr, "%s%s\n", text, severity == kMsgWarning ? " (WARNING)" : "");
     std::fflush(stderr);
     if ((severity & kMsgSeverityBits) >= kMsgSevere) TheMsgSettings().Read().exit(code);
@@ -90,10 +90,10 @@ void MsgInit(const MsgLock* lock, const MsgSystemCallbacks* callbacks, MsgExit e
     MsgSettingsBoard& board = TheMsgSettings();
     board.Write([=](MsgSettings& settings) {
         if (callbacks) settings.callbacks = *callbacks;
-        // A lock with half its functions would stay locked or never be; it counts as none.
+        // With only one of its functions a lock would stay locked or never be taken; it is ignored.
         settings.lock = lock && lock->lock && lock->unlock ? *lock : MsgLock{};
     });
-    // It may report and change settings itself; what comes after it has the last word.
+    // It may report messages and change settings; what is set below replaces its changes.
     if (const auto initialise = board.Read().callbacks.initialise) initialise();
     board.Write(
         [=](MsgSettings& settings) { settings.exit = exit_function ? exit_function : std::exit; });

@@ -1,10 +1,10 @@
-// How messages are delivered: handler, exit function, wrapper, filter and the other settings.
+// The settings of the message reporter: handler, exit function, wrapper, filter and others.
 //
 // Units      the prefix is cut at kMsgTextBytes - 1 bytes.
 // Errors     none.
 // Ownership  records and the prefix are copied; functions are borrowed.
-// Threads    any. A report takes one snapshot and works with that, so a setting that changes
-//            meanwhile is seen by the next report, and no lock is held while a function runs.
+// Threads    any. A report copies the settings once and uses the copy. A setting that changes
+//            meanwhile counts for the next report, and no lock is held while a function runs.
 //
 // Locks:
 //
@@ -18,10 +18,11 @@
 #include "util/base/tg_lock.h"
 #include "util/host/message.h"
 
-/// Prints on standard error, with " (WARNING)" behind a warning; a severe text ends the process.
+/// Prints on standard error, with " (WARNING)" behind a warning; ends the process for a severe
+/// text.
 int MsgDefaultHandler(int code, int severity, const char* text);
 
-/// The settings that a report needs, and their start values.
+/// The settings that a report uses, with their values at the start.
 struct MsgSettings {
     MsgHandler handler = MsgDefaultHandler;
     MsgExit exit;  ///< never null
@@ -35,7 +36,7 @@ struct MsgSettings {
     MsgSettings();
 };
 
-/// One message's text. Holds a terminating zero behind `size` bytes at any time.
+/// The text of one message: `size` bytes and a terminating zero.
 struct MsgText {
     std::array<char, kMsgTextBytes> bytes;
     std::size_t size = 0;
@@ -57,7 +58,7 @@ public:
         return settings_;
     }
 
-    /// Calls `change` with the settings, under the lock: it may only assign.
+    /// Calls `change` with the settings while the lock is held; `change` may only assign.
     template <class Change>
     void Write(Change change) UTIL_EXCLUDES(lock_) {
         TgMutexGuard hold(lock_);

@@ -1,7 +1,7 @@
-// Building, asking and dropping the tables of what was said and what is silenced.
+// Builds, searches and deletes the tables of printed and silenced messages.
 //
-// The functions below the class are the border: memory that runs out becomes an answer there, so
-// that a report of exactly that still gets through.
+// The functions below the class catch std::bad_alloc and return a default, so a report that memory
+// has run out is still printed.
 
 #include "util/host/message_tables.h"
 
@@ -12,30 +12,25 @@
 #include <new>
 #include <vector>
 
+#include "util/base/ascii.h"
 #include "util/base/process_wide.h"
 #include "util/base/thread_slot.h"
+#include "util/text/words.h"
 
 namespace message_tables {
 namespace {
 
 constexpr std::size_t kIdentifierLength = 6;
+constexpr std::string_view kComma = ",";
 
-// By hand: isalpha() would ask the process's locale.
-bool IsLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-/// Whether an environment entry, "NAME=value", is named like a message.
+/// Whether the name in an environment entry, "NAME=value", has the form of a message identifier.
 bool SilencesMessage(std::string_view entry) {
-    return entry.size() > kIdentifierLength && IsLetter(entry[0]) &&
-           std::all_of(entry.begin() + 1, entry.begin() + kIdentifierLength, IsDigit) &&
+    return entry.size() > kIdentifierLength && IsAsciiLetter(entry[0]) &&
+           std::all_of(entry.begin() + 1, entry.begin() + kIdentifierLength, IsAsciiDigit) &&
            entry[kIdentifierLength] == '=';
 }
 
-/// Holds the host's lock for one scope, if there is one.
+/// Holds the host's lock for one scope, if its functions are set.
 class HostGuard : public TgUncopyable {
 public:
     explicit HostGuard(const MsgLock& lock) : lock_(lock) {
@@ -49,31 +44,21 @@ private:
     const MsgLock lock_;
 };
 
-/// Takes the next non-empty part between commas off the front of `*list`; empty: there is none.
-std::string_view TakeIdentifier(std::string_view* list) {
-    while (!list->empty()) {
-        const std::string_view one = list->substr(0, list->find(','));
-        list->remove_prefix(std::min(list->size(), one.size() + 1));
-        if (!one.empty()) return one;
-    }
-    return {};
-}
-
 class Tables {
 public:
-    /// The calling thread's table; null when the system cannot hold one.
+    /// The calling thread's table; null when there is no key or no memory for it.
     CountTable* OfThread() {
         return of_threads_.FindOrMake([this] { return BuildThreadTable(); });
     }
 
     bool KnownToThread(std::string_view key) {
-        // Without a table of its own a thread reads everything anew: slow, and never wrong.
+        // A thread that can have no table builds one for this call: slow, but correct.
         CountTable* const mine = OfThread();
         return (mine ? mine : BuildThreadTable().get())->CountIfHeld(key);
     }
 
     bool FirstInProcess(std::string_view key) UTIL_EXCLUDES(said_lock_) {
-        // Asked and entered under one hold: between two, another thread could say it too.
+        // Searched and entered under one hold: otherwise two threads could both be the first.
         TgMutexGuard hold(said_lock_);
         if (said_.CountIfHeld(key)) return false;
         said_.Enter(key);
@@ -87,7 +72,7 @@ public:
 
     void AppendDisabled(std::string_view identifiers) UTIL_EXCLUDES(list_lock_) {
         TgMutexGuard hold(list_lock_);
-        for (std::string_view one; !(one = TakeIdentifier(&identifiers)).empty();)
+        for (std::string_view one; !(one = TakeWord(&identifiers, kComma)).empty();)
             disabled_.emplace_back(one);
     }
 
@@ -105,7 +90,7 @@ private:
             TgMutexGuard hold(list_lock_);
             for (const std::string& identifier : disabled_) table->Enter(identifier);
         }
-        // The environment has no lock; hosts change it, if ever, before they start threads.
+        // The environment has no lock; hosts that change it do so before they start threads.
         for (char** entry = environ; entry && *entry; ++entry)
             if (SilencesMessage(*entry)) table->Enter(std::string_view(*entry, kIdentifierLength));
         return table;
@@ -145,7 +130,8 @@ bool FirstInProcess(std::string_view key, const MsgLock& host_lock) noexcept try
         HostGuard hold(host_lock);
         first = TheTables().FirstInProcess(key);
     }
-    // Outside the locks, and asked for anew: the host's lock may report, and so build the table.
+    // Outside the locks, and looked up again: the host's lock function may report a message, and so
+    // build this thread's table.
     if (CountTable* const mine = TheTables().OfThread()) mine->Enter(key);
     return first;
 } catch (const std::bad_alloc&) {
@@ -171,7 +157,7 @@ void DropEveryThreadTable() noexcept {
 void AppendDisabled(std::string_view identifiers) noexcept try {
     TheTables().AppendDisabled(identifiers);
 } catch (const std::bad_alloc&) {
-    return;  // what fits stays in the list
+    return;  // the parts before stay in the list
 }
 
 void ClearDisabled() noexcept {
@@ -179,9 +165,9 @@ void ClearDisabled() noexcept {
 }
 
 void SilenceInThread(std::string_view identifiers) noexcept try {
-    // A thread without a table takes over the list of the process when it gets one.
+    // A thread without a table copies the list of the process when it builds one.
     CountTable* const mine = TheTables().OfThreads().Find();
-    for (std::string_view one; mine && !(one = TakeIdentifier(&identifiers)).empty();)
+    for (std::string_view one; mine && !(one = TakeWord(&identifiers, kComma)).empty();)
         mine->Enter(one);
 } catch (const std::bad_alloc&) {
     return;

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Value `index` of an entry of type `T`; the host promises no alignment.
+/// Value `index` of an entry of type `T`. Copies bytes, because the values may be unaligned.
 template <class T>
 T ValueAt(const Parameter& entry, std::size_t index) {
     static_assert(sizeof(T) == 4);
@@ -23,9 +23,9 @@ float FloatAt(const Parameter& entry, std::size_t index) {
                              : ValueAt<float>(entry, index);
 }
 
-/// The first entry named `name` with one of `types` and `count` values (any number above 0 when
-/// `count` is 0); null when there is none. An entry of the right name and another type or count,
-/// or with fewer bytes than its count needs, does not end the search.
+/// The first entry with this name, one of `types` and `count` values, or any number above 0 if
+/// `count` is 0; null when there is none. Entries of this name that do not match, or that have
+/// fewer bytes than their count needs, are skipped.
 const Parameter* Find(std::string_view name, std::string_view types, int count,
                       std::span<const Parameter> parameters) {
     const auto matches = [&](const Parameter& entry) {

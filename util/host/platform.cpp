@@ -1,4 +1,4 @@
-// Reading the architecture's name and applying directory zones.
+// Reads the architecture's name and applies the zones to paths.
 
 #include "util/host/platform.h"
 
@@ -7,6 +7,7 @@
 
 #include "util/base/process_wide.h"
 #include "util/host/config_store.h"
+#include "util/text/words.h"
 
 namespace platform {
 namespace {
@@ -24,19 +25,13 @@ struct Architecture {
     }
 };
 
-/// The three words of a zone's value; false when there are fewer or more.
+/// Splits a zone's value into its three words. False: there are fewer or more.
 bool SplitZone(std::string_view value, std::array<std::string_view, 3>* words) {
-    for (std::string_view& word : *words) {
-        const std::size_t begin = value.find_first_not_of(kBlanks);
-        if (begin == std::string_view::npos) return false;
-        value.remove_prefix(begin);
-        word = value.substr(0, value.find_first_of(kBlanks));
-        value.remove_prefix(word.size());
-    }
-    return value.find_first_not_of(kBlanks) == std::string_view::npos;
+    for (std::string_view& word : *words) word = TakeWord(&value, kBlanks);
+    return !words->back().empty() && TakeWord(&value, kBlanks).empty();
 }
 
-/// Whether `path` is `folder` or lies in it.
+/// Whether `path` is `folder` or is inside it.
 bool LiesIn(std::string_view folder, std::string_view path) {
     if (!path.starts_with(folder)) return false;
     return path.size() == folder.size() || folder.back() == '/' || path[folder.size()] == '/';
@@ -57,7 +52,7 @@ std::optional<std::string> ExpandPath(const char* path, const ConfigStore& store
     for (const ConfigEntry* entry = store.Newest(); entry; entry = entry->next) {
         std::array<std::string_view, 3> words;
         if (entry->key != kZoneKey || !SplitZone(entry->value, &words)) continue;
-        const auto& [zone, from, to] = words;  // the newest entry first, and only one move
+        const auto& [zone, from, to] = words;  // the entry read last comes first
         if ((zone == kEveryZone || zone == ArchitectureName()) && LiesIn(from, path))
             return std::string(to).append(path + from.size());
     }

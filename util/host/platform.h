@@ -1,8 +1,8 @@
-// The machine's architecture name, and paths that are elsewhere on some machines.
+// The machine's architecture name, and the paths that are elsewhere on some machines.
 //
 // Units      none.
-// Errors     a path that cannot be expanded is no path.
-// Ownership  answers are copies, but for the name, which lives as long as the shared object.
+// Errors     no path for a null or empty one. Throws std::bad_alloc.
+// Ownership  paths are copies; the name is valid as long as the shared object is loaded.
 // Threads    any function from any thread at any time.
 
 #pragma once
@@ -15,19 +15,20 @@ class ConfigStore;
 
 namespace platform {
 
-/// Reads the architecture's name; without a call the first question does.
+/// Reads the architecture's name; without this call, the first use does.
 void Init();
 
-/// The environment's "LUMR_ARCHITECTURE" as it was first asked for; "linux-x86-64" when that is
-/// unset or empty.
+/// The environment variable "LUMR_ARCHITECTURE" as it was when first read; "linux-x86-64" when it
+/// was unset or empty.
 const char* ArchitectureName();
 
-/// Where `path` is on this machine; nothing for a null or an empty path.
+/// The place of `path` on this machine; nothing for a null or an empty path.
 ///
-/// Entries "/dirmap/zone" of `store` move folders. Their value is three words, ZONE FROM TO: in
-/// the zone ZONE, which is an architecture name or "*" for all, paths that are FROM or lie in it
-/// are at TO instead. The entry read last that applies is used, once. Words hold no blanks; other
-/// values are ignored. Without such entries every path is where it says.
+/// Entries "/dirmap/zone" of `store` move folders. Their value is three words, ZONE FROM TO. On
+/// machines of zone ZONE, which is an architecture name or "*" for all, the folder FROM and
+/// everything in it is at TO. Of the entries that apply only the one read last is used. Words hold
+/// no blanks; entries with another number of words are ignored. Without entries a path is
+/// unchanged.
 std::optional<std::string> ExpandPath(const char* path, const ConfigStore& store);
 
 }  // namespace platform

@@ -3,7 +3,7 @@
 // Locks:
 //
 //   rank  lock        count  guards
-//   70    users_lock  1      how many have started; held while the first comes and the last goes
+//   70    users_lock  1      how many have started; held during the whole start and shutdown
 
 #include "util/host/runtime.h"
 

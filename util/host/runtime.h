@@ -1,6 +1,9 @@
-// The runtime's few process-wide settings, and bringing it up and down.
+// The process-wide settings of the runtime, and its start and shutdown.
 //
-// Threads    every function may be called from any thread at any time, but for Shutdown().
+// Units      counts of threads and of workers.
+// Errors     Start() returns false when the system has no key left.
+// Ownership  none.
+// Threads    any function from any thread at any time, except for Shutdown().
 
 #pragma once
 
@@ -14,7 +17,7 @@ inline std::atomic<int> thread_count{0};  ///< 0: never set
 }  // namespace internal
 
 /// How many workers of the host deliver to one image. Above 1, a grid on the border between two
-/// workers arrives once from each, so the driver drops such copies unless told otherwise.
+/// workers arrives once from each, and the driver drops such copies unless a parameter forbids it.
 inline int HostWorkers() {
     return internal::host_workers.load(std::memory_order_relaxed);
 }
@@ -22,20 +25,20 @@ inline void SetHostWorkers(int count) {
     internal::host_workers.store(count, std::memory_order_relaxed);
 }
 
-/// How many threads share the tables and caches that are sized by that number: the number last
-/// set, and what the machine runs at once as long as none was. At least 1.
+/// The number of threads by which tables and caches are sized: the number set last, or, as long as
+/// none is set, the number of threads that the machine runs at once. At least 1.
 int ThreadCount();
 
-/// Below 1 counts as 1.
+/// Sets that number; one below 1 counts as 1.
 void SetThreadCount(int count);
 
-/// Makes ahead of time what the runtime keeps per thread, so that the first report does not have
-/// to. Reports work without it. False: the system has no room left, and reports do without.
-/// Start and Shutdown count: the last Shutdown of as many as there were Starts takes effect.
+/// Makes the key for the threads' message tables, so that the first report need not. Reports work
+/// without this call. False: the system has no key left; reports then work without tables.
+/// Calls are counted: the Shutdown() that matches the first Start() takes effect.
 bool Start();
 
-/// Gives back what the runtime keeps for every thread; a thread that reports later starts anew.
-/// Configuration and what was said so far stay. Does nothing when nobody has started.
+/// Deletes the message tables of all threads; a thread that reports later gets a new one. The
+/// configuration and the process's table of printed messages stay. Does nothing without Start().
 /// Caller: no other thread reports meanwhile.
 void Shutdown();
 

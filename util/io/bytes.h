@@ -1,5 +1,5 @@
-// The sink behind every writer, the source behind every reader, and the cursor that takes values
-// off a byte range and spoils.
+// `ByteSink` behind every writer, `ByteSource` behind every reader, and `ByteCursor`, which decodes
+// values from bytes. Each says its units, errors, ownership and threads itself.
 
 #pragma once
 
@@ -9,21 +9,20 @@
 #include <span>
 #include <type_traits>
 
-/// A file that is being written, or something that behaves like one.
+#include "util/base/uncopyable.h"
+
+/// A file that is written, or something that behaves like one.
 ///
 /// Units      offsets in bytes from the start.
-/// Errors     false or -1; Error() then tells the system's reason.
-/// Ownership  the bytes handed over are the caller's and are not kept.
+/// Errors     false or -1; Error() then returns the errno value.
+/// Ownership  the bytes passed in belong to the caller and are copied or written before the return.
 /// Threads    one caller at a time.
-class ByteSink {
+class ByteSink : public TgUncopyable {
 public:
-    ByteSink() = default;
-    ByteSink(const ByteSink&) = delete;
-    ByteSink& operator=(const ByteSink&) = delete;
     virtual ~ByteSink() = default;
 
-    /// Writes all of `bytes` at the current position and moves behind them.
-    /// False: some or all of them are not written; the position is unspecified.
+    /// Writes all of `bytes` at the current position and moves the position behind them.
+    /// False: some or all of them are not written, and the position is unspecified.
     [[nodiscard]] virtual bool Write(std::span<const std::byte> bytes) = 0;
 
     [[nodiscard]] virtual bool Seek(std::int64_t offset) = 0;
@@ -32,45 +31,49 @@ public:
     /// The current position; -1 for something that has none, such as a pipe.
     [[nodiscard]] virtual std::int64_t Tell() = 0;
 
-    /// Gives the file up. False: the system only now told that something was not written.
+    /// Closes the file. False: the system reports only here that it has not written everything.
     [[nodiscard]] virtual bool Close() = 0;
 
     /// The errno of the first failure; 0 when nothing failed.
     virtual int Error() const = 0;
 };
 
-/// A file that is being read, or something that behaves like one.
+/// A file that is read, or something that behaves like one.
 ///
-/// Units      offsets in bytes from the start of what is read: of the inflated bytes, for a
-///            compressed file.
-/// Errors     -1 or false; Error() then tells the system's reason.
+/// Units      offsets in bytes from the start of the file; in a compressed file, offsets in the
+///            inflated bytes.
+/// Errors     -1 or false; Error() then returns the errno value.
+/// Ownership  the bytes read into belong to the caller.
 /// Threads    one caller at a time.
-class ByteSource {
+class ByteSource : public TgUncopyable {
 public:
-    ByteSource() = default;
-    ByteSource(const ByteSource&) = delete;
-    ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource() = default;
 
-    /// Fills `bytes` as far as the file reaches and moves behind them. Answers how many were
-    /// read, fewer than asked for only at the end or before an error; -1 on an error.
+    /// Reads up to as many bytes as `bytes` holds and moves the position behind them. Returns how
+    /// many were read; fewer than wanted only at the end of the file or before an error; -1 on an
+    /// error.
     [[nodiscard]] virtual std::int64_t Read(std::span<std::byte> bytes) = 0;
 
     [[nodiscard]] virtual bool Seek(std::int64_t offset) = 0;
 
-    /// Bytes of the file as it is stored; -1 when that cannot be known.
+    /// The size of the stored file in bytes; -1 when it is unknown.
     virtual std::int64_t StoredBytes() const = 0;
 
-    /// Whether what is read is not what is stored.
+    /// Whether the stored bytes are decompressed while they are read.
     virtual bool IsCompressed() const = 0;
 
     /// The errno of the first failure; 0 when nothing failed.
     virtual int Error() const = 0;
 };
 
-/// Takes fixed-size values off the front of a byte range, in order.
-/// A value that does not fit reads as zero and spoils the cursor for good, so a decoder takes
-/// every field first and asks Ok() once, at its end.
+/// Decodes fixed-size values from a range of bytes, front to back. A value that does not fit reads
+/// as zero, and from then on all values do and Ok() is false. So a decoder takes all its fields and
+/// checks Ok() once, at its end.
+///
+/// Units      bytes.
+/// Errors     Ok().
+/// Ownership  borrows the bytes.
+/// Threads    one caller at a time.
 class ByteCursor {
 public:
     explicit ByteCursor(std::span<const std::byte> bytes) : rest_(bytes) {}

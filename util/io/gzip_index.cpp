@@ -1,4 +1,4 @@
-// Reading a gzip file at any place: who inflates what, and from where.
+// Reads a gzip file at any offset: chooses the stream that inflates, and stores the entries.
 
 #include "util/io/gzip_index.h"
 
@@ -12,10 +12,10 @@
 
 namespace {
 
-constexpr std::size_t kMostWaiting = 8;  // streams, of about 90 KB
+constexpr std::size_t kMostWaiting = 8;  // streams of about 90 KB each
 constexpr auto kHistory = static_cast<std::int64_t>(GzipStream::kHistory);
 
-/// What a read answers that got `got` bytes from `stream`. Where a stream is damaged it ends.
+/// The result of a read that got `got` bytes from `stream`. A damaged stream counts as ended.
 std::int64_t Answer(std::size_t got, std::size_t wanted, const GzipStream& stream) {
     if (got < wanted && stream.GetState() == GzipStream::State::kUnreadable) return -1;
     return static_cast<std::int64_t>(got);
@@ -25,7 +25,7 @@ std::int64_t Answer(std::size_t got, std::size_t wanted, const GzipStream& strea
 
 GzipIndex::GzipIndex(int descriptor, std::int64_t span) : descriptor_(descriptor), span_(span) {
     entries_.push_back(std::make_shared<const GzipEntry>());
-    waiting_.reserve(kMostWaiting);  // so that keeping a stream cannot fail
+    waiting_.reserve(kMostWaiting);  // so that Keep() never allocates
 }
 
 GzipIndex::~GzipIndex() {
@@ -59,13 +59,15 @@ std::int64_t GzipIndex::ReadAt(std::int64_t offset, std::span<std::byte> bytes) 
     return total;
 }
 
-/// Reads from where the scout has been as far as it has been, and else with the scout.
+/// Reads with the scout if it is near `offset` or has not come that far yet, otherwise with
+/// another stream. Returns fewer bytes than wanted at the place that the scout has reached.
 std::int64_t GzipIndex::ReadPiece(std::int64_t offset, std::span<std::byte> bytes) {
     std::int64_t read = 0;
     if (offset >= frontier_.load(std::memory_order_relaxed) - kHistory &&
         ReadWithScout(offset, bytes, &read))
         return read;
-    // No further than the scout has been: only it knows whether a member's checksum is right.
+    // Not beyond the scout: only it checks the checksums of members, because it begins at their
+    // headers.
     const std::int64_t left = frontier_.load(std::memory_order_relaxed) - offset;
     const auto there = bytes.first(std::min(bytes.size(), static_cast<std::size_t>(left)));
     Stream stream = TakeStream(offset);
@@ -74,10 +76,10 @@ std::int64_t GzipIndex::ReadPiece(std::int64_t offset, std::span<std::byte> byte
     return read;
 }
 
-/// False: the scout has gone past `offset`.
+/// Returns false, and reads nothing, if `offset` is before the bytes that the scout still holds.
 bool GzipIndex::ReadWithScout(std::int64_t offset, std::span<std::byte> bytes, std::int64_t* read) {
     TgMutexGuard hold(scout_lock_);
-    // Put back only if nothing is thrown: what was thrown may have spoiled it.
+    // Moved out, and put back only if nothing throws: an exception may leave the stream unusable.
     Stream scout = scout_ ? std::move(scout_) : Begin(*LastEntry());
     const bool is_near = offset >= scout->Begin();
     if (is_near) {
@@ -89,6 +91,8 @@ bool GzipIndex::ReadWithScout(std::int64_t offset, std::span<std::byte> bytes, s
     return is_near;
 }
 
+/// Advances the frontier. Stores an entry if the scout is at the start of a block and the last
+/// entry is at least span_ bytes back.
 void GzipIndex::Note(const GzipStream& scout) {
     if (scout.End() > frontier_.load(std::memory_order_relaxed))
         frontier_.store(scout.End(), std::memory_order_relaxed);
@@ -99,7 +103,7 @@ void GzipIndex::Note(const GzipStream& scout) {
     if (entries_.size() > kMostEntries) SpreadEntries();
 }
 
-/// Gives every second entry up.
+/// Drops every second entry and doubles the distance. The first, at offset 0, stays.
 void GzipIndex::SpreadEntries() {
     span_ *= 2;
     for (std::size_t i = 1; 2 * i < entries_.size(); ++i) entries_[i] = entries_[2 * i];
@@ -111,9 +115,9 @@ GzipIndex::Entry GzipIndex::LastEntry() {
     return entries_.back();
 }
 
-/// A stream that comes to `offset` soon: the waiting one that is nearest before it, unless it has
-/// more than half of the way from the last entry before it. So nobody takes another's stream for
-/// a small gain.
+/// A stream that reaches `offset` soon: the nearest waiting one before it, if that saves at least
+/// half of the way from the last entry before `offset`; otherwise a new one from that entry. A
+/// thread thus does not take another thread's stream for a small gain.
 GzipIndex::Stream GzipIndex::TakeStream(std::int64_t offset) {
     Entry entry;
     {
@@ -140,9 +144,9 @@ GzipIndex::Stream GzipIndex::TakeStream(std::int64_t offset) {
     return Begin(*entry);
 }
 
-/// Lets `stream` wait for the next read. The one that has waited longest goes.
+/// Keeps `stream` for a later read; if there are too many, drops the one that has waited longest.
 void GzipIndex::Keep(Stream stream) {
-    Stream gone;
+    Stream gone;  // destroyed after the lock is released
     TgMutexGuard hold(table_lock_);
     if (waiting_.size() == kMostWaiting) {
         gone = std::move(waiting_.front());

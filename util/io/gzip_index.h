@@ -1,21 +1,24 @@
-// A gzip file that can be read at any place: entry points into the compressed stream.
+// `GzipIndex`: reads a gzip file at any offset, through entry points into the compressed stream.
 //
-// Inflating must begin where the compressor began a block, and needs the 32 KB before it. One
-// stream, the scout, goes through the file as far as reads want it, and notes such places about
-// every megabyte; in a long file the places lie further apart, so that their number stays small.
-// Whoever reads where the scout has been begins at the last place before. Streams that have read
-// are kept, and go on for whoever wants what comes next: in sequence a file is inflated once.
+// Inflating can only begin at the start of a compressed block, and needs the 32 KB of inflated
+// bytes before it. One stream, the scout, inflates the file from its start as far as any read has
+// asked for. About every megabyte it stores an entry: the start of a block and the 32 KB before it.
+// In a long file the entries are further apart, so that at most kMostEntries are stored. A read of
+// what the scout has passed begins at the last entry before the wanted offset. Streams are kept
+// after a read and continue for a later one, so reading a file in sequence inflates it once.
 //
-// Units, errors and ownership are those of RandomSource. A stream that is damaged or breaks off
-// ends there, and bytes behind its end are ignored. Throws std::bad_alloc when memory runs out; the
-// next read tries again.
-// Threads    any. Reads where the scout has been run side by side.
+// Units      those of RandomSource.
+// Errors     those of RandomSource. Where the stream is damaged or cut off the file ends; bytes
+//            behind the stream's end are ignored. Throws std::bad_alloc when memory runs out; the
+//            next read tries again.
+// Ownership  owns the descriptor and closes it.
+// Threads    any. Reads of what the scout has passed run in parallel.
 //
 // Locks:
 //
 //   rank  lock         count       guards
 //   65    scout_lock_  one a file  the scout; reads beyond it wait for each other
-//   66    table_lock_  one a file  entries and waiting streams, for as long as one is taken
+//   66    table_lock_  one a file  entries and waiting streams; never held while inflating
 
 #pragma once
 
@@ -32,10 +35,10 @@ class GzipStream;
 class GzipIndex : public RandomSource {
 public:
     static constexpr std::int64_t kSpan = 1 << 20;
-    static constexpr std::size_t kMostEntries = 256;  ///< of 32 KB
+    static constexpr std::size_t kMostEntries = 256;  ///< of 32 KB each
 
-    /// Takes `descriptor`, open for reading, and closes it at its end. `span`: least inflated bytes
-    /// between two places that are noted, as long as there are no more than kMostEntries.
+    /// `descriptor`: open for reading. `span`: how many inflated bytes lie at least between two
+    /// entries; doubled whenever there are more than kMostEntries.
     explicit GzipIndex(int descriptor, std::int64_t span = kSpan);
     ~GzipIndex() override;
 
@@ -58,15 +61,15 @@ private:
 
     const int descriptor_;
 
-    // Atomic: how far the scout has been; written under its lock. Where a read begins depends on
-    // it, what it answers does not.
+    // Atomic: how far the scout has come; written under its lock. A reader that sees an old value
+    // may read with another stream than it would otherwise; the bytes are the same.
     std::atomic<std::int64_t> frontier_{0};
 
     TgMutex scout_lock_;
-    Stream scout_ UTIL_GUARDED_BY(scout_lock_);  ///< null: begins anew at the last entry
+    Stream scout_ UTIL_GUARDED_BY(scout_lock_);  ///< null: begins again at the last entry
 
     TgMutex table_lock_;
     std::vector<Entry> entries_ UTIL_GUARDED_BY(table_lock_);   ///< by offset; the first at 0
     std::int64_t span_ UTIL_GUARDED_BY(table_lock_);            ///< least bytes between two entries
-    std::vector<Stream> waiting_ UTIL_GUARDED_BY(table_lock_);  ///< that used last at the end
+    std::vector<Stream> waiting_ UTIL_GUARDED_BY(table_lock_);  ///< the one used last is at the end
 };

@@ -1,4 +1,4 @@
-// Inflating, step by step, through a ring of the bytes inflated last.
+// Inflates step by step into a ring of the bytes inflated last.
 
 #include "util/io/gzip_stream.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-// zlib's words for what a stream holds, given with the number of bits of the window.
+// What zlib calls window bits: the window's size, and a number that says what format to expect.
 constexpr int kGzip = 15 + 16;
 constexpr int kRaw = -15;
 
@@ -75,7 +75,11 @@ std::size_t GzipStream::Read(std::int64_t offset, std::span<std::byte> bytes,
     return wanted - bytes.size();
 }
 
-/// Inflates until half of the ring is full or a block ends, or says in the state why it cannot.
+/// Inflates until half of the ring is full or a block ends, or sets the state if that is
+/// impossible.
+///
+/// zlib writes into the ring directly. A step ends at the end of a half, so it never wraps around,
+/// and at least 16 KB before it stay readable.
 void GzipStream::Step() {
     is_at_entry_ = false;
     if (prime_bits_ > 0 && !Prime()) return;
@@ -98,7 +102,7 @@ void GzipStream::Step() {
     }
 }
 
-/// Sees to it that `at_least` stored bytes wait to be inflated.
+/// Reads until `at_least` stored bytes wait to be inflated. False: the state says why not.
 bool GzipStream::Feed(unsigned at_least) {
     std::memmove(input_.data(), zlib_.next_in, zlib_.avail_in);
     zlib_.next_in = input_.data();
@@ -115,7 +119,8 @@ bool GzipStream::Feed(unsigned at_least) {
     return true;
 }
 
-/// Feeds the bits with which the entry's block begins.
+/// Gives zlib the entry's first bits. A block may begin within a byte: deflate fills bytes from the
+/// lowest bit up, so the lower bits belong to the block before.
 bool GzipStream::Prime() {
     if (!Feed(1)) return false;
     --zlib_.avail_in;
@@ -125,10 +130,10 @@ bool GzipStream::Prime() {
     return state_ == State::kGoesOn;
 }
 
-/// Goes on with the member behind the one that is done. False: there is none.
+/// Begins the next member. False: there is none, or it cannot be read.
 bool GzipStream::NextMember() {
     if (is_raw_) {
-        // Only a member that is inflated from its header on has its trailer checked by zlib.
+        // zlib reads and checks the trailer only of a member whose header it has read.
         if (!Feed(kTrailer)) return false;
         zlib_.next_in += kTrailer;
         zlib_.avail_in -= kTrailer;

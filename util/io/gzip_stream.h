@@ -1,10 +1,10 @@
 // GzipStream -- inflates a gzip file forwards, from its start or from an entry point within.
 //
-// Members that follow each other are one stream. Bytes behind them that begin no further member are
-// ignored; they are no damage.
+// Several gzip members in a row are one stream. Bytes behind the last member that begin no further
+// one are ignored and are no damage.
 //
-// Units      offsets in bytes: of what is inflated, unless they are said to be of what is stored.
-// Errors     GetState(). Throws std::bad_alloc when memory runs out; the stream is of no use then.
+// Units      offsets in bytes: in the inflated bytes, except where "stored" says otherwise.
+// Errors     GetState(). Throws std::bad_alloc when memory runs out; the stream is unusable then.
 // Ownership  borrows what the reading function refers to.
 // Threads    one caller at a time.
 
@@ -19,55 +19,55 @@
 #include <span>
 #include <vector>
 
-/// A place where inflating may begin: the file's start, or the start of a block of a member.
+#include "util/base/uncopyable.h"
+
+/// A place where inflating can begin: the start of the file, or of a block within a member.
 struct GzipEntry {
     std::int64_t out = 0;               ///< offset in the inflated bytes
-    std::int64_t in = 0;                ///< stored offset of the first whole byte of the block
-    int bits = 0;                       ///< bits of the byte before it that belong to the block
-    std::vector<unsigned char> window;  ///< the member's inflated bytes before, as far as needed
+    std::int64_t in = 0;                ///< stored offset of the block's first whole byte
+    int bits = 0;                       ///< how many bits of the byte before belong to the block
+    std::vector<unsigned char> window;  ///< the member's inflated bytes before it, 32 KB at most
 
     bool IsStart() const { return in == 0; }
 };
 
-class GzipStream {
+class GzipStream : public TgUncopyable {
 public:
-    /// Reads stored bytes from an offset on; the offsets follow each other. Answers how many, 0 at
-    /// the file's end, -1 when the system cannot read.
+    /// Reads stored bytes from `offset` on; each call continues where the last one ended. Returns
+    /// how many, 0 at the end of the file, -1 when the system cannot read.
     using ReadStored = std::function<std::int64_t(std::int64_t offset, std::span<std::byte> bytes)>;
 
-    /// This many of the bytes inflated last are at hand. Half of them at most are inflated at a
-    /// time, so that what was read last can always be read again.
+    /// The ring holds the bytes inflated last. A step fills at most half of it, so the half before
+    /// stays readable.
     static constexpr std::size_t kHistory = 32768;
 
     enum class State {
         kGoesOn,
         kAtEnd,
-        kDamaged,     ///< the stored bytes are wrong or break off: nothing more can be had
-        kUnreadable,  ///< the system could not read: worth another try
+        kDamaged,     ///< the stored bytes are wrong or cut off; final
+        kUnreadable,  ///< the system could not read; the next Read() tries again
     };
 
     explicit GzipStream(ReadStored read, const GzipEntry& entry = {});
-    GzipStream(const GzipStream&) = delete;
-    GzipStream& operator=(const GzipStream&) = delete;
 
-    /// Fills `bytes` from `offset` on as far as the stream goes, and answers how many; GetState()
-    /// tells why they are fewer. `after_step` is called whenever something was inflated, and may
-    /// ask for an entry. Caller: `offset` is not before Begin().
+    /// Reads the bytes from `offset` on and returns how many; GetState() says why there are fewer
+    /// than wanted. Calls `after_step` after each step of inflating; it may call Entry().
+    /// Caller: `offset` is not before Begin().
     std::size_t Read(std::int64_t offset, std::span<std::byte> bytes,
                      const std::function<void()>& after_step = {});
 
-    /// The inflated bytes that are at hand: from Begin() up to End(), where inflating goes on.
+    /// The inflated bytes that the ring holds: from Begin() to End(), where inflating continues.
     std::int64_t Begin() const;
     std::int64_t End() const { return out_; }
 
     State GetState() const { return state_; }
 
-    /// Whether inflating may begin where this stream stands, and the entry that it takes.
+    /// Whether inflating can begin at End(), and the entry for that.
     bool IsAtEntry() const { return is_at_entry_; }
     GzipEntry Entry() const;
 
 private:
-    /// zlib's stream, which frees itself. Not movable: zlib keeps its address.
+    /// zlib's stream, with a destructor. Not movable: zlib stores its address.
     struct Zlib : z_stream {
         Zlib() : z_stream{} {}
         ~Zlib() { inflateEnd(this); }
@@ -82,11 +82,11 @@ private:
     Zlib zlib_;
     State state_ = State::kGoesOn;
     std::int64_t in_;            // stored offset of the next byte to read
-    std::int64_t out_;           // inflated so far, counted from the file's start
-    std::int64_t oldest_;        // offset of the first byte that ever was in the ring
-    std::int64_t member_begin_;  // where the member began, or further back than any window reaches
-    int prime_bits_;             // bits of the first byte that are still to be fed
-    bool is_raw_;                // within a member whose header was passed over
+    std::int64_t out_;           // offset of the next byte to inflate
+    std::int64_t oldest_;        // offset of the first byte that the ring ever held
+    std::int64_t member_begin_;  // where the member began, or the entry's window did
+    int prime_bits_;             // bits of the first byte that zlib has not got yet
+    bool is_raw_;                // began within a member, so zlib has not seen its header
     bool is_member_done_ = false;
     bool is_at_entry_ = false;
     std::array<unsigned char, 16384> input_;

@@ -1,4 +1,4 @@
-// Opening a file above the standard descriptors.
+// Opens files with descriptors above the standard ones.
 
 #include "util/io/open_file.h"
 
@@ -7,6 +7,8 @@
 
 #include <array>
 #include <cerrno>
+
+#include "util/base/uncopyable.h"
 
 namespace {
 
@@ -20,9 +22,9 @@ int OpenThroughInterruptions(const char* name, int flags, mode_t mode) {
     return descriptor;
 }
 
-/// Occupies the standard descriptors that are closed, for one scope. What a host prints meanwhile
-/// goes nowhere, as it did before.
-class StandardDescriptorsTaken {
+/// Opens /dev/null on the standard descriptors that are closed, for one scope. What the host prints
+/// meanwhile is lost, as it was while they were closed.
+class StandardDescriptorsTaken : public TgUncopyable {
 public:
     StandardDescriptorsTaken() {
         for (int& descriptor : taken_) {
@@ -34,8 +36,6 @@ public:
             if (descriptor < 0) return;
         }
     }
-    StandardDescriptorsTaken(const StandardDescriptorsTaken&) = delete;
-    StandardDescriptorsTaken& operator=(const StandardDescriptorsTaken&) = delete;
     ~StandardDescriptorsTaken() {
         const int error = errno;
         for (const int descriptor : taken_)
@@ -60,7 +60,7 @@ int OpenFile(const char* name, int flags, mode_t mode) {
     const StandardDescriptorsTaken taken;
     const int descriptor = OpenThroughInterruptions(name, flags, mode);
     if (descriptor < 0 || descriptor >= kStandardDescriptors) return descriptor;
-    // Without /dev/null nothing was taken.
+    // The number is low only if /dev/null could not be opened: move the file up.
     const int above = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kStandardDescriptors);
     const int error = errno;
     ::close(descriptor);

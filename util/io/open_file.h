@@ -1,4 +1,9 @@
-// Opening a file: above the standard descriptors, and through interruptions.
+// Opens files with descriptors above the standard ones, and retries when a signal interrupts.
+//
+// Units      none.
+// Errors     -1 or null, and errno says why.
+// Ownership  the caller closes what is opened.
+// Threads    any.
 
 #pragma once
 
@@ -6,11 +11,11 @@
 
 #include <cstdio>
 
-/// As open(2), with O_CLOEXEC added. A host may have closed its standard input, output or error;
-/// the system would hand such a number to the next file, and every message that the host then
-/// prints would land in it. The answer is 3 or above, and the file never had a lower number, not
-/// even for a moment. -1: errno says why.
+/// Like open(2), with O_CLOEXEC added, but returns a descriptor of 3 or above. A host may have
+/// closed its standard input, output or error; open(2) would give such a number to the next file,
+/// and everything that the host prints would be written into that file. The file never has a lower
+/// number, not even during the call.
 int OpenFile(const char* name, int flags, mode_t mode = 0);
 
-/// As fopen(3), but an interruption is no failure.
+/// Like fopen(3), but tries again when a signal interrupts it.
 std::FILE* OpenStream(const char* name, const char* mode);

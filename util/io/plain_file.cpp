@@ -1,4 +1,4 @@
-// The plain file: system calls, and the signals that they must not raise in the host.
+// The system calls of PlainFile, and a shield against the signals that they raise.
 
 #include "util/io/plain_file.h"
 
@@ -9,13 +9,15 @@
 #include <cerrno>
 #include <ctime>
 
+#include "util/base/uncopyable.h"
 #include "util/io/open_file.h"
 
 namespace {
 
-/// Keeps SIGXFSZ and SIGPIPE, which a write beyond the file size limit or into a closed pipe
-/// sends to the writing thread, from ending the host. The host's handlers stay as they are.
-class WriteSignalShield {
+/// Blocks SIGXFSZ and SIGPIPE in this thread for one scope. The system sends them to a thread that
+/// writes beyond the file size limit or into a closed pipe, and by default they end the process.
+/// Blocking them leaves the host's signal handlers unchanged.
+class WriteSignalShield : public TgUncopyable {
 public:
     WriteSignalShield() {
         sigset_t ours;
@@ -26,12 +28,10 @@ public:
         sigemptyset(&pending_before_);
         sigpending(&pending_before_);
     }
-    WriteSignalShield(const WriteSignalShield&) = delete;
-    WriteSignalShield& operator=(const WriteSignalShield&) = delete;
     ~WriteSignalShield() { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
 
-    /// A write failed with `error`: takes back the signal that came with it, and that one only. A
-    /// signal that the host blocks and that was pending before is the host's.
+    /// Removes the pending signal of a write that failed with `error`. A signal that was pending
+    /// before this scope belongs to the host and stays pending.
     void Failed(int error) {
         const int raised = error == EFBIG ? SIGXFSZ : error == EPIPE ? SIGPIPE : 0;
         if (raised == 0 || sigismember(&pending_before_, raised) == 1) return;
@@ -104,6 +104,7 @@ bool PlainFile::Close() {
     if (descriptor_ < 0) return true;
     const int closed = ::close(descriptor_);
     descriptor_ = -1;
-    // Interrupted or not, the descriptor is gone: a second close could hit a file of the host's.
+    // Not closed again after EINTR: the descriptor is released even then, and its number may belong
+    // to a file of the host already.
     return closed == 0 || errno == EINTR || Fail();
 }

@@ -1,4 +1,4 @@
-// The plain file under the token layer: opened by a mode word, written at any position.
+// `PlainFile`: a file on disk that is written at any position; a mode word says how it is opened.
 
 #pragma once
 
@@ -8,24 +8,23 @@
 enum PlainFileMode : unsigned {
     kPlainRead = 0x01,
     kPlainWrite = 0x02,
-    kPlainTruncate = 0x04,  ///< part of every write mode: an older file's content goes
+    kPlainTruncate = 0x04,  ///< part of every write mode: empties an existing file
     kPlainBinary = 0x10,
-    kPlainWriteThrough = 0x1000,  ///< part of every write mode: what is written is the system's
+    kPlainWriteThrough = 0x1000,  ///< part of every write mode: no buffer of our own
 };
 
-/// A file on disk. Every write goes to the operating system before it returns, so that a process
-/// killed afterwards loses nothing of it; callers collect small pieces themselves.
+/// A file on disk. Every write reaches the operating system before Write() returns, so a process
+/// that is killed later loses none of it; callers collect small pieces themselves.
 ///
-/// A write that the system refuses fails with the system's reason; it raises no signal in the
-/// host, neither for a file size limit nor for a closed pipe.
+/// A write that fails at a file size limit or on a closed pipe raises no signal in the host.
 ///
-/// Units, errors, ownership and threads are those of ByteSink; it closes itself when destroyed.
+/// Units, errors, ownership and threads are those of ByteSink. The destructor closes the file.
 class PlainFile : public ByteSink {
 public:
     PlainFile() = default;
     ~PlainFile() override;
 
-    /// Opens `name` for writing, making or emptying it. Caller: no file is open in this object.
+    /// Opens `name` for writing and creates or empties it. Caller: this object has no open file.
     [[nodiscard]] bool Open(const char* name, unsigned mode);
 
     bool Write(std::span<const std::byte> bytes) override;

@@ -1,4 +1,4 @@
-// The plain file for reading.
+// Reading of plain and gzip files from front to back.
 
 #include "util/io/plain_input.h"
 
@@ -41,7 +41,7 @@ bool PlainInput::LookForGzip() {
     std::array<std::byte, 2> magic;
     const std::int64_t there = ReadStored(magic);
     if (there < 0) return false;
-    // A pipe cannot go back: what was taken from it is handed out first.
+    // A pipe cannot seek back: the bytes read here are returned again by the first ReadStored().
     if (::lseek(descriptor_, 0, SEEK_SET) < 0) {
         if (errno != ESPIPE) return Fail(errno);
         ahead_.assign(magic.begin(), magic.begin() + there);
@@ -55,7 +55,7 @@ void PlainInput::BeginStream() {
         [this](std::int64_t, std::span<std::byte> bytes) { return ReadStored(bytes); });
 }
 
-/// Reads what is stored, from where the file stands.
+/// Reads stored bytes from the file's current position.
 std::int64_t PlainInput::ReadStored(std::span<std::byte> bytes) {
     const std::size_t looked_at = std::min(ahead_.size(), bytes.size());
     std::copy_n(ahead_.begin(), looked_at, bytes.begin());
@@ -80,10 +80,10 @@ std::int64_t PlainInput::Read(std::span<std::byte> bytes) {
     if (!stream_) return ReadStored(bytes);
     const std::size_t read = stream_->Read(position_, bytes);
     position_ += static_cast<std::int64_t>(read);
-    // A stream that breaks off is no end: bytes are missing. What came before is handed out first.
+    // A stream that is cut off is an error and not an end, reported after its last good byte.
     const bool has_failed =
         read == 0 && !bytes.empty() && stream_->GetState() != GzipStream::State::kAtEnd;
-    if (has_failed) Fail(EIO);  // unless the system has told why
+    if (has_failed) Fail(EIO);  // keeps an earlier errno value of the system
     return has_failed ? -1 : static_cast<std::int64_t>(read);
 }
 

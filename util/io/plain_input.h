@@ -1,8 +1,10 @@
-// The plain file for reading: from the system as it is, or inflated when it is a gzip file.
+// `PlainInput`: reads a file as it is stored, or inflates it when it is a gzip file.
 //
-// Units, ownership and threads are those of ByteSource; it closes itself when destroyed. So are
-// errors, and a gzip file that is damaged or breaks off is one: EIO, behind what came before.
-// Memory that cannot be had for inflating throws std::bad_alloc.
+// Units      those of ByteSource.
+// Errors     those of ByteSource. A gzip file that is damaged or cut off gives EIO, after the bytes
+//            before the damage. Throws std::bad_alloc when memory runs out.
+// Ownership  owns its descriptor; the destructor closes it.
+// Threads    one caller at a time.
 
 #pragma once
 
@@ -18,8 +20,8 @@ public:
     PlainInput();
     ~PlainInput() override;
 
-    /// Opens `name`. With `allow_gzip` a gzip file is read through decompression, and any other
-    /// as it is. Caller: no file is open in this object.
+    /// Opens `name`. With `allow_gzip`, a file that begins with gzip's magic bytes is inflated.
+    /// Caller: this object has no open file.
     [[nodiscard]] bool Open(const char* name, bool allow_gzip);
 
     std::int64_t Read(std::span<std::byte> bytes) override;
@@ -37,9 +39,9 @@ private:
     int descriptor_ = -1;
     std::int64_t stored_bytes_ = -1;
     int error_ = 0;
-    std::vector<std::byte> ahead_;  // of something that cannot go back: what was looked at
+    std::vector<std::byte> ahead_;  // bytes already read from a pipe, which cannot seek back
 
-    // Of a gzip file that is inflated.
+    // For a gzip file that is inflated; otherwise unused.
     std::unique_ptr<GzipStream> stream_;
     std::int64_t position_ = 0;
 };

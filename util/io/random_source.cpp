@@ -1,4 +1,4 @@
-// Reading a stored file at any place.
+// Reads stored files at any offset, and opens random sources.
 
 #include "util/io/random_source.h"
 
@@ -43,7 +43,7 @@ std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
         if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
         return std::make_unique<PlainRandomSource>(descriptor);
     } catch (...) {
-        ::close(descriptor);  // nobody has taken it over
+        ::close(descriptor);  // no source owns it yet
         throw;
     }
 }

@@ -1,8 +1,9 @@
-// Reading a file at any place from many threads: as it is stored, or inflated.
+// `RandomSource`: reads a file at any offset from many threads, as it is stored or inflated.
 //
-// Units      offsets in bytes of what is read: of the inflated bytes, for a gzip file.
-// Errors     -1, and errno says why the system could not read: worth another try. Fewer bytes than
-//            asked for only where the file ends, or where a gzip file is damaged or breaks off.
+// Units      offsets in bytes; in a gzip file, offsets in the inflated bytes.
+// Errors     -1 when the system could not read, and errno says why; another try may succeed.
+//            Fewer bytes than wanted only where the file ends, or a gzip file is damaged or cut
+//            off.
 // Ownership  a source owns its descriptor and closes it.
 // Threads    ReadAt() from any thread, several at once.
 
@@ -14,23 +15,21 @@
 #include <span>
 #include <string>
 
+#include "util/base/uncopyable.h"
 #include "util/io/bytes.h"
 
-class RandomSource {
+class RandomSource : public TgUncopyable {
 public:
-    RandomSource() = default;
-    RandomSource(const RandomSource&) = delete;
-    RandomSource& operator=(const RandomSource&) = delete;
     virtual ~RandomSource() = default;
 
-    /// Fills `bytes` from `offset` on as far as the file reaches; answers how many were read.
+    /// Reads up to as many bytes as `bytes` holds from `offset` on; returns how many were read.
     [[nodiscard]] virtual std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) = 0;
 };
 
-/// Opens `name` as it is stored, or as a gzip file with `is_gzip`. Null on failure; errno says why.
+/// Opens `name`, with `is_gzip` as a gzip file. Null on failure; errno says why.
 std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip);
 
-/// A stretch of a random source that is read from front to back. Borrows the source.
+/// Reads a random source from front to back, beginning at an offset. Borrows the source.
 /// Threads: one caller at a time.
 class RandomSourceReader : public ByteSource {
 public:

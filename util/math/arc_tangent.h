@@ -1,12 +1,21 @@
-// The arc tangent of y / x in single precision, the same bits on every machine.
+// The angle of a vector in single precision, with the same bits on every machine.
 //
-// A C library may round the last bit of atan2f as it likes, and different versions do. Codes in
-// files must not depend on that, so the function is computed here, in plain float arithmetic.
+// The C standard leaves the last bit of atan2f open, and versions of C libraries differ in it.
+// Codes in files must not depend on that, so the angle is computed here in plain float arithmetic:
+// IEEE 754 rounds each single operation the same way everywhere. docs/adr/0003-own-arc-tangent.md
+// has the decision and what was compared.
 //
 // Source: the argument reduction at 7/16, 11/16, 19/16 and 39/16 and the minimax polynomial that
-// C libraries have shared for single precision since the 1990s. The branches of the reduction are
-// rows of a table, which leaves one division and one polynomial for every argument; each row
-// rounds exactly as the branch that it stands for.
+// C libraries have shared for single precision since the 1990s. Libraries branch to one of five
+// formulas; here a table has the coefficients of all five, so every argument takes the same path
+// with one division and one polynomial, and a compiler can compute several angles side by side. A
+// row rounds exactly like the formula it replaces: its factors are 0, 1, 1.5 or 2, and a product
+// with 0, 1 or 2 and a sum with 0 are exact.
+//
+// Units      radians.
+// Errors     NaN when an argument is NaN.
+// Ownership  none.
+// Threads    any.
 
 #pragma once
 
@@ -16,10 +25,12 @@
 namespace arc_tangent {
 
 inline constexpr float kPi = 3.1415927410f;
-inline constexpr float kPiLow = -8.7422776573e-08f;  // what kPi lacks
+inline constexpr float kPiLow = -8.7422776573e-08f;  // pi is kPi + kPiLow
 inline constexpr float kHalfPi = 1.5707963705f;
 
-/// Reduces x to (a x + b) / (c x + d), whose arc tangent lies `high` + `low` below that of x.
+/// Reduces x to t = (a x + b) / (c x + d), with atan(x) = atan(t) + `high` + `low`. This is the
+/// difference formula atan(x) - atan(q) = atan((x - q) / (1 + q x)), for q = 1/2 with numerator and
+/// denominator doubled. `low` is the part of atan(q) that the float `high` does not hold.
 struct Reduction {
     float a, b, c, d;
     float high, low;
@@ -35,10 +46,12 @@ inline constexpr Reduction kReductions[] = {
 
 /// The arc tangent of a number above 0, infinity included.
 inline float OfPositive(float x) {
-    constexpr float kAllHalfPi = 33554432.0f;  // from 2^25 on
+    constexpr float kAllHalfPi = 33554432.0f;  // 2^25: from there on pi / 2, as in C libraries
     const int row = (x >= 0.4375f) + (x >= 0.6875f) + (x >= 1.1875f) + (x >= 2.4375f);
     const Reduction& r = kReductions[row];
     const float t = (r.a * x + r.b) / (r.c * x + r.d);
+    // The polynomial in z = t², its odd and its even coefficients summed apart in w = z²: the two
+    // sums do not wait for each other. The order of the operations is part of the result.
     const float z = t * t;
     const float w = z * z;
     const float odd =
@@ -54,7 +67,7 @@ inline float OfPositive(float x) {
     return x >= kAllHalfPi ? kReductions[4].high + kReductions[4].low : angle;
 }
 
-/// The angle of a vector that has a zero, an infinity or no number in it, by the C library's rules.
+/// The angle of a vector with a zero, an infinity or a NaN, by the rules of the C standard.
 inline float OfSpecial(float y, float x) {
     if (std::isnan(x) || std::isnan(y)) return x + y;
     float angle = 0;
@@ -66,13 +79,15 @@ inline float OfSpecial(float y, float x) {
     return std::copysign(std::signbit(x) ? kPi - (angle - kPiLow) : angle, y);
 }
 
-/// The angle of the vector (x, y) against the x axis, in -pi to pi; NaN when either is no number.
+/// The angle between the vector (x, y) and the x axis, from -pi to pi; NaN when x or y is NaN.
 inline float Of(float y, float x) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const float width = std::fabs(x);
     const float height = std::fabs(y);
     const bool is_plain = width > 0 && height > 0 && width < kInfinity && height < kInfinity;
     if (!is_plain) return OfSpecial(y, x);
+    // Computed in the first quadrant and mirrored. kPi - (angle - kPiLow), in this order, loses
+    // less than (kPi + kPiLow) - angle: the sum in brackets would round back to kPi.
     const float angle = OfPositive(height / width);
     return std::copysign(x < 0 ? kPi - (angle - kPiLow) : angle, y);
 }

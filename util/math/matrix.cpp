@@ -11,14 +11,14 @@ namespace {
 
 constexpr std::size_t kStackMatrices = 32;
 
-/// The process's stack. In its place before anything runs, so loading costs nothing.
+/// The process's stack; constant-initialised, so loading the shared object runs no code for it.
 struct MatrixStack {
     std::array<std::array<float, 16>, kStackMatrices> matrices;
     std::size_t depth;
 };
 constinit MatrixStack stack{};
 
-/// Row vector times matrix. The order of the sum is part of the result.
+/// Row vector times matrix. Another order of the sum would round differently and change files.
 std::array<float, 4> RowTimes(std::span<const float, 4> row, std::span<const float, 16> m) {
     std::array<float, 4> product{};
     for (std::size_t column = 0; column < 4; ++column) {
@@ -34,7 +34,7 @@ std::array<float, 4> RowTimes(std::span<const float, 4> row, std::span<const flo
 
 void MxMultiply(std::span<const float, 16> a, std::span<const float, 16> b,
                 std::span<float, 16> out) {
-    // `out` may be an operand: no row of it is stored before all are computed.
+    // `out` may be an operand, so no row is stored before all are computed.
     std::array<float, 16> product{};
     for (std::size_t row = 0; row < 4; ++row) {
         const std::array<float, 4> values = RowTimes(a.subspan(4 * row).first<4>(), b);
@@ -52,7 +52,7 @@ void MxTransform4(std::span<const float, 4> p, std::span<float, 4> out,
 void MxTransformPoint(std::span<const float, 4> p, std::span<float, 4> out,
                       std::span<const float, 16> m) {
     MxTransform4(p, out, m);
-    // Divided as stored, in float: the same as dividing what MxTransform4() gives.
+    // Divides the floats that MxTransform4() has stored, so both functions agree to the bit.
     const float w = out[3];
     if (w == 0) return;
     for (std::size_t i = 0; i < 3; ++i) out[i] /= w;

@@ -1,13 +1,13 @@
 // Matrices of four rows: products, inverses, transformed points, a stack, printing.
 //
-// Units      16 values, row by row; a point is a row vector p, moved by p x M, so that the
-//            translation is in the elements 12 to 14.
-// Errors     told by each function; none reports through the message reporter.
-// Ownership  callers own every matrix; what goes on the stack is copied.
-// Threads    any, but for the stack, the print format and reading: one thread at a time.
+// Units      16 values, row by row. A point is a row vector p and is transformed to p x M, so the
+//            translation is in elements 12 to 14.
+// Errors     each function says its own; none uses the message reporter.
+// Ownership  callers own every matrix; the stack copies.
+// Threads    any, except for the stack, the print format and reading: one thread at a time.
 //
-// A destination may be an operand, or overlap one: the result is the same to the bit, because
-// nothing is stored before everything is computed.
+// A destination may be an operand or overlap one, with the same result to the bit: each function
+// computes all elements before it stores any.
 
 #pragma once
 
@@ -18,23 +18,24 @@
 void MxMultiply(std::span<const float, 16> a, std::span<const float, 16> b,
                 std::span<float, 16> out);
 
-/// Makes `out` the inverse of `m`, unless what it holds already is that or is the better one.
+/// Makes `out` the inverse of `m`, unless `out` already holds one that is good enough or better.
 ///
-/// The measure of an inverse is the largest element off the diagonal of m x out. At most 0.0001:
-/// `out` stays and the answer is 0. Otherwise a computed inverse replaces `out` when its measure
-/// is smaller; where m x out is no measure at all, because it holds a NaN or its diagonal is zero
-/// to within 0.0001, the computed inverse replaces `out` when all of it is finite.
+/// The error of an inverse is the largest element off the diagonal of m x out. If it is at most
+/// 0.0001, `out` stays and the result is 0. Otherwise the inverse is computed, and replaces `out`
+/// if its error is smaller. If m x out holds a NaN, or its diagonal is zero to within 0.0001, the
+/// error of `out` means nothing; then the computed inverse replaces it if it is finite.
 ///
-/// The answer is then the condition number of `m`; above 1e8 a warning goes to standard error,
-/// for the first 20 such calls of the process. Infinity says that `m` has no inverse.
+/// Returns the condition number of `m`; infinity if `m` has no inverse. Above 1e8 a warning goes to
+/// standard error, for the first 20 such calls of the process.
 float MxInvert(std::span<const float, 16> m, std::span<float, 16> out);
 
-/// `out` = the inverse of `m`; the answer is the condition number, largest singular value over
-/// smallest. Infinity when the smallest is 0 or `m` is not finite; `out` is all NaN then.
+/// `out` = the inverse of `m`. Returns the condition number, which is the largest singular value
+/// divided by the smallest; infinity if the smallest is 0 or `m` is not finite, and `out` is all
+/// NaN then.
 double MxInvertDouble(std::span<const double, 16> m, std::span<double, 16> out);
 
-/// `out` = the inverse of `m` by cofactors, computed in double and stored as float; the answer is
-/// the determinant. A determinant of 0 is not caught: `out` then holds infinities or NaNs.
+/// `out` = the inverse of `m` by cofactors, computed in double and stored as float. Returns the
+/// determinant. If it is 0, `out` holds infinities or NaNs.
 float MxCofactorInvert(std::span<const float, 16> m, std::span<float, 16> out);
 
 /// The determinant by cofactors, computed in double.
@@ -52,22 +53,22 @@ void MxTransform4(std::span<const float, 4> p, std::span<float, 4> out,
 void MxLerp(std::span<const float, 16> a, std::span<const float, 16> b, std::span<float, 16> out,
             float t);
 
-/// Puts `m` on the process's stack of 32. 0, or -1 with "Matrix stack overflow" on standard error
-/// when it is full.
+/// Pushes `m` on the process's stack, which holds 32. Returns 0; or -1 when it is full, with
+/// "Matrix stack overflow" on standard error.
 [[nodiscard]] int MxPush(std::span<const float, 16> m);
 
-/// Takes the top of the stack off into `out`. 0, or -1 with "Matrix stack underflow" on standard
-/// error when the stack is empty; `out` is untouched then.
+/// Pops the top of the stack into `out`. Returns 0; or -1 when the stack is empty, with "Matrix
+/// stack underflow" on standard error and `out` unchanged.
 [[nodiscard]] int MxPop(std::span<float, 16> out);
 
-/// Prints `m` on standard output, four values to a row, each through the print format.
+/// Prints `m` on standard output, four values to a line, each with the print format.
 void MxPrint(std::span<const float, 16> m);
 
-/// Replaces the print format, "%18.14f " at first, for the whole process. It may hold any text
-/// and exactly one conversion, of a, e, f or g, of at most three digits each before and behind the
-/// point. False, and nothing changes: the text is something else, or longer than 63 bytes.
+/// Replaces the process's print format, which is "%18.14f " at first. `format` may hold any text
+/// and must hold exactly one conversion: a, e, f or g, with at most three digits each for width
+/// and precision. False, and nothing changes: it is something else or longer than 63 bytes.
 [[nodiscard]] bool MxSetPrintFormat(std::string_view format);
 
-/// Reads 16 values from standard input, as scanf reads "%f", then takes one more character: the
-/// end of the line. False: there are fewer; `out` is untouched, and what was read is gone.
+/// Reads 16 values from standard input as scanf does for "%f", then one more character, the end of
+/// the line. False: there are fewer; `out` is unchanged, and the input that was read is lost.
 [[nodiscard]] bool MxRead(std::span<float, 16> out);

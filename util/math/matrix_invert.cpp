@@ -1,4 +1,8 @@
-// Matrix inverses: by cofactors, by singular values, and the one that refines what it is given.
+// Matrix inverses: by cofactors, by singular values, and MxInvert(), which keeps a good inverse.
+//
+// The singular values come from one-sided Jacobi rotations: pairs of columns are turned until all
+// columns are orthogonal. A column's length is then a singular value, so a matrix close to singular
+// is recognised, which a small determinant does not show: it also comes from a small scale.
 
 #include <algorithm>
 #include <array>
@@ -12,15 +16,15 @@
 
 namespace {
 
-constexpr float kInverseError = 0.0001f;     // off the diagonal of m x out, for an inverse
-constexpr double kDangerousCondition = 1e8;  // above: the inverse is worth a warning
-constexpr double kOrthogonal = 0x1p-50;      // cosine of columns that need no more turning
-constexpr int kMaxSweeps = 30;               // six or so are enough; rounding may never be content
+constexpr float kInverseError = 0.0001f;       // off the diagonal of m x out, for an inverse
+constexpr double kDangerousCondition = 1e8;    // a larger one is worth a warning
+constexpr double kOrthogonal = 0x1p-50;        // cosine of columns that count as orthogonal
+constexpr int kMaxSweeps = 30;                 // about six suffice; rounding could go on for ever
 constinit std::atomic<int> warnings_left{20};  // of the process
 
 // --- Cofactors ---
 
-/// The determinant of what is left of `m` without one row and one column, signed.
+/// The cofactor: the signed determinant of `m` without one row and one column.
 double Cofactor(std::span<const float, 16> m, std::size_t row, std::size_t column) {
     std::array<double, 9> rest{};
     std::size_t next = 0;
@@ -44,7 +48,8 @@ double Determinant(std::span<const float, 16> m) {
 using Column = std::array<double, 4>;
 using Columns = std::array<Column, 4>;
 
-/// The length of a column whose squares may leave the range of double.
+/// The length of a column. Scales it by a power of two, which is exact: without that the squares of
+/// very large or very small values would leave the range of double.
 double Length(const Column& column) {
     double largest = 0;
     for (const double value : column) largest = std::max(largest, std::abs(value));
@@ -66,7 +71,7 @@ void Turn(Column* p, Column* q, double cosine, double sine) {
     }
 }
 
-/// Turns columns `p` and `q` until they are orthogonal. False: they were.
+/// Turns columns `p` and `q` in their plane so that they are orthogonal. False: they already are.
 bool Orthogonalise(std::size_t p, std::size_t q, Columns* turned, Columns* turns) {
     const double p_length = Length((*turned)[p]);
     const double q_length = Length((*turned)[q]);
@@ -76,7 +81,8 @@ bool Orthogonalise(std::size_t p, std::size_t q, Columns* turned, Columns* turns
         between += ((*turned)[p][i] / p_length) * ((*turned)[q][i] / q_length);
     if (std::abs(between) <= kOrthogonal) return false;
 
-    // The smaller of the two angles that do it: the cotangent of its double is `zeta`.
+    // Two angles make them orthogonal. `zeta` is the cotangent of twice the angle; the tangent with
+    // the smaller magnitude turns less and so rounds less.
     const double zeta = (q_length / p_length - p_length / q_length) / (2 * between);
     const double tangent = std::copysign(1 / (std::abs(zeta) + std::sqrt(1 + zeta * zeta)), zeta);
     const double cosine = 1 / std::sqrt(1 + tangent * tangent);
@@ -102,10 +108,10 @@ double NoInverse(std::span<double, 16> out) {
 
 // --- Judging an inverse ---
 
-/// How far m x candidate is from diagonal.
+/// How far m x candidate is from a diagonal matrix.
 struct InverseError {
     float off_diagonal;  ///< NaN when the product holds a NaN
-    bool is_measure;     ///< false: the product is nothing that an inverse could give
+    bool is_measure;     ///< false: the product cannot come from an inverse
 };
 
 InverseError ErrorOf(std::span<const float, 16> m, std::span<const float, 16> candidate) {
@@ -126,7 +132,7 @@ bool IsFinite(std::span<const float, 16> m) {
 }
 
 void WarnOfCondition(std::span<const float, 16> m, double condition, float error) {
-    // The first test keeps the counter from running down for ever.
+    // Without the first test the counter would fall on every call and wrap around one day.
     if (warnings_left.load(std::memory_order_relaxed) <= 0) return;
     if (warnings_left.fetch_sub(1, std::memory_order_relaxed) <= 0) return;
     flockfile(stderr);  // the lines of one warning stay together
@@ -167,7 +173,7 @@ double MxInvertDouble(std::span<const double, 16> m, std::span<double, 16> out) 
     }
     if (largest == 0) return NoInverse(out);
 
-    // A power of two brings the values near 1 without rounding any.
+    // Scaled by a power of two, which is exact, so that the largest value is near 1.
     const int exponent = std::ilogb(largest);
     Columns turned{};
     Columns turns{};
@@ -204,7 +210,7 @@ float MxInvert(std::span<const float, 16> m, std::span<float, 16> out) {
     const bool is_better = held.is_measure ? held.off_diagonal > ErrorOf(m, candidate).off_diagonal
                                            : IsFinite(candidate);
 
-    // KEPT: the error told is that of the old content, not that of the inverse computed here.
+    // KEPT: the warning prints the error of the old content, not of the inverse computed here.
     // Test: UtilMatrixInvertDeathTest.WarnsTwentyTimesWithTheErrorFoundAtFirst
     if (condition > kDangerousCondition) WarnOfCondition(m, condition, held.off_diagonal);
     // Last, because `m` may be `out`.

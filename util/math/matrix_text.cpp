@@ -1,10 +1,11 @@
-// Matrices printed and read, and the format they are printed with.
+// Prints and reads matrices, and checks the format they are printed with.
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
 
+#include "util/base/ascii.h"
 #include "util/math/matrix.h"
 
 namespace {
@@ -12,16 +13,14 @@ namespace {
 constexpr std::size_t kFormatBytes = 64;  // with the terminating zero
 constinit std::array<char, kFormatBytes> print_format{"%18.14f "};
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-/// Takes at most three digits: a longer number would print a screen full for one value.
+/// Removes at most three digits: a longer number would fill the screen with one value.
 void SkipNumber(std::string_view* text) {
-    for (int i = 0; i < 3 && !text->empty() && IsDigit(text->front()); ++i) text->remove_prefix(1);
+    for (int i = 0; i < 3 && !text->empty() && IsAsciiDigit(text->front()); ++i)
+        text->remove_prefix(1);
 }
 
-/// Takes one conversion of a double, without its '%', off the front of `text`. False: it is none.
+/// Removes one conversion of a double, without its '%', from the front of `text`. False: there is
+/// none.
 bool SkipConversion(std::string_view* text) {
     text->remove_prefix(std::min(text->find_first_not_of("-+ #0"), text->size()));
     SkipNumber(text);
@@ -35,8 +34,8 @@ bool SkipConversion(std::string_view* text) {
     return true;
 }
 
-/// Whether printf takes exactly one double for `format`. Everything else it could be made to do,
-/// above all "%n" and "%s", ends here.
+/// Whether printf reads exactly one double for `format` and nothing else. Above all this refuses
+/// "%n" and "%s", which would write to memory or read from it.
 bool TakesOneDouble(std::string_view format) {
     int conversions = 0;
     while (!format.empty()) {

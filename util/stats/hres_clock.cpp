@@ -1,4 +1,4 @@
-// Reading the two clocks, and measuring one by the other.
+// Reads the two clocks and measures the rate of the counter.
 
 #include "util/stats/hres_clock.h"
 
@@ -23,7 +23,7 @@ std::int64_t Counter() {
     return static_cast<std::int64_t>(__rdtsc());
 }
 
-/// Whether the counter runs at one rate whatever the processor does to save power.
+/// Whether the counter keeps its rate when the processor changes its own to save power.
 bool IsCounterAClock() {
     constexpr unsigned kPowerLeaf = 0x80000007;
     constexpr unsigned kInvariantCounter = 1u << 8;
@@ -39,8 +39,8 @@ struct Reading {
     std::int64_t nanoseconds;
 };
 
-/// Both clocks at the same moment: of several readings the one that took the least time, so that
-/// a thread put to sleep between the two does not spoil the rate.
+/// Reads both clocks at nearly the same moment: of several readings the one that took the least
+/// time, because a thread may be interrupted between the two clocks.
 Reading ReadBoth() {
     Reading best{};
     std::int64_t least = std::numeric_limits<std::int64_t>::max();
@@ -59,7 +59,7 @@ double MeasureCounterRate() {
     const Reading begin = ReadBoth();
     while (MonotonicNanoseconds() - begin.nanoseconds < kMeasuredNanoseconds) {
         const timespec pause{0, kMeasuredNanoseconds / 4};
-        nanosleep(&pause, nullptr);  // a signal only makes the next look come earlier
+        nanosleep(&pause, nullptr);  // a signal may cut it short; the loop checks the time
     }
     const Reading end = ReadBoth();
     return static_cast<double>(end.ticks - begin.ticks) * kNanosecondsPerSecond /

@@ -1,10 +1,10 @@
 // The high-resolution clock: monotonic nanoseconds, or the processor's time-stamp counter.
 //
-// Units      ticks; TicksPerSecond() of them are a second.
-// Errors     a processor whose counter is no clock keeps the monotonic one.
+// Units      ticks; a second has TicksPerSecond() of them.
+// Errors     Use() returns false for a counter that is no clock, and the source stays.
 // Ownership  none.
-// Threads    any, but choosing a source: before anything is timed, because ticks of one source
-//            mean nothing at the rate of the other.
+// Threads    any. Call Use() before anything is timed: ticks of one source are wrong at the rate of
+//            the other.
 
 #pragma once
 
@@ -17,15 +17,15 @@ enum class Source { kMonotonic, kTimeStampCounter };
 /// The system's monotonic clock, in nanoseconds.
 std::int64_t MonotonicNanoseconds();
 
-/// What the source shows at the moment.
+/// The current value of the source.
 std::int64_t Ticks();
 
-/// How fast the source runs; what a statistic divides its ticks by.
+/// The rate of the source; a difference of ticks divided by it is a time in seconds.
 double TicksPerSecond();
 
-/// Takes another source for the whole process. The counter's rate is measured against the
-/// monotonic clock, for about 20 ms, each time that it is chosen. False: this processor's counter
-/// does not run at a constant rate in all states; the source stays.
+/// Chooses the source for the whole process. Choosing the counter takes about 20 ms, during which
+/// its rate is measured with the monotonic clock. False: this processor's counter does not run at a
+/// constant rate in all power states, and the source stays.
 [[nodiscard]] bool Use(Source source);
 
 }  // namespace hres_clock

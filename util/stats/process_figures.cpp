@@ -1,4 +1,4 @@
-// Asking the system: getrusage, /proc/self/statm, the allocator.
+// Reads the figures from getrusage(), /proc/self/statm and the allocator.
 
 #include "util/stats/process_figures.h"
 
@@ -29,7 +29,7 @@ double Seconds(const timeval& time) {
 }
 
 /// The first two numbers of /proc/self/statm, in pages: address space and resident part.
-/// Read without a stream, which would allocate and so change the figures that are asked for.
+/// Reads without a stream: a stream would allocate memory and so change these figures.
 std::array<std::int64_t, 2> ReadStatm() {
     std::array<std::int64_t, 2> pages{};
     const int file = open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
@@ -56,7 +56,7 @@ ProcessTimes ReadProcessTimes() {
 }
 
 ProcessMemory ReadProcessMemory() {
-    // The peak comes in kilobytes; whole pages are what the other two figures consist of.
+    // The peak is given in kilobytes; rounded to whole pages, like the other two figures.
     const std::int64_t page = sysconf(_SC_PAGESIZE);
     const auto [size_pages, resident_pages] = ReadStatm();
     const std::int64_t peak_pages = Usage(RUSAGE_SELF).ru_maxrss * kBytesPerKilobyte / page;

@@ -1,4 +1,4 @@
-// Filling the process's statistics from the system, and printing their summary.
+// Fills the process's statistics from the system and prints their summary.
 
 #include "util/stats/process_stats.h"
 
@@ -17,7 +17,7 @@ namespace {
 constexpr std::int64_t kSecondsPerHour = 3600;
 constexpr std::string_view kIndent = "       ";
 
-/// Two digits at least, as "%02ld" prints a number that is not negative.
+/// Appends a number of 0 or more with at least two digits, like "%02ld".
 void AppendTwoDigits(std::int64_t number, std::string* text) {
     if (number < 10) *text += '0';
     *text += std::to_string(number);
@@ -25,13 +25,14 @@ void AppendTwoDigits(std::int64_t number, std::string* text) {
 
 /// A line of the summary: the label, the time as [hours:]minutes:seconds.
 void AppendTime(std::string_view label, double time, std::string* text) {
-    // More than a double counts without gaps is as good as forever, and still fits the integer.
+    // Clamped to 2^53, above which a double no longer holds every integer: std::llround() is
+    // undefined for what a 64-bit integer cannot hold.
     constexpr double kForever = 0x1p53;
     std::int64_t seconds =
         std::isnan(time) ? 0 : std::llround(std::trunc(std::clamp(time, 0.0, kForever)));
 
     text->append(kIndent).append(label);
-    // KEPT: an hour to the second is sixty minutes, because hours appear above 3600 only.
+    // KEPT: exactly one hour is printed as sixty minutes, because hours appear above 3600 only.
     // Test: UtilProcessStats.SummaryTimesCountHoursAboveOneHourOnly
     if (seconds > kSecondsPerHour) {
         *text += std::to_string(seconds / kSecondsPerHour) + ':';
@@ -43,7 +44,7 @@ void AppendTime(std::string_view label, double time, std::string* text) {
     *text += '\n';
 }
 
-/// For "%5.2f"; the factor is a power of two, so only the printing rounds.
+/// A figure for "%5.2f". The factor is a power of two, so only the printing rounds.
 Number Megabytes(std::int64_t bytes) {
     return static_cast<double>(bytes) * (1.0 / 1048576.0);
 }
@@ -52,7 +53,8 @@ Number Whole(const UtCounterStat<unsigned long>& counter) {
     return static_cast<std::int64_t>(counter.Value());
 }
 
-/// A leaf with the attribute "name" alone, unlike a counter that stands for itself.
+/// Writes a leaf with the attribute "name" only; a counter that writes itself also has
+/// "description".
 void WriteCount(StatsWriter& writer, const UtCounterStat<unsigned long>& counter) {
     writer.LeafElement("int", std::to_string(counter.Value()),
                        std::array<StatsAttribute, 1>{{{"name", counter.Name()}}});
@@ -71,7 +73,7 @@ void TgStats::update() {
     UtStatsList::update();
     system_mem.Set(ReadProcessMemory().size);
 
-    // Asked each time: the host's name may change while a process runs.
+    // Read each time: the host's name may change while the process runs.
     utsname names{};
     if (uname(&names)) return;
     host_name.Set(names.nodename);
@@ -127,7 +129,7 @@ void TgMemoryStats::update() {
     CountPages();
 }
 
-// Adds what came since the last call, so that merged and reset figures are not overwritten.
+// Adds the pages since the last call, so merged figures are not overwritten.
 void TgMemoryStats::CountPages() {
     if (!counting_since_) return;
     const PageCounts now = ReadPageCounts();

@@ -1,12 +1,12 @@
 // `TgStats` and `TgMemoryStats`: the process's own statistics, and their plain-text summary.
 //
 // Units      bytes and seconds; the summary prints megabytes and whole seconds.
-// Errors     a figure that the system does not give is 0 or empty.
-// Ownership  each owns its figures; nothing is kept of the system but numbers and texts.
-// Threads    one at a time, as every statistic.
+// Errors     a figure that the system does not provide is 0 or empty.
+// Ownership  each object owns its figures.
+// Threads    one at a time, like every statistic.
 //
-// A host calls start() where its run begins, stop() where it ends, and update() before it writes
-// or prints. Times and page counts cover what lies between.
+// A host calls start() when its run begins, stop() when it ends, and update() before it writes or
+// prints. Times and page counts cover the time from start() to stop().
 
 #pragma once
 
@@ -18,13 +18,13 @@
 #include "util/stats/stats.h"
 #include "util/stats/stats_timers.h"
 
-/// The report's section "system": the machine, the run, the files. The members are public because
-/// others keep them: whoever opens files counts them here.
+/// The section "system" of the report: the machine, the run, the files. The members are public
+/// because other code sets them: the code that opens files counts them here.
 class TgStats : public UtStatsList {
 public:
     TgStats();
 
-    /// Asks the system for the process's size and for the names of host, system and machine.
+    /// Reads the process's size and the names of host, operating system and machine.
     void update() override;
 
     // In the order in which they are written.
@@ -43,7 +43,7 @@ public:
     UtStringStat arch{"arch", "System architecture"};
 };
 
-/// Memory and paging of the process, written as one element of the kind that lists have.
+/// Memory and paging of the process, written as one element like that of a list.
 class TgMemoryStats : public UtStat {
 public:
     using UtStat::UtStat;
@@ -52,7 +52,7 @@ public:
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
-    /// Memory figures are those of the moment of an update(); pages count from start() to stop().
+    /// update() reads the memory figures; pages are counted from start() to stop().
     void start() override;
     void stop() override;
     void update() override;
@@ -69,8 +69,8 @@ private:
     std::optional<PageCounts> counting_since_;
 };
 
-/// Memory, paging and times as a person reads them, in seven lines, an empty one among them.
-/// Caller: has updated both.
+/// Memory, paging and times as text for a person: seven lines, one of them empty.
+/// Caller: both have been updated.
 std::string SummaryText(const TgStats& system, const TgMemoryStats& memory);
 
 /// Updates both and prints their summary on `stream`.

@@ -1,4 +1,4 @@
-// What the statistics do when they are reset, merged and written.
+// Resets, merges and writes statistics.
 
 #include "util/stats/stats.h"
 
@@ -9,7 +9,7 @@
 UtStat::UtStat(std::string name, std::string description)
     : name_(std::move(name)), description_(std::move(description)) {}
 
-// A statistic that has no figures of its own takes part in everything and does nothing.
+// By default nothing happens: most statistics need only some of these.
 void UtStat::reset() {}
 void UtStat::merge(const UtStat&) {}
 void UtStat::start() {}
@@ -44,7 +44,7 @@ void UtCounterStat<Count>::write(StatsWriter& writer) const {
     Leaf(writer, "int", std::to_string(Value()));
 }
 
-// The two widths are different classes: a merge of one with the other adds nothing.
+// Two different classes, so a merge of one with the other adds nothing.
 template class UtCounterStat<unsigned int>;
 template class UtCounterStat<unsigned long>;
 
@@ -90,7 +90,7 @@ void UtSetStat<Value>::reset() {
 template <class Value>
 void UtSetStat<Value>::merge(const UtStat& other) {
     const auto* same = dynamic_cast<const UtSetStat*>(&other);
-    // With itself there is nothing to unite, and a set may not insert its own range.
+    // Not with itself: a set must not insert its own range.
     if (same && same != this) values_.insert(same->values_.begin(), same->values_.end());
 }
 
@@ -115,13 +115,13 @@ void UtStatsList::reset() {
 void UtStatsList::merge(const UtStat& other) {
     const auto* same = dynamic_cast<const UtStatsList*>(&other);
     if (!same) return;
-    // Copies of one list pair completely; with anything else, what pairs is still right.
+    // Two lists of one class match completely; two others match as far as the shorter goes.
     const std::size_t pairs = std::min(members_.size(), same->members_.size());
     for (std::size_t i = 0; i < pairs; ++i) members_[i]->merge(*same->members_[i]);
 }
 
 void UtStatsList::write(StatsWriter& writer) const {
-    // "kind" comes last, so that a list without one writes the first two.
+    // "kind" is last: a list without a kind writes the first two.
     const std::array<StatsAttribute, 3> attributes{
         {{"name", Name()}, {"description", Description()}, {"kind", kind_}}};
     writer.BeginElement("stats", std::span(attributes).first(kind_.empty() ? 2 : 3));
@@ -143,7 +143,7 @@ void UtStatsList::update() {
 
 bool UtStatsList::add(UtStat* stat) {
     if (!stat || stat == this) return false;
-    // A circle of lists would never finish writing.
+    // A cycle of lists would write itself without end.
     const auto* list = dynamic_cast<const UtStatsList*>(stat);
     if (list && list->LeadsTo(this)) return false;
     members_.push_back(stat);
@@ -154,7 +154,7 @@ void UtStatsList::AddAll(std::initializer_list<UtStat*> stats) {
     members_.insert(members_.end(), stats.begin(), stats.end());
 }
 
-/// Ends, because no list is a member of itself, however many lists lie between.
+/// Whether `list` is a member at any depth. Ends, because add() allows no cycle.
 bool UtStatsList::LeadsTo(const UtStatsList* list) const {
     return std::any_of(members_.begin(), members_.end(), [list](const UtStat* member) {
         const auto* inner = dynamic_cast<const UtStatsList*>(member);

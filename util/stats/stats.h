@@ -1,20 +1,20 @@
 // The `UtStat` family: counts, memory figures, texts and sets, grouped into lists.
 //
-// Units      memory in bytes; counts are plain numbers that wrap at the end of their type.
+// Units      memory in bytes; counts wrap around at the end of their type.
 // Errors     none; a merge with a statistic of another class changes nothing.
 // Ownership  a statistic copies its texts; a list borrows its members, which outlive it.
 // Threads    each thread counts in statistics of its own. Counters and high-resolution timers may
 //            be read and merged from another thread at any time, while their one owner counts;
 //            everything else belongs to one thread at a time. Names and descriptions never change.
 //
-// Written elements carry the attributes "name" and "description":
+// Every written element has the attributes "name" and "description":
 //
 //   class            element    holds
 //   UtCounterStat    int        the count
 //   UtStringStat     string     the text
 //   UtMemStat        memory     leaves "peak" and "current"
 //   UtSetStat        set        a leaf "member" for each
-//   UtStatsList      stats      the members' elements; a third attribute "kind" when it has one
+//   UtStatsList      stats      the members' elements; a third attribute "kind" if it is not empty
 //
 // The timers are in util/stats/stats_timers.h, the process's own figures in
 // util/stats/process_stats.h.
@@ -36,28 +36,28 @@ class UtStat {
 public:
     /// `name` is the key in reports, `description` what a person reads.
     UtStat(std::string name, std::string description);
-    UtStat(const UtStat&) = delete;  // a copy in a list beside its original would count twice
+    UtStat(const UtStat&) = delete;  // a list with a copy and its original would count twice
     UtStat& operator=(const UtStat&) = delete;
     virtual ~UtStat() = default;
 
-    /// Counts, memory figures and times start again at 0, sets are emptied; texts stay.
+    /// Sets counts, memory figures and times to 0 and empties sets; texts stay.
     virtual void reset();
 
-    /// Takes the figures of `other` in, when that is of the same class.
+    /// Adds the figures of `other` if it is of the same class.
     virtual void merge(const UtStat& other);
 
     /// Writes the statistic's element.
     virtual void write(StatsWriter& writer) const = 0;
 
-    /// The run that is measured begins: what compares the system's figures with earlier ones
-    /// takes these. A second call before stop() changes nothing.
+    /// Begins a measured run: a statistic that reports differences stores the system's figures
+    /// here. A second call before stop() changes nothing.
     virtual void start();
 
-    /// The run ends: what start() began to measure is added up and no longer grows.
+    /// Ends the run: adds what was measured since start(), which grows no further.
     virtual void stop();
 
-    /// Brings in what is not counted but asked of the system. For just before write() or merge(),
-    /// in the middle of a run as well as behind its end.
+    /// Reads the figures that come from the system. To be called just before write() or merge(),
+    /// during a run or after it.
     virtual void update();
 
     const std::string& Name() const { return name_; }
@@ -99,26 +99,27 @@ private:
 extern template class UtCounterStat<unsigned int>;
 extern template class UtCounterStat<unsigned long>;
 
-/// Bytes in use, and the most that ever were.
+/// Bytes in use, and the largest number so far.
 class UtMemStat : public UtStat {
 public:
     using UtStat::UtStat;
 
-    /// `bytes`: negative for what is given back, which may be more than this statistic has seen
-    /// taken: another thread's may hold it.
+    /// `bytes`: negative for memory that is freed. May be more than was added here: a thread may
+    /// free memory that another thread's statistic has counted.
     void Add(std::int64_t bytes) { Set(current_ + bytes); }
     void Set(std::int64_t bytes) {
         current_ = bytes;
         RaisePeak(bytes);
     }
-    /// For a peak that somebody else has watched.
+    /// For a peak that other code has measured.
     void RaisePeak(std::int64_t bytes) { peak_ = std::max(peak_, bytes); }
 
     std::int64_t Current() const { return current_; }
     std::int64_t Peak() const { return peak_; }
 
     void reset() override;
-    /// Adds both figures: peaks that may not have met in time count as if they had.
+    /// Adds both figures. The sum of two peaks may be larger than the true peak, because they may
+    /// have occurred at different times.
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
@@ -132,11 +133,11 @@ class UtStringStat : public UtStat {
 public:
     using UtStat::UtStat;
 
-    /// Replaces the text; an empty one lets a merge bring another in.
+    /// Replaces the text. While it is empty, a merge sets it.
     void Set(std::string value) { value_ = std::move(value); }
     const std::string& Value() const { return value_; }
 
-    /// Keeps its own text, unless that is empty.
+    /// Takes the other's text if its own is empty.
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
@@ -144,18 +145,18 @@ private:
     std::string value_;
 };
 
-/// Texts that occurred, each once, in the order of their bytes. `Value`: std::string.
+/// A set of texts, sorted by their bytes. `Value`: std::string.
 template <class Value>
 class UtSetStat : public UtStat {
 public:
     using UtStat::UtStat;
 
-    /// Adding what is there already changes nothing.
+    /// Adding a text that is in the set changes nothing.
     void Add(Value value) { values_.insert(std::move(value)); }
     const std::set<Value>& Values() const { return values_; }
 
     void reset() override;
-    /// Afterwards holds what either held.
+    /// Becomes the union of both sets.
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
 
@@ -164,31 +165,31 @@ private:
 };
 extern template class UtSetStat<std::string>;
 
-/// Statistics in a fixed order, written as one element. What happens to the list happens to each
-/// member, in that order.
+/// Statistics in a fixed order, written as one element. Each call on the list calls every member,
+/// in that order.
 class UtStatsList : public UtStat {
 public:
     /// `kind`: "section" for a part of the report; empty for none.
     UtStatsList(std::string kind, std::string name, std::string description);
 
     const std::string& Kind() const { return kind_; }
-    /// In the order in which they were added; not owned.
+    /// The members in the order in which they were added; borrowed.
     const std::vector<UtStat*>& Members() const { return members_; }
 
     void reset() override;
-    /// Merges the members at the same position, as far as both lists go; pairs of different
-    /// classes stay as they are.
+    /// Merges the members at equal positions, as far as both lists have them. A pair of different
+    /// classes stays as it is.
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
     void start() override;
     void stop() override;
     void update() override;
 
-    /// Appends `stat`. False: it is null, or this list, or a list that leads back to this one.
+    /// Appends `stat`. False: it is null, this list, or a list that contains this one at any depth.
     virtual bool add(UtStat* stat);
 
 protected:
-    /// Appends what a derived list consists of; its constructor calls this.
+    /// Appends the members of a derived list; for its constructor.
     void AddAll(std::initializer_list<UtStat*> stats);
 
 private:

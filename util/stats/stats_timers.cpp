@@ -1,4 +1,4 @@
-// How timers run, merge and write themselves.
+// Runs, merges and writes timers.
 
 #include "util/stats/stats_timers.h"
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A leaf with a number as "%f" prints it, whatever decimal point the host's locale has.
+/// Writes a leaf with a number as "%f" prints it in the "C" locale.
 void WriteSeconds(StatsWriter& writer, std::string_view tag, double seconds) {
     const Number value = seconds;
     std::string text;
@@ -41,13 +41,13 @@ void UtTimerStat::write(StatsWriter& writer) const {
     writer.EndElement("timer", true);
 }
 
-// A second start would lose the stretch that runs.
+// A second start must not lose the stretch that runs.
 void UtTimerStat::start() {
     if (!running_since_) running_since_ = ReadProcessTimes();
 }
 
 void UtTimerStat::stop() {
-    update();  // the last stretch
+    update();  // adds the last stretch
     running_since_.reset();
 }
 
@@ -56,7 +56,7 @@ void UtTimerStat::update() {
     const ProcessTimes now = ReadProcessTimes();
     Add({now.elapsed - running_since_->elapsed, now.user - running_since_->user,
          now.system - running_since_->system});
-    running_since_ = now;  // so that the next update() adds only what comes after this one
+    running_since_ = now;  // the next update() adds only the time after this one
 }
 
 // --- UtHresTimerStat ---
@@ -72,7 +72,7 @@ void UtHresTimerStat::merge(const UtStat& other) {
 
 void UtHresTimerStat::write(StatsWriter& writer) const {
     Begin(writer, "timer");
-    // Converted here and not when added: ticks add up exactly as long as they are whole.
+    // Divided only here: a sum of whole ticks is exact in a double up to 2^53.
     WriteSeconds(writer, "elapsed", Ticks() / hres_clock::TicksPerSecond());
     writer.EndElement("timer", true);
 }

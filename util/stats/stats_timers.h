@@ -1,9 +1,9 @@
-// Timers of the `UtStat` family: clock, user and system time of the process, or ticks alone.
+// Timers of the `UtStat` family: elapsed, user and system time of the process, or ticks only.
 //
 // Units      seconds; ticks of the high-resolution clock, divided by its rate when written.
 // Errors     none.
 // Ownership  as in util/stats/stats.h.
-// Threads    one at a time, each thread its own timers; they are merged by addition.
+// Threads    one at a time: each thread has timers of its own, and a merge adds them.
 //
 //   class             element   holds
 //   UtTimerStat       timer     leaves "elapsed", "user" and "system"
@@ -15,22 +15,23 @@
 #include <cstdint>
 #include <optional>
 
+#include "util/base/uncopyable.h"
 #include "util/stats/hres_clock.h"
 #include "util/stats/process_figures.h"
 #include "util/stats/stats.h"
 
-/// Runs from start() to stop(), as often as these come: what passed on the clock, and what the
-/// process spent meanwhile.
+/// Adds up the time from each start() to its stop(): elapsed time, and the processor time that the
+/// process used meanwhile.
 class UtTimerStat : public UtStat {
 public:
     using UtStat::UtStat;
 
-    /// Seconds that somebody else has measured.
+    /// Adds times that other code has measured.
     void Add(const ProcessTimes& spent);
-    /// Without what runs at the moment; update() brings that in.
+    /// The sum without a stretch that still runs; update() adds that.
     const ProcessTimes& Total() const { return total_; }
 
-    void reset() override;  ///< a timer that runs goes on, from 0
+    void reset() override;  ///< a timer that runs continues from 0
     void merge(const UtStat& other) override;
     void write(StatsWriter& writer) const override;
     void start() override;
@@ -42,8 +43,8 @@ private:
     std::optional<ProcessTimes> running_since_;
 };
 
-/// Many short stretches, each too cheap to ask the system for more than a clock. It has no start
-/// of its own: several stretches of one timer may run in one another.
+/// Adds up many short stretches, for which reading more than a clock would take too long. It has no
+/// start() and stop() of its own: several stretches of one timer may overlap.
 class UtHresTimerStat : public UtStat {
 public:
     using UtStat::UtStat;
@@ -62,14 +63,12 @@ private:
     std::atomic<double> ticks_{0};  ///< one writer, as UtCounterStat
 };
 
-/// Adds the time from its making to its end to a timer, which outlives it.
-class UtHresTimerScope {
+/// Adds the time from its constructor to its destructor to a timer, which must outlive it.
+class UtHresTimerScope : public TgUncopyable {
 public:
     [[nodiscard]] explicit UtHresTimerScope(UtHresTimerStat& timer)
         : timer_(timer), begin_(hres_clock::Ticks()) {}
     ~UtHresTimerScope() { timer_.Add(hres_clock::Ticks() - begin_); }
-    UtHresTimerScope(const UtHresTimerScope&) = delete;
-    UtHresTimerScope& operator=(const UtHresTimerScope&) = delete;
 
 private:
     UtHresTimerStat& timer_;

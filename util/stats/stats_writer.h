@@ -1,36 +1,35 @@
-// `StatsWriter`: where statistics write themselves, element by element.
+// `StatsWriter`: the interface through which statistics write a report, element by element.
 
 #pragma once
 
 #include <span>
 #include <string_view>
 
-/// One attribute of an element. Both texts live through the call, no longer.
+#include "util/base/uncopyable.h"
+
+/// One attribute of an element. Both texts are borrowed during the call.
 struct StatsAttribute {
     std::string_view name;
     std::string_view value;
 };
 
-/// The report that a host collects: nested elements with attributes, leaves with a text.
+/// A report: nested elements with attributes, and leaves with a text.
 ///
-/// Units      texts are bytes, UTF-8 where they are readable; numbers arrive as text.
-/// Errors     none are told to a statistic; a writer keeps its own.
-/// Ownership  every text is the caller's and is not kept.
+/// Units      texts are bytes, usually UTF-8; numbers are passed as text.
+/// Errors     none are returned; a writer keeps its own.
+/// Ownership  every text belongs to the caller and is copied or written before the return.
 /// Threads    one caller at a time.
-class StatsWriter {
+class StatsWriter : public TgUncopyable {
 public:
-    StatsWriter() = default;
-    StatsWriter(const StatsWriter&) = delete;
-    StatsWriter& operator=(const StatsWriter&) = delete;
     virtual ~StatsWriter() = default;
 
-    /// Opens an element; what follows, up to its EndElement(), lies in it.
+    /// Opens an element, which contains everything up to its EndElement().
     virtual void BeginElement(std::string_view tag, std::span<const StatsAttribute> attributes) = 0;
 
-    /// Closes the element opened last. `newline`: end the line behind it; statistics always do.
+    /// Closes the innermost open element. `newline`: also ends the line; statistics always do that.
     virtual void EndElement(std::string_view tag, bool newline) = 0;
 
-    /// A whole element that holds a text and no other element.
+    /// Writes a whole element that contains a text and no other element.
     virtual void LeafElement(std::string_view tag, std::string_view value,
                              std::span<const StatsAttribute> attributes) = 0;
 };

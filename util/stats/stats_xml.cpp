@@ -1,4 +1,4 @@
-// Escaping, indenting and closing of XML elements.
+// Escapes, indents and closes XML elements.
 
 #include "util/stats/stats_xml.h"
 
@@ -6,57 +6,35 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "util/base/ascii.h"
+#include "util/text/utf8.h"
+
 namespace {
 
 constexpr std::string_view kRoot = "statistics";
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 constexpr std::size_t kIndent = 2;
 
-bool IsContinuation(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
-
-/// How many bytes a character that begins with `lead` has; 0 when none begins so.
-std::size_t LengthByLead(unsigned char lead) {
-    if (lead < 0x80) return 1;
-    if (lead < 0xC2) return 0;  // a continuation, or a longer form than needed
-    if (lead < 0xE0) return 2;
-    if (lead < 0xF0) return 3;
-    return lead < 0xF5 ? 4 : 0;
-}
-
-/// Whether XML 1.0 has the character `code`, which is no longer than it needs to be.
-bool IsXmlCharacter(std::uint32_t code, std::size_t length) {
-    constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (code < kLeast[length] || code > 0x10FFFF) return false;
+/// Whether XML 1.0 allows the character.
+bool IsXmlCharacter(const Utf8Sequence& sequence) {
+    const std::uint32_t code = sequence.code;
+    if (!sequence.is_character) return false;
     if (code < 0x20) return code == '\t' || code == '\n' || code == '\r';
-    const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
-    return !is_surrogate && code != 0xFFFE && code != 0xFFFF;
+    return code != 0xFFFE && code != 0xFFFF;
 }
 
-/// Takes one character that XML has off the front of `text`; empty when a byte went that is part
-/// of none.
+/// Removes the first character of `*text` and returns it; returns an empty text if XML does not
+/// allow it, or if a byte was removed that is part of no character.
 std::string_view TakeCharacter(std::string_view* text) {
-    const auto lead = static_cast<unsigned char>(text->front());
-    const std::size_t length = LengthByLead(lead);
-    const std::string_view character = text->substr(0, length);
-    bool is_whole = length > 0 && character.size() == length;
-    std::uint32_t code = length < 2 ? lead : lead & (0x7Fu >> length);
-    for (std::size_t i = 1; i < character.size(); ++i) {
-        is_whole = is_whole && IsContinuation(character[i]);
-        code = code << 6 | (static_cast<unsigned char>(character[i]) & 0x3Fu);
-    }
-    if (!is_whole || !IsXmlCharacter(code, length)) {
-        // The whole character when only XML minds it; else one byte, and the next has its chance.
-        text->remove_prefix(is_whole ? length : 1);
-        return {};
-    }
-    text->remove_prefix(length);
-    return character;
+    const Utf8Sequence sequence = FirstUtf8Sequence(*text);
+    const std::string_view character = text->substr(0, sequence.length);
+    // Of a damaged sequence one byte at a time: the next byte may begin a good one.
+    text->remove_prefix(std::max<std::size_t>(sequence.length, 1));
+    return IsXmlCharacter(sequence) ? character : std::string_view();
 }
 
-/// What stands for `character` so that a parser gives it back: a parser takes a carriage return
-/// for a line feed anywhere, and any line feed or tab of an attribute for a blank.
+/// The text from which a parser restores `character`. Unescaped, a parser turns a carriage return
+/// into a line feed, and in attributes a line feed or a tab into a blank.
 std::string_view Escaped(char character, bool is_attribute) {
     switch (character) {
         case '&':
@@ -90,13 +68,11 @@ void AppendEscaped(std::string_view value, bool is_attribute, std::string* text)
     }
 }
 
-/// `name` as XML takes it: letters, digits, '_', '-' and '.', the first of them a letter or '_'.
+/// `name` made valid for XML: letters, digits, '_', '-' and '.', the first a letter or '_'.
 std::string XmlName(std::string_view name) {
-    const auto is_letter = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-    };
+    const auto is_letter = [](char c) { return IsAsciiLetter(c) || c == '_'; };
     const auto is_inner = [&](char c) {
-        return is_letter(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+        return is_letter(c) || IsAsciiDigit(c) || c == '-' || c == '.';
     };
     std::string taken(name);
     std::replace_if(
@@ -132,7 +108,7 @@ void XmlStatsWriter::BeginElement(std::string_view tag,
 }
 
 void XmlStatsWriter::EndElement(std::string_view /*tag*/, bool newline) {
-    if (open_.size() < 2) return;  // the root is Finish()'s
+    if (open_.size() < 2) return;  // only Finish() closes the root
     const std::string name = std::move(open_.back());
     open_.pop_back();
     Indent();
@@ -153,7 +129,7 @@ void XmlStatsWriter::LeafElement(std::string_view tag, std::string_view value,
 void XmlStatsWriter::Open(std::string_view name, std::span<const StatsAttribute> attributes) {
     Indent();
     text_->append("<").append(name);
-    std::vector<std::string> written;  // XML takes each name once
+    std::vector<std::string> written;  // XML allows each name once
     for (const StatsAttribute& attribute : attributes) {
         std::string key = XmlName(attribute.name);
         if (std::find(written.begin(), written.end(), key) != written.end()) continue;
@@ -169,7 +145,7 @@ void XmlStatsWriter::Close(std::string_view name) {
     text_->append("</").append(name).append(">");
 }
 
-// Only where a line begins: an element may follow another on its line.
+// Only at the start of a line: an element may follow another on its line.
 void XmlStatsWriter::Indent() {
     if (is_line_start_) text_->append(open_.size() * kIndent, ' ');
     is_line_start_ = false;

@@ -1,4 +1,4 @@
-// `XmlStatsWriter`: statistics as a well-formed XML document, whatever their texts hold.
+// `XmlStatsWriter`: writes statistics as a well-formed XML document, whatever their texts hold.
 
 #pragma once
 
@@ -7,27 +7,28 @@
 
 #include "util/stats/stats_writer.h"
 
-/// Appends a document to a text: the elements it is given, indented by two blanks a level, inside
-/// one element "statistics", so that any number of them makes one document.
+/// Appends a document to a text. One element "statistics" contains the elements that are written,
+/// indented by two blanks a level, so any number of them is one document.
 ///
-/// Texts are escaped. A character that XML cannot hold, and a byte that is part of no character,
-/// becomes U+FFFD; a character of a tag or attribute name that XML does not take becomes '_'.
-/// A text reads back as it was, but for these. Of attributes with one name the first counts.
+/// Texts are escaped, and a parser reads them back unchanged, with one exception: a character that
+/// XML does not allow, and a byte that is part of no character, becomes U+FFFD. In the name of a
+/// tag or attribute, a character that XML does not allow there becomes '_'. Of several attributes
+/// with one name only the first is written.
 ///
 /// Units      bytes of UTF-8.
-/// Errors     none but memory: an EndElement() too many is ignored, one too few is made up for by
-///            Finish().
-/// Ownership  borrows the text, which outlives it.
+/// Errors     std::bad_alloc passes through. An EndElement() too many is ignored; Finish() closes
+///            elements that are still open.
+/// Ownership  borrows the text, which must outlive it.
 /// Threads    one caller at a time.
 class XmlStatsWriter : public StatsWriter {
 public:
     explicit XmlStatsWriter(std::string* text);
 
-    /// Closes everything that is open and ends the document. Nothing is appended after that.
+    /// Closes all open elements and ends the document. Later calls append nothing.
     void Finish();
 
     void BeginElement(std::string_view tag, std::span<const StatsAttribute> attributes) override;
-    /// The element opened last is closed by its own name, whatever `tag` says.
+    /// Closes the innermost open element under its own name and ignores `tag`.
     void EndElement(std::string_view tag, bool newline) override;
     void LeafElement(std::string_view tag, std::string_view value,
                      std::span<const StatsAttribute> attributes) override;

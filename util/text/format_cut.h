@@ -1,11 +1,16 @@
-// Cutting printf formats: where one may end so that every conversion in it is whole.
+// Cuts printf formats without cutting a conversion in two.
+//
+// Units      bytes.
+// Errors     none.
+// Ownership  the result is a view into the format.
+// Threads    any.
 
 #pragma once
 
 #include <cstddef>
 #include <string_view>
 
-/// The longest start of `format` of at most `most` bytes that ends no conversion half-way.
+/// The longest beginning of `format` that has at most `most` bytes and only whole conversions.
 inline std::string_view CutFormat(std::string_view format, std::size_t most) {
     if (format.size() <= most) return format;
     format = format.substr(0, most);

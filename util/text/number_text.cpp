@@ -1,20 +1,23 @@
-// Formatting numbers without the C library's locale.
+// Formats numbers with std::to_chars, which knows no locale. Given a precision, it rounds the exact
+// value correctly, as the C library's printf does, so both give the same digits.
 
 #include "util/text/number_text.h"
 
 #include <array>
 #include <charconv>
 
+#include "util/base/ascii.h"
+
 namespace {
 
 constexpr int kDefaultPrecision = 6;
 
-/// Room for the longest text of a double, 309 digits before the point and a few behind it.
+/// Room for the longest text of a double: 309 digits before the point and some behind it.
 using Scratch = std::array<char, 384>;
 
 int TakeDigits(std::string_view* format) {
     int value = 0;
-    while (!format->empty() && format->front() >= '0' && format->front() <= '9') {
+    while (!format->empty() && IsAsciiDigit(format->front())) {
         value = value * 10 + (format->front() - '0');
         format->remove_prefix(1);
     }

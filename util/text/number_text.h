@@ -1,4 +1,9 @@
-// Numbers to text, byte-identical to printf in the "C" locale whatever locale the host has set.
+// Formats numbers as printf does in the "C" locale, to the byte, whatever the host's locale is.
+//
+// Units      widths and precisions in characters.
+// Errors     none, except that std::bad_alloc passes through.
+// Ownership  texts belong to the caller.
+// Threads    any.
 
 #pragma once
 
@@ -7,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-/// One value for a format: a whole number or a real one.
+/// One argument of a format: an integer or a floating-point number.
 class Number {
 public:
     Number(float value) : real_(value), is_real_(true) {}   // NOLINT(google-explicit-constructor)
@@ -25,19 +30,19 @@ private:
     bool is_real_ = false;
 };
 
-/// One conversion of a format: what stands between '%' and the letter, and the letter.
+/// One conversion of a format.
 struct Conversion {
-    int width = 0;       ///< at least this many characters, blanks in front
-    int precision = -1;  ///< digits behind the point; -1: six
-    bool is_half = false;
-    char letter = 0;  ///< i, x, e or f
+    int width = 0;         ///< least number of characters; blanks in front make up for fewer
+    int precision = -1;    ///< digits behind the point; -1: the format names none, which means 6
+    bool is_half = false;  ///< has an h
+    char letter = 0;       ///< i, d, x, e or f
 };
 
-/// Takes the literal text up to the next conversion, and that conversion, off the front of
-/// `*format`. The formats are this system's own: width, precision, h, l and i, d, x, e, f.
-/// False: no conversion is left; `*literal` is the rest.
+/// Removes the text before the next conversion, and that conversion, from the front of `*format`.
+/// Knows what this system's own formats use: width, precision, h, l and i, d, x, e, f.
+/// False: no conversion is left, and `*literal` is the rest of the text.
 bool NextConversion(std::string_view* format, std::string_view* literal, Conversion* conversion);
 
-/// Appends `format` to `*text`, each conversion replaced by the next of `values`.
-/// Caller: as many values as conversions, none above 1e300 under 'f'.
+/// Appends `format` to `*text`, with each conversion replaced by the next of `values`.
+/// Caller: there are as many values as conversions, and none above 1e300 for 'f'.
 void AppendFormatted(std::string_view format, std::span<const Number> values, std::string* text);

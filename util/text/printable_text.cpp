@@ -1,35 +1,25 @@
-// Text made fit for a terminal: which characters stay, and what stands for the others.
+// Decides which characters a terminal may get, and replaces the others.
 
 #include "util/text/printable_text.h"
 
 #include <algorithm>
 
+#include "util/text/utf8.h"
+
 namespace {
 
 constexpr std::size_t kEscapeBytes = 4;
 
-unsigned char At(std::string_view text, std::size_t i) {
-    return static_cast<unsigned char>(text[i]);
-}
-
-/// Bytes of the printable character that `text` begins with; 0 when it begins with anything else.
-/// Overlong forms, surrogates, values beyond Unicode and the controls U+0080 to U+009F, which some
-/// terminals obey, are not printable.
+/// How many bytes the printable character that `text` begins with has; 0 when it begins with
+/// anything else. The controls U+0080 to U+009F are not printable: some terminals obey them.
 std::size_t PrintableCharacter(std::string_view text) {
-    const unsigned char first = At(text, 0);
-    if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
-    const std::size_t length = first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-    if (length == 0 || first > 0xf4 || text.size() < length) return 0;
-    for (std::size_t i = 1; i < length; ++i)
-        if ((At(text, i) & 0xc0) != 0x80) return 0;
-    const unsigned char second = At(text, 1);
-    const bool is_valid = (first != 0xc2 || second >= 0xa0) && (first != 0xe0 || second >= 0xa0) &&
-                          (first != 0xed || second < 0xa0) && (first != 0xf0 || second >= 0x90) &&
-                          (first != 0xf4 || second < 0x90);
-    return is_valid ? length : 0;
+    const Utf8Sequence sequence = FirstUtf8Sequence(text);
+    const std::uint32_t code = sequence.code;
+    const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
+    return sequence.is_character && !is_control ? sequence.length : 0;
 }
 
-/// What stands for one byte that is not printed.
+/// The text that replaces one byte.
 class Escape {
 public:
     explicit Escape(unsigned char byte) {
@@ -57,7 +47,7 @@ std::size_t WritePrintable(std::string_view text, std::span<char> out) {
     std::size_t written = 0;
     while (!text.empty()) {
         const std::size_t length = PrintableCharacter(text);
-        const Escape escape(At(text, 0));
+        const Escape escape(static_cast<unsigned char>(text.front()));
         const std::string_view piece = length ? text.substr(0, length) : escape.Text();
         if (piece.size() > out.size() - written) break;
         std::copy(piece.begin(), piece.end(), out.begin() + static_cast<std::ptrdiff_t>(written));

@@ -1,7 +1,12 @@
-// Text from files, hosts and users, made fit for one line of a terminal.
+// Makes text from files, hosts and users safe to print on one line of a terminal.
 //
-// A name may hold newlines, escape sequences or bytes that are no characters; printed as they are,
-// they forge lines of a log or command a terminal.
+// Such a text may hold newlines or escape sequences. Printed unchanged, they would fake lines of a
+// log or send commands to the terminal.
+//
+// Units      bytes.
+// Errors     none, except for memory where a function says so.
+// Ownership  texts are copied.
+// Threads    any.
 
 #pragma once
 
@@ -10,16 +15,16 @@
 #include <string>
 #include <string_view>
 
-/// Writes `text` with every control character, and every byte that is not valid UTF-8, as "\n",
-/// "\r", "\t" or "\xNN"; answers how many bytes of `out` were written. Stops before the first
-/// character that no longer fits. Allocates nothing.
+/// Copies `text` into `out`, with every control character and every byte that is not valid UTF-8
+/// replaced by "\n", "\r", "\t" or "\xNN". Returns how many bytes were written. Stops before the
+/// first character that does not fit. Allocates nothing.
 std::size_t WritePrintable(std::string_view text, std::span<char> out);
 
-/// The same, whole, as a string. Throws std::bad_alloc.
+/// The whole text as WritePrintable() writes it. Throws std::bad_alloc.
 std::string Printable(std::string_view text);
 
-/// The same on the stack, zero-terminated, for lines that must come out without memory. Holds any
-/// text of `Bytes` bytes whole.
+/// The same on the stack, with a terminating zero, for lines that are printed when memory has run
+/// out. Has room for any text of up to `Bytes` bytes: one byte becomes four at most.
 template <std::size_t Bytes>
 class PrintableText {
 public:

@@ -1,15 +1,20 @@
-// The system's words for an errno, without memory of its own.
+// `SystemReason`: the system's text for an errno value.
+//
+// Units      none.
+// Errors     an unknown value gives a text that says so.
+// Ownership  holds its text, or points to a text of the C library.
+// Threads    any; each object is one thread's.
 
 #pragma once
 
 #include <cstring>
 
-/// Allocates nothing, so that a line about missing memory still comes out.
-class SystemReason {
+#include "util/base/uncopyable.h"
+
+/// Allocates nothing, so that it can name the reason when memory has run out.
+class SystemReason : public TgUncopyable {
 public:
     explicit SystemReason(int error) : text_(strerror_r(error, room_, sizeof room_)) {}
-    SystemReason(const SystemReason&) = delete;
-    SystemReason& operator=(const SystemReason&) = delete;
 
     const char* c_str() const { return text_; }
 
