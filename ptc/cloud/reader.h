@@ -53,10 +53,6 @@ std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
 std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
                                        std::string* why, const OpenOptions& options = {});
 
-/// Opens `name` into `input` and reads its version: as a plain file first, and inflated when that
-/// is of neither form. `*version`: set on success only.
-TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version);
-
 /// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
 /// where the file stands, or from the first point to go back.
 CloudStatus SeekPoint(CloudReader& cloud, std::int64_t index);

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "ptc/format/record_storage.h"
-#include "ptc/format/text_records.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 

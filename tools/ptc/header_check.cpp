@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "ptc/cloud/reader.h"
+#include "ptc/cloud/cloud_file.h"
 #include "ptc/format/layout.h"
 #include "tools/ptc/foreign_file.h"
 #include "tools/ptc/read_error.h"
@@ -99,7 +99,7 @@ std::int64_t VersionPlace(const TokenInput& input) {
 std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults) {
     TokenInput input;
     StoredHeader header;
-    const TokenOpenStatus status = OpenHeader(input, file.Path().c_str(), &header.version);
+    const TokenOpenStatus status = OpenCloudFile(input, file.Path().c_str(), &header.version);
     const auto fail_on_error = [&] {
         if (input.Error() != 0) throw Failure(file.Name() + ": " + ReadErrorText(input));
     };
