@@ -5,8 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/ptc/memory_cloud.h"
 #include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -46,7 +46,7 @@ TEST(PtcWriter, EveryDiskFullPointIsReported) {
                       CloudStatus::kFailed)
                 << "room for " << room << " of " << whole->size() << " bytes";
             if (form == TokenForm::kText || room < 400) continue;
-            const CloudFile file{{reinterpret_cast<const char*>(bytes->data()), bytes->size()}};
+            const CloudFile file{TextOf(*bytes)};
             EXPECT_LE(file.PointCount(), static_cast<double>(file.RecordsInFile()))
                 << "the header promises records that are not there";
             EXPECT_GE(file.PointCount(), static_cast<double>(file.RecordsInFile() / 2048 * 2048))

@@ -14,7 +14,7 @@
 #include "ptc/files/file_identity.h"
 #include "ptc/files/thread_files.h"
 #include "tests/ptc/fake_files.h"
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 #include "util/stats/process_stats.h"
 
 namespace {

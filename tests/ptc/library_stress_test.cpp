@@ -17,7 +17,9 @@
 #include "ptc/access/access.h"
 #include "ptc/cache/cache_set.h"
 #include "ptc/files/thread_files.h"
-#include "tests/ptc/known_cloud.h"
+#include "tests/ptc/direct_read.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
 #include "util/host/message.h"
 #include "util/stats/process_stats.h"
@@ -43,7 +45,7 @@ class TestedFile {
 public:
     TestedFile(std::string name, std::string bytes, bool may_fail)
         : name_(std::move(name)), bytes_(std::move(bytes)), may_fail_(may_fail) {
-        Save(name_, bytes_);
+        WriteTo(name_, bytes_);
         direct_.emplace(name_);
         for (const auto& [at, node] : direct_->nodes)
             if (node.record.child_mask) parents_.push_back(at);
@@ -99,18 +101,13 @@ protected:
         files_.emplace_back(folder_.File("tree"), BytesOf({9000, true}), true);
         files_.emplace_back(folder_.File("text"), BytesOf({900, true, TokenForm::kText}), true);
         files_.emplace_back(folder_.File("plain"), BytesOf({1000, false}), false);
-        files_.emplace_back(folder_.File("gzip"), Compressed(BytesOf({1200, false})), false);
+        files_.emplace_back(folder_.File("gzip"), gzip_bytes::Whole(BytesOf({1200, false})), false);
         // A file whose first opening failed would not be tried again.
         for (TestedFile& file : files_) PtcRelease(PtcOpenForReading(file.Name()));
     }
     ~LibraryStress() override {
         PtcShutdown();
         MsgSetHandler(nullptr, 0);
-    }
-
-    std::string Compressed(const std::string& bytes) const {
-        SaveCompressed(folder_.File("compressed"), bytes);
-        return ContentOf(folder_.File("compressed"));
     }
 
     /// What one thread does in its life.

@@ -6,11 +6,10 @@
 
 #include <barrier>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
+#include "tests/support/clouds.h"
 #include "tests/support/scratch.h"
-#include "tests/support/small_cloud.h"
 
 namespace {
 
@@ -50,8 +49,7 @@ void LoadAndUnload(const std::string& name, bool shuts_down) {
 
 TEST(PtcUnload, GivesFilesAndBlocksBackWhateverThreadsDoLater) {
     const ScratchFolder folder;
-    const std::string name = folder.File("a.ptc");
-    std::ofstream(name, std::ios::binary) << SmallCloud(TokenForm::kBinary);
+    const std::string name = WriteTo(folder.File("a.ptc"), SmallCloud(TokenForm::kBinary));
     LoadAndUnload(name, true);  // what the process needs once
     const std::ptrdiff_t descriptors = Descriptors();
     for (const bool shuts_down : {false, true}) {

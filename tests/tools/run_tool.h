@@ -26,7 +26,7 @@ public:
     std::string Content(const std::string& name) const { return ContentOf(Path(name)); }
 
     void Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(Path(name), std::ios::binary) << bytes;
+        WriteTo(Path(name), bytes);
     }
 
     std::set<std::string> Names() const {

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -55,8 +54,7 @@ struct Family {
 /// What xmllint prints for `option` and the document, which has to be well-formed.
 std::string Xmllint(const std::string& document, const std::string& option) {
     const ScratchFolder folder;
-    const std::string file = folder.File("report.xml");
-    std::ofstream(file, std::ios::binary) << document;
+    const std::string file = WriteTo(folder.File("report.xml"), document);
     const std::string command = "xmllint --nonet " + option + " " + file + " 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");
     if (!pipe) return "no xmllint";

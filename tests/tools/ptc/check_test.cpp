@@ -1,10 +1,15 @@
 // ptc check: each fault is found, at its place.
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <functional>
 #include <limits>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
+#include "tools/ptc/inspect/cloud_check.h"
 
 using namespace sound_cloud;
 
@@ -13,6 +18,16 @@ namespace {
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::size_t kPoint1 = kDataStart + kRecord;
 constexpr std::size_t kRootChildren = kRoot + 37;
+
+/// A fault as `ptc check` shows it: the offset, a colon, the text.
+std::vector<std::string> FaultsOf(const std::string& file) {
+    std::vector<std::string> faults;
+    FaultList list(1000, [&](std::int64_t offset, const std::string& what) {
+        faults.push_back(std::to_string(offset) + ": " + what);
+    });
+    CheckCloud(InputFile(file), list, false);
+    return faults;
+}
 
 /// Damages the bytes of a sound file.
 using Damage = std::function<void(std::string*)>;

@@ -4,7 +4,9 @@
 
 #include <random>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/convert/gzip_sink.h"
 

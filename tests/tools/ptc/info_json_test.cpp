@@ -1,9 +1,13 @@
 // The JSON of ptc info when memory fails at any place.
 
+#include <gtest/gtest.h>
+
 #include <new>
 
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
 #include "tests/support/failing_new.h"
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/scratch.h"
 #include "tools/ptc/inspect/info_json.h"
 
 namespace {
@@ -13,7 +17,7 @@ int allocations_left = 0;  // before one fails
 TEST(PtcInfoJson, EveryFailedAllocationComesOutAsOne) {
     const ScratchFolder folder;
     std::string why;
-    const std::string file = sound_cloud::WriteTo(folder.File("a.ptc"), sound_cloud::Bytes());
+    const std::string file = WriteTo(folder.File("a.ptc"), sound_cloud::Bytes());
     const auto cloud = OpenCloud(file.c_str(), &why);
     ASSERT_TRUE(cloud) << why;
     const CloudSize size = SizeOf(*cloud);

@@ -2,7 +2,9 @@
 
 #include <optional>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 
 namespace {

@@ -3,7 +3,9 @@
 #include <regex>
 
 #include "ptc/access/access.h"
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/stats/cache_walks.h"
 
@@ -43,7 +45,7 @@ TEST(PtcStats, EachWalkCountsItsLookupsAndWhatItReads) {
 
 TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
     const ScratchFolder folder;
-    const InputFile file(sound_cloud::WriteTo(folder.File("a.ptc"), sound_cloud::Bytes()));
+    const InputFile file(WriteTo(folder.File("a.ptc"), sound_cloud::Bytes()));
     constexpr std::int64_t kForever = std::int64_t{1} << 60;
     for (const auto kind : {WalkKind::kSequential, WalkKind::kRandom}) {
         const WalkOutcome cut = Walk(file, kind, {2, kForever, std::chrono::milliseconds(1)});
@@ -59,7 +61,7 @@ TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
 TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {
     const ToolFolder folder;
     std::string lying = sound_cloud::Bytes();
-    sound_cloud::Put(&lying, sound_cloud::kEnd - 8, std::int64_t{400});  // a child among the points
+    Put(&lying, sound_cloud::kEnd - 8, std::int64_t{400});  // a child among the points
     folder.Write("lying.ptc", lying);
     folder.Write("flat.ptc", sound_cloud::Bytes({.has_nodes = false}));
     folder.Write("cut.ptc", sound_cloud::Bytes().substr(0, sound_cloud::kDataStart + 40));

@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 
 using namespace sound_cloud;
