@@ -48,7 +48,7 @@ TEST(UtilStatsTimers, TimerCountsBetweenStartAndStop) {
 bool IsWritten(double seconds, const std::string& text) {
     UtHresTimerStat timer("t", "T");
     timer.Add(std::llround(seconds * hres_clock::TicksPerSecond()));
-    return Recorded(timer).find("elapsed : " + text + "\n") != std::string::npos;
+    return Recorded(timer).find("<elapsed>" + text + "</elapsed>") != std::string::npos;
 }
 
 TEST(UtilHresClock, CounterRunsAsFastAsTheMonotonicClock) {
