@@ -58,32 +58,4 @@ TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
     PtcShutdown();
 }
 
-TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {
-    const ToolFolder folder;
-    std::string lying = sound_cloud::Bytes();
-    Put(&lying, sound_cloud::kEnd - 8, std::int64_t{400});  // a child among the points
-    folder.Write("lying.ptc", lying);
-    folder.Write("flat.ptc", sound_cloud::Bytes({.has_nodes = false}));
-    folder.Write("cut.ptc", sound_cloud::Bytes().substr(0, sound_cloud::kDataStart + 40));
-    struct Case {
-        const char* arguments;
-        int status;
-        const char* err;
-        bool has_report;
-    };
-    for (const Case& tested : {
-             Case{"lying.ptc", 1, "lying.ptc: the root of the octree cannot be read\n", true},
-             Case{"flat.ptc --walk tree", 1, "flat.ptc: has no octree that could be walked\n",
-                  false},
-             Case{"cut.ptc", 1, "cut.ptc: ", false},
-             Case{"gone.ptc", 1, "gone.ptc: No such file or directory\n", false},
-             Case{"flat.ptc --walk zigzag", 2, "zigzag", false},
-         }) {
-        const ToolRun run = folder.Run(std::string("stats ") + tested.arguments);
-        EXPECT_EQ(run.status, tested.status) << tested.arguments;
-        EXPECT_NE(run.err.find(tested.err), std::string::npos) << run.err;
-        EXPECT_EQ(!run.out.empty(), tested.has_report) << run.out;
-    }
-}
-
 }  // namespace

@@ -104,40 +104,6 @@ TEST(PtcTable, ForeignFilesBecomeClouds) {
     }
 }
 
-// Light of 0.2140411 is the byte 127.5 of a screen, so the two neighbours of it part there.
-TEST(PtcTable, PlyHasWhatViewersLookFor) {
-    const ToolFolder folder;
-    folder.Write("in.csv", kHead +
-                               ",heat,c_r,c_g,c_b\n"
-                               "1,2.5,-3e-9,0,0,0,0.1,65535,65535,7,0.2140412,0.214041,-1\n"
-                               "4,5,6,0,0,0,0.1,65535,65535,8,nan,inf,1\n");
-    folder.Convert("in.csv out.ply --to ply-ascii");
-    const std::string ply = folder.Content("out.ply");
-    EXPECT_TRUE(ply.starts_with("ply\nformat ascii 1.0\ncomment ptc world_to_eye 1 0 0 0 0 1"))
-        << ply;
-    EXPECT_EQ(ply.substr(ply.find("element")), R"(element vertex 2
-property float32 x
-property float32 y
-property float32 z
-property float32 nx
-property float32 ny
-property float32 nz
-property float32 radius
-property uint16 azimuth_code
-property uint16 height_code
-property uint8 red
-property uint8 green
-property uint8 blue
-property float32 heat
-property float32 c_r
-property float32 c_g
-property float32 c_b
-end_header
-1 2.5 -3e-09 0 0 0 0.1 65535 65535 128 127 0 7 0.2140412 0.214041 -1
-4 5 6 0 0 0 0.1 65535 65535 0 255 255 8 nan inf 1
-)");
-}
-
 TEST(PtcTable, ColumnsBecomeTheVariablesThatTheyAreWhereverTheyStand) {
     std::string matrix;
     for (int i = 15; i >= 0; --i) matrix += ",m_" + std::to_string(i);
@@ -159,37 +125,6 @@ TEST(PtcTable, ColumnsBecomeTheVariablesThatTheyAreWhereverTheyStand) {
         folder.Convert("in.csv out.ptc");
         EXPECT_EQ((CloudFile{folder.Content("out.ptc")}.Declarations()), declarations);
     }
-}
-
-TEST(PtcTable, ScalarPrefixesComeAndGo) {
-    const std::string table = kHead +
-                              ",heat,scalar_heat,c_r,c_g,c_b\n"
-                              "1,2,3,0,0,0,0.5,65535,65535,7,8,0.25,1,0\n";
-    const ToolFolder folder;
-    folder.Write("in.csv", table);
-    for (const char* prefix : {"", " --scalar-prefix"}) {
-        folder.Convert(std::string("in.csv out.ply") + prefix);
-        folder.Convert("out.ply out.csv");
-        EXPECT_EQ(folder.Content("out.csv"), table);
-    }
-    std::string ply = folder.Content("out.ply");
-    std::string properties;
-    for (std::size_t at = 0; (at = ply.find("\nproperty ", at)) != ply.npos; ++at)
-        properties +=
-            ply.substr(ply.find(' ', at + 10), ply.find('\n', at + 1) - ply.find(' ', at + 10));
-    EXPECT_EQ(properties,
-              " x y z nx ny nz scalar_radius scalar_azimuth_code scalar_height_code red green blue"
-              " scalar_heat scalar_scalar_heat scalar_c_r scalar_c_g scalar_c_b");
-    // As it comes back from a program that keeps no comments and sorts the numbers by name.
-    folder.Write("in.ply", Ply("ascii",
-                               kVertex + "property float scalar_c_b\nproperty float scalar_c_g\n"
-                                         "property float scalar_c_r\nproperty float scalar_heat\n"
-                                         "property float scalar_radius\nproperty float scalar_x\n",
-                               "1 2 3 0 1 0.25 7 0.5 6"));
-    folder.Convert("in.ply out.csv");
-    EXPECT_EQ(folder.Content("out.csv"), kHead +
-                                             ",c_r,c_g,c_b,heat,scalar_x\n"
-                                             "1,2,3,0,0,0,0.5,65535,65535,0.25,1,0,7,6\n");
 }
 
 // 100 points on the faces of a box of 1 x 1 x 1 lie 0.245 apart.
