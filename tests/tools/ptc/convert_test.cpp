@@ -77,33 +77,6 @@ TEST(PtcConvert, EveryWayThereAndBackKeepsEveryByte) {
     }
 }
 
-TEST(PtcConvert, NodesGoAlongWhereTheirOffsetsHold) {
-    const ToolFolder folder;
-    const auto cloud = [](TokenForm form, bool has_nodes) {
-        return sound_cloud::Bytes({sound_cloud::kPoints, has_nodes, form});
-    };
-    folder.Write("a.ptc", cloud(TokenForm::kBinary, true));
-    folder.Write("a.txt", cloud(TokenForm::kText, true));
-    const struct {
-        const char* arguments;
-        TokenForm form;
-        bool has_nodes;
-    } ways[] = {
-        {"a.ptc out --to binary", TokenForm::kBinary, true},
-        {"a.ptc c.gz && gunzip -c <c.gz >out", TokenForm::kBinary, true},
-        {"a.ptc out --to text", TokenForm::kText, false},
-        {"a.txt out --to binary", TokenForm::kBinary, false},
-        {"a.ptc d.ply && " TOOL " convert d.ply out --to binary", TokenForm::kBinary, false},
-    };
-    for (const auto& [arguments, form, has_nodes] : ways) {
-        SCOPED_TRACE(arguments);
-        const ToolRun run = folder.Run(std::string("convert ") + arguments);
-        EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.err.find("3 octree nodes are left out") == run.err.npos, has_nodes);
-        EXPECT_TRUE(folder.Content("out") == cloud(form, has_nodes));
-    }
-}
-
 TEST(PtcConvert, AFailureInTheMidstOfThePointsLeavesEverythingAsItWas) {
     const ToolFolder folder;
     WriteRandomCloud(folder, 3000);
