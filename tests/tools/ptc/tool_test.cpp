@@ -1,11 +1,14 @@
 // The ptc program as a user runs it: what it prints where, and its exit statuses.
 
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/cloud_file.h"
 #include "tests/support/clouds.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
+#include "tools/ptc/inspect/info_json.h"
 
 using namespace sound_cloud;
 using nlohmann::json;
@@ -77,6 +80,29 @@ TEST_F(PtcTool, ReportsAreThoseOfTheTranscript) {
     folder_.Write("flat.ptc", Bytes({kPoints, false}));
     folder_.Write("flat.txt", Bytes({kPoints, false, TokenForm::kText}));
     folder_.ExpectTranscript("ptc_reports.txt");
+}
+
+int allocations_left = 0;  // before one fails
+
+TEST(PtcInfoJson, EveryFailedAllocationComesOutAsOne) {
+    const ScratchFolder folder;
+    std::string why;
+    const std::string file = WriteTo(folder.File("a.ptc"), Bytes());
+    const auto cloud = OpenCloud(file.c_str(), &why);
+    ASSERT_TRUE(cloud) << why;
+    const CloudSize size = SizeOf(*cloud);
+    int failures = 0;
+    for (bool is_done = false; !is_done; failures += !is_done) {
+        allocations_left = failures;
+        new_fails = [] { return allocations_left-- == 0; };
+        try {
+            (void)InfoJson("a.ptc", *cloud, size);
+            is_done = true;
+        } catch (const std::bad_alloc&) {
+        }
+        new_fails = nullptr;
+    }
+    EXPECT_GT(failures, 10);
 }
 
 }  // namespace
