@@ -36,6 +36,9 @@ TEST(PtcCacheReport, IsATableForPeopleAndXmlForPrograms) {
     stats.points.memory.Charge(-(3 << 19));
     stats.points.memory.update();
     stats.nodes.slots.Set(68984);
+    stats.nodes.lookups.Set(3);
+    stats.nodes.hits.Set(2);
+    stats.nodes.misses.Set(1);
     stats.cache_read_time.Add(1'500'000'000);
     ExpectGolden("cache_report.txt", CacheReportTable(stats));
     ExpectGolden("cache_report.xml", CacheReportXml(stats));
