@@ -79,7 +79,7 @@ struct OpenRequest {
 /// Opens an image and its file (image_open.cpp). `*image` is set on success only.
 ///
 /// KEPT: a handle that cannot be allocated is a success without a handle.
-/// Test: DriverOpen.AHandleWithoutMemoryIsASuccessWithoutAHandle
+/// Test: DriverFaults.LeaveAFileThatHoldsWhatItCountsAndAreTold
 DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image);
 
 /// Answers query `type`; kUnsupported for a type that is not known.

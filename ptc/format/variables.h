@@ -13,7 +13,7 @@
 /// How many floats a variable of type `type` takes; nothing for a type that is not known.
 ///
 /// KEPT: a type that only begins with a known name counts as that type ("point3" is a point).
-/// Test: PtcVariables.ComponentCountFollows/PrefixCounts
+/// Test: PtcVariables.ComponentCountFollows
 ///
 /// A '[' anywhere multiplies by the whole number behind it, so the count may be 0 or negative;
 /// beyond 32 bits it stays at the limit.

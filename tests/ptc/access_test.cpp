@@ -7,14 +7,11 @@
 
 #include <array>
 #include <filesystem>
-#include <fstream>
 
 #include "ptc/files/managed_file.h"
 #include "ptc/files/thread_files.h"
-#include "tests/ptc/memory_cloud.h"
+#include "tests/support/clouds.h"
 #include "tests/support/scratch.h"
-#include "tests/support/small_cloud.h"
-#include "tests/util/together.h"
 #include "util/host/config.h"
 #include "util/host/runtime.h"
 #include "util/stats/process_stats.h"
@@ -28,8 +25,7 @@ protected:
         PtcShutdown();
     }
     std::string Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(folder_.File(name), std::ios::binary) << bytes;
-        return folder_.File(name);
+        return WriteTo(folder_.File(name), bytes);
     }
     std::string WriteCloud(const std::string& name) const {
         return Write(name, SmallCloud(TokenForm::kBinary));
@@ -97,9 +93,7 @@ TEST_F(PtcAccess, HandsOutOneObjectANameAndOnlyWhatCanBeRead) {
     EXPECT_EQ(PtcOpenWithVariables(cloud.c_str(), &variables), file);
     EXPECT_EQ(variables.types, (std::vector<std::string>{"float", "color[2]"}));
     EXPECT_EQ(variables.names, (std::vector<std::string>{"_area", ""}));
-    MemoryCloud without_variables({});
-    EXPECT_EQ(FinishCloud(*without_variables.cloud), CloudStatus::kOk);
-    const std::string bare = Write("bare.ptc", without_variables.Bytes());
+    const std::string bare = Write("bare.ptc", MemoryCloud({}).Finished());
     EXPECT_EQ(PtcOpenWithVariables(bare.c_str(), &variables), nullptr);
     EXPECT_NE(PtcOpenForReading(bare.c_str()), nullptr);
 

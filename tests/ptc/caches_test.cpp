@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <optional>
 
 #include "ptc/cache/cache_set.h"
@@ -150,9 +149,7 @@ TEST_F(PtcCaches, PointsOutsideTheFileAreUnreadableWithoutAskingIt) {
 TEST(PtcCacheBudget, FollowsTheOptions) {
     const ScratchFolder folder;
     const auto read = [&](const std::string& options) {
-        const std::string file = folder.File("options.ini");
-        std::ofstream(file) << options;
-        ConfigReadFile(file.c_str());
+        ConfigReadFile(WriteTo(folder.File("options.ini"), options).c_str());
     };
     const auto expect = [](const PtcCacheSizes& sizes, std::array<int, 4> numbers) {
         EXPECT_EQ((std::array{sizes.points.per_thread, sizes.points.total, sizes.nodes.per_thread,

@@ -6,13 +6,15 @@
 #include <array>
 #include <barrier>
 #include <filesystem>
+#include <random>
 #include <thread>
 
 #include "ptc/access.h"
 #include "ptc/statistics.h"
 #include "ptc/tree.h"
 #include "ptc/writer.h"
-#include "tests/ptc/known_cloud.h"
+#include "tests/ptc/direct_read.h"
+#include "tests/support/clouds.h"
 #include "tests/support/scratch.h"
 
 namespace {
@@ -28,7 +30,7 @@ protected:
     }
 
     std::string Cloud(const std::string& name, const KnownCloud& cloud = {3000}) const {
-        Save(folder_.File(name), BytesOf(cloud));
+        WriteTo(folder_.File(name), BytesOf(cloud));
         return folder_.File(name);
     }
     static PtcStatistics Statistics() {
@@ -44,9 +46,9 @@ TEST_F(Doors, EachFailureHasACodeAndItsOwnText) {
     const std::string cloud = Cloud("a.ptc");
     std::string lying = BytesOf({100});
     std::memset(lying.data() + lying.size() - 40, 0x7f, 40);  // in the root's references
-    Save(folder_.File("lying"), lying);
-    Save(folder_.File("flat"), BytesOf({10, false}));
-    Save(folder_.File("text"), "no cloud\n");
+    WriteTo(folder_.File("lying"), lying);
+    WriteTo(folder_.File("flat"), BytesOf({10, false}));
+    WriteTo(folder_.File("text"), "no cloud\n");
     const auto fails_with = [&](PtcFailureCode code, const std::string& file, const char* what,
                                 bool has_answered) {
         const PtcFailure why = PtcLastFailure();
@@ -291,7 +293,7 @@ TEST_F(Doors, AWalkSkipsWhatItIsToldToAndCountsItsSteps) {
     std::string few = BytesOf({3000});
     const double counted = 5;
     std::memcpy(few.data() + 40, &counted, sizeof counted);
-    Save(folder_.File("few"), few);
+    WriteTo(folder_.File("few"), few);
     const PtcFile liar(folder_.File("few").c_str());
     PtcTreeWalk endless(liar.Get());
     for (nodes = 0; endless.Next(); ++nodes) {
@@ -302,7 +304,7 @@ TEST_F(Doors, AWalkSkipsWhatItIsToldToAndCountsItsSteps) {
 
 TEST_F(Doors, AWriterMakesAWholeCloudOrNone) {
     const std::string name = folder_.File("out.ptc");
-    Save(name, "an older file");
+    WriteTo(name, "an older file");
     const char* const types[] = {"color"};
     const char* const names[] = {"glow"};
     PtcCloudDescription wanted;

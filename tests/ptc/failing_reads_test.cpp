@@ -5,10 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
 
 #include "ptc/cloud/record_reader.h"
-#include "tests/ptc/memory_cloud.h"
+#include "tests/support/clouds.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
@@ -45,15 +44,11 @@ public:
     StoredCloud(std::int64_t count, TokenForm form, bool is_gzip) : count_(count) {
         MemoryCloud made(WithVariables({}), form);
         for (std::int64_t i = 0; i < count; ++i)
-            EXPECT_EQ(WritePoint(*made.cloud, {{0, 1, 2}, {0, 0, 1}, static_cast<float>(i)}, {}),
-                      CloudStatus::kOk);
-        EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-        const std::string bytes = is_gzip ? gzip_bytes::Whole(made.Bytes()) : made.Bytes();
-        stored_bytes_ = static_cast<std::int64_t>(bytes.size());
-        std::ofstream(Name(), std::ios::binary) << bytes;
+            made.Add({{0, 1, 2}, {0, 0, 1}, static_cast<float>(i)});
+        WriteTo(Name(), is_gzip ? gzip_bytes::Whole(made.Finished()) : made.Finished());
     }
 
-    std::int64_t StoredBytes() const { return stored_bytes_; }
+    std::int64_t StoredBytes() const { return std::ssize(ContentOf(Name())); }
 
     void Open(PtcRecordReader* reader) const {
         std::string why;
@@ -80,7 +75,6 @@ private:
 
     const ScratchFolder folder_;
     const std::int64_t count_;
-    std::int64_t stored_bytes_ = 0;
 };
 
 /// Lets each allocation, or each read, of getting two blocks fail in turn.

@@ -14,7 +14,7 @@
 #include "ptc/files/file_identity.h"
 #include "ptc/files/thread_files.h"
 #include "tests/ptc/fake_files.h"
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 #include "util/stats/process_stats.h"
 
 namespace {
@@ -283,9 +283,7 @@ TEST_F(PtcFileManager, KeepsItsPromisesUnderAnyInterleaving) {
         }
         for (FakeFile* file : used) --file->users;  // their holds end with the table
     };
-    RunTogether(kThreads, [&](int id) {
-        for (int g = 0; g < kGenerations; ++g) std::thread(render, id * 100 + g).join();
-    });
+    RunLives(kThreads, kGenerations, render);
     EXPECT_EQ(unusable, 0);
     EXPECT_EQ(disk_.opens, 4);
     EXPECT_GT(disk_.reopens, 0);

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
@@ -15,22 +14,20 @@
 #include <thread>
 
 #include "ptc/access.h"
-#include "ptc/cache/cache_set.h"
 #include "ptc/files/thread_files.h"
 #include "ptc/tree.h"
-#include "tests/ptc/known_cloud.h"
+#include "tests/ptc/direct_read.h"
+#include "tests/ptc/stress.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
-#include "util/host/message.h"
 #include "util/stats/process_stats.h"
 
 namespace {
 
-constexpr int kThreads = 8;
 constexpr int kFilesOpen = 2;
 constexpr int kLives = 3;
 constexpr int kUses = 200;
-
-std::atomic<std::int64_t> unreadable{0};
 
 /// How often the whole is done: once, but more for a run that takes its time.
 int Rounds() {
@@ -44,7 +41,7 @@ class TestedFile {
 public:
     TestedFile(std::string name, std::string bytes, bool may_fail)
         : name_(std::move(name)), bytes_(std::move(bytes)), may_fail_(may_fail) {
-        Save(name_, bytes_);
+        WriteTo(name_, bytes_);
         direct_.emplace(name_);
     }
 
@@ -79,36 +76,20 @@ private:
     bool is_cut_ = false;
 };
 
-class LibraryStress : public testing::Test {
+class LibraryStress : public Stress {
 protected:
     LibraryStress() {
-        unreadable = 0;
-        MsgSetHandler(
-            [](int, int, const char* text) {
-                if (!std::strncmp(text, "T43051", 6) || !std::strncmp(text, "T43052", 6))
-                    ++unreadable;
-                return 0;
-            },
-            0);
         PtcShutdown();
         UtFileManager::Create(kThreads, kFilesOpen, 1);
         PtcConfigure(kThreads, 1, 1, nullptr);  // three blocks of each kind for each thread
         files_.emplace_back(folder_.File("tree"), BytesOf({9000, true}), true);
         files_.emplace_back(folder_.File("text"), BytesOf({900, true, TokenForm::kText}), true);
         files_.emplace_back(folder_.File("plain"), BytesOf({1000, false}), false);
-        files_.emplace_back(folder_.File("gzip"), Compressed(BytesOf({1200, false})), false);
+        files_.emplace_back(folder_.File("gzip"), gzip_bytes::Whole(BytesOf({1200, false})), false);
         // A file whose first opening failed would not be tried again.
         for (TestedFile& file : files_) PtcRelease(PtcOpenForReading(file.Name()));
     }
-    ~LibraryStress() override {
-        PtcShutdown();
-        MsgSetHandler(nullptr, 0);
-    }
-
-    std::string Compressed(const std::string& bytes) const {
-        SaveCompressed(folder_.File("compressed"), bytes);
-        return ContentOf(folder_.File("compressed"));
-    }
+    ~LibraryStress() override { PtcShutdown(); }
 
     /// What one thread does in its life.
     void Live(unsigned seed) {
@@ -165,13 +146,9 @@ protected:
         }
         return true;
     }
-    void Note(bool is_right) {
-        if (!is_right) ++wrong_;
-    }
 
     const ScratchFolder folder_;
     std::deque<TestedFile> files_;
-    std::atomic<int> wrong_{0};
     std::atomic<std::int64_t> looked_up_{0};
     std::atomic<std::int64_t> missing_{0};
     std::atomic<std::int64_t> not_opened_{0};
@@ -179,17 +156,9 @@ protected:
 
 TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     testing::internal::CaptureStdout();  // points that cannot be read are told there, too
-    for (int round = 0; round < Rounds(); ++round) {
-        std::barrier start(kThreads);
-        std::vector<std::jthread> crew;
-        for (unsigned id = 0; id < kThreads; ++id)
-            crew.emplace_back([&, id] {
-                const unsigned seed = (static_cast<unsigned>(round) * kThreads + id) * kLives;
-                start.arrive_and_wait();
-                for (unsigned life = 0; life < kLives; ++life)
-                    std::thread([&] { Live(seed + life); }).join();
-            });
-    }
+    for (int round = 0; round < Rounds(); ++round)
+        RunLives(
+            kThreads, kLives, [&](unsigned seed) { Live(seed); }, round * kThreads * kLives);
     testing::internal::GetCapturedStdout();
     TgStats figures_of_files;
     UtFileManager::Get()->Manager().FillStats(&figures_of_files);
@@ -198,17 +167,12 @@ TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     RecordProperty("not_opened", std::to_string(not_opened_));
     RecordProperty("reopened", std::to_string(figures_of_files.files_reopened.Value()));
 
-    EXPECT_EQ(wrong_, 0);
+    PtcCacheStats total;
+    ExpectSound(&total);
     EXPECT_GT(missing_, 10);
     EXPECT_GT(figures_of_files.files_reopened.Value(), 10u);
-    EXPECT_EQ(unreadable, missing_) << "each failing read is told once";
-    EXPECT_STREQ(BrokenCachePromise(), nullptr);
-    UtFileManager& manager = UtFileManager::Get()->Manager();
-    EXPECT_STREQ(manager.BrokenPromise(), nullptr);
-    PtcCacheStats total;
-    ASSERT_TRUE(MergeCacheStats(&total));
-    for (const PtcCacheFigures* figures : {&total.points, &total.nodes})
-        EXPECT_EQ(figures->lookups.Value(), figures->hits.Value() + figures->misses.Value());
+    EXPECT_EQ(told_, missing_) << "each failing read is told once";
+    EXPECT_STREQ(UtFileManager::Get()->Manager().BrokenPromise(), nullptr);
 }
 
 }  // namespace

@@ -8,7 +8,10 @@
 #include "ptc/cache/cache_set.h"
 #include "ptc/statistics.h"
 #include "ptc/tree.h"
-#include "tests/ptc/known_cloud.h"
+#include "tests/ptc/direct_read.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
 #include "util/host/message.h"
 
@@ -60,7 +63,7 @@ protected:
 
 TEST_F(Library, AWalkMeetsEveryNodeAndEveryPoint) {
     for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
-        Save(name_, BytesOf({5000, true, form}));
+        WriteTo(name_, BytesOf({5000, true, form}));
         const DirectRead direct(name_);
         PtcManagedFile* const file = PtcOpenForReading(name_.c_str());
         ASSERT_TRUE(file);
@@ -83,7 +86,7 @@ TEST_F(Library, AWalkMeetsEveryNodeAndEveryPoint) {
 }
 
 TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
-    Save(name_, BytesOf({1000, false}));
+    WriteTo(name_, BytesOf({1000, false}));
     PtcManagedFile* const file = PtcOpenForReading(name_.c_str());
     PtcHeader header;
     ASSERT_TRUE(PtcGetHeader(file, &header));
@@ -128,8 +131,8 @@ TEST_F(Library, AHeaderTellsWhatTheFileHolds) {
 TEST_F(Library, ACompressedFileHasNoTree) {
     for (const double points : {50.0, 0.0}) {
         std::string bytes = BytesOf({50, true});
-        std::memcpy(bytes.data() + 8, &points, sizeof points);
-        SaveCompressed(name_, bytes);
+        Put(&bytes, 8, points);
+        WriteTo(name_, gzip_bytes::Whole(bytes));
         PtcShutdown();  // a file of the same name
         PtcManagedFile* const file = PtcOpenForReading(name_.c_str());
         PtcHeader header;
@@ -145,7 +148,7 @@ TEST_F(Library, ACompressedFileHasNoTree) {
 // once.
 TEST_F(Library, NodesThatLieEndTheWalkAndNothingElse) {
     const std::string sound = BytesOf({600, true});
-    Save(name_, sound);
+    WriteTo(name_, sound);
     const DirectRead direct(name_);
     std::vector<std::int64_t> places;
     for (const auto& node : direct.nodes) places.push_back(node.first);
@@ -169,7 +172,7 @@ TEST_F(Library, NodesThatLieEndTheWalkAndNothingElse) {
             const DirectRead::Node& parent = direct.nodes.at(direct.root);
             if (change == 0) std::memcpy(lying.data() + parent.end - 8, &lie, 8);
         }
-        Save(name_, lying);
+        WriteTo(name_, lying);
         PtcShutdown();  // a file of the same name
         PtcManagedFile* const file = PtcOpenForReading(name_.c_str());
         ASSERT_TRUE(file) << seed;

@@ -3,18 +3,17 @@
 #include "ptc/cloud/reader.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <random>
 
 #include "ptc/cloud/header_query.h"
-#include "tests/ptc/memory_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/scratch.h"
-#include "tests/support/small_cloud.h"
 
 namespace {
 
@@ -28,7 +27,7 @@ std::unique_ptr<CloudReader> Open(const std::string& bytes, std::string* why = n
 
 template <class T>
 std::string With(std::string bytes, std::size_t offset, T value) {
-    std::memcpy(bytes.data() + offset, &value, sizeof value);
+    Put(&bytes, offset, value);
     return bytes;
 }
 
@@ -89,10 +88,8 @@ TEST(PtcReader, RunsInAnyOrderAreThoseOfTheFile) {
     std::mt19937 random(7);
     for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
         MemoryCloud made({}, form);
-        for (std::int64_t i = 0; i < kPoints; ++i)
-            ASSERT_FALSE(Failed(WritePoint(*made.cloud, {{float(i), 0, 0}, {}, 1}, nullptr)));
-        ASSERT_FALSE(Failed(FinishCloud(*made.cloud)));
-        const auto cloud = Open(made.Bytes());
+        for (std::int64_t i = 0; i < kPoints; ++i) made.Add({{float(i), 0, 0}, {}, 1});
+        const auto cloud = Open(made.Finished());
         ASSERT_TRUE(cloud);
         std::vector<PointHead> heads(1000);
         for (int round = 0; round < 300; ++round) {
@@ -302,11 +299,8 @@ TEST(PtcReader, OlderVersionsLackWhatTheyLack) {
 
 TEST(PtcReader, ACompressedFileIsReadWithoutItsOctree) {
     const ScratchFolder folder;
-    const std::string bytes = SmallCloud(TokenForm::kBinary);
-    const std::string name = folder.File("a.ptc");
-    gzFile out = gzopen(name.c_str(), "wb");
-    gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
-    gzclose(out);
+    const std::string compressed = gzip_bytes::Stored(SmallCloud(TokenForm::kBinary));
+    const std::string name = WriteTo(folder.File("a.ptc"), compressed);
     std::string why;
     testing::internal::CaptureStderr();
     const auto cloud = OpenCloud(name.c_str(), &why);
@@ -322,8 +316,7 @@ TEST(PtcReader, ACompressedFileIsReadWithoutItsOctree) {
     EXPECT_EQ(ReadPoints(*cloud, heads, {}, &count), CloudStatus::kOk);
 
     // A stream that breaks off within the header.
-    const std::string compressed = ContentOf(name);
-    std::ofstream(name, std::ios::binary) << compressed.substr(0, 60);
+    WriteTo(name, compressed.substr(0, 100));
     const std::pair<std::string, const char*> failures[] = {
         {name, "the header is cut off or damaged"},
         {folder.File("none"), "No such file or directory"},

@@ -5,19 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <fstream>
 
-#include "tests/ptc/memory_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
 #include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
-#include "tests/support/small_cloud.h"
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 
 namespace {
-
-void Save(const std::string& name, const std::string& bytes) {
-    std::ofstream(name, std::ios::binary) << bytes;
-}
 
 /// A cloud of `count` points whose values tell their index.
 std::string ManyPoints(int count, TokenForm form) {
@@ -27,10 +22,9 @@ std::string ManyPoints(int count, TokenForm form) {
         const auto f = static_cast<float>(i);
         const float data[] = {f, static_cast<float>(i * 7919 % 1000), static_cast<float>(i % 77),
                               1};
-        EXPECT_EQ(WritePoint(*made.cloud, {{f, -f, 1}, {0, 0, 1}, 0.5f}, data), CloudStatus::kOk);
+        made.Add({{f, -f, 1}, {0, 0, 1}, 0.5f}, data);
     }
-    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-    return made.Bytes();
+    return made.Finished();
 }
 
 /// Room for a run of records with four floats each.
@@ -49,7 +43,7 @@ TEST(PtcRecordReader, AnyRunOfAnyFormFromManyThreads) {
     for (const bool is_gzip : {false, true}) {
         for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
             const std::string bytes = ManyPoints(kCount, form);
-            Save(name, is_gzip ? gzip_bytes::Whole(bytes) : bytes);
+            WriteTo(name, is_gzip ? gzip_bytes::Whole(bytes) : bytes);
             PtcRecordReader reader;
             std::string why;
             testing::internal::CaptureStderr();
@@ -82,10 +76,9 @@ TEST(PtcRecordReader, AnyRunOfAnyFormFromManyThreads) {
 /// A file that holds `bytes`, opened.
 struct OpenFile {
     explicit OpenFile(const std::string& bytes, bool in_memory = false) {
-        Save(folder.File("a.ptc"), bytes);
+        const std::string name = WriteTo(folder.File("a.ptc"), bytes);
         std::string why;
-        EXPECT_EQ(reader.Open(folder.File("a.ptc").c_str(), in_memory, &why), CloudStatus::kOk)
-            << why;
+        EXPECT_EQ(reader.Open(name.c_str(), in_memory, &why), CloudStatus::kOk) << why;
     }
     const ScratchFolder folder;
     PtcRecordReader reader;
@@ -144,12 +137,10 @@ TEST(PtcRecordReader, WhatStandsBeforeADamagedPlaceIsRead) {
 
 TEST(PtcRecordReader, TheShortestTextPointsAreRead) {
     MemoryCloud made(WithVariables({}), TokenForm::kText);
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(WritePoint(*made.cloud, {{1, 2, 3}, {0, 0, 0}, 1}, nullptr), CloudStatus::kOk);
-    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    for (int i = 0; i < 3; ++i) made.Add({{1, 2, 3}, {0, 0, 0}, 1});
     const std::string point = "1 2 3 0 0 1\n";
-    OpenFile file(made.Bytes().substr(0, static_cast<std::size_t>(made.cloud->data_start)) + point +
-                  point + point);
+    OpenFile file(made.Finished().substr(0, static_cast<std::size_t>(made.cloud->data_start)) +
+                  point + point + point);
     Records run(3);
     ASSERT_EQ(file.reader.ReadPoints(0, 3, run.records.data()), CloudStatus::kOk);
     EXPECT_EQ(run.records[2].position[2], 3.0f);
@@ -172,9 +163,7 @@ TEST(PtcRecordReader, AFileInMemoryIsReadFromItsCursorAndEnds) {
 }
 
 TEST(PtcRecordReader, VariablesByName) {
-    MemoryCloud made(WithVariables({"color", "float"}));
-    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-    OpenFile file(made.Bytes());
+    OpenFile file(MemoryCloud(WithVariables({"color", "float"})).Finished());
     std::array<std::int32_t, 4> offsets;
     std::array<std::int32_t, 4> sizes = {9, 9, 9, 9};
     const char* const names[] = {"float", "Color", nullptr, "color"};
@@ -217,13 +206,11 @@ TEST(PtcRecordReader, ChildrenComeIntoTheirSlotsAndLiesAreRefused) {
     }
     // Siblings in any order, the last of them right behind the second, and longer.
     MemoryCloud made(WithVariables({}));
-    std::int64_t leaf = 0, node = 0;
-    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {1}, nullptr}, nullptr, &leaf), CloudStatus::kOk);
+    const std::int64_t leaf = made.AddNode({0, 0, {1}});
     const std::int64_t children[] = {leaf, leaf, leaf, leaf, leaf, leaf, leaf, leaf};
-    EXPECT_EQ(WriteNode(*made.cloud, {0, 0, {2}, nullptr}, children, &node), CloudStatus::kOk);
-    EXPECT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    const std::int64_t node = made.AddNode({0, 0, {2}}, children);
     PtcNode siblings[kNodeChildren] = {};
-    ASSERT_EQ(ReadChildren(made.Bytes(), {node, leaf, 0, node}, siblings), CloudStatus::kOk);
+    ASSERT_EQ(ReadChildren(made.Finished(), {node, leaf, 0, node}, siblings), CloudStatus::kOk);
     EXPECT_EQ(siblings[1].box[0], 1.0f);
     EXPECT_EQ(siblings[3].children[7], leaf);
 
@@ -235,7 +222,7 @@ TEST(PtcRecordReader, ChildrenComeIntoTheirSlotsAndLiesAreRefused) {
     record.data = data.data();
     const auto expect_refused = [&](std::size_t field, auto lie) {
         std::string lying = bytes;
-        std::memcpy(lying.data() + static_cast<std::size_t>(root) + field, &lie, sizeof lie);
+        Put(&lying, static_cast<std::size_t>(root) + field, lie);
         EXPECT_EQ(ReadChildren(lying, {root}, &record), CloudStatus::kFailed)
             << field << ' ' << lie;
     };

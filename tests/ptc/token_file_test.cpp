@@ -26,7 +26,7 @@ std::string Written(TokenForm form, bool collect,
     const auto end = static_cast<std::size_t>(file.Tell());
     EXPECT_FALSE(Failed(file.Close()));
     EXPECT_EQ(end, bytes->size()) << "what is collected counts in positions";
-    return {reinterpret_cast<const char*>(bytes->data()), bytes->size()};
+    return TextOf(*bytes);
 }
 
 // What the other forms of values look like, the golden file and the format page's example pin.

@@ -1,19 +1,21 @@
-// The writer: what is in the file after which call.
+// The writer: what is in the file after which call, and when the disk is full.
 
 #include "ptc/cloud/writer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <fstream>
 #include <random>
 
 #include "ptc/cloud/reader.h"
-#include "tests/ptc/memory_cloud.h"
 #include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/scratch.h"
-#include "tests/support/small_cloud.h"
 
 namespace {
 
@@ -43,8 +45,7 @@ TEST(PtcWriter, EveryPointIsInTheFileAndInTheHeader) {
         SCOPED_TRACE(count);
         MemoryCloud made(WithVariables(kOneFloat));
         ASSERT_EQ(WritePoints(*made.cloud, BatchOf(Samples(count), 8)), CloudStatus::kOk);
-        ASSERT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-        const CloudFile file{made.Bytes()};
+        const CloudFile file{made.Finished()};
         EXPECT_EQ(file.PointCount(), static_cast<double>(count));
         ASSERT_EQ(file.bytes.size(), file.DataStart() + count * 24);
         for (std::size_t i = 0; i < count; i += std::max<std::size_t>(1, count / 7)) {
@@ -102,9 +103,7 @@ TEST(PtcWriter, ABatchIsWrittenAsItsPointsAre) {
             (void)WritePoints(*batches.cloud, {rest.samples, count, rest.stride, rest.data_floats});
             rest.samples += count * rest.stride;
         }
-        ASSERT_EQ(FinishCloud(*batches.cloud), CloudStatus::kOk);
-        ASSERT_EQ(FinishCloud(*points.cloud), CloudStatus::kOk);
-        EXPECT_TRUE(batches.Bytes() == points.Bytes());
+        EXPECT_TRUE(batches.Finished() == points.Finished());
         EXPECT_GT(batches.disk->size(), 2000u * 36);
     }
 }
@@ -114,11 +113,10 @@ TEST(PtcWriter, NoNumberEntersNoBound) {
     for (const PointHead& point :
          {PointHead{{NAN, 1, 2}, {0, 0, 1}, 1}, PointHead{{3, 4, 5}, {0, 0, 1}, NAN},
           PointHead{{6, 7, 8}, {0, 0, 1}, 2}})
-        EXPECT_EQ(WritePoint(*made.cloud, point, nullptr), CloudStatus::kOk);
+        made.Add(point);
     EXPECT_EQ(WritePoint(*made.cloud, {{99, 99, 99}, {0, 0, 1}, -1e-9f}, nullptr),
               CloudStatus::kFailed);
-    ASSERT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-    const CloudFile file{made.Bytes()};
+    const CloudFile file{made.Finished()};
     const float box[] = {4, 0, 1, 8, 9, 10};
     for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(file.BoxValue(i), box[i]);
     EXPECT_EQ(file.PointCount(), 3);
@@ -129,19 +127,12 @@ TEST(PtcWriter, NodesFollowThePointsAndTheLastIsTheRoot) {
     CloudDescription description;
     description.node_variables = WithVariables(kOneFloat).point_variables;
     MemoryCloud made(description);
-    ASSERT_EQ(WritePoint(*made.cloud, {{1, 2, 3}, {0, 0, 1}, 1}, nullptr), CloudStatus::kOk);
+    made.Add({{1, 2, 3}, {0, 0, 1}, 1});
     const float data = 0.5f;
-    std::int64_t nodes[2] = {};
-    std::int64_t children[8] = {};
-    for (std::int64_t& at : nodes) {
-        ASSERT_EQ(WriteNode(*made.cloud, {0, 2, {0, 1, 2, 2, 3, 4}, children[0] ? nullptr : &data},
-                            children, &at),
-                  CloudStatus::kOk);
-        children[0] = children[7] = at;
-    }
-    ASSERT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-    const CloudFile file{made.Bytes()};
-    const auto [leaf, root] = nodes;
+    const std::int64_t leaf = made.AddNode({0, 2, {0, 1, 2, 2, 3, 4}, &data});
+    const std::int64_t children[8] = {leaf, 0, 0, 0, 0, 0, 0, leaf};
+    const std::int64_t root = made.AddNode({0, 2, {0, 1, 2, 2, 3, 4}}, children);
+    const CloudFile file{made.Finished()};
     const auto at = static_cast<std::size_t>(root);
     EXPECT_EQ(file.NodeCount(), 2);
     EXPECT_EQ(file.At<std::int64_t>(48), root);
@@ -185,10 +176,64 @@ TEST(PtcWriter, DeclarationsThatNoReaderUnderstandsAreRefused) {
         EXPECT_EQ(why, row.why ? row.why : "");
         EXPECT_EQ(bytes->empty(), row.why != nullptr) << "nothing is made of a refused cloud";
         if (row.why) continue;
-        const CloudFile file{{reinterpret_cast<const char*>(bytes->data()), bytes->size()}};
+        const CloudFile file{TextOf(*bytes)};
         EXPECT_EQ(file.Declarations()[0].size(),
                   std::min(strlen("float ") + strlen(row.name), 255UL));
     }
+}
+
+/// Three thousand points, which take two pieces, and two nodes.
+CloudStatus WriteWholeFile(std::unique_ptr<ByteSink> disk, TokenForm form) {
+    std::string why;
+    const auto cloud = CreateCloud(WithVariables(kOneFloat), std::move(disk), form, &why);
+    if (!cloud) {
+        EXPECT_EQ(why, "No space left on device");
+        return CloudStatus::kFailed;
+    }
+    bool failed = false;
+    const float data = 1;
+    for (int i = 0; i < 3000; ++i)
+        failed |= Failed(WritePoint(*cloud, {{1, 2, 3}, {0, 0, 1}, 1}, &data));
+    std::int64_t at = 0;
+    for (int i = 0; i < 2; ++i) failed |= Failed(WriteNode(*cloud, {0, 1, {}}, nullptr, &at));
+    const CloudStatus finished = FinishCloud(*cloud);
+    EXPECT_TRUE(!failed || Failed(finished)) << "a failure was forgotten";
+    EXPECT_LE(cloud->stored_points, 3000);
+    return finished;
+}
+
+TEST(PtcWriter, EveryDiskFullPointIsReported) {
+    for (const TokenForm form : {TokenForm::kBinary, TokenForm::kText}) {
+        const auto whole = std::make_shared<DiskBytes::element_type>();
+        ASSERT_EQ(WriteWholeFile(std::make_unique<FullDisk>(SIZE_MAX, whole), form),
+                  CloudStatus::kOk);
+        // Every byte of the header and of the tail; the records between are alike.
+        for (std::size_t room = 0;
+             room<whole->size(); room += room> 1200 && room + 400 < whole->size() ? 997 : 1) {
+            const auto bytes = std::make_shared<DiskBytes::element_type>();
+            EXPECT_EQ(WriteWholeFile(std::make_unique<FullDisk>(room, bytes), form),
+                      CloudStatus::kFailed)
+                << "room for " << room << " of " << whole->size() << " bytes";
+            if (form == TokenForm::kText || room < 400) continue;
+            const CloudFile file{TextOf(*bytes)};
+            EXPECT_LE(file.PointCount(), static_cast<double>(file.RecordsInFile()))
+                << "the header promises records that are not there";
+            EXPECT_GE(file.PointCount(), static_cast<double>(file.RecordsInFile() / 2048 * 2048))
+                << "the header forgets a piece that is there";
+        }
+    }
+}
+
+TEST(PtcWriter, WhatCannotBeRewrittenCannotBeMade) {
+    const ScratchFolder folder;
+    const std::string pipe_name = folder.File("pipe");
+    ASSERT_EQ(mkfifo(pipe_name.c_str(), 0600), 0);
+    const int reader = open(pipe_name.c_str(), O_RDONLY | O_NONBLOCK);
+    std::string why;
+    EXPECT_FALSE(CreateCloud(WithVariables(kOneFloat, pipe_name.c_str()), &why));
+    EXPECT_EQ(why, "Illegal seek");
+    EXPECT_FALSE(CreateCloud(WithVariables(kOneFloat), &why)) << "no name is an empty name";
+    close(reader);
 }
 
 /// The bytes of the page's example: two hexadecimal digits each in the second column.
@@ -214,19 +259,12 @@ TEST(PtcWriter, TheExampleOfTheFormatPageIsWhatItWrites) {
     const char* const types[] = {"float", "color"};
     const char* const names[] = {"_area", "glow"};
     const float eye[] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 5, 1};
-    CloudDescription description;
-    description.point_variables = {2, types, names};
-    description.world_to_eye = eye;
-    description.format[0] = 640;
-    description.format[1] = 480;
-    description.format[2] = 1;
-    MemoryCloud made(description);
+    MemoryCloud made({nullptr, {2, types, names}, {}, eye, nullptr, {640, 480, 1}});
     const float first[] = {0.25f, 1, 0.5f, 0};
     const float second[] = {0.5f, 0, 0, 2};
-    ASSERT_EQ(WritePoint(*made.cloud, {{1, 2, 3}, {0, 0, 1}, 0.5f}, first), CloudStatus::kOk);
-    ASSERT_EQ(WritePoint(*made.cloud, {{-1, 0, 4}, {0, 1, 0}, 0.25f}, second), CloudStatus::kOk);
-    ASSERT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
-    const std::string written = made.Bytes();
+    made.Add({{1, 2, 3}, {0, 0, 1}, 0.5f}, first);
+    made.Add({{-1, 0, 4}, {0, 1, 0}, 0.25f}, second);
+    const std::string written = made.Finished();
     const std::string example = ExampleOfThePage();
     ASSERT_EQ(written.size(), example.size());
     for (std::size_t i = 0; i < written.size(); ++i)
@@ -241,12 +279,9 @@ TEST(PtcTextForm, IsTheGoldenFileByteForByte) {
 TEST(PtcTextForm, TheBlockKeepsItsLengthAtAnyCount) {
     MemoryCloud made({}, TokenForm::kText);
     const auto before = made.cloud->data_start;
-    for (int i = 0; i < 250'001; ++i)
-        ASSERT_EQ(WritePoint(*made.cloud, {{-1e-30f, 1e30f, 3}, {0, 0, 1}, 1e20f}, nullptr),
-                  CloudStatus::kOk);
-    ASSERT_EQ(FinishCloud(*made.cloud), CloudStatus::kOk);
+    for (int i = 0; i < 250'001; ++i) made.Add({{-1e-30f, 1e30f, 3}, {0, 0, 1}, 1e20f});
     std::string why;
-    const auto read = OpenCloud(std::make_unique<MemorySource>(made.Bytes()), "memory", &why);
+    const auto read = OpenCloud(std::make_unique<MemorySource>(made.Finished()), "memory", &why);
     ASSERT_TRUE(read) << why;
     EXPECT_EQ(read->data_start, before);
     EXPECT_EQ(read->point_count, 250'001);

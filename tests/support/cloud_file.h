@@ -1,13 +1,22 @@
-// A binary cloud file taken apart by the documented offsets, without the product's reader.
+// A binary cloud file taken apart and changed by the documented offsets, without the product's
+// reader.
 
 #pragma once
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "ptc/format/layout.h"
+
+/// Writes `value` over the bytes at `at`.
+template <class T>
+void Put(std::string* bytes, std::size_t at, T value) {
+    if (at + sizeof value > bytes->size()) std::abort();  // a mistake of the test
+    std::memcpy(bytes->data() + at, &value, sizeof value);
+}
 
 struct CloudFile {
     std::string bytes;

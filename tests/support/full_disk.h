@@ -5,12 +5,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "util/io/bytes.h"
 
 /// Bytes that outlive the sink that wrote them.
 using DiskBytes = std::shared_ptr<std::vector<std::byte>>;
+
+inline std::string TextOf(const std::vector<std::byte>& bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 /// Takes writes until `room` bytes are in the file; overwriting costs nothing, like on a real disk.
 /// A write that does not fit leaves the part that does.

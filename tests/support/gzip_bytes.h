@@ -17,9 +17,9 @@ inline std::string Plain(std::size_t count) {
     return bytes;
 }
 
-inline std::string Deflated(std::string bytes, int flush, int memory = 8) {
+inline std::string Deflated(std::string bytes, int flush, int memory = 8, int level = 1) {
     z_stream stream{};
-    EXPECT_EQ(deflateInit2(&stream, 1, Z_DEFLATED, 15 + 16, memory, Z_DEFAULT_STRATEGY), Z_OK);
+    EXPECT_EQ(deflateInit2(&stream, level, Z_DEFLATED, 15 + 16, memory, Z_DEFAULT_STRATEGY), Z_OK);
     std::string out(2 * bytes.size() + 1000, '\0');
     stream.next_in = reinterpret_cast<Bytef*>(bytes.data());
     stream.avail_in = static_cast<uInt>(bytes.size());
@@ -34,6 +34,11 @@ inline std::string Deflated(std::string bytes, int flush, int memory = 8) {
 /// One member.
 inline std::string Whole(const std::string& bytes) {
     return Deflated(bytes, Z_FINISH);
+}
+
+/// One member whose bytes are stored as they are: a cut leaves a known part.
+inline std::string Stored(const std::string& bytes) {
+    return Deflated(bytes, Z_FINISH, 8, 0);
 }
 
 /// One member with a new block every few hundred bytes.

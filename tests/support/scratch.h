@@ -29,6 +29,13 @@ private:
     std::filesystem::path path_;
 };
 
+/// Makes `file` of `bytes`, and its folder; answers its name.
+inline std::string WriteTo(const std::string& file, const std::string& bytes) {
+    std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+    std::ofstream(file, std::ios::binary) << bytes;
+    return file;
+}
+
 inline std::string ContentOf(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};

@@ -7,10 +7,12 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <set>
+#include <sstream>
 #include <string>
 
+#include "tests/support/golden.h"
 #include "tests/support/scratch.h"
 
 struct ToolRun {
@@ -26,7 +28,7 @@ public:
     std::string Content(const std::string& name) const { return ContentOf(Path(name)); }
 
     void Write(const std::string& name, const std::string& bytes) const {
-        std::ofstream(Path(name), std::ios::binary) << bytes;
+        WriteTo(Path(name), bytes);
     }
 
     std::set<std::string> Names() const {
@@ -36,13 +38,37 @@ public:
         return names;
     }
 
-    /// Runs the tool with the arguments as a shell splits them; it may be a longer command.
-    ToolRun Run(const std::string& arguments) const {
-        const std::string line = "cd '" + Path("") + "' && { '" TOOL "' " + arguments + "; } >'" +
-                                 streams_.File("out") + "' 2>'" + streams_.File("err") + "'";
-        const int status = std::system(line.c_str());
+    /// Runs a line of the shell, in which the tool goes by its name.
+    ToolRun Shell(const std::string& line) const {
+        const std::string whole = kName + "() { '" TOOL "' \"$@\"; }; cd '" + Path("") + "' && { " +
+                                  line + "; } >'" + streams_.File("out") + "' 2>'" +
+                                  streams_.File("err") + "'";
+        const int status = std::system(whole.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(streams_.File("out")),
                 ContentOf(streams_.File("err"))};
+    }
+
+    ToolRun Run(const std::string& arguments) const { return Shell(kName + " " + arguments); }
+
+    /// Runs the commands of a golden transcript, the lines that begin with "$ ", which must print
+    /// what stands below them: standard output, "! " and standard error, an exit status above 0.
+    /// `after` runs behind each.
+    void ExpectTranscript(
+        const std::string& name, const std::function<void()>& after = [] {}) const {
+        std::istringstream lines(ContentOf("tests/golden/" + name));
+        std::string seen;
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with("# ")) seen += line + '\n';
+            if (!line.starts_with("$ ")) continue;
+            SCOPED_TRACE(line);
+            const ToolRun run = Shell(line.substr(2));
+            seen.append(line).append("\n").append(run.out);
+            std::istringstream errors(run.err);
+            for (std::string error; std::getline(errors, error);) seen += "! " + error + '\n';
+            if (run.status != 0) seen += "[" + std::to_string(run.status) + "]\n";
+            after();
+        }
+        ExpectGolden(name, seen);
     }
 
     /// A conversion that must succeed without a word.
@@ -53,6 +79,7 @@ public:
     }
 
 private:
-    ScratchFolder folder_;
-    ScratchFolder streams_;
+    inline static const std::string kName = std::filesystem::path(TOOL).filename();
+    const ScratchFolder folder_;
+    const ScratchFolder streams_;
 };

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "tests/support/scratch.h"
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 #include "util/host/config_messages.h"
 #include "util/host/config_store.h"
 #include "util/host/message.h"
@@ -37,10 +37,7 @@ protected:
 
     /// Writes `bytes` to the file `name` in the test's folder; answers its path.
     std::string Write(const std::string& name, const std::string& bytes) const {
-        const std::filesystem::path path = folder_.File(name);
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
+        return WriteTo(folder_.File(name), bytes);
     }
 
     void Set(const std::string& name, const std::string& value) {

@@ -5,13 +5,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <random>
 #include <string>
 
 #include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 
 namespace {
 
@@ -19,8 +18,8 @@ TEST(GzipIndex, AnyPlaceIsReadFromManyThreadsWithFewEntriesAndWithMany) {
     const std::string one = gzip_bytes::Plain(700'000), two = gzip_bytes::Plain(400'000);
     const std::string all = one + two;
     const ScratchFolder folder;
-    std::ofstream(folder.File("a"), std::ios::binary)
-        << gzip_bytes::ManyBlocks(one) + gzip_bytes::ManyBlocks(two) + "behind the end";
+    WriteTo(folder.File("a"),
+            gzip_bytes::ManyBlocks(one) + gzip_bytes::ManyBlocks(two) + "behind the end");
     // Of the shortest span there are more entries than are kept, several times over.
     for (const std::int64_t span : {std::int64_t{1}, std::int64_t{50'000}, GzipIndex::kSpan}) {
         GzipIndex index(::open(folder.File("a").c_str(), O_RDONLY | O_CLOEXEC), span);

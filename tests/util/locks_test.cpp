@@ -6,7 +6,7 @@
 #include <memory>
 #include <thread>
 
-#include "tests/util/together.h"
+#include "tests/support/together.h"
 #include "util/base/tg_lock.h"
 #include "util/base/thread_slot.h"
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <fstream>
 #include <random>
 #include <string>
 
@@ -96,7 +95,7 @@ TEST(UtilMatrix, PrintsFourToARowThroughAFormatThatTakesOneDouble) {
 
 TEST(UtilMatrix, ReadsSixteenValuesAndOneCharacter) {
     const ScratchFolder folder;
-    std::ofstream(folder.File("m")) << "0 1 2 3\n4 5 6 7\n8 9 10 11\n12 13 14 1.5e1\nrest 1 2";
+    WriteTo(folder.File("m"), "0 1 2 3\n4 5 6 7\n8 9 10 11\n12 13 14 1.5e1\nrest 1 2");
     ASSERT_TRUE(std::freopen(folder.File("m").c_str(), "r", stdin));
     Matrix out{};
     EXPECT_TRUE(MxRead(out));

@@ -5,8 +5,8 @@
 #include <set>
 #include <thread>
 
+#include "tests/support/together.h"
 #include "tests/util/message_recorder.h"
-#include "tests/util/together.h"
 #include "util/host/runtime.h"
 
 namespace {

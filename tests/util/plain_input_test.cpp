@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <fstream>
 #include <thread>
 
 #include "tests/support/gzip_bytes.h"
@@ -53,7 +52,7 @@ TEST(PlainInput, AGzipStreamIsReadAsFarAsItIsSound) {
              Row{"wrong checksum", wrong_checksum, text, EIO},
              Row{"second breaks off", Whole(text) + Beginning(more), text + more, EIO},
          }) {
-        std::ofstream(folder.File("a"), std::ios::binary) << row.stored;
+        WriteTo(folder.File("a"), row.stored);
         int error = 0;
         EXPECT_TRUE(ReadAll(folder.File("a"), &error) == row.bytes) << row.name;
         EXPECT_EQ(error, row.error) << row.name;

@@ -6,10 +6,10 @@
 
 #include <array>
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/golden.h"
 #include "tests/support/recorded_stats.h"
 #include "tests/support/scratch.h"
 #include "util/stats/process_stats.h"
@@ -47,16 +47,16 @@ struct Family {
     UtTimerStat timer{"e", "E"};
     UtHresTimerStat ticks{"h", "H"};
     TgMemoryStats process{"p", "P"};
+    UtStatsList empty{"", "n", ""};
     UtStatsList list{"section", "l", "L"};
-    std::array<UtStat*, 8> members = {&counter, &wide,  &memory, &text,
-                                      &set,     &timer, &ticks,  &process};
+    std::array<UtStat*, 9> members = {&counter, &wide,  &memory,  &text, &set,
+                                      &timer,   &ticks, &process, &empty};
 };
 
 /// What xmllint prints for `option` and the document, which has to be well-formed.
 std::string Xmllint(const std::string& document, const std::string& option) {
     const ScratchFolder folder;
-    const std::string file = folder.File("report.xml");
-    std::ofstream(file, std::ios::binary) << document;
+    const std::string file = WriteTo(folder.File("report.xml"), document);
     const std::string command = "xmllint --nonet " + option + " " + file + " 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");
     if (!pipe) return "no xmllint";
@@ -69,52 +69,8 @@ std::string Xmllint(const std::string& document, const std::string& option) {
 TEST(UtilStats, MergeAddsUnitesAndKeepsTextsAndEachClassWritesItsElement) {
     Family into(4);
     into.list.merge(Family(3).list);
-    std::string text;
-    XmlStatsWriter writer(&text);
-    into.list.write(writer);
-    UtStatsList("", "n", "").write(writer);
-    writer.Finish();
-    EXPECT_EQ(text, R"(<?xml version="1.0" encoding="UTF-8"?>
-<statistics>
-  <stats name="l" description="L" kind="section">
-    <int name="c" description="C &amp; D">7</int>
-    <int name="w" description="W">35000000000</int>
-    <memory name="m" description="M">
-      <peak>700</peak>
-      <current>280</current>
-    </memory>
-    <string name="t" description="T">text 4</string>
-    <set name="s" description="S">
-      <member>a3</member>
-      <member>a4</member>
-      <member>both</member>
-    </set>
-    <timer name="e" description="E">
-      <elapsed>10.500000</elapsed>
-      <user>1.750000</user>
-      <system>0.875000</system>
-    </timer>
-    <timer name="h" description="H">
-      <elapsed>14.000000</elapsed>
-    </timer>
-    <stats name="p" description="P">
-      <memory name="heapMemory" description="Total heap memory">
-        <peak>700</peak>
-        <current>700</current>
-      </memory>
-      <memory name="peakResidentSize" description="Peak resident size">
-        <peak>1400</peak>
-        <current>0</current>
-      </memory>
-      <int name="pageFaults">7</int>
-      <int name="pageReclaims">14</int>
-      <int name="pageSwaps">21</int>
-    </stats>
-  </stats>
-  <stats name="n" description="">
-  </stats>
-</statistics>
-)");
+    const std::string text = Recorded(into.list);
+    ExpectGolden("stats.xml", text);
     EXPECT_EQ(Xmllint(text, "--noout"), "");
 }
 

@@ -4,7 +4,9 @@
 
 #include <random>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/convert/gzip_sink.h"
 
@@ -61,7 +63,7 @@ TEST(PtcConvert, EveryWayThereAndBackKeepsEveryByte) {
         {"- --to gzip | cat >c", "- - --to binary <c | cat >b.ptc", true},
         {"c.ply", "c.ply b.ptc", true},
         {"c --to ply-ascii", "c b.ptc --from ply-ascii", true},
-        {"c.csv", "c.csv d.ply && " TOOL " convert d.ply b.ptc", false},
+        {"c.csv", "c.csv d.ply && ptc convert d.ply b.ptc", false},
     };
     for (const int points : {0, 1, 5000}) {
         const ToolFolder folder;
@@ -75,33 +77,6 @@ TEST(PtcConvert, EveryWayThereAndBackKeepsEveryByte) {
     }
 }
 
-TEST(PtcConvert, NodesGoAlongWhereTheirOffsetsHold) {
-    const ToolFolder folder;
-    const auto cloud = [](TokenForm form, bool has_nodes) {
-        return sound_cloud::Bytes({sound_cloud::kPoints, has_nodes, form});
-    };
-    folder.Write("a.ptc", cloud(TokenForm::kBinary, true));
-    folder.Write("a.txt", cloud(TokenForm::kText, true));
-    const struct {
-        const char* arguments;
-        TokenForm form;
-        bool has_nodes;
-    } ways[] = {
-        {"a.ptc out --to binary", TokenForm::kBinary, true},
-        {"a.ptc c.gz && gunzip -c <c.gz >out", TokenForm::kBinary, true},
-        {"a.ptc out --to text", TokenForm::kText, false},
-        {"a.txt out --to binary", TokenForm::kBinary, false},
-        {"a.ptc d.ply && " TOOL " convert d.ply out --to binary", TokenForm::kBinary, false},
-    };
-    for (const auto& [arguments, form, has_nodes] : ways) {
-        SCOPED_TRACE(arguments);
-        const ToolRun run = folder.Run(std::string("convert ") + arguments);
-        EXPECT_EQ(run.status, 0);
-        EXPECT_EQ(run.err.find("3 octree nodes are left out") == run.err.npos, has_nodes);
-        EXPECT_TRUE(folder.Content("out") == cloud(form, has_nodes));
-    }
-}
-
 TEST(PtcConvert, AFailureInTheMidstOfThePointsLeavesEverythingAsItWas) {
     const ToolFolder folder;
     WriteRandomCloud(folder, 3000);
@@ -112,8 +87,7 @@ TEST(PtcConvert, AFailureInTheMidstOfThePointsLeavesEverythingAsItWas) {
     for (const std::string arguments : {"cut.gz out.ptc", "a.ptc out.ptc", "a.ptc new.ply",
                                         "a.ptc new.txt", "a.ptc new.csv", "a.ptc new.gz"}) {
         // A file size limit stands for the full disk.
-        const ToolRun run =
-            folder.Run("info >/dev/null 2>&1; ulimit -f 40; " TOOL " convert " + arguments);
+        const ToolRun run = folder.Shell("ulimit -f 40; ptc convert " + arguments);
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.err.find("ptc: cut.gz: ") != run.err.npos, arguments.starts_with("cut"));
         EXPECT_EQ(run.err.find("File too large") != run.err.npos, arguments.starts_with("a.ptc"));

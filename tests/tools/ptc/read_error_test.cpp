@@ -2,7 +2,9 @@
 
 #include <optional>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 
 namespace {
@@ -18,8 +20,8 @@ std::optional<FailingRun> RunFailing(const ToolFolder& folder, const std::string
     const ScratchFolder notes;
     const std::string note = notes.File("failed");
     const ToolRun run =
-        folder.Run("--help >/dev/null; FAILING_FILE=" + input + " FAILED_NOTE=" + note +
-                   " FAILING_CALL=" + std::to_string(call) + " " FAILING_TOOL " " + arguments);
+        folder.Shell("FAILING_FILE=" + input + " FAILED_NOTE=" + note +
+                     " FAILING_CALL=" + std::to_string(call) + " " FAILING_TOOL " " + arguments);
     if (std::filesystem::exists(note)) return FailingRun{run, ContentOf(note) == "output"};
     EXPECT_EQ(run.status, 0) << run.err;
     return std::nullopt;
@@ -94,8 +96,8 @@ TEST(PtcReadErrors, ATargetWhoseBytesAreNotStoredKeepsItsOldOnes) {
     const ToolFolder folder;
     folder.Write("a.ptc", sound_cloud::Bytes());
     folder.Write("out", "an older file");
-    const ToolRun run = folder.Run("--help >/dev/null; FAILING_SYNC=1 " FAILING_TOOL
-                                   " convert a.ptc out --to binary");
+    const ToolRun run =
+        folder.Shell("FAILING_SYNC=1 " FAILING_TOOL " convert a.ptc out --to binary");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "ptc: out: Input/output error\n");
     EXPECT_EQ(folder.Content("out"), "an older file");

@@ -1,10 +1,13 @@
 // ptc repair: what is kept, byte for byte, and what the new header says.
 
-#include <zlib.h>
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
+#include "tests/support/scratch.h"
 #include "tools/common/failure.h"
 #include "tools/ptc/inspect/cloud_repair.h"
 
@@ -99,12 +102,7 @@ TEST(Repair, KeepsOlderVersions) {
 
 TEST(Repair, SavesWhatABrokenGzipFileStillHolds) {
     const std::string bytes = Bytes();
-    const ScratchFolder folder;
-    const std::string file = folder.File("all.gz");
-    const gzFile stream = gzopen(file.c_str(), "wb0");  // stored: a cut leaves a known part
-    gzwrite(stream, bytes.data(), static_cast<unsigned>(bytes.size()));
-    gzclose(stream);
-    const std::string compressed = ContentOf(file);
+    const std::string compressed = gzip_bytes::Stored(bytes);
     EXPECT_EQ(Repair(compressed).bytes, bytes);
 
     const std::size_t gone = bytes.size() - (kDataStart + 2 * kRecord + 7);
@@ -116,14 +114,8 @@ TEST(Repair, SavesWhatABrokenGzipFileStillHolds) {
 /// Whatever a damaged file still says comes out; bytes that are no member are none of the file's.
 TEST(InputFile, InflatesEveryMemberAndIgnoresWhatFollows) {
     const ScratchFolder folder;
-    const auto member = [&](const std::string& text) {
-        const std::string file = folder.File("member");
-        const gzFile stream = gzopen(file.c_str(), "wb");
-        gzwrite(stream, text.data(), static_cast<unsigned>(text.size()));
-        gzclose(stream);
-        return ContentOf(file);
-    };
-    const std::string a = member("one"), b = member(std::string(300'000, 'x'));
+    const std::string a = gzip_bytes::Whole("one");
+    const std::string b = gzip_bytes::Whole(std::string(300'000, 'x'));
     const std::string all = "one" + std::string(300'000, 'x');
     std::string wrong = a;
     wrong[wrong.size() - 8] ^= 1;  // of the checksum

@@ -3,7 +3,9 @@
 #include <regex>
 
 #include "ptc/access.h"
-#include "tests/tools/ptc/sound_cloud.h"
+#include "tests/support/cloud_file.h"
+#include "tests/support/clouds.h"
+#include "tests/support/scratch.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/stats/cache_walks.h"
 
@@ -43,7 +45,7 @@ TEST(PtcStats, EachWalkCountsItsLookupsAndWhatItReads) {
 
 TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
     const ScratchFolder folder;
-    const InputFile file(sound_cloud::WriteTo(folder.File("a.ptc"), sound_cloud::Bytes()));
+    const InputFile file(WriteTo(folder.File("a.ptc"), sound_cloud::Bytes()));
     constexpr std::int64_t kForever = std::int64_t{1} << 60;
     for (const auto kind : {WalkKind::kSequential, WalkKind::kRandom}) {
         const WalkOutcome cut = Walk(file, kind, {2, kForever, std::chrono::milliseconds(1)});
@@ -54,35 +56,6 @@ TEST(PtcStats, ALimitEndsWalksThatWouldTakeForever) {
         EXPECT_EQ(whole.lookups, 10) << "and the limit is not waited for";
     }
     PtcShutdown();
-}
-
-TEST(PtcStats, WhatCannotBeReadFailsBehindTheReport) {
-    const ToolFolder folder;
-    std::string lying = sound_cloud::Bytes();
-    sound_cloud::Put(&lying, sound_cloud::kEnd - 8, std::int64_t{400});  // a child among the points
-    folder.Write("lying.ptc", lying);
-    folder.Write("flat.ptc", sound_cloud::Bytes({.has_nodes = false}));
-    folder.Write("cut.ptc", sound_cloud::Bytes().substr(0, sound_cloud::kDataStart + 40));
-    struct Case {
-        const char* arguments;
-        int status;
-        const char* err;
-        bool has_report;
-    };
-    for (const Case& tested : {
-             Case{"lying.ptc", 1,
-                  "lying.ptc: the octree's root cannot be read: the file is damaged there\n", true},
-             Case{"flat.ptc --walk tree", 1, "flat.ptc: has no octree that could be walked\n",
-                  false},
-             Case{"cut.ptc", 1, "cut.ptc: ", false},
-             Case{"gone.ptc", 1, "gone.ptc: No such file or directory\n", false},
-             Case{"flat.ptc --walk zigzag", 2, "zigzag", false},
-         }) {
-        const ToolRun run = folder.Run(std::string("stats ") + tested.arguments);
-        EXPECT_EQ(run.status, tested.status) << tested.arguments;
-        EXPECT_NE(run.err.find(tested.err), std::string::npos) << run.err;
-        EXPECT_EQ(!run.out.empty(), tested.has_report) << run.out;
-    }
 }
 
 }  // namespace

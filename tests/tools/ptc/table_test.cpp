@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tests/support/cloud_file.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/convert/columns.h"
 
@@ -104,146 +103,41 @@ TEST(PtcTable, ForeignFilesBecomeClouds) {
     }
 }
 
-// Light of 0.2140411 is the byte 127.5 of a screen, so the two neighbours of it part there.
-TEST(PtcTable, PlyHasWhatViewersLookFor) {
-    const ToolFolder folder;
-    folder.Write("in.csv", kHead +
-                               ",heat,c_r,c_g,c_b\n"
-                               "1,2.5,-3e-9,0,0,0,0.1,65535,65535,7,0.2140412,0.214041,-1\n"
-                               "4,5,6,0,0,0,0.1,65535,65535,8,nan,inf,1\n");
-    folder.Convert("in.csv out.ply --to ply-ascii");
-    const std::string ply = folder.Content("out.ply");
-    EXPECT_TRUE(ply.starts_with("ply\nformat ascii 1.0\ncomment ptc world_to_eye 1 0 0 0 0 1"))
-        << ply;
-    EXPECT_EQ(ply.substr(ply.find("element")), R"(element vertex 2
-property float32 x
-property float32 y
-property float32 z
-property float32 nx
-property float32 ny
-property float32 nz
-property float32 radius
-property uint16 azimuth_code
-property uint16 height_code
-property uint8 red
-property uint8 green
-property uint8 blue
-property float32 heat
-property float32 c_r
-property float32 c_g
-property float32 c_b
-end_header
-1 2.5 -3e-09 0 0 0 0.1 65535 65535 128 127 0 7 0.2140412 0.214041 -1
-4 5 6 0 0 0 0.1 65535 65535 0 255 255 8 nan inf 1
-)");
-}
-
-TEST(PtcTable, ColumnsBecomeTheVariablesThatTheyAreWhereverTheyStand) {
-    std::string matrix;
-    for (int i = 15; i >= 0; --i) matrix += ",m_" + std::to_string(i);
-    const struct {
-        std::string columns;
-        std::vector<std::string> declarations;
-    } cases[] = {
-        {",v_x,v_y,v_z,c_r,c_g,c_b,w_0,w_1,lone_0",
-         {"vector v", "color c", "float[2] w", "float lone_0"}},
-        {",v_z,w_1,c_g,v_x,c_r,w_0,a,c_b,v_y", {"vector v", "float[2] w", "color c", "float a"}},
-        {matrix, {"matrix m"}},
-        {",w_3,w_01,c_r,w_0,c_r,w_1,c_g,_x,_y,_z",
-         {"float w_3", "float w_01", "float c_r", "float[2] w", "float c_r", "float c_g",
-          "float _x", "float _y", "float _z"}},
-    };
-    const ToolFolder folder;
-    for (const auto& [columns, declarations] : cases) {
-        folder.Write("in.csv", "x,y,z,radius" + columns + "\n");
-        folder.Convert("in.csv out.ptc");
-        EXPECT_EQ((CloudFile{folder.Content("out.ptc")}.Declarations()), declarations);
-    }
-}
-
-TEST(PtcTable, ScalarPrefixesComeAndGo) {
-    const std::string table = kHead +
-                              ",heat,scalar_heat,c_r,c_g,c_b\n"
-                              "1,2,3,0,0,0,0.5,65535,65535,7,8,0.25,1,0\n";
-    const ToolFolder folder;
-    folder.Write("in.csv", table);
-    for (const char* prefix : {"", " --scalar-prefix"}) {
-        folder.Convert(std::string("in.csv out.ply") + prefix);
-        folder.Convert("out.ply out.csv");
-        EXPECT_EQ(folder.Content("out.csv"), table);
-    }
-    std::string ply = folder.Content("out.ply");
-    std::string properties;
-    for (std::size_t at = 0; (at = ply.find("\nproperty ", at)) != ply.npos; ++at)
-        properties +=
-            ply.substr(ply.find(' ', at + 10), ply.find('\n', at + 1) - ply.find(' ', at + 10));
-    EXPECT_EQ(properties,
-              " x y z nx ny nz scalar_radius scalar_azimuth_code scalar_height_code red green blue"
-              " scalar_heat scalar_scalar_heat scalar_c_r scalar_c_g scalar_c_b");
-    // As it comes back from a program that keeps no comments and sorts the numbers by name.
-    folder.Write("in.ply", Ply("ascii",
-                               kVertex + "property float scalar_c_b\nproperty float scalar_c_g\n"
-                                         "property float scalar_c_r\nproperty float scalar_heat\n"
-                                         "property float scalar_radius\nproperty float scalar_x\n",
-                               "1 2 3 0 1 0.25 7 0.5 6"));
-    folder.Convert("in.ply out.csv");
-    EXPECT_EQ(folder.Content("out.csv"), kHead +
-                                             ",c_r,c_g,c_b,heat,scalar_x\n"
-                                             "1,2,3,0,0,0,0.5,65535,65535,0.25,1,0,7,6\n");
-}
-
-// 100 points on the faces of a box of 1 x 1 x 1 lie 0.245 apart.
-TEST(PtcTable, RadiusNobodyToldIsHalfTheSpacing) {
-    const ToolFolder folder;
-    std::string table = "x,y,z\n";
-    folder.Write("empty.csv", table);
-    for (int i = 0; i < 50; ++i) table += "0,0,0\n1,1,1\n";
-    folder.Write("in.csv", table);
-    folder.Convert("in.csv out.ptc");
-    folder.Convert("empty.csv empty.ptc");
-    EXPECT_NEAR((CloudFile{folder.Content("out.ptc")}.LargestRadius()), 0.5f * 0.244949f, 1e-6f);
-}
-
 TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
     const std::string lists = "element vertex 1\nproperty list int int a\n" + kXyz;
     std::string many = "element vertex 1\n";
     for (int i = 0; i < 17000; ++i) many += "property float p" + std::to_string(i) + "\n";
-    const struct {
-        std::string file;
-        const char* reason;
-    } cases[] = {
-        {"", "it is no PLY file"},
-        {"ply\nformat ascii 1.0\nelement vertex 1\n", "it ends within its header"},
-        {"ply\n" + kVertex + "end_header\n1 2 3", "it has no format line"},
-        {Ply("ascii", "element vertex -1\n", ""), "cannot be read: element vertex -1"},
-        {Ply("ascii", "element vertex 1\nproperty list float int x\n", ""), "cannot be read"},
-        {Ply("ascii", "\x1b[2J\n", ""), "cannot be read: \\x1b[2J"},
-        {Ply("ascii", "element vertex 1\nproperty float x\n", "1"), "it has no x, y and z"},
-        {Ply("ascii", many, ""), "it has too many properties"},
-        {Ply("ascii", kVertex, "1 2"), "it ends too early"},
-        {Ply("ascii", kVertex, "1 2 three"), "it has \"three\" where a number belongs"},
-        {Ply("ascii", kVertex, std::string(300, '1')), "it has a number above 256 bytes"},
-        {Ply(kBinary, "element vertex 9000000000000000000\n" + kXyz, ""), "impossible number"},
-        {Ply(kBinary, "element vertex 9000000000000000\n" + kXyz, "abcd"), "it ends too early"},
-        {Ply(kBinary, "element a 6148914691236517206\n" + kXyz + kVertex, Bytes(false, 1., 1., 1.)),
-         "it ends too early"},
-        {Ply(kBinary, lists, Bytes(false, -1)), "it has a list without a length"},
-        {Ply(kBinary, lists, Bytes(false, 0x7FFFFFFF)), "it ends too early"},
-        {Ply("ascii", lists, "1.5 2"), "it has a list without a length"},
-        {Ply("ascii", kVertex + "property int azimuth_code\nproperty int height_code\n",
-             "1 2 3 4 65536"),
-         "point 0: 65536 is no code"},
+    const std::string files[] = {
+        "",
+        "ply\nformat ascii 1.0\nelement vertex 1\n",
+        "ply\n" + kVertex + "end_header\n1 2 3",
+        Ply("ascii", "element vertex -1\n", ""),
+        Ply("ascii", "element vertex 1\nproperty list float int x\n", ""),
+        Ply("ascii", "\x1b[2J\n", ""),
+        Ply("ascii", "element vertex 1\nproperty float x\n", "1"),
+        Ply("ascii", many, ""),
+        Ply("ascii", kVertex, "1 2"),
+        Ply("ascii", kVertex, "1 2 three"),
+        Ply("ascii", kVertex, std::string(300, '1')),
+        Ply(kBinary, "element vertex 9000000000000000000\n" + kXyz, ""),
+        Ply(kBinary, "element vertex 9000000000000000\n" + kXyz, "abcd"),
+        Ply(kBinary, "element a 6148914691236517206\n" + kXyz + kVertex, Bytes(false, 1., 1., 1.)),
+        Ply(kBinary, lists, Bytes(false, -1)),
+        Ply(kBinary, lists, Bytes(false, 0x7FFFFFFF)),
+        Ply("ascii", lists, "1.5 2"),
+        Ply("ascii", kVertex + "property int azimuth_code\nproperty int height_code\n",
+            "1 2 3 4 65536"),
     };
     const ToolFolder folder;
-    for (const auto& [file, reason] : cases) {
+    std::string told;
+    for (const std::string& file : files) {
         folder.Write("in.ply", file);
         const ToolRun run = folder.Run("convert in.ply out.ptc --radius 1");
         EXPECT_EQ(run.status, 1);
-        EXPECT_TRUE(run.err.starts_with("ptc: in.ply: ")) << run.err;
-        EXPECT_NE(run.err.find(reason), std::string::npos) << run.err << reason;
-        EXPECT_EQ(run.err.find('\n') + 1, run.err.size()) << run.err;
-        EXPECT_EQ(folder.Names().count("out.ptc"), 0u) << reason;
+        told += run.err;
+        EXPECT_EQ(folder.Names().count("out.ptc"), 0u) << run.err;
     }
+    ExpectGolden("hostile_ply.txt", told);
 }
 
 TEST(PtcColumns, NamesAreUniqueWhateverTheVariablesAreCalled) {

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ptc/cloud/writer.h"
+#include "tests/support/clouds.h"
 #include "tests/support/scratch.h"
 #include "tools/common/failure.h"
 #include "tools/ptc/view/colour_map.h"
@@ -49,20 +49,10 @@ protected:
     std::string WriteCloud(const std::vector<TestPoint>& points, const Matrix& world_to_ndc) {
         const char* const types[] = {"color", "float"};
         const char* const names[] = {"light", "value"};
-        std::string file = folder_.File("cloud.ptc");
-        CloudDescription description;
-        description.file_name = file.c_str();
-        description.point_variables = {2, types, names};
-        description.world_to_ndc = world_to_ndc.data();
-        description.format[0] = description.format[1] = 100;
-        description.format[2] = 1;
-        std::string why;
-        const auto cloud = CreateCloud(description, &why);
-        EXPECT_TRUE(cloud) << why;
-        for (const TestPoint& point : points)
-            EXPECT_EQ(WritePoint(*cloud, point.head, point.data), CloudStatus::kOk);
-        EXPECT_EQ(FinishCloud(*cloud), CloudStatus::kOk);
-        return file;
+        const MemoryCloud made(
+            {nullptr, {2, types, names}, {}, nullptr, world_to_ndc.data(), {100, 100, 1}});
+        for (const TestPoint& point : points) made.Add(point.head, point.data);
+        return WriteTo(folder_.File("cloud.ptc"), made.Finished());
     }
 
     ViewOptions Options(const std::vector<TestPoint>& points,

@@ -18,3 +18,13 @@ void RunTogether(int threads, Work work) {
         });
     running.clear();  // joins, before the barrier ends
 }
+
+/// Runs `live(seed)` in threads that come and go: `threads` at a time, each of them followed by
+/// another when it ends, `lives` times. The seeds count up from `seed`.
+template <class Live>
+void RunLives(int threads, int lives, Live live, int seed = 0) {
+    RunTogether(threads, [&](int id) {
+        for (int life = 0; life < lives; ++life)
+            std::thread(live, static_cast<unsigned>(seed + id * lives + life)).join();
+    });
+}

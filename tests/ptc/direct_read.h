@@ -1,73 +1,16 @@
-// Clouds whose content is known, and what a reader that knows no caches finds in a file.
+// What a reader that knows no caches finds in a file.
 
 #pragma once
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include <cstring>
-#include <fstream>
 #include <map>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "ptc/cloud/reader.h"
 #include "ptc/records.h"
-#include "tests/support/full_disk.h"
-#include "tests/support/organised_file.h"
-
-struct KnownCloud {
-    std::size_t points;
-    bool is_organised = true;
-    TokenForm form = TokenForm::kBinary;
-};
-
-/// The bytes of a cloud of clumps: point variables "color glow" and "float number", node variable
-/// "color glow". The number tells one point from all others.
-inline std::string BytesOf(const KnownCloud& wanted) {
-    const char* const types[] = {"color", "float"};
-    const char* const names[] = {"glow", "number"};
-    CloudDescription description;
-    description.point_variables = {2, types, names};
-    if (wanted.is_organised) description.node_variables = {1, types, names};
-    const DiskBytes bytes = std::make_shared<DiskBytes::element_type>();
-    std::string why;
-    const auto cloud =
-        CreateCloud(description, std::make_unique<FullDisk>(SIZE_MAX, bytes), wanted.form, &why);
-    EXPECT_TRUE(cloud) << why;
-
-    std::mt19937 random(7);
-    const auto unit = [&] { return static_cast<float>(random() % 4096) / 4096; };
-    std::vector<PointHead> heads;
-    std::vector<float> data;
-    std::array<float, 3> clump{};
-    for (std::size_t i = 0; i < wanted.points; ++i) {
-        if (i % 300 == 0) clump = {8 * unit(), 8 * unit(), 8 * unit()};
-        heads.push_back({{clump[0] + unit() * unit(), clump[1] + unit(), clump[2] + unit() / 4},
-                         {0, unit(), 1},
-                         unit() / 64});
-        data.insert(data.end(), {unit(), unit(), unit(), static_cast<float>(i)});
-    }
-    if (wanted.is_organised) {
-        EXPECT_EQ(WriteOrganised(*cloud, {heads, data}), CloudStatus::kOk);
-    } else {
-        for (std::size_t i = 0; i < heads.size(); ++i)
-            EXPECT_EQ(WritePoint(*cloud, heads[i], &data[4 * i]), CloudStatus::kOk);
-    }
-    EXPECT_EQ(FinishCloud(*cloud), CloudStatus::kOk);
-    return {reinterpret_cast<const char*>(bytes->data()), bytes->size()};
-}
-
-inline void Save(const std::string& file, const std::string& bytes) {
-    std::ofstream(file, std::ios::binary) << bytes;
-}
-
-inline void SaveCompressed(const std::string& file, const std::string& bytes) {
-    const gzFile out = gzopen(file.c_str(), "wb1");
-    gzwrite(out, bytes.data(), static_cast<unsigned>(bytes.size()));
-    gzclose(out);
-}
 
 /// All points and nodes of a file, read one after the other.
 class DirectRead {
