@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails when a file includes something that its room may not."""
+"""Fails if a file includes something that its room may not include."""
 
 import pathlib
 import re
@@ -14,7 +14,7 @@ ACCESS = FILES | CACHE | {"ptc/access"}
 DRIVER = CLOUD | {"driver"}
 PTC_TOOL = ACCESS | {"tools/common", "tools/ptc"}
 
-# What each room may include, itself among it. A folder's room is the longest name it begins with.
+# What each room may include. A folder belongs to the room with the longest name that matches.
 MAY_INCLUDE = {
     "util/base": {"util/base"},
     "util/io": {"util/base", "util/io"},
