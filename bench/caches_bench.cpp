@@ -1,8 +1,8 @@
-// Points read through the caches, beside plain reads from an array and beside a map under a mutex.
+// Compares reading points through the caches with reading an array and a map under a mutex.
 //
-// Read the ratios within one run: Cache ÷ Array is what a lookup costs, Cache ÷ LockedMap what the
-// design gains. The first argument is the stream (0 random points of 16 blocks, 1 a coherent walk,
-// 2 random points of all), the second the cache's size in per cent of the data.
+// Compare figures of one run: Cache ÷ Array is the cost of a lookup, Cache ÷ LockedMapReads the
+// gain of the design. The first argument is the stream (0 random points of 16 blocks, 1 a coherent
+// walk, 2 random points of all), the second the cache's size in per cent of the data.
 
 #include <benchmark/benchmark.h>
 
@@ -24,7 +24,7 @@ constexpr std::int64_t kPoints = kBlocks * kBlockPoints;
 constexpr std::int32_t kFloats = 3;
 constexpr std::size_t kReads = 1 << 16;
 
-/// A file in memory: reading a block copies it.
+/// A file in memory; reading a block copies it.
 class ArraySource : public PtcBlockSource {
 public:
     ArraySource() : floats_(kPoints * kFloats), points_(kPoints) {
@@ -66,7 +66,7 @@ ArraySource& File() {
     return file;
 }
 
-/// What a shader does with a point: how much of it is seen from a place, times its colour.
+/// Does what a shader does with a point: its visible size from some place, times its colour.
 float Use(const PtcPoint& point) {
     const float x = point.position[0] - 3;
     const float y = point.position[1] - 4;
@@ -88,7 +88,7 @@ const std::vector<std::int32_t>& Indexes(Stream stream) {
             const auto any = static_cast<std::int64_t>(random());
             if (which == kHot) place = kPoints / 4 + any % (16 * kBlockPoints);
             if (which == kRandom) place = any % kPoints;
-            // Neighbours of a place that drifts, and now and then another part of the cloud.
+            // Neighbours of a place that moves slowly, and sometimes jumps to another part.
             if (which == kWalk) place = any % 4000 == 0 ? any / 4000 : place + any % 33 - 12;
             place = (place + kPoints) % kPoints;
             indexes.push_back(static_cast<std::int32_t>(place));
@@ -103,11 +103,12 @@ std::int64_t CacheBlocks(const benchmark::State& state) {
     return kBlocks * state.range(1) / 100 + 1;
 }
 
-/// Runs `read` over the stream, again and again.
+/// Calls `read` for all indexes of the stream in each iteration.
 template <class Read>
 void ReadAll(benchmark::State& state, Read read) {
     const auto& indexes = Indexes(static_cast<Stream>(state.range(0)));
-    for (const std::int32_t index : indexes) benchmark::DoNotOptimize(read(index));  // warm
+    // Fills the cache before the time is measured.
+    for (const std::int32_t index : indexes) benchmark::DoNotOptimize(read(index));
     for (auto _ : state) {
         float sum = 0;
         for (const std::int32_t index : indexes) sum += read(index);
@@ -133,7 +134,7 @@ void MakeCaches(const benchmark::State& state) {
     ConfigureCaches(state.threads(), CacheBlocks(state) * kBlockKilobytes, 1);
 }
 
-/// Blocks in a map, the one used last in front, all under one lock; a point is copied out.
+/// A cache as a map of blocks, with the one used last in front, all under one lock.
 class LockedMap {
 public:
     explicit LockedMap(std::size_t capacity) : capacity_(capacity) {}
@@ -177,7 +178,7 @@ std::unique_ptr<LockedMap> locked_map;
 
 void MakeMap(const benchmark::State& state) {
     const std::int64_t blocks =
-        CacheBlocks(state) * (state.threads() + 1);  // as many as the caches
+        CacheBlocks(state) * (state.threads() + 1);  // as many as the caches have
     locked_map = std::make_unique<LockedMap>(static_cast<std::size_t>(blocks));
 }
 

@@ -1,4 +1,4 @@
-// What it costs to ask a million times whether a grid or a sample came before.
+// Measures a million lookups of a repeated grid or sample.
 
 #include <benchmark/benchmark.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kMany = 1'000'000;
 
-/// Every second grid comes twice.
+/// Every third grid repeats the one before.
 void Grids(benchmark::State& state) {
     for (auto _ : state) {
         DuplicateGrids grids;

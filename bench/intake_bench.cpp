@@ -1,6 +1,6 @@
-// What a delivered point costs beside writing its bytes.
+// Compares delivering points with writing the same number of bytes.
 //
-// Read the ratio of Deliver/N to RawWrite/N in one run: N is the floats of data of a point.
+// The figure is Deliver/N ÷ RawWrite/N of one run; N is the number of data floats of a point.
 
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
@@ -25,7 +25,7 @@ std::string OutputFile() {
     return std::string(folder ? folder : "/tmp") + "/pointcloud_bench.ptc";
 }
 
-/// Grids on a sphere, so that the normals point everywhere.
+/// Samples on a sphere, so the normals have all directions.
 std::vector<float> SphereSamples(std::int64_t floats) {
     std::vector<float> samples(static_cast<std::size_t>(kPoints * floats), 0.5f);
     for (std::int64_t i = 0; i < kPoints; ++i) {
@@ -74,7 +74,7 @@ void Deliver(benchmark::State& state) {
 }
 BENCHMARK(Deliver)->Arg(1)->Arg(4)->Arg(16)->Unit(benchmark::kMillisecond);
 
-void RawWrite(benchmark::State& state) {  // baseline: as many bytes, in pieces as large
+void RawWrite(benchmark::State& state) {  // baseline: as many bytes, in pieces of the same size
     const std::int64_t record = 20 + 4 * state.range(0);
     const std::vector<char> piece(static_cast<std::size_t>(kPiece * record), 'x');
     const std::string file = OutputFile();

@@ -1,8 +1,8 @@
-// The access library over a real file: what a miss costs beside the bare reading of its bytes, and
-// what the front door costs beside a lookup through the thread's own record.
+// Measures the access library with a real file: a miss compared with reading the same bytes, and a
+// lookup through PtcGetPoint() compared with one through the thread's own record.
 //
-// Read the ratios within one run: Miss ÷ PreadBlock is what decoding and keeping the books add to
-// a block that the system has in memory; FrontDoor ÷ ThreadRecord what finding the record costs.
+// Compare figures of one run. Miss ÷ PreadBlock is what decoding and bookkeeping add to reading a
+// block from the system's page cache. FrontDoor ÷ ThreadRecord is what finding the record adds.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -25,7 +25,7 @@ constexpr std::int64_t kBlocks = 1024;
 constexpr std::size_t kFloats = 3;
 constexpr std::size_t kBlockBytes = kBlockPoints * ptc_layout::PointBytes(kFloats);
 
-/// A file of 1024 blocks, gone with the program.
+/// A file of 1024 blocks, deleted at the end of the program.
 class CloudOnDisk {
 public:
     CloudOnDisk() {
@@ -61,7 +61,7 @@ const CloudOnDisk& File() {
     return file;
 }
 
-/// Blocks in no order; each thread has another one.
+/// Blocks in random order, a different one for each thread.
 class Blocks {
 public:
     explicit Blocks(int thread) : random_(static_cast<unsigned>(thread)) {}
@@ -93,7 +93,7 @@ void PreadBlock(benchmark::State& state) {  // baseline
     state.SetItemsProcessed(state.iterations());
 }
 
-/// Three blocks of 1024 stay in the thread's table: nearly every lookup reads one.
+/// The thread's table has room for 3 of the 1024 blocks, so nearly every lookup reads one.
 void Miss(benchmark::State& state) {
     PtcManagedFile* const file = PtcOpenForReading(File().Name());
     Blocks blocks(state.thread_index());

@@ -1,6 +1,6 @@
-// What reading points costs beside reading their bytes.
+// Compares reading points with reading the same number of bytes.
 //
-// Read the ratio of ReadPoints/N to RawRead/N in one run: N is the floats of data of a point.
+// The figure is ReadPoints/N ÷ RawRead/N of one run; N is the number of data floats of a point.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::int64_t kPoints = 10'000'000;
 
-/// A cloud of kPoints points that lives as long as the benchmark.
+/// A file of kPoints points, deleted at the end of the benchmark.
 class BigFile {
 public:
     explicit BigFile(std::int64_t floats) {
@@ -31,7 +31,7 @@ public:
         const auto cloud = CreateCloud(description, &why);
         const std::vector<float> data(types.size(), 0.5f);
         for (std::int64_t i = 0; cloud && i < kPoints; ++i) {
-            // Normals in no order, so that the tables of the decoder are met everywhere.
+            // Normals in random order, so that decoding uses all parts of its tables.
             const auto mixed = static_cast<std::uint32_t>(i) * 2654435761U;
             const float x = static_cast<float>(mixed >> 16) * 0x1p-15f - 1;
             const float y = static_cast<float>(mixed & 0xFFFFU) * 0x1p-15f - 1;

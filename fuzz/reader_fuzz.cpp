@@ -1,4 +1,4 @@
-// Any bytes at all: the reader opens them or says why not, reads what is there, and frees it.
+// Feeds any bytes to the reader: it opens them or says why not, reads them, and frees its memory.
 
 #include <algorithm>
 #include <cstdint>
@@ -13,10 +13,9 @@ namespace {
 
 constexpr std::size_t kMostPoints = 1 << 16;
 constexpr std::size_t kMostFloats = 1 << 22;
-constexpr std::size_t kRun = 1000;  // points that take more than the reader's read-ahead
+constexpr std::size_t kRun = 1000;  // more points than the reader reads ahead
 
-/// Positions of all points from the first on, as their bits, and then of those behind places in
-/// the middle: what is read after a seek is what was read in sequence.
+/// Reads all points in sequence, then points behind many seeks, and compares both bit by bit.
 void ReadAll(CloudReader& cloud) {
     const auto floats = static_cast<std::size_t>(cloud.point_variables.data_size);
     if (floats > kMostFloats / kRun) return;
@@ -30,7 +29,7 @@ void ReadAll(CloudReader& cloud) {
         if (is_end) break;
     }
     (void)SeekPoint(cloud, cloud.point_count);
-    // The last one first, then backwards by a step of no particular length.
+    // From the last point backwards, by a step that does not divide the size of any buffer.
     for (std::size_t end = all.size(); end > 0; end -= std::min<std::size_t>(end, 97)) {
         const std::size_t first = end - 1;
         if (Failed(SeekPoint(cloud, static_cast<std::int64_t>(first)))) __builtin_trap();

@@ -1,5 +1,5 @@
-// Any bytes at all as a file that blocks are read from: points and nodes through the caches, and
-// points through the cursor of a file in memory. Blocks hold what the reader in sequence gets.
+// Reads any bytes as a file: points and nodes through the caches, and points through the cursor of
+// a file in memory. Blocks must hold the points that the reader gets in sequence.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -21,9 +21,9 @@ namespace {
 constexpr std::int64_t kMostBlocks = 64;
 constexpr std::size_t kMostValues = std::size_t{1} << 20;
 constexpr int kMostVisits = 1000;
-constexpr std::int32_t kMostFloats = 1 << 12;  // a block has room for 256 times as many
+constexpr std::int32_t kMostFloats = 1 << 12;  // a block holds 256 times as many
 
-/// The bytes as a file with a name, for as long as this lives.
+/// A file in memory with these bytes and a name, as long as the object exists.
 class MemoryFile {
 public:
     MemoryFile(const std::uint8_t* data, std::size_t size) : descriptor_(memfd_create("fuzz", 0)) {
@@ -41,7 +41,7 @@ private:
     bool is_whole_ = false;
 };
 
-/// A file's first points, read one after the other.
+/// The first points of a file, read in sequence.
 struct Sequence {
     explicit Sequence(const std::string& name) {
         std::string why;
@@ -60,8 +60,8 @@ struct Sequence {
         }
     }
 
-    /// Whether `block`, null when it cannot be read, is what stands from point `first` up to
-    /// `end`, to the bit. Beyond what was wanted anything is.
+    /// Whether `points` are the points from `first` up to `end`, to the bit. `points` is null for a
+    /// block that cannot be read. Points behind the wanted ones are not compared.
     bool Agrees(std::int64_t first, std::int64_t end, const PtcPoint* points) const {
         const auto read = static_cast<std::int64_t>(heads.size());
         if (end > read) return end > wanted || !points;
@@ -91,7 +91,7 @@ void ReadBlocks(PtcManagedFile& file, const Sequence& sequence) {
     const std::int64_t blocks =
         points / PtcPointCache::kPoints + (points % PtcPointCache::kPoints != 0);
     const std::int64_t visits = std::min(blocks, kMostBlocks);
-    // From the end to the start, which is the hard way, and then forwards.
+    // From the end to the start, which is the harder direction, and then forwards.
     for (std::int64_t i = 1 - visits; i < visits; ++i) {
         const std::int64_t first = std::abs(i) * PtcPointCache::kPoints;
         const std::int64_t end = std::min(points, first + PtcPointCache::kPoints);
@@ -122,7 +122,7 @@ void WalkNodes(PtcManagedFile& file) {
             if (parent.children[i] == 0) continue;
             Parent next{parent.children[i], {}};
             std::copy_n(node.children, kNodeChildren, next.children);
-            // What the walks of all users rely on: children stand before their parent.
+            // Code that walks a tree relies on this: children are stored before their parent.
             for (const std::int64_t child : next.children)
                 if (child < 0 || child >= parent.children[i]) __builtin_trap();
             waiting.push_back(next);

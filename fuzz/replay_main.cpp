@@ -1,4 +1,4 @@
-// Runs a fuzz target over files, and over the files of folders: every input that once mattered.
+// Runs a fuzz target with files and with all files of folders: the inputs of its corpus.
 
 #include <cstdint>
 #include <cstdio>

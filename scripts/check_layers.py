@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails when a file includes something that its room may not."""
+"""Fails if a file includes something that its room may not include."""
 
 import pathlib
 import re

@@ -1,5 +1,10 @@
 // Classes of ASCII characters. isalpha() and its like depend on the process's locale, which is the
-// host's; these do not.
+// host's; these functions do not.
+//
+// Units      none.
+// Errors     none.
+// Ownership  none.
+// Threads    any.
 
 #pragma once
 

@@ -9,7 +9,7 @@
 // constructed first and destroyed later.
 //
 // Units      none.
-// Errors     when a constructor throws, the next caller constructs the object anew.
+// Errors     when a constructor throws, the next caller constructs the object again.
 // Ownership  the shared object owns the objects; a reference is valid as long as it is loaded.
 // Threads    any; the first caller constructs the object, the others wait for it.
 

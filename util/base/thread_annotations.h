@@ -2,6 +2,11 @@
 //
 // scripts/lint turns the check on. It reports a guarded member that is used without its lock, and
 // a lock that is taken twice or not released.
+//
+// Units      none.
+// Errors     none.
+// Ownership  none.
+// Threads    any.
 
 #pragma once
 

@@ -1,4 +1,9 @@
 // `TgUncopyable`: the base of classes whose objects are never copied.
+//
+// Units      none.
+// Errors     none.
+// Ownership  none.
+// Threads    any.
 
 #pragma once
 

@@ -57,7 +57,7 @@ void ConfigStore::SetRootVariable(const char* name) {
 }
 
 /// Lock-free: the entry is linked to the head it has seen, and published by a compare-and-swap that
-/// fails, and links the entry anew, if another thread was faster. Entries are never removed, so a
+/// fails, and links the entry again, if another thread was faster. Entries are never removed, so a
 /// head that is equal to the one seen is the same one.
 void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     void* const room = std::malloc(sizeof(ConfigEntry) + key.size() + value.size() + 2);

@@ -18,7 +18,10 @@ enum PlainFileMode : unsigned {
 ///
 /// A write that fails at a file size limit or on a closed pipe raises no signal in the host.
 ///
-/// Units, errors, ownership and threads are those of ByteSink. The destructor closes the file.
+/// Units      those of ByteSink.
+/// Errors     those of ByteSink.
+/// Ownership  owns its descriptor; the destructor closes it.
+/// Threads    one caller at a time.
 class PlainFile : public ByteSink {
 public:
     PlainFile() = default;
