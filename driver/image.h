@@ -51,8 +51,8 @@ struct PointCloudImage {
 
     std::unique_ptr<CloudWriter> writer;
 
-    // KEPT: nothing reads these four. They are part of what a handle is, for whoever looks at one,
-    // and are kept where the samples pass anyway, so that they cost no pass of their own.
+    // KEPT: nothing reads these four. They belong to the handle, for a debugger that looks
+    // into it, and are kept where the samples pass anyway, so that they cost no pass of their own.
     // Test: DriverIntake.AHandleKeepsTheCountAndTheBoxOfWhatItAccepted
     std::int32_t variable_count = 0;
     std::vector<std::int32_t> variable_sizes;
@@ -93,6 +93,6 @@ DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch);
 /// A point that finds no memory is left out and counted in `lost_points`.
 void FlushBuffer(PointCloudImage& image);
 
-/// Writes what is still buffered and completes the file. A file that is not whole is told under
-/// the driver's name; the image is freed whatever happens.
+/// Writes what is still buffered and completes the file. A file that is not whole is reported under
+/// the driver's name; the image is freed in any case.
 void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept;

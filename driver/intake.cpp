@@ -12,7 +12,7 @@ bool IsRepeat(Duplicates& duplicates, const Batch& batch) {
 }
 
 /// Makes room for a batch; what is buffered is flushed first when the batch would not fit, or when
-/// the memory for both together cannot be had.
+/// there is no memory for both together.
 void MakeRoom(PointCloudImage& image, std::size_t more) {
     PointBuffer& buffer = image.simplifier->buffer;
     if (static_cast<std::int64_t>(buffer.Count() + more) > buffer.Capacity()) FlushBuffer(image);
@@ -25,13 +25,13 @@ void MakeRoom(PointCloudImage& image, std::size_t more) {
     }
 }
 
-/// Points without extent say nothing about a surface; they are left out here, but not where
-/// points are written as they come.
+/// Points without extent are left out: they have no surface that could merge. Points that are
+/// written as they come are not.
 void StoreBatch(PointBuffer& buffer, const Batch& batch, PositionBox* positions) {
     for (std::size_t i = 0; i < batch.count; ++i) {
         const PointHead head = batch.Head(i);
         positions->Include(head.position);
-        if (head.radius > 0) buffer.Add(head, batch.Data(i, buffer.SlotFloats()));
+        if (head.radius > 0) buffer.Add(head, batch.Data(i, buffer.RowFloats()));
     }
 }
 
@@ -40,7 +40,7 @@ void Take(PointCloudImage& image, const Batch& batch) {
         MakeRoom(image, batch.count);
         StoreBatch(image.simplifier->buffer, batch, &image.accepted_positions);
     } else {
-        // A write that fails is the writer's to remember; it is told when the image closes.
+        // The writer remembers a failed write; it is reported when the image closes.
         (void)WritePoints(*image.writer, {batch.samples, batch.count, batch.Stride(),
                                           batch.DataFloats(), &image.accepted_positions});
     }

@@ -106,7 +106,7 @@ public:
 
     std::size_t Left() const { return left_; }
 
-    /// Without the normal, which nobody needs beside the code.
+    /// Without the normal: its code is written as it is.
     PointHead Head() const {
         PointHead head{};
         Take(kPosition, head.position);
@@ -169,8 +169,8 @@ void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std:
     cloud.file.Commit(written * record);
 }
 
-/// The same through the token layer. What it throws comes between two points, the first of which
-/// is counted and the second neither written nor counted.
+/// The same through the token layer. An exception leaves the cloud between two points: those before
+/// are written and counted, the others neither.
 template <class Source>
 TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t room) {
     for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {

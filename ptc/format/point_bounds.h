@@ -1,4 +1,4 @@
-// Boxes around points, and the bounds that a header says of its points.
+// Boxes around points, and the bounds of all points that a header has.
 //
 // Units      world space.
 // Threads    one caller at a time.

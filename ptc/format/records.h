@@ -2,7 +2,7 @@
 //
 // Units      positions, normals, boxes and radii in world space; indexes count points from 0;
 //            references are offsets in bytes from the file's start.
-// Ownership  who hands a record out owns it and what its `data` points to.
+// Ownership  the one that hands a record out owns it and what its `data` points to.
 
 #pragma once
 
@@ -18,7 +18,8 @@ static_assert(sizeof(PtcPoint) == 40);
 
 constexpr int kNodeChildren = 8;
 
-/// A child slot without a node is all zero, but for its data pointer, whose floats are zero.
+/// The record of a child that does not exist is all zero, but for its data pointer; the floats that
+/// it points to are zero.
 struct PtcNode {
     std::int32_t first_point;  ///< of a run of points that follow each other in the file
     std::int32_t point_count;

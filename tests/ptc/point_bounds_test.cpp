@@ -1,4 +1,4 @@
-// The bounds that a header says of its points, beside a plain version.
+// The bounds of all points that a header has, beside a plain version.
 
 #include "ptc/format/point_bounds.h"
 
