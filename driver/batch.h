@@ -24,7 +24,7 @@ struct Batch {
         return head;
     }
 
-    /// Data of sample `index` for a slot of `wanted` floats.
+    /// Data of sample `index` for a row of `wanted` floats.
     PointData Data(std::size_t index, std::size_t wanted) const {
         return {samples + index * Stride() + sizeof(PointHead), DataFloats() * sizeof(float),
                 wanted * sizeof(float)};

@@ -44,7 +44,7 @@ void AddDeclaration(std::string_view text, Channels* channels) {
 /// The driver's own count of a type's floats.
 ///
 /// KEPT: whole texts are compared here, while the file counts by prefix, so an array type is
-/// unknown, is told so, and then has its suffix multiplied in.
+/// unknown, gives a warning, and then has its suffix multiplied in.
 /// Test: DriverChannels.SizesOfDriverAndFile
 std::int32_t DriverSize(const std::string& type) {
     std::int32_t size = 1;
@@ -77,7 +77,7 @@ DriverStatus AddSizes(const char* driver_name, Channels* channels) {
         }
     }
     channels->data_size = static_cast<std::int32_t>(driver_total);
-    channels->slot_size = static_cast<std::int32_t>(std::max(driver_total, file_total));
+    channels->row_size = static_cast<std::int32_t>(std::max(driver_total, file_total));
     return DriverStatus::kSuccess;
 }
 

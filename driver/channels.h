@@ -23,14 +23,14 @@ struct Channels {
     /// Floats of a sample's data, as the driver counts them; what the simplifier works on.
     std::int32_t data_size = 0;
 
-    /// The larger of the driver's count and the file's: a buffered point's slot.
-    std::int32_t slot_size = 0;
+    /// The larger of the driver's count and the file's: a buffered point's row.
+    std::int32_t row_size = 0;
 };
 
 /// Reads the declarations of all channels. One single channel "...|float _none" declares nothing.
 /// kUndefined: a channel without a bar; nothing is printed. kBadParameters: a channel without a
 /// type, or one with a size that no sample can have; `driver_name` prints why. A type that is not
-/// known is told on standard output and counts as one float.
+/// known counts as one float; a warning goes to standard output.
 DriverStatus ReadChannels(const char* driver_name, std::span<const DspyFormat> formats,
                           Channels* channels);
 

@@ -145,7 +145,8 @@ std::uint32_t Crowds::AddNode(std::uint32_t begin, std::uint32_t end, std::uint3
             low[k] = std::min(low[k], value);
             high[k] = std::max(high[k], value);
             if (!std::isnan(value)) continue;
-            // Data that are no number differ from nothing, so they are on both sides of all.
+            // Data that are not numbers differ from nothing, so they are on both sides of every
+            // cut.
             low[k] = -kInfinity;
             high[k] = kInfinity;
         }

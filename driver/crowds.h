@@ -26,7 +26,7 @@ class Crowds {
 public:
     static constexpr std::int32_t kNobody = -1;
 
-    /// Leaves of up to so many records are no crowds: a walk over one is as fast.
+    /// A leaf of up to so many records is not a crowd: a walk over it is as fast as a search.
     static constexpr std::int32_t kLargestLeaf = 64;
 
     enum class End { kFirst, kLast };
@@ -43,8 +43,8 @@ public:
            std::span<const std::uint8_t> removed)
         : rules_(rules), records_(records), removed_(removed) {}
 
-    /// Caller: asks before each pass. Within one, only records up to the query may change, queries
-    /// come in index order, and a record that is removed stays so.
+    /// Caller: calls this before each pass. Within one, only records up to the query may change,
+    /// queries come in index order, and a record that is removed stays so.
     void StartPass();
 
     /// The crowd of a leaf, gathered when it is first asked for in a pass.

@@ -1,6 +1,6 @@
 // Grids that were delivered before: what is remembered of each and how one is recognised.
 //
-// Errors     a grid whose memory cannot be had is not remembered.
+// Errors     a grid is not remembered when memory runs out.
 // Ownership  copies what it keeps of a batch.
 // Threads    one caller at a time.
 
@@ -27,10 +27,10 @@ struct GridSignature {
 /// Every grid delivered so far.
 ///
 /// Two grids are the same when they have as many samples, share one of 4096 buckets of the key,
-/// and agree in key and in three samples within tolerances that are fixed numbers. That test is
-/// literal; what is free is how candidates are found. They are looked up by the first sample's
-/// position, cut into cells, so that scenes in which keys coincide, a slanting plane for one, cost
-/// no more than others.
+/// and agree in key and in three samples within tolerances that are fixed numbers. That test
+/// decides. It is made only for candidates, which are looked up by the cell of the first sample's
+/// position: keys alone coincide all over some scenes, such as a slanting plane, and every grid
+/// would be compared with every other.
 class DuplicateGrids {
 public:
     /// Whether `grid` is a copy of an earlier one. If not, it is remembered.

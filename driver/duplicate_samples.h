@@ -1,6 +1,6 @@
 // Single samples that were delivered before.
 //
-// Errors     a sample whose memory cannot be had is not remembered.
+// Errors     a sample is not remembered when memory runs out.
 // Ownership  copies what it keeps of a sample.
 // Threads    one caller at a time.
 
@@ -15,7 +15,7 @@
 using SampleAxes = std::array<float, 6>;
 
 /// One node of a tree over remembered samples: the box around them, in all six axes.
-struct SinglePointNode {
+struct SampleTreeNode {
     SampleAxes low;
     SampleAxes high;
     std::uint32_t first;  ///< its samples are consecutive
@@ -37,15 +37,15 @@ private:
     void Build(std::uint32_t first, std::uint32_t count);
 
     std::vector<SampleAxes> samples_;
-    std::vector<SinglePointNode> nodes_;
+    std::vector<SampleTreeNode> nodes_;
 };
 
 /// Every single sample delivered so far.
 ///
 /// A sample is a copy when an earlier one lies closer than the square root of 0.001 times the new
-/// one's radius and every normal component agrees within 0.001. Whether there is such a one does
-/// not depend on how the samples are kept. They are kept in balanced trees, each twice as large as
-/// the one before or empty, so that no order of arrival makes the search slow: a million samples
+/// one's radius and every normal component agrees within 0.001. The answer does not depend on how
+/// the samples are kept. They are kept in balanced trees, each twice as large as the one before or
+/// empty, so that no order of arrival makes the search slow: a million samples
 /// in line, or all at one place, cost what scattered ones cost.
 class DuplicateSamples {
 public:

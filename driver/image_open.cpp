@@ -74,7 +74,7 @@ void FillHandle(Options options, const Channels& channels, PointCloudImage* imag
     options.settings.area_flags = AreaFlags(channels);
     image->simplifier.emplace(
         Simplifier{std::move(options.settings),
-                   PointBuffer(options.buffer_size, static_cast<std::size_t>(channels.slot_size))});
+                   PointBuffer(options.buffer_size, static_cast<std::size_t>(channels.row_size))});
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ struct Box {
     }
 };
 
-/// A comparison with a value that is no number is false, so such a position falls into octant 0.
+/// A comparison with a value that is not a number is false, so such a position falls into octant 0.
 std::uint8_t Octant(const float* center, const float* position) {
     const int octant = (center[0] <= position[0] ? 1 : 0) + (center[1] <= position[1] ? 2 : 0) +
                        (center[2] <= position[2] ? 4 : 0);

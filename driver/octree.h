@@ -25,8 +25,8 @@ struct SimplifyNode {
 /// of a simplification; the same input builds the same tree.
 ///
 /// Units      world space; counts in records.
-/// Errors     std::bad_alloc when the nodes find no memory; the records are all there then, in
-///            some order.
+/// Errors     std::bad_alloc when the nodes find no memory; the records are all there, in some
+///            order.
 /// Ownership  owns the nodes; borrows the records for one call.
 /// Threads    one caller at a time.
 class Octree {

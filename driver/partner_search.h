@@ -28,11 +28,11 @@ public:
     /// infinite distance within an infinite limit is not beyond any box.
     bool NeedsSpheres() const { return rules_.IsRasterSpace() || std::isinf(rules_.Limit()); }
 
-    /// Caller: asks before each pass over the records.
+    /// Caller: calls this before each pass over the records.
     void StartPass() { crowds_.StartPass(); }
 
     /// The partner of record `index`, or kNobody. `record_count`: the records of the tree.
-    /// Caller: asks in index order, and removes the partner.
+    /// Caller: calls this in index order, and removes the partner.
     std::int32_t PartnerOf(std::int32_t index, std::int32_t record_count);
 
 private:

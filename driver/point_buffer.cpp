@@ -25,23 +25,23 @@ void PointBuffer::Reserve(std::size_t count) {
     const std::size_t room = std::max(count, std::min(std::max(2 * room_, kFirstRoom), capacity));
 
     auto records = Uncleared<PointRecord>(room);
-    auto slots = Uncleared<float>(room * slot_floats_);
+    auto rows = Uncleared<float>(room * row_floats_);
     auto removed = std::make_unique<std::uint8_t[]>(room);
 
-    std::copy_n(slots_.get(), count_ * slot_floats_, slots.get());
+    std::copy_n(rows_.get(), count_ * row_floats_, rows.get());
     for (std::size_t i = 0; i < count_; ++i)
-        records[i] = {records_[i].head, slots.get() + i * slot_floats_};
+        records[i] = {records_[i].head, rows.get() + i * row_floats_};
 
     records_ = std::move(records);
-    slots_ = std::move(slots);
+    rows_ = std::move(rows);
     removed_ = std::move(removed);
     room_ = room;
 }
 
 void PointBuffer::Add(const PointHead& head, const PointData& data) {
-    float* const slot = slots_.get() + count_ * slot_floats_;
-    data.CopyTo(std::as_writable_bytes(std::span(slot, slot_floats_)).data());
-    records_[count_++] = {head, slot};
+    float* const row = rows_.get() + count_ * row_floats_;
+    data.CopyTo(std::as_writable_bytes(std::span(row, row_floats_)).data());
+    records_[count_++] = {head, row};
 }
 
 void PointBuffer::Clear() {

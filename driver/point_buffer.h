@@ -8,31 +8,31 @@
 
 #include "ptc/format/record_code.h"
 
-/// One buffered point. `data` is a slot of the buffer that holds the record; slot i belongs to
-/// record i when the record is stored, and stays its own when records change places.
+/// One buffered point. `data` is a row of the buffer that holds the record: row i when the record
+/// is stored as record i, and the same row when records change places later.
 struct PointRecord {
     PointHead head;
     float* data;
 };
 static_assert(sizeof(PointRecord) == 40);
 
-/// Records, data slots and removed flags, filled from the start and emptied at once.
+/// Records, data rows and removed flags, filled from the start and emptied at once.
 ///
-/// Units      counts in points, slots in floats.
+/// Units      counts in points, rows in floats.
 /// Errors     Reserve() throws std::bad_alloc and then leaves everything as it was.
 /// Ownership  owns all three arrays; spans are valid until the next Reserve() or Clear().
 /// Threads    one caller at a time.
 class PointBuffer {
 public:
     /// `capacity`: how many points it grows to in ever larger steps; more only on demand.
-    PointBuffer(std::int64_t capacity, std::size_t slot_floats)
-        : capacity_(capacity), slot_floats_(slot_floats) {}
+    PointBuffer(std::int64_t capacity, std::size_t row_floats)
+        : capacity_(capacity), row_floats_(row_floats) {}
 
     std::int64_t Capacity() const { return capacity_; }
     std::size_t Count() const { return count_; }
 
     /// Makes room for `count` points in all.
-    /// Caller: the records stored since the last Clear() are in the order of their slots.
+    /// Caller: the records stored since the last Clear() are in the order of their rows.
     void Reserve(std::size_t count);
 
     /// Stores one point behind the others. Caller: has reserved room for it.
@@ -43,18 +43,18 @@ public:
     /// One byte a record, 1 when the record is merged away; all 0 in a buffer being filled.
     std::span<std::uint8_t> Removed() { return {removed_.get(), count_}; }
 
-    /// Floats of one slot.
-    std::size_t SlotFloats() const { return slot_floats_; }
+    /// Floats of one row.
+    std::size_t RowFloats() const { return row_floats_; }
 
     /// Empties the buffer and keeps its memory.
     void Clear();
 
 private:
     std::int64_t capacity_;
-    std::size_t slot_floats_;
+    std::size_t row_floats_;
     std::size_t room_ = 0;
     std::size_t count_ = 0;
     std::unique_ptr<PointRecord[]> records_;
-    std::unique_ptr<float[]> slots_;
+    std::unique_ptr<float[]> rows_;
     std::unique_ptr<std::uint8_t[]> removed_;
 };

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Below this share of live records the tree is built anew instead of being refitted.
+/// Below this share of live records the tree is built again instead of being refitted.
 constexpr float kRebuildShare = 0.2f;
 
 /// Merges `from` into `into`: positions, normals and values by their radii, areas by addition, so
@@ -28,7 +28,7 @@ void Merge(PointRecord& into, const PointRecord& from, std::span<const std::uint
         into.head.position[axis] = into.head.position[axis] * w + from.head.position[axis] * v;
         normal[axis] = normal[axis] * w + from.head.normal[axis] * v;
     }
-    // Opposite normals may cancel: the result is no number then, and never merges again.
+    // Opposite normals may cancel: the result is not a number then, and never merges again.
     const float length =
         std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
     for (int axis = 0; axis < 3; ++axis) normal[axis] /= length;

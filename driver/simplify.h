@@ -31,8 +31,8 @@ struct SimplifySettings {
 /// Caller: `removed` is all 0 and as long as `records`; every radius is above 0.
 /// `projection` matters for raster distances only.
 ///
-/// Errors: when the octree's memory cannot be had this prints one line and ends the process with
-/// status 1; the host asked for it with its buffer size, and half a cloud helps nobody.
+/// Errors: when the octree finds no memory, prints one line and ends the process with status 1. The
+/// host chose the buffer size, and half a cloud is of no use.
 /// Threads: any, for different records.
 void Simplify(std::span<PointRecord> records, std::span<std::uint8_t> removed,
               const SimplifySettings& settings, const Projection& projection,

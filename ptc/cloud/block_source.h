@@ -1,4 +1,4 @@
-// `PtcBlockSource`: what a cache asks of a point cloud file.
+// `PtcBlockSource`: what a cache needs of a point cloud file.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 #include "ptc/records.h"
 #include "util/base/results.h"
 
-/// No file: what the key of a block that holds nothing says.
+/// No file: the identity in the key of a block that holds nothing.
 constexpr std::uint32_t kNoFile = 0xFFFFFFFF;
 
 /// A file that blocks are read from.
@@ -26,7 +26,7 @@ public:
     virtual ~PtcBlockSource() = default;
 
     /// Part of every key, so no two files of a process may ever share one, and a file whose
-    /// content changed needs a new one. Not virtual: each lookup asks.
+    /// content changed needs a new one. Not virtual, because every lookup calls it.
     std::uint32_t Identity() const { return identity_; }
 
     /// For messages; null when there is none.

@@ -1,4 +1,4 @@
-// Raw points and nodes: what an open cloud holds, as the bytes of the binary form.
+// Raw points and nodes of an open cloud: the bytes of the binary form.
 //
 // Units      bytes; a point takes ptc_layout::PointBytes() of the cloud's data floats.
 // Errors     1 for success, 0 for failure. Prints nothing.
@@ -14,9 +14,8 @@
 #include "ptc/cloud/writer.h"
 #include "util/base/results.h"
 
-/// Reads the next points from where the file stands, from either form, as records that
-/// WritePointRecords() takes. `records`: room for whole records. `*bytes` tells how much was
-/// filled in any case, whole records only.
+/// Reads the next points, from either form, as records that WritePointRecords() takes. `records`:
+/// room for whole records. `*bytes`: how much was filled, in any case; whole records only.
 /// Failed: the file ends before, or a record cannot be read.
 CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, std::size_t* bytes);
 
@@ -26,5 +25,5 @@ bool NodesFit(const CloudReader& from, const CloudWriter& to);
 
 /// Copies the nodes of `from`, which is open for reading, behind the points of `to`, which is open
 /// for writing. Caller: NodesFit(), and every point of `from` is written to `to`, in its order;
-/// no point follows. `from` stands at no particular point afterwards.
+/// no point follows. Afterwards the next point of `from` is not known.
 CloudStatus CopyNodes(CloudReader& from, CloudWriter& to);

@@ -96,7 +96,7 @@ CloudStatus ReadPoints(CloudReader& cloud, std::span<PointHead> heads, std::span
     const auto there = heads.first(std::min<std::uint64_t>(heads.size(), left));
     *count = cloud.input.IsText() ? ReadTextPoints(cloud, there, data)
                                   : ReadBinaryPoints(cloud, there, data);
-    // After a record that cannot be read the file stands nowhere in particular.
+    // After a record that cannot be read, the place of the next point is not known.
     cloud.next_point =
         *count == there.size() ? cloud.next_point + static_cast<std::int64_t>(*count) : -1;
     return *count == heads.size() ? CloudStatus::kOk : CloudStatus::kFailed;

@@ -69,7 +69,7 @@ private:
 };
 
 /// The octree of a compressed file is never used: nodes are found by their offsets, and every jump
-/// would inflate the file anew.
+/// would inflate the file from its start.
 void LeaveOctree(CloudReader& cloud) {
     if (!cloud.input.IsCompressed() || cloud.point_count == 0) return;
     if (!cloud.is_quiet) cloud_messages::OctreeIsCompressed(cloud.name);
@@ -118,7 +118,7 @@ const char* ReadHeader(CloudReader& cloud, CountCheck check) {
     Refusal refusal(cloud.is_quiet);
     HeaderPlaces places;
     const CloudStatus walked = WalkHeader(cloud.input, &cloud, &places, refusal);
-    // A file that is refused further on has told this by then.
+    // This is reported even if the rest of the header is then refused.
     if (places.root_position >= 0) LeaveOctree(cloud);
     if (Failed(walked)) return refusal.Why();
     UseFormat(cloud);

@@ -29,43 +29,43 @@ struct CloudReader : StoredHeader {
     std::string name;                ///< for messages
     bool is_quiet = false;           ///< nothing is printed or reported: the caller does that
     std::vector<std::byte> scratch;  ///< raw records on their way to values
-    std::int64_t next_point = 0;     ///< the point that the file stands at; -1: none
+    std::int64_t next_point = 0;     ///< the point that is read next; -1: not known
 };
 
 /// Whether a file may hold fewer points and nodes than its header counts.
 enum class CountCheck {
     kStrict,  ///< such a file is refused, as far as its size can be known
-    kOff,     ///< it is opened, for whoever wants to save what is there
+    kOff,     ///< it is opened: for saving what is there
 };
 
 struct OpenOptions {
     CountCheck counts = CountCheck::kStrict;
-    bool is_quiet = false;  ///< nothing is printed or reported: the caller tells what fails
+    bool is_quiet = false;  ///< nothing is printed or reported: the caller does that
 };
 
-/// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the file
-/// then stands at the first point. Null on failure; `*why` tells the reason in words, and `*error`,
-/// unless null, is the errno behind it, or 0 when it lies in what the file says.
+/// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the
+/// first point is read next. Null on failure: `*why` is the reason in words, and `*error`, unless
+/// null, the errno behind it, or 0 when the reason lies in the file's content.
 std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
                                        const OpenOptions& options = {}, int* error = nullptr);
 
-/// The same from `source`, which stands at its start; `name` is for messages.
+/// The same from `source`, which is at its start; `name` is for messages.
 std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
                                        std::string* why, const OpenOptions& options = {});
 
 /// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
-/// where the file stands, or from the first point to go back.
+/// the present point, or from the first one to go back.
 CloudStatus SeekPoint(CloudReader& cloud, std::int64_t index);
 
 /// Reads the next `heads.size()` points; `data` takes as many times the floats of one point, and
 /// may be empty when these are not wanted. Normals come decoded.
-/// Failed: the file ends before, or a record cannot be read. `*count` tells how many were read in
-/// either case, whole ones only.
+/// Failed: the file ends before, or a record cannot be read. `*count`: how many were read, in
+/// either case; whole ones only.
 CloudStatus ReadPoints(CloudReader& cloud, std::span<PointHead> heads, std::span<float> data,
                        std::size_t* count);
 
 /// Reads the node at `offset`. `data`: as many floats as the node variables take, or empty.
-/// `*end`: where the record ends, unless null. The file stands at no particular point afterwards:
-/// SeekPoint() brings it back.
+/// `*end`: where the record ends, unless null. Afterwards the next point is not known:
+/// call SeekPoint() before reading points.
 CloudStatus ReadNode(CloudReader& cloud, std::int64_t offset, NodeRecord* node,
                      std::span<float> data, std::int64_t* end = nullptr);

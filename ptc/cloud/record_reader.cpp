@@ -36,7 +36,7 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     const bool is_gzip = cloud->input.IsCompressed();
     header_ = *cloud;
     const auto record = static_cast<std::int64_t>(header_.PointBytes());
-    // Behind the points of a binary file; a text file tells only by reading it.
+    // Behind the points of a binary file; in a text file only reading shows where they end.
     points_end_ = header_.data_start;
     if (!is_text_ && !is_gzip) points_end_ += header_.point_count * record;
 
@@ -135,8 +135,8 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
     return CloudStatus::kOk;
 }
 
-/// What was read of a node's children: from one of them on, enough for all that are still to come,
-/// in the usual case that they stand one behind the other.
+/// Bytes read of a node's children: from one of them on, enough for all that are still to come in
+/// the usual case that each follows the one before. Eight children then take one read, not eight.
 struct PtcRecordReader::Children {
     std::size_t left;  ///< children that are still to come
     std::vector<std::byte> bytes;
@@ -144,7 +144,7 @@ struct PtcRecordReader::Children {
     std::int64_t next = 0;   ///< where the next child is expected; no reference is 0
 };
 
-/// Whether what `node`, read at `reference`, says of the file can be true.
+/// Whether `node`, read at `reference`, names only points and nodes that the file can have.
 bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) const {
     if (node.first_point < 0 || node.point_count < 0 ||
         std::int64_t{node.first_point} + node.point_count > header_.point_count)

@@ -4,14 +4,13 @@
 // Errors     1 for success, 0 for failure; reports nothing itself: the caches turn a 0 into
 //            T43051 or T43052, because they know the file's name. Points before the place where a
 //            file is damaged can be read; a read that goes as far as that place fails.
-// Ownership  borrows the caller's records and their storage; keeps neither. Owns the file and its
-// header. Threads    Open(), Close(), Rewind() and the reads of a file in memory: one caller at a
-// time,
-//            and nobody else inside. All other reads from any thread, several at once.
+// Ownership  borrows the caller's records and their storage; keeps neither. Owns the file.
+// Threads    Open(), Close(), Rewind() and the reads of a file in memory: one caller at a time,
+//            and no other thread inside. All other reads from any thread, several at once.
 //
-// What a file says of itself is not believed: indexes, counts and references are checked before
-// anything is read, and a node may refer only to records behind the points and before itself, so
-// that no walk ever comes round.
+// Nothing in a file is trusted: indexes, counts and references are checked before anything is read,
+// and a node may refer only to records behind the points and before itself, so that every walk
+// ends.
 
 #pragma once
 
@@ -41,7 +40,7 @@ public:
     const StoredHeader& Header() const { return header_; }
 
     /// Fills `count` records from point `first` on; each one's `data` has room for the floats of a
-    /// point. A file in memory ignores `first` and `count` says how many of the next points.
+    /// point. A file in memory ignores `first` and takes the next `count` points.
     CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
 
     /// Fills record i for each of the eight `references` that is not 0, leaves the others alone.
@@ -59,7 +58,7 @@ private:
     bool ReadOneChild(Children& children, std::int64_t reference, PtcNode* record);
     bool IsSound(const NodeRecord& node, std::int64_t reference) const;
 
-    // Written by Open() and Close(), when nobody else is inside; read without a lock.
+    // Written by Open() and Close(), while no other thread is inside; read without a lock.
     StoredHeader header_;
     std::unique_ptr<RandomSource> source_;
     std::int64_t points_end_ = 0;  ///< where the records of nodes may begin

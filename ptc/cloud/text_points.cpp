@@ -40,7 +40,7 @@ CloudStatus TextPoints::Read(std::int64_t first, std::int64_t count, PtcPoint* r
 /// Where `block` begins; -1: out of reach.
 std::int64_t TextPoints::Find(std::int64_t block) {
     for (;;) {
-        // Taken anew for every block that is read over, so that others get in between.
+        // Taken again for every block that is read over, so that other threads get in between.
         TgMutexGuard hold(lock_);
         if (block < static_cast<std::int64_t>(begins_.size()))
             return begins_[static_cast<std::size_t>(block)];

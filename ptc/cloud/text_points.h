@@ -1,14 +1,14 @@
 // TextPoints -- runs of points of a text file, at any place.
 //
 // Where every 256th point begins is learned as points are read: in sequence a file is read once,
-// and whoever jumps ahead reads over what lies between. Points at or behind a damaged line cannot
-// be found; those before it are read like any others.
+// and a jump ahead reads over what lies between. Points at or behind a damaged line cannot be
+// found; those before it are read like any others.
 //
 // Units      point indexes count from 0; offsets in bytes from the start of the (inflated) file.
-// Errors     1 for success, 0 for failure. Throws std::bad_alloc when memory runs out. What
-//            the system could not read, or had no memory for, the next read tries again.
+// Errors     1 for success, 0 for failure. Throws std::bad_alloc when memory runs out. The
+//            next read tries again what the system could not read or had no memory for.
 // Ownership  borrows the source, and the caller's records and their storage.
-// Threads    Begin(): one caller, and nobody else inside. Read() from any thread, several at once.
+// Threads    Begin(): one caller, no other thread inside. Read(): any thread, several at once.
 //
 // Locks:
 //
@@ -27,11 +27,11 @@
 
 class TextPoints : public TgUncopyable {
 public:
-    /// The first point of `source` stands at `offset`; each has `floats` floats of data. What was
+    /// The first point of `source` is at `offset`; each has `floats` floats of data. What was
     /// known of another file is forgotten.
     void Begin(RandomSource& source, std::int64_t offset, std::size_t floats);
 
-    /// Fills `count` records from point `first` on. Caller: the file is said to have these points.
+    /// Fills `count` records from point `first` on. Caller: the header counts these points.
     CloudStatus Read(std::int64_t first, std::int64_t count, PtcPoint* records);
 
 private:
@@ -47,7 +47,7 @@ private:
     Stretch ReadBlock(std::int64_t begin, std::int64_t from, std::int64_t until,
                       PtcPoint* records) const;
 
-    // Written by Begin(), when nobody else is inside; read without the lock.
+    // Written by Begin(), while no other thread is inside; read without the lock.
     RandomSource* source_ = nullptr;
     std::size_t floats_ = 0;
 

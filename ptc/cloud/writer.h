@@ -2,13 +2,13 @@
 //
 // Units      positions and radii in world space; offsets in bytes from the file's start.
 // Errors     1 for success, 0 for failure; prints nothing but the line about an unknown variable
-//            type. Memory that cannot be had throws std::bad_alloc.
+//            type. Throws std::bad_alloc when memory runs out.
 // Ownership  copies every text, matrix and value that it is given.
 // Threads    one caller at a time for one cloud; clouds are independent.
 //
 // What is on disk while a cloud is written: the head and a header at once, the records in pieces
 // of 2048 points, the header's counts brought up to date after every 250,000th point and at the
-// end. Every piece is the operating system's as soon as it is written, so a process that dies
+// end. The operating system has every piece as soon as it is written, so a process that dies
 // loses at most what it had collected since.
 //
 // The first write that fails ends the writing: what follows is refused. FinishCloud() then still
@@ -22,6 +22,7 @@
 #include <string>
 
 #include "ptc/format/cloud_header.h"
+#include "ptc/format/point_bounds.h"
 #include "ptc/format/record_code.h"
 #include "ptc/format/token_file.h"
 #include "util/base/results.h"
@@ -60,6 +61,7 @@ struct PointBatch {
     std::size_t count;
     std::size_t stride;
     std::size_t data_floats;
+    PositionBox* positions = nullptr;  ///< unless null: widened by each sample, refused or not
 };
 
 /// One octree node as a caller hands it over.
@@ -72,8 +74,8 @@ struct NodeToWrite {
 
 /// Creates the file with its head, a provisional header and the declarations, as text when the
 /// environment variable LUMR_ASCIIPOINTCLOUD is set and as binary otherwise.
-/// Null on failure; `*why` then tells the reason in words, and `*error`, unless null, is the errno
-/// behind it, or 0 when the description is refused. A declaration is refused when its list has no
+/// Null on failure: `*why` is the reason in words, and `*error`, unless null, the errno behind it,
+/// or 0 when the description is refused. A declaration is refused when its list has no
 /// array, when there are more than 1000, when it holds a newline or counts fewer than 0 floats, and
 /// all together when they count more than 2^24 floats.
 std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, std::string* why,

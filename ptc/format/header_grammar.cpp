@@ -41,7 +41,7 @@ private:
         return listener_.Hear(finding);
     }
 
-    /// Tells what leaves unknown where the next value stands.
+    /// Reports a fault after which the place of the next value is not known.
     bool End(const HeaderFinding& finding) {
         (void)Tell(finding);
         return false;
@@ -83,7 +83,7 @@ private:
         double stored = 0;
         *count = 0;
         if (!Take(key, [&] { return input_.ReadDouble(key, &stored); })) return false;
-        // A stored value that is no number fails every comparison.
+        // A stored value that is not a number fails every comparison.
         if (!(stored >= 0 && stored <= kMostCount && stored == std::floor(stored)))
             return Tell({HeaderFault::kNotACount, key, 0, stored});
         *count = static_cast<std::int64_t>(stored);
@@ -113,7 +113,7 @@ private:
         return header_.version < 2 || (LargestRadius() && Padding());
     }
 
-    /// Whether the root is a node only the walk through the octree can tell.
+    /// Whether there is a node at the root's place is found out by walking through the octree.
     bool Nodes() {
         if (!TakeCount("nnodes", &header_.node_count)) return false;
         places_.node_count = here_;
@@ -137,7 +137,7 @@ private:
         return Tell({HeaderFault::kNotARadius, "largestradius", 0, radius});
     }
 
-    /// Reserved room: whatever stands there is right.
+    /// Reserved room, in which any value is right.
     bool Padding() {
         std::array<float, ptc_layout::kPaddingFloats> padding;
         return Take("padding", [&] { return input_.ReadFloats("padding", padding); });

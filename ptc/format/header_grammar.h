@@ -1,4 +1,4 @@
-// The grammar of a file's header: its values in file order, where each stands, what may be in it.
+// The grammar of a file's header: its values in file order, the place of each, what may be in it.
 //
 // The reader, the check and the repair all read headers through this one walk, so that they agree
 // on what a header is. The listener decides which faults end the walk.
@@ -20,12 +20,12 @@
 #include "util/base/results.h"
 
 enum class HeaderFault {
-    // The walk cannot go on: nobody knows where the next value stands.
+    // The walk ends: the place of the next value is not known.
     kMissing,             ///< the file ends, or the value's line is missing or malformed
     kVariableCount,       ///< `value` variables
     kDeclarationMissing,  ///< as kMissing
     kDeclarationTooLong,  ///< the line does not end in time
-    kUnknownType,         ///< `line`, whose floats nobody can count
+    kUnknownType,         ///< `line`: its number of floats is not known
     kNoFloats,            ///< `line`, which takes fewer than one float
     // The value cannot be used.
     kNotACount,      ///< `value` is negative, too large or not whole
@@ -55,14 +55,14 @@ public:
     HeaderListener(const HeaderListener&) = delete;
     HeaderListener& operator=(const HeaderListener&) = delete;
 
-    /// Hears of a fault. False ends the walk.
+    /// Takes one fault. False ends the walk.
     virtual bool Hear(const HeaderFinding& finding) = 0;
 
 protected:
     ~HeaderListener() = default;
 };
 
-/// Where the header's values stand; -1: this version has none, or the walk did not come so far.
+/// The places of the header's values; -1: the version has no such value, or the walk ended before.
 struct HeaderPlaces {
     std::int64_t point_count = -1;
     std::int64_t box = -1;
@@ -75,9 +75,9 @@ struct HeaderPlaces {
 
 /// Reads the header from behind the version to its end, and stores in `header` what it finds:
 /// values as they are in the file, but 0 for a count that is not a whole number from 0 on.
-/// Caller: `input` stands behind the version; `header->version` holds it, and is known.
-/// `places`: filled as far as the walk comes.
-/// Failed: the walk did not come to the header's end.
+/// Caller: has read the version from `input` into `header->version`, and it is a known one.
+/// `places`: filled up to where the walk ends.
+/// Failed: the walk did not reach the header's end.
 CloudStatus WalkHeader(TokenInput& input, StoredHeader* header, HeaderPlaces* places,
                        HeaderListener& listener);
 

@@ -16,7 +16,7 @@ struct NormalCode {
     bool operator==(const NormalCode&) const = default;
 };
 
-/// What stands for a normal without a direction.
+/// The code of a normal without a direction.
 inline constexpr NormalCode kNoNormal{0xFFFF, 0xFFFF};
 
 /// The low 16 bits of `value` truncated to 32; 0 for what 32 bits do not hold, NaN included,

@@ -37,7 +37,7 @@ struct PointData {
 };
 
 /// Writes one record of ptc_layout::kPointHeadBytes + `data.want` bytes to `out`. The record holds
-/// `code`, whatever `head.normal` says.
+/// `code`, not that of `head.normal`.
 inline void EncodePoint(const PointHead& head, NormalCode code, const PointData& data,
                         std::byte* out) {
     using namespace ptc_layout;

@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::size_t kDefaultCapacity = 16384;
 
-/// Collected bytes beyond this go to the file early, so that no declaration, however many floats
-/// it asks for, makes the buffer swallow the host's memory. The file's bytes are the same.
+/// Collected bytes beyond this go to the file early: a declaration may ask for very many floats,
+/// and the buffer must not use up the host's memory. The file's bytes are the same.
 constexpr std::size_t kMaxCapacity = std::size_t{64} << 20;
 
 /// What the scratch memory holds from the beginning: the block of the header, which is rewritten

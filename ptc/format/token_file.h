@@ -1,7 +1,7 @@
 // The token layer: one sequence of typed values, written raw or as lines of text.
 //
 // Units      offsets and sizes in bytes.
-// Errors     0 for success, -1 for failure; Error() tells the system's reason. Nothing is
+// Errors     0 for success, -1 for failure; Error() is the system's reason. Nothing is
 //            printed. A writer throws std::bad_alloc when memory runs out, and has written
 //            nothing then.
 // Ownership  owns its sink; keys and values are the caller's and are not kept.
@@ -51,7 +51,7 @@ public:
     TokenStatus Seek(std::int64_t offset);
     TokenStatus SeekToEnd();
 
-    /// Collects writes in memory from here on, in a buffer of `hint` bytes at least; 0 stands for
+    /// Collects writes in memory from here on, in a buffer of `hint` bytes at least; 0 means
     /// a small default. The buffer never shrinks. Does nothing while already buffering.
     void BeginBuffering(std::size_t hint);
 

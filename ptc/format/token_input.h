@@ -2,7 +2,7 @@
 //
 // Units      offsets and sizes in bytes; of the inflated bytes, for a compressed file.
 // Errors     0 for success, -1 for failure: the file ends, a line has another key, too few items
-//            or is too long. Error() tells the system's reason when there is one.
+//            or is too long. Error() is the system's reason when there is one.
 // Ownership  owns its source; keys are the caller's.
 // Threads    one caller at a time.
 
@@ -22,7 +22,7 @@
 /// A data file open for reading.
 ///
 /// Every reader takes the key under which the value was written; the text form must show it. A
-/// null key stands for a line without one, an empty key for a line that begins with a blank.
+/// null key means a line without one, an empty key a line that begins with a blank.
 /// Text numbers are read as they were written, whatever the locale; arrays are read item by item,
 /// so that a line may be as long as its items need and no longer.
 class TokenInput {
@@ -35,7 +35,7 @@ public:
     TokenOpenStatus OpenForReading(std::unique_ptr<ByteSource> source, const TokenFileKind& kind,
                                    std::uint32_t* version);
 
-    /// Goes on in the text form from where `source` stands.
+    /// Takes `source` over in the middle of a text file, and reads on from its place.
     void ResumeText(std::unique_ptr<ByteSource> source);
 
     void Close() { source_.reset(); }

@@ -117,7 +117,7 @@ TokenStatus TokenInput::ReadFloats(const char* key, std::span<float> values) {
 
 TokenStatus TokenInput::ReadMatrix(const char* key, std::span<float, 16> rows) {
     if (!IsText()) return ReadBytes(std::as_writable_bytes(rows));
-    // Behind the key stands one more newline than the key's own.
+    // The key's own newline and one more follow the key.
     if (!TakeKey(key) || !TakeLineEnd() || !TakeLineEnd()) return TokenStatus::kFailed;
     for (std::size_t i = 0; i < rows.size(); ++i)
         if (!TakeNumber(&rows[i]) || (i % 4 == 3 && !TakeLineEnd())) return TokenStatus::kFailed;

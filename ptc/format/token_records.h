@@ -17,7 +17,7 @@
 #include "ptc/format/token_file.h"
 #include "ptc/format/token_input.h"
 
-/// Writes one point, in one piece. The record holds `code`, whatever `point.normal` says.
+/// Writes one point, in one piece. The record holds `code`, not that of `point.normal`.
 TokenStatus WritePointTokens(TokenFile& file, const PointHead& point, NormalCode code,
                              const PointData& data);
 

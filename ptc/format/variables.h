@@ -1,7 +1,7 @@
 // Variable declarations: type names, the prefix rule and component counts.
 //
 // Units      components, each a 4-byte float.
-// Errors     none; an unknown type counts 0 and is told on standard output.
+// Errors     none; an unknown type counts as 0 floats; a warning goes to standard output.
 // Threads    any.
 
 #pragma once
@@ -19,9 +19,9 @@
 /// beyond 32 bits it stays at the limit.
 std::optional<std::int32_t> KnownComponentCount(std::string_view type);
 
-/// The same, 0 for an unknown type, which is told on standard output.
+/// The same, and 0 for an unknown type, with a warning on standard output.
 std::int32_t ComponentCount(std::string_view type);
 
 /// `base` times the whole number behind the first '[' of `type`; `base` without a '['.
-/// Blanks and a sign may stand before the digits; without digits the number is 0.
+/// Blanks and a sign may precede the digits; without digits the number is 0.
 std::int32_t TimesArraySuffix(std::int32_t base, std::string_view type);

@@ -25,7 +25,7 @@ TEST(DriverChannels, SizesOfDriverAndFile) {
                            Row{"bogus[4]", 4, 4}, Row{"float[0]", 0, 0}, Row{"matrix[", 0, 0}}) {
         const Channels channels = Read({std::string("x|varying ") + row.type + " v"});
         EXPECT_EQ(channels.data_size, row.driver) << row.type;
-        EXPECT_EQ(channels.slot_size, row.slot) << row.type;
+        EXPECT_EQ(channels.row_size, row.slot) << row.type;
     }
 }
 
