@@ -16,7 +16,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

@@ -21,7 +21,7 @@
 
 #include <array>
 
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 namespace bake {
 
@@ -38,7 +38,7 @@ public:
     Camera(int width, int height);
 
     /// Where the eye stands in the world, whatever the picture's size.
-    static Vec3 Eye();
+    static Vec3f Eye();
 
     int Width() const { return width_; }
     int Height() const { return height_; }
@@ -46,7 +46,7 @@ public:
     const Matrix& WorldToNdc() const { return world_to_ndc_; }
 
     /// What a disc that faces the eye covers. Caller: the disc is in the room, so before the eye.
-    RasterBox Cover(Vec3 centre, float radius) const;
+    RasterBox Cover(Vec3f centre, float radius) const;
 
 private:
     const int width_;

@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/bake/failure.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

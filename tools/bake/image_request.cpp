@@ -67,7 +67,7 @@ void ImageRequest::AddInteger(const char* name, int value) {
 void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
                   std::vector<float>* samples) {
     const auto& [centre, normal, facing, radius, area] = micropolygon;
-    const Vec3& light = shade.radiosity;
+    const Vec3f& light = shade.radiosity;
     samples->insert(samples->end(), {centre.x, centre.y, centre.z, normal.x, normal.y, normal.z,
                                      radius, area, light.x, light.y, light.z, shade.occlusion});
 }

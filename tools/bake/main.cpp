@@ -11,11 +11,11 @@
 
 #include "tools/bake/bake.h"
 #include "tools/bake/camera.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/options.h"
 #include "tools/bake/outcome.h"
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "util/text/printable_text.h"
 

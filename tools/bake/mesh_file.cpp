@@ -13,8 +13,8 @@
 #include <type_traits>
 
 #include "tools/bake/bounded_child.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/mesh_import.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

@@ -18,7 +18,7 @@
 #include <utility>
 
 #include "tools/bake/bounded_child.h"
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

@@ -15,6 +15,6 @@ bool IsClosed(const TriangleMesh& mesh);
 /// Whether the normals of a closed mesh point inwards on the whole, as computed ones do when its
 /// corners are in the wrong order: the volume that it encloses is negative then. An open mesh
 /// encloses none, and what this answers for it depends on where it stands.
-bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals);
+bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3f>& normals);
 
 }  // namespace bake

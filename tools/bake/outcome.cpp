@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "tools/bake/failure.h"
 #include "tools/bake/stored_cloud.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

@@ -18,13 +18,13 @@ namespace bake {
 
 /// A parallelogram that shines to the side of Cross(edge_u, edge_v), equally bright from anywhere.
 struct AreaLight {
-    Vec3 corner;
-    Vec3 edge_u;
-    Vec3 edge_v;
-    Vec3 emission;
+    Vec3f corner;
+    Vec3f edge_u;
+    Vec3f edge_v;
+    Vec3f emission;
 
     /// The point at `u`, `v` from 0 to 1 along the edges.
-    Vec3 At(float u, float v) const { return corner + edge_u * u + edge_v * v; }
+    Vec3f At(float u, float v) const { return corner + edge_u * u + edge_v * v; }
 };
 
 class Scene {

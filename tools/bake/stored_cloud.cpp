@@ -20,7 +20,7 @@
 #include <system_error>
 #include <vector>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 #include "util/io/open_file.h"
 
 namespace bake {

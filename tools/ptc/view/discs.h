@@ -18,17 +18,17 @@
 #include <cstddef>
 #include <vector>
 
+#include "tools/common/vec3.h"
 #include "tools/ptc/srgb.h"
 #include "tools/ptc/view/picture.h"
-#include "tools/ptc/view/vector3.h"
 #include "tools/ptc/view/view_camera.h"
 
 namespace view {
 
 /// All of it is finite, the radius not negative.
 struct Disc {
-    Vector3 centre;
-    Vector3 normal;  ///< of any length; the null vector: the disc faces the eye
+    Vec3d centre;
+    Vec3d normal;  ///< of any length; the null vector: the disc faces the eye
     double radius = 0;
 };
 

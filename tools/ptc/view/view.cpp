@@ -36,7 +36,7 @@ constexpr double kMostAspect = 8;
 /// that has nothing to do with the cloud sees by chance.
 constexpr std::uint64_t kSeenOneIn = 100;
 
-Vector3 PositionOf(const PointHead& point) {
+Vec3d PositionOf(const PointHead& point) {
     return {point.position[0], point.position[1], point.position[2]};
 }
 
@@ -49,14 +49,11 @@ struct Survey {
 
     /// Takes in the whole sphere, however its disc is turned. The header's box is not asked: a
     /// point that is not finite has spoilt it, and it knows nothing of the radii's scale.
-    void Include(const Vector3& p, double radius) {
-        const Vector3 reach = {radius, radius, radius};
-        const Vector3 low = p - reach, high = p + reach;
+    void Include(const Vec3d& p, double radius) {
+        const Vec3d reach = {radius, radius, radius};
+        const Vec3d low = p - reach, high = p + reach;
         if (points == 0) box = {low, high};
-        box.low = {std::min(box.low.x, low.x), std::min(box.low.y, low.y),
-                   std::min(box.low.z, low.z)};
-        box.high = {std::max(box.high.x, high.x), std::max(box.high.y, high.y),
-                    std::max(box.high.z, high.z)};
+        box = {Least(box.low, low), Most(box.high, high)};
         ++points;
     }
 };
@@ -145,7 +142,7 @@ private:
                 if (!colouring_.ValueOf(point, data, &value)) return;
                 survey.values.Add(value);
             }
-            const Vector3 position = PositionOf(point);
+            const Vec3d position = PositionOf(point);
             survey.Include(position, point.radius * options_.point_scale);
             double x = 0, y = 0;
             if (camera && camera->Project(position, &x, &y))

@@ -40,9 +40,9 @@ void ToRaster(const Frame& frame, ViewCamera* camera) {
 
 /// A fitted camera's directions in the world.
 struct Axes {
-    Vector3 right;
-    Vector3 up;
-    Vector3 ahead;
+    Vec3d right;
+    Vec3d up;
+    Vec3d ahead;
 };
 
 /// Sines and cosines are the same bits on every machine, and so is the picture.
@@ -72,7 +72,7 @@ bool IsCamera(std::span<const float, 16> matrix) {
 
 }  // namespace
 
-bool ViewCamera::Project(const Vector3& p, double* raster_x, double* raster_y) const {
+bool ViewCamera::Project(const Vec3d& p, double* raster_x, double* raster_y) const {
     const double depth = w.At(p);
     if (!(depth > 0)) return false;
     *raster_x = x.At(p) / depth;
@@ -101,19 +101,19 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
 
 ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Frame& frame) {
     const Axes axes = AxesOf(direction);
-    const Vector3 middle = (box.low + box.high) * 0.5;
+    const Vec3d middle = (box.low + box.high) * 0.5;
     // A single point without a radius has no size to go by; any distance shows it.
     const double radius = Length(box.high - box.low) / 2;
     const double distance = radius > 0 ? kDistance * radius : 1.0;
-    const auto along = [&](const Vector3& axis) { return LinearForm{axis, -Dot(axis, middle)}; };
+    const auto along = [&](const Vec3d& axis) { return LinearForm{axis, -Dot(axis, middle)}; };
     ViewCamera camera{along(axes.right), along(axes.up), along(axes.ahead), {{}, 1}};
     camera.w.constant += distance;
 
     // What the box takes of the plane at depth 1; a cloud seen along a line still takes something.
     double left = 0, right = 0, bottom = 0, top = 0;
     for (int corner = 0; corner < 8; ++corner) {
-        const Vector3 p = {corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,
-                           corner & 4 ? box.high.z : box.low.z};
+        const Vec3d p = {corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,
+                         corner & 4 ? box.high.z : box.low.z};
         double x = 0, y = 0;
         camera.Project(p, &x, &y);
         left = std::min(left, x);

@@ -22,22 +22,22 @@
 #include <optional>
 #include <span>
 
-#include "tools/ptc/view/vector3.h"
+#include "tools/common/vec3.h"
 
 namespace view {
 
 /// One linear form of (p, 1).
 struct LinearForm {
-    Vector3 direction;
+    Vec3d direction;
     double constant = 0;
 
-    double At(const Vector3& p) const { return Dot(p, direction) + constant; }
+    double At(const Vec3d& p) const { return Dot(p, direction) + constant; }
 };
 
 /// A box around points.
 struct Bounds {
-    Vector3 low;
-    Vector3 high;
+    Vec3d low;
+    Vec3d high;
 };
 
 /// Where normalised device coordinates, -1 to 1, land: a rectangle with its corner at (0, 0), and
@@ -55,7 +55,7 @@ struct ViewCamera {
     LinearForm near;
 
     /// Whether the point is before the eye and, when it is, where.
-    bool Project(const Vector3& p, double* raster_x, double* raster_y) const;
+    bool Project(const Vec3d& p, double* raster_x, double* raster_y) const;
 
     /// How fast nearness changes with a step in the world at depth `w`.
     double NearnessSlope(double w_there) const;
