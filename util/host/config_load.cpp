@@ -19,6 +19,7 @@
 #include "util/host/message_tables.h"
 #include "util/host/platform.h"
 #include "util/io/open_file.h"
+#include "util/text/words.h"
 
 namespace {
 
@@ -32,19 +33,6 @@ constexpr std::string_view kValueEnds = "\r\n";
 std::string Joined(std::string_view folder, std::string_view between, std::string_view name) {
     std::string path(folder);
     return path.append(between).append(name);
-}
-
-/// The first run of characters of `text` that are not in `ends`; empty when there is none.
-std::string_view FirstToken(std::string_view text, std::string_view ends) {
-    const std::size_t begin = text.find_first_not_of(ends);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_first_of(ends, begin) - begin);
-}
-
-std::string_view WithoutBlanksAround(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
 }  // namespace
@@ -79,16 +67,15 @@ std::string ConfigStore::Expanded(std::string_view value) const {
 
 void ConfigStore::ReadLine(const char* line) try {
     std::string_view rest = line;  // a zero byte ends the line's text
-    const std::string_view key = FirstToken(rest, kKeyEnds);
+    const std::string_view key = TakeWord(&rest, kKeyEnds);
     if (key.empty() || key.front() == '#') return;
-    const std::size_t key_end = static_cast<std::size_t>(key.data() - line) + key.size();
-    // One character ends the key and is gone; what follows it is the value, blanks included. So a
-    // key and two blanks have an empty value, and a key and one blank have none.
-    rest.remove_prefix(std::min(rest.size(), key_end + 1));
-    const std::string_view token = FirstToken(rest, kValueEnds);
+    // One character ends the key and belongs to nothing; the value begins behind it, blanks
+    // included. So a key and two blanks have an empty value, and a key and one blank have none.
+    rest.remove_prefix(std::min<std::size_t>(rest.size(), 1));
+    const std::string_view token = TakeWord(&rest, kValueEnds);
     if (token.empty()) return;
 
-    const std::string value = Expanded(WithoutBlanksAround(token));
+    const std::string value = Expanded(Trimmed(token, kBlanks));
     Add(key, value);
     if (dumps_.load(std::memory_order_relaxed))
         std::printf(" default: %.*s  value: %s\n", static_cast<int>(key.size()), key.data(),

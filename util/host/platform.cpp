@@ -7,6 +7,7 @@
 
 #include "util/base/process_wide.h"
 #include "util/host/config_store.h"
+#include "util/text/words.h"
 
 namespace platform {
 namespace {
@@ -26,14 +27,8 @@ struct Architecture {
 
 /// The three words of a zone's value; false when there are fewer or more.
 bool SplitZone(std::string_view value, std::array<std::string_view, 3>* words) {
-    for (std::string_view& word : *words) {
-        const std::size_t begin = value.find_first_not_of(kBlanks);
-        if (begin == std::string_view::npos) return false;
-        value.remove_prefix(begin);
-        word = value.substr(0, value.find_first_of(kBlanks));
-        value.remove_prefix(word.size());
-    }
-    return value.find_first_not_of(kBlanks) == std::string_view::npos;
+    for (std::string_view& word : *words) word = TakeWord(&value, kBlanks);
+    return !words->back().empty() && TakeWord(&value, kBlanks).empty();
 }
 
 /// Whether `path` is `folder` or lies in it.
