@@ -14,17 +14,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 
 #include "tools/common/failure.h"
 
 namespace bake {
 
 namespace {
-
-[[noreturn]] void Fail(const char* what) {
-    throw Failure(fmt::format("{}: {}", what, std::generic_category().message(errno)));
-}
 
 /// The address space that this process takes. 0: it cannot be told.
 std::uint64_t AddressSpace() {
@@ -69,7 +64,7 @@ bool Isolate(std::uint64_t memory, pid_t parent) {
 
 BoundedChild::BoundedChild(std::uint64_t memory, const std::function<void(std::FILE* to)>& work) {
     std::array<int, 2> ends{};  // for reading, for writing
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) Fail("cannot make a pipe");
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) FailWithErrno("cannot make a pipe");
     const pid_t parent = getpid();
     process_ = fork();
     if (process_ == 0) {
@@ -81,7 +76,7 @@ BoundedChild::BoundedChild(std::uint64_t memory, const std::function<void(std::F
     (void)close(ends[1]);
     from_.reset(fdopen(ends[0], "r"));
     errno = error;
-    if (process_ < 0) Fail("cannot make a process");
+    if (process_ < 0) FailWithErrno("cannot make a process");
 }
 
 BoundedChild::~BoundedChild() {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <limits>
 #include <thread>
 
@@ -44,12 +43,8 @@ CLI::Validator Count(int low, int high) {
 
 /// "WxH" into two numbers of pixels.
 bool ParseSize(const std::string& text, int* width, int* height) {
-    const char* const end = text.data() + text.size();
-    const auto first = std::from_chars(text.data(), end, *width);
-    if (first.ec != std::errc() || first.ptr == end || *first.ptr != 'x') return false;
-    const auto second = std::from_chars(first.ptr + 1, end, *height);
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
-    return second.ec == std::errc() && second.ptr == end && fits(*width) && fits(*height);
+    return ParseTwoNumbers(text, 'x', width, height) && fits(*width) && fits(*height);
 }
 
 /// What is in the room and how it is seen.

@@ -17,7 +17,6 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "tools/common/failure.h"
@@ -44,13 +43,13 @@ constexpr std::size_t kDeclarationsAt = 336;
 class Input {
 public:
     explicit Input(const std::string& file) : name_(file), file_(OpenStream(file.c_str(), "rbe")) {
-        if (!file_) Fail();
+        if (!file_) FailWithErrno(name_);
     }
 
     /// False: the file ends before that many bytes.
     bool Read(void* bytes, std::size_t count) {
         const bool whole = std::fread(bytes, 1, count, file_.get()) == count;
-        if (std::ferror(file_.get())) Fail();
+        if (std::ferror(file_.get())) FailWithErrno(name_);
         return whole;
     }
 
@@ -58,7 +57,7 @@ public:
     bool ReadLine(std::string_view* line) {
         errno = 0;
         const auto length = getline(&line_.text, &line_.room, file_.get());
-        if (length < 0 && (std::ferror(file_.get()) || errno != 0)) Fail();
+        if (length < 0 && (std::ferror(file_.get()) || errno != 0)) FailWithErrno(name_);
         if (length < 1 || line_.text[length - 1] != '\n') return false;
         *line = std::string_view(line_.text, static_cast<std::size_t>(length - 1));
         return true;
@@ -82,10 +81,6 @@ private:
     struct Close {
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
-
-    [[noreturn]] void Fail() const {
-        throw Failure(fmt::format("{}: {}", name_, std::generic_category().message(errno)));
-    }
 
     const std::string name_;
     const std::unique_ptr<std::FILE, Close> file_;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <span>
 
+#include "tools/common/failure.h"
 #include "util/io/gzip_stream.h"
 #include "util/io/open_file.h"
 #include "util/io/plain_file.h"

@@ -27,6 +27,3 @@ private:
 
 /// Writes everything from where `from` stands to `to`. Messages call them by their names.
 void CopyDescriptor(int from, const std::string& from_name, int to, const std::string& to_name);
-
-/// A Failure about the file `name`, with the system's reason, the current errno.
-[[noreturn]] void FailWithErrno(const std::string& name);

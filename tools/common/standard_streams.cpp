@@ -10,7 +10,7 @@
 #include <new>
 #include <string>
 
-#include "tools/common/spool.h"
+#include "tools/common/failure.h"
 #include "util/text/printable_text.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "tools/common/failure.h"
+#include "tools/common/number.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/number_parse.h"
 #include "tools/ptc/convert/ply_header.h"
@@ -158,9 +159,7 @@ private:
         std::int64_t count = 0;
         if (IsText()) {
             const std::string_view word = input_.ReadWord();
-            const char* const last = word.data() + word.size();
-            const auto [end, error] = std::from_chars(word.data(), last, count);
-            if (error != std::errc() || end != last) count = -1;
+            if (!ParseNumber(word, &count)) count = -1;
         } else {
             std::array<std::byte, 8> bytes;
             ReadScalar(property.count_type, &bytes);

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <system_error>
-
 #include "tools/common/failure.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/ply_comments.h"
@@ -63,10 +61,7 @@ protected:
     std::int64_t Written() const { return count_; }
 
 private:
-    [[noreturn]] void Fail() const {
-        throw Failure(output_.name + ": " +
-                      std::generic_category().message(output_.bytes->Error()));
-    }
+    [[noreturn]] void Fail() const { FailWithErrno(output_.name, output_.bytes->Error()); }
 
     std::size_t record_;
     OutputName output_;

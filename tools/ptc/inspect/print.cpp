@@ -7,15 +7,14 @@
 #include <CLI/App.hpp>
 #include <CLI/Error.hpp>
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <memory>
 #include <span>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/number.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/node_walk.h"
@@ -39,11 +38,7 @@ struct PrintOptions {
 
 /// "FIRST:COUNT" into two numbers, neither negative.
 bool ParseRange(const std::string& text, std::int64_t* first, std::int64_t* count) {
-    const char* const end = text.data() + text.size();
-    const auto [colon, wrong_first] = std::from_chars(text.data(), end, *first);
-    if (wrong_first != std::errc() || colon == end || *colon != ':') return false;
-    const auto [last, wrong_count] = std::from_chars(colon + 1, end, *count);
-    return wrong_count == std::errc() && last == end && *first >= 0 && *count >= 0;
+    return ParseTwoNumbers(text, ':', first, count) && *first >= 0 && *count >= 0;
 }
 
 PrintTable::Form FormOf(const PrintOptions& options) {

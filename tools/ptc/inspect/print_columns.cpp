@@ -5,8 +5,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "tools/common/failure.h"
+#include "tools/common/parts.h"
 #include "tools/ptc/component_suffix.h"
 
 std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
@@ -32,9 +34,8 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
         for (const PrintGroup& group : groups) choose(group);
         return chosen;
     }
-    for (std::size_t begin = 0; begin <= names.size();) {
-        const std::size_t end = std::min(names.find(',', begin), names.size());
-        const std::string name = names.substr(begin, end - begin);
+    Parts parts(names, ',');
+    for (std::string_view name; parts.Next(&name);) {
         // From the back: the file's own variables stand there.
         const auto found =
             std::find_if(groups.rbegin(), groups.rend(),
@@ -46,7 +47,6 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
             throw Failure(fmt::format("no variable \"{}\"; there are {}", name, there));
         }
         choose(*found);
-        begin = end + 1;
     }
     return chosen;
 }

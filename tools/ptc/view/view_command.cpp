@@ -24,25 +24,17 @@ constexpr int kMostPixels = 8192;
 
 constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
 
-/// Two numbers: `text` split at the first `mark` into two numbers.
-template <class Value>
-bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
-    const std::size_t at = text.find(mark);
-    return at != text.npos && ParseNumber(text.substr(0, at), first) &&
-           ParseNumber(text.substr(at + 1), second);
-}
-
 /// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
-    return ParseTwo(text, 'x', &size->width, &size->height) && fits(size->width) &&
+    return ParseTwoNumbers(text, 'x', &size->width, &size->height) && fits(size->width) &&
            fits(size->height);
 }
 
 /// "MIN:MAX". Neither an end nor the distance between the two may be infinite, or no value would
 /// have a share of it.
 bool ParseRange(const std::string& text, ValueRange* range) {
-    return ParseTwo(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
+    return ParseTwoNumbers(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
            range->low < range->high && std::isfinite(range->high - range->low);
 }
 
