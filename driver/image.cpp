@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ptc/cloud/writer.h"
 #include "util/host/message.h"
 #include "util/text/printable_text.h"
 #include "util/text/system_reason.h"
@@ -36,7 +35,7 @@ bool Completes(Step step) noexcept {
 
 void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept {
     // However the one ends, the other is done: what has been written gets its header.
-    Cloud& cloud = *image->writer;
+    CloudWriter& cloud = *image->writer;
     bool is_whole = Completes([&] {
         if (image->simplifier) FlushBuffer(*image);
     });

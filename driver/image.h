@@ -23,7 +23,7 @@
 #include "driver/duplicate_samples.h"
 #include "driver/point_buffer.h"
 #include "driver/simplify.h"
-#include "ptc/cloud/cloud.h"
+#include "ptc/cloud/writer.h"
 #include "util/base/results.h"
 #include "util/host/parameters.h"
 
@@ -53,7 +53,7 @@ struct PointCloudImage {
     std::int32_t variable_count = 0;
     std::vector<std::int32_t> variable_sizes;
 
-    std::unique_ptr<Cloud> writer;
+    std::unique_ptr<CloudWriter> writer;
 
     // Of all accepted samples, whether or not they reach the file.
     std::int64_t accepted_samples = 0;

@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "driver/image.h"
-#include "ptc/cloud/writer.h"
 #include "util/host/message.h"
 #include "util/host/runtime.h"
 #include "util/text/printable_text.h"
@@ -51,9 +50,9 @@ std::vector<const char*> Texts(const std::vector<std::string>& strings) {
 }
 
 /// Creates the file that `file_name` names as given: the default name is the handle's alone.
-std::unique_ptr<Cloud> CreateFile(const std::string& file_name, const Channels& channels,
-                                  std::span<const Parameter> parameters,
-                                  const Projection& projection, std::string* why) {
+std::unique_ptr<CloudWriter> CreateFile(const std::string& file_name, const Channels& channels,
+                                        std::span<const Parameter> parameters,
+                                        const Projection& projection, std::string* why) {
     std::array<float, 16> world_to_eye{};
     const bool has_eye = FindMatrix("Nl", world_to_eye, parameters) == ParameterStatus::kFound;
     const std::vector<const char*> types = Texts(channels.types);

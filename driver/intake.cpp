@@ -3,7 +3,6 @@
 #include <new>
 
 #include "driver/image.h"
-#include "ptc/cloud/writer.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "ptc/cloud/header_query.h"
 #include "ptc/cloud/reader.h"
 #include "tests/support/memory_source.h"
 
@@ -16,7 +17,7 @@ constexpr std::size_t kRun = 1000;  // points that take more than the reader's r
 
 /// Positions of all points from the first on, as their bits, and then of those behind places in
 /// the middle: what is read after a seek is what was read in sequence.
-void ReadAll(Cloud& cloud) {
+void ReadAll(CloudReader& cloud) {
     const auto floats = static_cast<std::size_t>(cloud.point_variables.data_size);
     if (floats > kMostFloats / kRun) return;
     std::vector<PointHead> heads(kRun);
@@ -40,7 +41,7 @@ void ReadAll(Cloud& cloud) {
     }
 }
 
-void WalkNodes(Cloud& cloud) {
+void WalkNodes(CloudReader& cloud) {
     std::vector<std::int64_t> waiting = {cloud.root_position};
     for (int visits = 0; !waiting.empty() && visits < 1000; ++visits) {
         NodeRecord node;

@@ -45,7 +45,7 @@ private:
 struct Sequence {
     explicit Sequence(const std::string& name) {
         std::string why;
-        const std::unique_ptr<Cloud> cloud = OpenCloud(name.c_str(), &why);
+        const std::unique_ptr<CloudReader> cloud = OpenCloud(name.c_str(), &why);
         if (!cloud) return;
         floats = static_cast<std::size_t>(cloud->point_variables.data_size);
         const auto most = static_cast<std::int64_t>(kMostValues / (floats + 1));

@@ -86,7 +86,7 @@ PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables) 
     PtcManagedFile* const file = PtcOpenForReading(name);
     if (!file) return nullptr;
     const bool has_any = OrElse(false, [&] {
-        const Cloud* const header = file->Header();
+        const CloudHeader* const header = file->Header();
         if (!header || header->point_variables.names.empty()) return false;
         if (!variables) return true;
         variables->types = header->point_variables.types;

@@ -24,7 +24,7 @@ std::string ReportOfCaches(Report report) {
 }  // namespace
 
 bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) {
-    const Cloud* const cloud = file ? file->Header() : nullptr;
+    const CloudHeader* const cloud = file ? file->Header() : nullptr;
     if (!cloud) return false;
     header->points = cloud->point_count;
     header->nodes = cloud->node_count;
@@ -65,7 +65,7 @@ const PtcNode* PtcGetNodeChildren(PtcManagedFile* file, std::int64_t reference,
 }
 
 const PtcNode* PtcGetRoot(PtcManagedFile* file, std::int64_t* reference) {
-    const Cloud* const cloud = file ? file->Header() : nullptr;
+    const CloudHeader* const cloud = file ? file->Header() : nullptr;
     if (!cloud || cloud->node_count == 0) return nullptr;
     if (reference) *reference = cloud->root_position;
     // Kept like the children of a node: the root is the one child of reference 0.

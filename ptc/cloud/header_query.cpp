@@ -1,11 +1,11 @@
 // Header values by name.
 
+#include "ptc/cloud/header_query.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-
-#include "ptc/cloud/reader.h"
 
 namespace {
 
@@ -43,16 +43,16 @@ CloudStatus StoreTexts(const std::vector<std::string>& texts, void* out) {
     return Store(array, out);
 }
 
-CloudStatus StoreBox(const Cloud& cloud, void* out) {
+CloudStatus StoreBox(const CloudHeader& header, void* out) {
     std::array<float, 6> box;
-    std::copy(cloud.box_min.begin(), cloud.box_min.end(), box.begin());
-    std::copy(cloud.box_max.begin(), cloud.box_max.end(), box.begin() + 3);
+    std::copy(header.box_min.begin(), header.box_min.end(), box.begin());
+    std::copy(header.box_max.begin(), header.box_max.end(), box.begin() + 3);
     return Store(box, out);
 }
 
-CloudStatus StoreFormat(const Cloud& cloud, void* out) {
-    return Store(std::array{static_cast<float>(cloud.x_resolution),
-                            static_cast<float>(cloud.y_resolution), cloud.pixel_aspect},
+CloudStatus StoreFormat(const CloudHeader& header, void* out) {
+    return Store(std::array{static_cast<float>(header.x_resolution),
+                            static_cast<float>(header.y_resolution), header.pixel_aspect},
                  out);
 }
 
@@ -62,49 +62,50 @@ CloudStatus StoreVariableCount(const CloudVariables& variables, void* out) {
 
 struct Request {
     std::string_view name;
-    CloudStatus (*store)(const Cloud& cloud, void* out);
+    CloudStatus (*store)(const CloudHeader& header, void* out);
 };
 
 // The names differ from the keys in the file; both are part of the interface.
 constexpr Request kRequests[] = {
-    {"version",
-     [](const Cloud& c, void* out) { return Store(static_cast<std::int32_t>(c.version), out); }},
+    {"version", [](const CloudHeader& h,
+                   void* out) { return Store(static_cast<std::int32_t>(h.version), out); }},
     {"bbox", StoreBox},
-    {"largestradius", [](const Cloud& c, void* out) { return Store(c.largest_radius, out); }},
-    {"npoints", [](const Cloud& c, void* out) { return StoreCount(c.point_count, out); }},
-    {"nnodes", [](const Cloud& c, void* out) { return StoreCount(c.node_count, out); }},
-    {"nvars", [](const Cloud& c, void* out) { return StoreVariableCount(c.point_variables, out); }},
+    {"largestradius", [](const CloudHeader& h, void* out) { return Store(h.largest_radius, out); }},
+    {"npoints", [](const CloudHeader& h, void* out) { return StoreCount(h.point_count, out); }},
+    {"nnodes", [](const CloudHeader& h, void* out) { return StoreCount(h.node_count, out); }},
+    {"nvars",
+     [](const CloudHeader& h, void* out) { return StoreVariableCount(h.point_variables, out); }},
     {"npointvars",
-     [](const Cloud& c, void* out) { return StoreVariableCount(c.point_variables, out); }},
+     [](const CloudHeader& h, void* out) { return StoreVariableCount(h.point_variables, out); }},
     {"pointvartypes",
-     [](const Cloud& c, void* out) { return StoreTexts(c.point_variables.types, out); }},
+     [](const CloudHeader& h, void* out) { return StoreTexts(h.point_variables.types, out); }},
     {"pointvarnames",
-     [](const Cloud& c, void* out) { return StoreTexts(c.point_variables.names, out); }},
+     [](const CloudHeader& h, void* out) { return StoreTexts(h.point_variables.names, out); }},
     {"varsizes",
-     [](const Cloud& c, void* out) { return StoreSizes(c.point_variables.sizes, out); }},
+     [](const CloudHeader& h, void* out) { return StoreSizes(h.point_variables.sizes, out); }},
     {"pointvarsizes",
-     [](const Cloud& c, void* out) { return StoreSizes(c.point_variables.sizes, out); }},
+     [](const CloudHeader& h, void* out) { return StoreSizes(h.point_variables.sizes, out); }},
     {"pointdatasize",
-     [](const Cloud& c, void* out) { return Store(c.point_variables.data_size, out); }},
+     [](const CloudHeader& h, void* out) { return Store(h.point_variables.data_size, out); }},
     {"ntreevars",
-     [](const Cloud& c, void* out) { return StoreVariableCount(c.node_variables, out); }},
+     [](const CloudHeader& h, void* out) { return StoreVariableCount(h.node_variables, out); }},
     {"treevartypes",
-     [](const Cloud& c, void* out) { return StoreTexts(c.node_variables.types, out); }},
+     [](const CloudHeader& h, void* out) { return StoreTexts(h.node_variables.types, out); }},
     {"treevarnames",
-     [](const Cloud& c, void* out) { return StoreTexts(c.node_variables.names, out); }},
+     [](const CloudHeader& h, void* out) { return StoreTexts(h.node_variables.names, out); }},
     {"treedatasize",
-     [](const Cloud& c, void* out) { return Store(c.node_variables.data_size, out); }},
-    {"world2eye", [](const Cloud& c, void* out) { return Store(c.world_to_eye, out); }},
-    {"world2ndc", [](const Cloud& c, void* out) { return Store(c.world_to_ndc, out); }},
+     [](const CloudHeader& h, void* out) { return Store(h.node_variables.data_size, out); }},
+    {"world2eye", [](const CloudHeader& h, void* out) { return Store(h.world_to_eye, out); }},
+    {"world2ndc", [](const CloudHeader& h, void* out) { return Store(h.world_to_ndc, out); }},
     {"format", StoreFormat},
-    {"rootpos", [](const Cloud& c, void* out) { return Store(c.root_position, out); }},
-    {"firstpointpos", [](const Cloud& c, void* out) { return Store(c.data_start, out); }},
+    {"rootpos", [](const CloudHeader& h, void* out) { return Store(h.root_position, out); }},
+    {"firstpointpos", [](const CloudHeader& h, void* out) { return Store(h.data_start, out); }},
 };
 
 }  // namespace
 
-CloudStatus GetHeaderValue(const Cloud& cloud, std::string_view request, void* out) {
+CloudStatus GetHeaderValue(const CloudHeader& header, std::string_view request, void* out) {
     for (const Request& known : kRequests)
-        if (known.name == request) return out ? known.store(cloud, out) : CloudStatus::kFailed;
+        if (known.name == request) return out ? known.store(header, out) : CloudStatus::kFailed;
     return CloudStatus::kFailed;
 }

@@ -12,13 +12,13 @@ namespace {
 
 constexpr std::size_t kNodePiece = 65536;  // bytes that are copied at a time
 
-std::size_t DataFloats(const Cloud& cloud) {
-    return static_cast<std::size_t>(cloud.point_variables.data_size);
+std::size_t DataFloats(const CloudHeader& header) {
+    return static_cast<std::size_t>(header.point_variables.data_size);
 }
 
-std::int64_t PointsEnd(const Cloud& cloud) {
-    const auto record = static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(cloud)));
-    return cloud.data_start + cloud.point_count * record;
+std::int64_t PointsEnd(const CloudHeader& header) {
+    const auto record = static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header)));
+    return header.data_start + header.point_count * record;
 }
 
 /// One point of the text form. `floats` is scratch of the data's size.
@@ -42,7 +42,7 @@ TokenStatus ReadTextPoint(TokenInput& input, std::vector<float>* floats, std::by
 
 }  // namespace
 
-CloudStatus ReadPointRecords(Cloud& cloud, std::span<std::byte> records, std::size_t* bytes) {
+CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, std::size_t* bytes) {
     const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
     *bytes = 0;
     if (cloud.input.IsText()) {
@@ -60,13 +60,13 @@ CloudStatus ReadPointRecords(Cloud& cloud, std::span<std::byte> records, std::si
     return is_whole ? CloudStatus::kOk : CloudStatus::kFailed;
 }
 
-bool NodesFit(const Cloud& from, const Cloud& to) {
+bool NodesFit(const CloudReader& from, const CloudWriter& to) {
     return from.node_count > 0 && from.root_position >= PointsEnd(from) && !from.input.IsText() &&
            !from.input.IsCompressed() && !to.file.IsText() && to.data_start == from.data_start &&
            to.node_variables.data_size == from.node_variables.data_size;
 }
 
-CloudStatus CopyNodes(Cloud& from, Cloud& to) {
+CloudStatus CopyNodes(CloudReader& from, CloudWriter& to) {
     from.next_point = -1;
     if (Failed(from.input.Seek(PointsEnd(from)))) return CloudStatus::kFailed;
     for (std::size_t got = kNodePiece; got == kNodePiece;) {

@@ -10,20 +10,21 @@
 #include <cstddef>
 #include <span>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/cloud/writer.h"
 #include "util/base/results.h"
 
 /// Reads the next points from where the file stands, from either form, as records that
 /// WritePointRecords() takes. `records`: room for whole records. `*bytes` tells how much was
 /// filled in any case, whole records only.
 /// Failed: the file ends before, or a record cannot be read.
-CloudStatus ReadPointRecords(Cloud& cloud, std::span<std::byte> records, std::size_t* bytes);
+CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, std::size_t* bytes);
 
 /// Whether the nodes of `from` can follow the points in `to` byte for byte: they are there, in the
 /// binary form, and the offsets in them mean the same bytes in `to`.
-bool NodesFit(const Cloud& from, const Cloud& to);
+bool NodesFit(const CloudReader& from, const CloudWriter& to);
 
 /// Copies the nodes of `from`, which is open for reading, behind the points of `to`, which is open
 /// for writing. Caller: NodesFit(), and every point of `from` is written to `to`, in its order;
 /// no point follows. `from` stands at no particular point afterwards.
-CloudStatus CopyNodes(Cloud& from, Cloud& to);
+CloudStatus CopyNodes(CloudReader& from, CloudWriter& to);

@@ -6,8 +6,8 @@
 #include "ptc/format/layout.h"
 #include "ptc/format/text_records.h"
 
-CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
-                     std::int64_t* end) {
+CloudStatus ReadNode(CloudReader& cloud, std::int64_t offset, NodeRecord* node,
+                     std::span<float> data, std::int64_t* end) {
     TokenInput& input = cloud.input;
     if (!input.IsOpen() || offset < cloud.data_start) return CloudStatus::kFailed;
     cloud.next_point = -1;

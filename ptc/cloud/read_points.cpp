@@ -13,18 +13,18 @@ namespace {
 /// Raw records are decoded from pieces of about this many bytes.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
 
-std::size_t DataFloats(const Cloud& cloud) {
+std::size_t DataFloats(const CloudHeader& cloud) {
     return static_cast<std::size_t>(cloud.point_variables.data_size);
 }
 
-void TellWrongPoint(const Cloud& cloud, bool has_head) {
+void TellWrongPoint(const CloudReader& cloud, bool has_head) {
     if (cloud.is_quiet) return;
     std::puts(has_head ? "WARNING: Wrong data size in point cloud file!"
                        : "WARNING: Wrong point data in point cloud file!");
 }
 
 /// Reads text points one by one; a caller without room for the data has them skipped.
-std::size_t ReadTextPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data) {
+std::size_t ReadTextPoints(CloudReader& cloud, std::span<PointHead> heads, std::span<float> data) {
     const std::size_t floats = DataFloats(cloud);
     std::vector<float> skipped(data.empty() ? floats : 0);
     for (std::size_t i = 0; i < heads.size(); ++i) {
@@ -37,7 +37,8 @@ std::size_t ReadTextPoints(Cloud& cloud, std::span<PointHead> heads, std::span<f
     return heads.size();
 }
 
-std::size_t ReadBinaryPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data) {
+std::size_t ReadBinaryPoints(CloudReader& cloud, std::span<PointHead> heads,
+                             std::span<float> data) {
     const std::size_t floats = DataFloats(cloud);
     const std::size_t record = ptc_layout::PointBytes(floats);
     const NormalDecoder& normals = Normals();
@@ -62,7 +63,7 @@ std::size_t ReadBinaryPoints(Cloud& cloud, std::span<PointHead> heads, std::span
 }
 
 /// Reads over `count` points of a text file.
-CloudStatus SkipTextPoints(Cloud& cloud, std::int64_t count) {
+CloudStatus SkipTextPoints(CloudReader& cloud, std::int64_t count) {
     PointHead head;
     std::size_t read = 0;
     for (; count > 0; --count)
@@ -72,7 +73,7 @@ CloudStatus SkipTextPoints(Cloud& cloud, std::int64_t count) {
 
 }  // namespace
 
-CloudStatus SeekPoint(Cloud& cloud, std::int64_t index) {
+CloudStatus SeekPoint(CloudReader& cloud, std::int64_t index) {
     if (!cloud.input.IsOpen() || index < 0 || index > cloud.point_count)
         return CloudStatus::kFailed;
     if (index == cloud.next_point) return CloudStatus::kOk;
@@ -91,7 +92,7 @@ CloudStatus SeekPoint(Cloud& cloud, std::int64_t index) {
     return SkipTextPoints(cloud, index - cloud.next_point);
 }
 
-CloudStatus ReadPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data,
+CloudStatus ReadPoints(CloudReader& cloud, std::span<PointHead> heads, std::span<float> data,
                        std::size_t* count) {
     *count = 0;
     if (!cloud.input.IsOpen() || cloud.next_point < 0) return CloudStatus::kFailed;

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <system_error>
 
-#include "ptc/cloud/header_grammar.h"
+#include "ptc/format/header_grammar.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
 #include "util/base/number_cast.h"
@@ -71,7 +71,7 @@ private:
 
 /// The octree of a compressed file is never used: nodes are found by their offsets, and every jump
 /// would inflate the file anew.
-void LeaveOctree(Cloud& cloud) {
+void LeaveOctree(CloudReader& cloud) {
     if (!cloud.input.IsCompressed() || cloud.point_count == 0) return;
     if (!cloud.is_quiet) MsgReport("T43050", 4, 1, cloud.name.c_str());
     cloud.node_count = 0;
@@ -79,7 +79,7 @@ void LeaveOctree(Cloud& cloud) {
 }
 
 /// Puts defaults in for a format that makes no sense.
-void UseFormat(Cloud& cloud) {
+void UseFormat(StoredHeader& cloud) {
     const std::array<float, 3>& format = cloud.stored_format;
     cloud.stored_world_to_ndc = cloud.world_to_ndc;
     const auto is_size = [](float size) { return size >= 1 && size <= 16000; };
@@ -97,7 +97,7 @@ void UseFormat(Cloud& cloud) {
 
 /// Whether the file has room for what its header counts. A header that counts fewer points than
 /// there are is one that lags; it may. Null, or why the file is refused.
-const char* CheckSizes(const Cloud& cloud) {
+const char* CheckSizes(const CloudReader& cloud) {
     const TokenInput& input = cloud.input;
     const std::int64_t stored = input.StoredBytes();
     if (stored < 0 || input.IsCompressed()) return nullptr;
@@ -114,11 +114,11 @@ const char* CheckSizes(const Cloud& cloud) {
 }
 
 /// Null, or why the file is refused.
-const char* ReadHeader(Cloud& cloud, CountCheck check) {
+const char* ReadHeader(CloudReader& cloud, CountCheck check) {
     if (cloud.version > ptc_layout::kVersion) return "its version is not known";
     Refusal refusal(cloud.is_quiet);
     HeaderPlaces places;
-    const CloudStatus walked = WalkHeader(cloud, &places, refusal);
+    const CloudStatus walked = WalkHeader(cloud.input, &cloud, &places, refusal);
     // A file that is refused further on has told this by then.
     if (places.root_position >= 0) LeaveOctree(cloud);
     if (Failed(walked)) return refusal.Why();
@@ -127,8 +127,8 @@ const char* ReadHeader(Cloud& cloud, CountCheck check) {
 }
 
 /// Hands out the cloud when its header is read. `error`: may be null.
-std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenOpenStatus status,
-                              CountCheck check, std::string* why, int* error) {
+std::unique_ptr<CloudReader> Opened(std::unique_ptr<CloudReader> cloud, TokenOpenStatus status,
+                                    CountCheck check, std::string* why, int* error) {
     if (status == TokenOpenStatus::kOk) {
         const char* const refused = ReadHeader(*cloud, check);
         if (!refused) return cloud;
@@ -143,8 +143,8 @@ std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenOpenStatus stat
     return nullptr;
 }
 
-std::unique_ptr<Cloud> NewCloud(const char* name, const OpenOptions& options) {
-    auto cloud = std::make_unique<Cloud>();
+std::unique_ptr<CloudReader> NewReader(const char* name, const OpenOptions& options) {
+    auto cloud = std::make_unique<CloudReader>();
     cloud->name = name;
     cloud->is_quiet = options.is_quiet;
     return cloud;
@@ -152,23 +152,23 @@ std::unique_ptr<Cloud> NewCloud(const char* name, const OpenOptions& options) {
 
 }  // namespace
 
-TokenOpenStatus OpenHeader(Cloud& cloud, const char* name) {
-    TokenOpenStatus status = cloud.input.OpenForReading(name, kKind, false, &cloud.version);
+TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version) {
+    TokenOpenStatus status = input.OpenForReading(name, kKind, false, version);
     if (status == TokenOpenStatus::kOtherType)
-        status = cloud.input.OpenForReading(name, kKind, true, &cloud.version);
+        status = input.OpenForReading(name, kKind, true, version);
     return status;
 }
 
-std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why, const OpenOptions& options,
-                                 int* error) {
-    auto cloud = NewCloud(name, options);
-    const TokenOpenStatus status = OpenHeader(*cloud, name);
+std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
+                                       const OpenOptions& options, int* error) {
+    auto cloud = NewReader(name, options);
+    const TokenOpenStatus status = OpenHeader(cloud->input, name, &cloud->version);
     return Opened(std::move(cloud), status, options.counts, why, error);
 }
 
-std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
-                                 std::string* why, const OpenOptions& options) {
-    auto cloud = NewCloud(name, options);
+std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
+                                       std::string* why, const OpenOptions& options) {
+    auto cloud = NewReader(name, options);
     const TokenOpenStatus status =
         cloud->input.OpenForReading(std::move(source), kKind, &cloud->version);
     return Opened(std::move(cloud), status, options.counts, why, nullptr);

@@ -1,4 +1,4 @@
-// The point cloud reader: opening, header values by name, points and nodes in sequence.
+// The point cloud reader: opening, points and nodes in sequence.
 //
 // Units      positions and radii in world space; offsets in bytes from the start of the (inflated)
 //            file; point indexes count from 0.
@@ -14,11 +14,23 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <string_view>
+#include <vector>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
+#include "ptc/format/token_input.h"
 #include "util/base/results.h"
+
+/// A cloud that is open for reading.
+///
+/// Ownership  owns the file.
+struct CloudReader : StoredHeader {
+    TokenInput input;
+    std::string name;                ///< for messages
+    bool is_quiet = false;           ///< nothing is printed or reported: the caller does that
+    std::vector<std::byte> scratch;  ///< raw records on their way to values
+    std::int64_t next_point = 0;     ///< the point that the file stands at; -1: none
+};
 
 /// Whether a file may hold fewer points and nodes than its header counts.
 enum class CountCheck {
@@ -34,36 +46,30 @@ struct OpenOptions {
 /// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the file
 /// then stands at the first point. Null on failure; `*why` tells the reason in words, and `*error`,
 /// unless null, is the errno behind it, or 0 when it lies in what the file says.
-std::unique_ptr<Cloud> OpenCloud(const char* name, std::string* why,
-                                 const OpenOptions& options = {}, int* error = nullptr);
+std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
+                                       const OpenOptions& options = {}, int* error = nullptr);
 
 /// The same from `source`, which stands at its start; `name` is for messages.
-std::unique_ptr<Cloud> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
-                                 std::string* why, const OpenOptions& options = {});
+std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
+                                       std::string* why, const OpenOptions& options = {});
 
-/// Opens `name` and reads up to its version, which `cloud.version` then holds: as a plain file
-/// first, and inflated when that is of neither form.
-TokenOpenStatus OpenHeader(Cloud& cloud, const char* name);
-
-/// Stores the header value that `request` names at `out`: `docs/format.md` lists the requests and
-/// what each one stores. Arrays are allocated with malloc, and so is every text in them; the caller
-/// frees both. A count that 32 bits do not hold is stored as INT32_MAX.
-/// Failed: no such request, or no memory for the answer; nothing is stored.
-CloudStatus GetHeaderValue(const Cloud& cloud, std::string_view request, void* out);
+/// Opens `name` into `input` and reads its version: as a plain file first, and inflated when that
+/// is of neither form. `*version`: set on success only.
+TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version);
 
 /// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
 /// where the file stands, or from the first point to go back.
-CloudStatus SeekPoint(Cloud& cloud, std::int64_t index);
+CloudStatus SeekPoint(CloudReader& cloud, std::int64_t index);
 
 /// Reads the next `heads.size()` points; `data` takes as many times the floats of one point, and
 /// may be empty when these are not wanted. Normals come decoded.
 /// Failed: the file ends before, or a record cannot be read. `*count` tells how many were read in
 /// either case, whole ones only.
-CloudStatus ReadPoints(Cloud& cloud, std::span<PointHead> heads, std::span<float> data,
+CloudStatus ReadPoints(CloudReader& cloud, std::span<PointHead> heads, std::span<float> data,
                        std::size_t* count);
 
 /// Reads the node at `offset`. `data`: as many floats as the node variables take, or empty.
 /// `*end`: where the record ends, unless null. The file stands at no particular point afterwards:
 /// SeekPoint() brings it back.
-CloudStatus ReadNode(Cloud& cloud, std::int64_t offset, NodeRecord* node, std::span<float> data,
-                     std::int64_t* end = nullptr);
+CloudStatus ReadNode(CloudReader& cloud, std::int64_t offset, NodeRecord* node,
+                     std::span<float> data, std::int64_t* end = nullptr);

@@ -33,33 +33,31 @@ std::size_t DataFloats(const CloudVariables& variables) {
 }  // namespace
 
 CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
-    auto header = OpenCloud(name, why, {}, error);
-    if (!header) return CloudStatus::kFailed;
-    is_text_ = header->input.IsText();
-    const bool is_gzip = header->input.IsCompressed();
+    const auto cloud = OpenCloud(name, why, {}, error);
+    if (!cloud) return CloudStatus::kFailed;
+    is_text_ = cloud->input.IsText();
+    const bool is_gzip = cloud->input.IsCompressed();
+    header_ = *cloud;
     const auto record =
-        static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header->point_variables)));
+        static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header_.point_variables)));
     // Behind the points of a binary file; a text file tells only by reading it.
-    points_end_ = header->data_start;
-    if (!is_text_ && !is_gzip) points_end_ += header->point_count * record;
+    points_end_ = header_.data_start;
+    if (!is_text_ && !is_gzip) points_end_ += header_.point_count * record;
 
-    // The reader lets the nodes of a compressed file stand when there are no points. Nothing bounds
-    // their number then.
-    if (is_gzip) header->node_count = 0;
-    header_ = std::move(header);
+    // The reader keeps the node count of a compressed file that has no points. Nothing bounds it.
+    if (is_gzip) header_.node_count = 0;
     if (in_memory) {
         // The cursor hands points out in their order only, which is of no use to a tree.
-        header_->node_count = 0;
-        header_->root_position = 0;
-        const CloudStatus loaded = LoadPoints(name, why);
-        if (error) *error = header_->input.Error();
-        header_->input.Close();
+        header_.node_count = 0;
+        header_.root_position = 0;
+        const CloudStatus loaded = LoadPoints(*cloud, why);
+        if (error) *error = cloud->input.Error();
         return loaded;
     }
-    header_->input.Close();
+    cloud->input.Close();
     source_ = OpenRandomSource(name, is_gzip);
     if (source_) {
-        text_points_.Begin(*source_, header_->data_start, DataFloats(header_->point_variables));
+        text_points_.Begin(*source_, header_.data_start, DataFloats(header_.point_variables));
         return CloudStatus::kOk;
     }
     const int code = errno;
@@ -72,19 +70,19 @@ void PtcRecordReader::Close() {
     source_.reset();
 }
 
-CloudStatus PtcRecordReader::LoadPoints(const char* name, std::string* why) {
-    const std::size_t floats = DataFloats(header_->point_variables);
+CloudStatus PtcRecordReader::LoadPoints(CloudReader& cloud, std::string* why) {
+    const std::size_t floats = DataFloats(cloud.point_variables);
     const std::size_t record = kHeadFloats + floats;
     PointHead head;
     std::size_t count = 0;
     values_.clear();
-    for (std::int64_t i = 0; i < header_->point_count; ++i) {
+    for (std::int64_t i = 0; i < cloud.point_count; ++i) {
         // Grown as points really come: the header alone is not worth this much memory.
         const std::size_t at = values_.size();
         values_.resize(at + record);
         const auto data = std::span(values_).subspan(at + kHeadFloats);
-        if (Failed(::ReadPoints(*header_, std::span(&head, 1), data, &count))) {
-            *why = std::string("points of '") + name + "' cannot be read";
+        if (Failed(::ReadPoints(cloud, std::span(&head, 1), data, &count))) {
+            *why = std::string("points of '") + cloud.name + "' cannot be read";
             return CloudStatus::kFailed;
         }
         std::memcpy(&values_[at], &head, sizeof head);
@@ -95,7 +93,7 @@ CloudStatus PtcRecordReader::LoadPoints(const char* name, std::string* why) {
 }
 
 CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* records) {
-    const std::size_t floats = DataFloats(header_->point_variables);
+    const std::size_t floats = DataFloats(header_.point_variables);
     const std::size_t record = kHeadFloats + floats;
     for (std::int64_t i = 0; i < count; ++i) {
         if (values_.size() - next_value_ < record) return CloudStatus::kFailed;
@@ -111,8 +109,8 @@ CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* record
 
 CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) {
     if (is_in_memory_) return ReadFromMemory(count, records);
-    if (!source_ || first < 0 || count < 0 || first > header_->point_count ||
-        count > header_->point_count - first)
+    if (!source_ || first < 0 || count < 0 || first > header_.point_count ||
+        count > header_.point_count - first)
         return CloudStatus::kFailed;
     return is_text_ ? text_points_.Read(first, count, records)
                     : ReadBinaryPoints(first, count, records);
@@ -120,17 +118,17 @@ CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, 
 
 CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t count,
                                               PtcPoint* records) {
-    const std::size_t floats = DataFloats(header_->point_variables);
+    const std::size_t floats = DataFloats(header_.point_variables);
     const std::size_t record = ptc_layout::PointBytes(floats);
     // The header was checked against the file's size, but that of a gzip file is not known.
     constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
     const auto bytes = static_cast<std::int64_t>(record);
-    if (first > (kMost - header_->data_start) / bytes || count > kMost / bytes)
+    if (first > (kMost - header_.data_start) / bytes || count > kMost / bytes)
         return CloudStatus::kFailed;
 
     const std::unique_ptr<std::byte[]> raw(new std::byte[Unsigned(count) * record]);
     const std::int64_t there =
-        source_->ReadAt(header_->data_start + first * bytes, {raw.get(), Unsigned(count) * record});
+        source_->ReadAt(header_.data_start + first * bytes, {raw.get(), Unsigned(count) * record});
     const NormalDecoder& normals = Normals();
     for (std::int64_t i = 0; i < count; ++i) {
         if (there < (i + 1) * bytes) return CloudStatus::kFailed;
@@ -153,7 +151,7 @@ struct PtcRecordReader::Children {
 /// Whether what `node`, read at `reference`, says of the file can be true.
 bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) const {
     if (node.first_point < 0 || node.point_count < 0 ||
-        std::int64_t{node.first_point} + node.point_count > header_->point_count)
+        std::int64_t{node.first_point} + node.point_count > header_.point_count)
         return false;
     return std::all_of(std::begin(node.children), std::end(node.children), [&](std::int64_t child) {
         return child == 0 || (child >= points_end_ && child < reference);
@@ -161,7 +159,7 @@ bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) co
 }
 
 bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, PtcNode* record) {
-    const std::size_t floats = DataFloats(header_->node_variables);
+    const std::size_t floats = DataFloats(header_.node_variables);
     const std::span<float> data(record->data, floats);
     NodeRecord node;
     if (is_text_) {
@@ -188,7 +186,7 @@ bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, P
 
 CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, PtcNode* records) {
     const auto present = kNodeChildren - std::count(references, references + kNodeChildren, 0);
-    if (!source_ || present == 0 || header_->node_count == 0) return CloudStatus::kFailed;
+    if (!source_ || present == 0 || header_.node_count == 0) return CloudStatus::kFailed;
 
     Children children{Unsigned(present), {}};
     for (int i = 0; i < kNodeChildren; ++i) {
@@ -203,7 +201,7 @@ CloudStatus PtcRecordReader::ReadNodeChildren(const std::int64_t* references, Pt
 
 void PtcRecordReader::FindVariables(std::span<const char* const> names, std::int32_t* offsets,
                                     std::int32_t* sizes) const {
-    const CloudVariables& variables = header_->point_variables;
+    const CloudVariables& variables = header_.point_variables;
     for (std::size_t i = 0; i < names.size(); ++i) {
         offsets[i] = -1;
         std::int32_t before = 0;

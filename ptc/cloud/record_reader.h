@@ -4,8 +4,9 @@
 // Errors     1 for success, 0 for failure; reports nothing itself: the caches turn a 0 into
 //            T43051 or T43052, because they know the file's name. Points before the place where a
 //            file is damaged can be read; a read that goes as far as that place fails.
-// Ownership  borrows the caller's records and their storage; keeps neither. Owns the cloud.
-// Threads    Open(), Close(), Rewind() and the reads of a file in memory: one caller at a time,
+// Ownership  borrows the caller's records and their storage; keeps neither. Owns the file and its
+// header. Threads    Open(), Close(), Rewind() and the reads of a file in memory: one caller at a
+// time,
 //            and nobody else inside. All other reads from any thread, several at once.
 //
 // What a file says of itself is not believed: indexes, counts and references are checked before
@@ -36,8 +37,8 @@ public:
     void Close();
     bool IsOpen() const { return source_ != nullptr || is_in_memory_; }
 
-    /// The header. Caller: has opened the file, be it closed again.
-    const Cloud& Header() const { return *header_; }
+    /// The header. Caller: the file has been opened; it may be closed by now.
+    const StoredHeader& Header() const { return header_; }
 
     /// Fills `count` records from point `first` on; each one's `data` has room for the floats of a
     /// point. A file in memory ignores `first` and `count` says how many of the next points.
@@ -57,14 +58,14 @@ public:
 private:
     struct Children;
 
-    CloudStatus LoadPoints(const char* name, std::string* why);
+    CloudStatus LoadPoints(CloudReader& cloud, std::string* why);
     CloudStatus ReadFromMemory(std::int64_t count, PtcPoint* records);
     CloudStatus ReadBinaryPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
     bool ReadOneChild(Children& children, std::int64_t reference, PtcNode* record);
     bool IsSound(const NodeRecord& node, std::int64_t reference) const;
 
     // Written by Open() and Close(), when nobody else is inside; read without a lock.
-    std::unique_ptr<Cloud> header_;
+    StoredHeader header_;
     std::unique_ptr<RandomSource> source_;
     std::int64_t points_end_ = 0;  ///< where the records of nodes may begin
     bool is_text_ = false;

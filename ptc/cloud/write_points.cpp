@@ -23,7 +23,7 @@ std::int64_t RoomBeforeFlush(std::int64_t points) {
 /// A value that is no number never enters: every comparison with it is false.
 class Bounds {
 public:
-    explicit Bounds(const Cloud& cloud)
+    explicit Bounds(const CloudWriter& cloud)
         : min_(cloud.box_min), max_(cloud.box_max), largest_radius_(cloud.largest_radius) {}
 
     void Include(const PointHead& point) {
@@ -36,7 +36,7 @@ public:
         largest_radius_ = Larger(point.radius, largest_radius_);
     }
 
-    void StoreTo(Cloud* cloud) const {
+    void StoreTo(CloudWriter* cloud) const {
         cloud->box_min = min_;
         cloud->box_max = max_;
         cloud->largest_radius = largest_radius_;
@@ -51,16 +51,16 @@ private:
     float largest_radius_;
 };
 
-std::size_t DataFloats(const Cloud& cloud) {
+std::size_t DataFloats(const CloudWriter& cloud) {
     return static_cast<std::size_t>(cloud.point_variables.data_size);
 }
 
-void BeginCollecting(Cloud& cloud) {
+void BeginCollecting(CloudWriter& cloud) {
     cloud.file.BeginBuffering(2048 * DataFloats(cloud) + 40960);
 }
 
 /// Hands the collected records to the system, and brings the header up to date when it is due.
-TokenStatus FlushPiece(Cloud& cloud) {
+TokenStatus FlushPiece(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     if (Failed(file.EndBuffering())) return TokenStatus::kFailed;
     cloud.stored_points = cloud.point_count;
@@ -192,7 +192,7 @@ private:
 /// Takes samples until `room` are written or none is left; refused ones are left out. `begin`: room
 /// for as many records behind what is collected.
 template <class Source>
-void WriteRunInPlace(Cloud& cloud, Source& samples, std::size_t room, std::byte* begin) {
+void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std::byte* begin) {
     const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
     std::byte* out = begin;
     std::size_t written = 0;
@@ -213,7 +213,7 @@ void WriteRunInPlace(Cloud& cloud, Source& samples, std::size_t room, std::byte*
 /// The same through the token layer. What it throws comes between two points, the first of which
 /// is counted and the second neither written nor counted.
 template <class Source>
-TokenStatus WriteRunByTokens(Cloud& cloud, Source& samples, std::size_t room) {
+TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t room) {
     for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {
         const PointHead head = samples.Head();
         if (head.radius < 0) continue;
@@ -231,7 +231,7 @@ TokenStatus WriteRunByTokens(Cloud& cloud, Source& samples, std::size_t room) {
 
 /// Straight into the collecting buffer where that has room for all of them.
 template <class Source>
-TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
+TokenStatus WriteRun(CloudWriter& cloud, Source& samples, std::size_t room) {
     const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
     std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
     if (!begin) return WriteRunByTokens(cloud, samples, room);
@@ -240,7 +240,7 @@ TokenStatus WriteRun(Cloud& cloud, Source& samples, std::size_t room) {
 }
 
 template <class Source>
-CloudStatus WriteAll(Cloud& cloud, Source samples) {
+CloudStatus WriteAll(CloudWriter& cloud, Source samples) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
     BeginCollecting(cloud);
 
@@ -263,17 +263,17 @@ CloudStatus WriteAll(Cloud& cloud, Source samples) {
 
 }  // namespace
 
-CloudStatus WritePoints(Cloud& cloud, const PointBatch& batch) {
+CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch) {
     return WriteAll(cloud, BatchSource(batch, DataFloats(cloud)));
 }
 
-CloudStatus WritePoint(Cloud& cloud, const PointHead& point, const float* data) {
+CloudStatus WritePoint(CloudWriter& cloud, const PointHead& point, const float* data) {
     const std::size_t wanted = DataFloats(cloud);
     const auto floats = data ? std::span(data, wanted) : std::span<const float>();
     return WriteAll(
         cloud, SinglePoint(point, {std::as_bytes(floats).data(), floats.size_bytes(), 4 * wanted}));
 }
 
-CloudStatus WritePointRecords(Cloud& cloud, std::span<const std::byte> records) {
+CloudStatus WritePointRecords(CloudWriter& cloud, std::span<const std::byte> records) {
     return WriteAll(cloud, RecordSource(records, DataFloats(cloud)));
 }

@@ -65,7 +65,7 @@ TokenStatus InOrder(Step... steps) {
 }
 
 /// The rewritable block. Every number has a fixed width in text form too.
-TokenStatus WriteBlock(Cloud& cloud) {
+TokenStatus WriteBlock(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     std::array<float, 6> box;
     std::copy(cloud.box_min.begin(), cloud.box_min.end(), box.begin());
@@ -83,7 +83,7 @@ TokenStatus WriteBlock(Cloud& cloud) {
                    [&] { return file.WriteFloats("padding", padding); });
 }
 
-TokenStatus WriteFixedHeader(Cloud& cloud) {
+TokenStatus WriteFixedHeader(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     const std::array<float, 3> format = {static_cast<float>(cloud.x_resolution),
                                          static_cast<float>(cloud.y_resolution),
@@ -105,7 +105,7 @@ TokenStatus WriteFixedHeader(Cloud& cloud) {
 }
 
 /// Everything before the first point.
-TokenStatus WriteHeader(Cloud& cloud) {
+TokenStatus WriteHeader(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     cloud.header_position = file.Tell();
     // The header is rewritten in place: what has no positions cannot hold a point cloud.
@@ -121,8 +121,8 @@ TokenStatus WriteHeader(Cloud& cloud) {
 }
 
 /// A cloud that is ready to be opened; null when the description is refused.
-std::unique_ptr<Cloud> Describe(const CloudDescription& description, std::string* why) {
-    auto cloud = std::make_unique<Cloud>();
+std::unique_ptr<CloudWriter> Describe(const CloudDescription& description, std::string* why) {
+    auto cloud = std::make_unique<CloudWriter>();
     cloud->box_min.fill(1e30f);
     cloud->box_max.fill(-1e30f);
     CopyMatrix(description.world_to_eye, &cloud->world_to_eye);
@@ -139,8 +139,8 @@ std::unique_ptr<Cloud> Describe(const CloudDescription& description, std::string
 }
 
 /// Hands out the cloud when everything so far is written, and otherwise closes its file.
-std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenStatus opened, std::string* why,
-                              int* error) {
+std::unique_ptr<CloudWriter> Opened(std::unique_ptr<CloudWriter> cloud, TokenStatus opened,
+                                    std::string* why, int* error) {
     if (!Failed(opened) && !Failed(WriteHeader(*cloud))) return cloud;
     const int code = cloud->file.Error();
     *why = code ? std::generic_category().message(code) : "it cannot tell its positions";
@@ -151,8 +151,8 @@ std::unique_ptr<Cloud> Opened(std::unique_ptr<Cloud> cloud, TokenStatus opened, 
 
 }  // namespace
 
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why,
-                                   int* error) {
+std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, std::string* why,
+                                         int* error) {
     if (error) *error = 0;
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
@@ -163,16 +163,16 @@ std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::str
     return Opened(std::move(cloud), opened, why, error);
 }
 
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,
-                                   std::unique_ptr<ByteSink> sink, TokenForm form,
-                                   std::string* why) {
+std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description,
+                                         std::unique_ptr<ByteSink> sink, TokenForm form,
+                                         std::string* why) {
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
     const TokenStatus opened = cloud->file.OpenForWriting(std::move(sink), kKind, form);
     return Opened(std::move(cloud), opened, why, nullptr);
 }
 
-TokenStatus RewriteHeader(Cloud& cloud) {
+TokenStatus RewriteHeader(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     // Composed before the file moves, so that nothing lands in the header but the header.
     TokenFile::Group block(file);
@@ -183,7 +183,7 @@ TokenStatus RewriteHeader(Cloud& cloud) {
     return file.SeekToEnd();
 }
 
-CloudStatus WriteNode(Cloud& cloud, const NodeToWrite& node, const std::int64_t* children,
+CloudStatus WriteNode(CloudWriter& cloud, const NodeToWrite& node, const std::int64_t* children,
                       std::int64_t* at) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
     TokenFile& file = cloud.file;
@@ -225,7 +225,7 @@ CloudStatus WriteNode(Cloud& cloud, const NodeToWrite& node, const std::int64_t*
     return CloudStatus::kOk;
 }
 
-CloudStatus FinishCloud(Cloud& cloud) {
+CloudStatus FinishCloud(CloudWriter& cloud) {
     if (!cloud.file.IsOpen()) return CloudStatus::kFailed;
     if (Failed(cloud.file.EndBuffering())) cloud.has_failed = true;
     if (!cloud.has_failed) cloud.stored_points = cloud.point_count;

@@ -21,8 +21,9 @@
 #include <span>
 #include <string>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
+#include "ptc/format/token_file.h"
 #include "util/base/results.h"
 
 /// `count` variables as two parallel arrays of texts.
@@ -39,6 +40,17 @@ struct CloudDescription {
     const float* world_to_eye = nullptr;  ///< 16 floats; null: identity
     const float* world_to_ndc = nullptr;  ///< 16 floats; null: identity
     float format[3] = {0, 0, 0};          ///< x resolution, y resolution, pixel aspect ratio
+};
+
+/// A cloud that is open for writing.
+///
+/// Ownership  owns the file.
+struct CloudWriter : CloudHeader {
+    TokenFile file;
+    std::int64_t header_position = -1;  ///< the block that is rewritten in place
+    std::int64_t stored_points = 0;     ///< handed to the operating system without an error
+    std::int64_t counted_points = 0;    ///< those that the header in the file counts
+    bool has_failed = false;            ///< a write failed: only the header is written from then on
 };
 
 /// Samples that lie `stride` bytes apart, at any alignment: a PointHead each, and behind it
@@ -64,38 +76,38 @@ struct NodeToWrite {
 /// behind it, or 0 when the description is refused. A declaration is refused when its list has no
 /// array, when there are more than 1000, when it holds a newline or counts fewer than 0 floats, and
 /// all together when they count more than 2^24 floats.
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description, std::string* why,
-                                   int* error = nullptr);
+std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, std::string* why,
+                                         int* error = nullptr);
 
 /// The same into a sink instead of the named file. Takes the form as an argument.
-std::unique_ptr<Cloud> CreateCloud(const CloudDescription& description,
-                                   std::unique_ptr<ByteSink> sink, TokenForm form,
-                                   std::string* why);
+std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description,
+                                         std::unique_ptr<ByteSink> sink, TokenForm form,
+                                         std::string* why);
 
 /// Writes one point. A negative radius is refused: nothing is written or counted.
 /// `data`: as many floats as the point variables take; null when they take none.
-CloudStatus WritePoint(Cloud& cloud, const PointHead& point, const float* data);
+CloudStatus WritePoint(CloudWriter& cloud, const PointHead& point, const float* data);
 
 /// Writes a batch, byte for byte as if point by point; points that are refused are left out.
 /// Failed: a write failed, or at least one point was refused.
-CloudStatus WritePoints(Cloud& cloud, const PointBatch& batch);
+CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch);
 
 /// The same for points as they are in a binary file, one record behind the other. The normals'
 /// codes are written as they are: decoding and encoding again would move some by one.
-CloudStatus WritePointRecords(Cloud& cloud, std::span<const std::byte> records);
+CloudStatus WritePointRecords(CloudWriter& cloud, std::span<const std::byte> records);
 
 /// Writes one octree node where the file now ends, and makes it the root.
 /// Caller: has written the node's children before it; no point follows a node.
 /// `children`: eight file offsets, 0 where there is no child, or null for a leaf.
 /// `*at`: the node's offset, for its parent; untouched on failure.
-CloudStatus WriteNode(Cloud& cloud, const NodeToWrite& node, const std::int64_t* children,
+CloudStatus WriteNode(CloudWriter& cloud, const NodeToWrite& node, const std::int64_t* children,
                       std::int64_t* at);
 
 /// Writes what is still collected, brings the header up to date and closes the file.
 /// Failed: something is not in the file. `cloud.file.Error()` is the system's reason, and the
 /// header counts `cloud.stored_points` points.
-CloudStatus FinishCloud(Cloud& cloud);
+CloudStatus FinishCloud(CloudWriter& cloud);
 
 /// Rewrites the header's counts, box and largest radius in place, and goes back to the end.
 /// Caller: is not buffering.
-TokenStatus RewriteHeader(Cloud& cloud);
+TokenStatus RewriteHeader(CloudWriter& cloud);

@@ -15,7 +15,7 @@ constinit std::atomic<bool> files_are_transient{false};
 
 /// Everything that points and nodes depend on. A header with a value that is no number is equal to
 /// none, which costs no more than blocks that are read again.
-bool IsSameHeader(const Cloud& a, const Cloud& b) {
+bool IsSameHeader(const StoredHeader& a, const StoredHeader& b) {
     const auto same_variables = [](const CloudVariables& x, const CloudVariables& y) {
         return x.types == y.types && x.names == y.names;
     };
@@ -133,8 +133,9 @@ CloudStatus PtcManagedFile::Complete() {
     return CloudStatus::kOk;
 }
 
-const Cloud* PtcManagedFile::Header() const {
-    return reader_ ? &reader_->Header() : writing_.get();
+const CloudHeader* PtcManagedFile::Header() const {
+    if (reader_) return &reader_->Header();
+    return writing_.get();
 }
 
 void PtcManagedFile::FindVariables(std::span<const char* const> names, std::int32_t* offsets,

@@ -59,11 +59,11 @@ public:
     bool IsManaged() const { return is_managed_; }
 
     /// What the header says; null when the file was never open.
-    const Cloud* Header() const;
+    const CloudHeader* Header() const;
     /// Whether points, nodes and variables can be asked for.
     bool IsReading() const { return reader_ != nullptr; }
     /// The cloud to be written; null when the file is not being written.
-    Cloud* Writing() { return writing_.get(); }
+    CloudWriter* Writing() { return writing_.get(); }
 
     /// See PtcRecordReader::FindVariables(). Caller: IsReading().
     void FindVariables(std::span<const char* const> names, std::int32_t* offsets,
@@ -102,8 +102,8 @@ private:
     // Exchanged while nobody else uses the file, and under the lock; read without it.
     TgMutex reader_lock_;
     std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
-    std::unique_ptr<Cloud> writing_;
-    std::int64_t points_ = 0;  ///< of the reader's header, for lookups: two pointers less to follow
+    std::unique_ptr<CloudWriter> writing_;
+    std::int64_t points_ = 0;  ///< of the reader's header, for lookups: one pointer less to follow
 
     std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
 };

@@ -23,7 +23,7 @@ struct MemoryCloud {
     }
 
     const DiskBytes disk = std::make_shared<DiskBytes::element_type>();
-    std::unique_ptr<Cloud> cloud;
+    std::unique_ptr<CloudWriter> cloud;
 };
 
 /// A description whose point variables have these types, and the types as names. Borrows them.

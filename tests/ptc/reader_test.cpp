@@ -10,6 +10,7 @@
 #include <fstream>
 #include <random>
 
+#include "ptc/cloud/header_query.h"
 #include "tests/ptc/memory_cloud.h"
 #include "tests/support/memory_source.h"
 #include "tests/support/scratch.h"
@@ -17,8 +18,8 @@
 
 namespace {
 
-std::unique_ptr<Cloud> Open(const std::string& bytes, std::string* why = nullptr,
-                            CountCheck check = CountCheck::kStrict) {
+std::unique_ptr<CloudReader> Open(const std::string& bytes, std::string* why = nullptr,
+                                  CountCheck check = CountCheck::kStrict) {
     std::string reason;
     auto cloud = OpenCloud(std::make_unique<MemorySource>(bytes), "memory", &reason, {check});
     if (why) *why = reason;
@@ -111,7 +112,7 @@ TEST(PtcReader, RunsInAnyOrderAreThoseOfTheFile) {
 
 /// What the reader answers to `request`; zero when it refuses, which `is_known` says it should.
 template <class T>
-T Ask(const Cloud& cloud, const char* request, bool is_known = true) {
+T Ask(const CloudHeader& cloud, const char* request, bool is_known = true) {
     T value{};
     EXPECT_EQ(GetHeaderValue(cloud, request, &value),
               is_known ? CloudStatus::kOk : CloudStatus::kFailed)

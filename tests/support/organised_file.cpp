@@ -31,7 +31,7 @@ struct Node {
 
 class Organiser {
 public:
-    Organiser(Cloud& cloud, const PointsToOrganise& points, const OctreeShape& shape)
+    Organiser(CloudWriter& cloud, const PointsToOrganise& points, const OctreeShape& shape)
         : cloud_(cloud),
           points_(points),
           shape_(shape),
@@ -189,7 +189,7 @@ private:
         return static_cast<float>(sum / static_cast<double>(node.count));
     }
 
-    Cloud& cloud_;
+    CloudWriter& cloud_;
     const PointsToOrganise points_;
     const OctreeShape shape_;
     const std::size_t floats_;  ///< of one point
@@ -199,6 +199,7 @@ private:
 
 }  // namespace
 
-CloudStatus WriteOrganised(Cloud& cloud, const PointsToOrganise& points, const OctreeShape& shape) {
+CloudStatus WriteOrganised(CloudWriter& cloud, const PointsToOrganise& points,
+                           const OctreeShape& shape) {
     return Organiser(cloud, points, shape).Write();
 }

@@ -35,5 +35,5 @@ struct OctreeShape {
 
 /// Writes points and nodes. Points with a negative radius are left out.
 /// Caller: has just created the cloud, and finishes it.
-CloudStatus WriteOrganised(Cloud& cloud, const PointsToOrganise& points,
+CloudStatus WriteOrganised(CloudWriter& cloud, const PointsToOrganise& points,
                            const OctreeShape& shape = {});

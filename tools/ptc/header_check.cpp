@@ -97,9 +97,9 @@ std::int64_t VersionPlace(const TokenInput& input) {
 }  // namespace
 
 std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults) {
-    Cloud cloud;
-    const TokenOpenStatus status = OpenHeader(cloud, file.Path().c_str());
-    const TokenInput& input = cloud.input;
+    TokenInput input;
+    StoredHeader header;
+    const TokenOpenStatus status = OpenHeader(input, file.Path().c_str(), &header.version);
     const auto fail_on_error = [&] {
         if (input.Error() != 0) throw Failure(file.Name() + ": " + ReadErrorText(input));
     };
@@ -112,13 +112,13 @@ std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults
         faults.Add(VersionPlace(input), "version: missing");
         return std::nullopt;
     }
-    if (cloud.version > ptc_layout::kVersion) {
-        faults.Add(VersionPlace(input), "version: {} is not known", cloud.version);
+    if (header.version > ptc_layout::kVersion) {
+        faults.Add(VersionPlace(input), "version: {} is not known", header.version);
         return std::nullopt;
     }
     HeaderPlaces places;
     Faults listener(input, faults);
-    const CloudStatus walked = WalkHeader(cloud, &places, listener);
+    const CloudStatus walked = WalkHeader(input, &header, &places, listener);
     fail_on_error();
     if (Failed(walked)) return std::nullopt;
     return places;

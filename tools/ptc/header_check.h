@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "ptc/cloud/header_grammar.h"
+#include "ptc/format/header_grammar.h"
 #include "tools/common/input_file.h"
 #include "tools/ptc/fault_list.h"
 

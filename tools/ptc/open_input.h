@@ -11,7 +11,7 @@
 #include "tools/ptc/quiet_open.h"
 
 struct OpenedCloud {
-    std::unique_ptr<Cloud> cloud;
+    std::unique_ptr<CloudReader> cloud;
     HeaderPlaces places;
 };
 

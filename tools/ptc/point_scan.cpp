@@ -15,7 +15,7 @@ namespace {
 /// Raw records are read in pieces of about this many bytes.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
 
-std::size_t DataFloats(const Cloud& cloud) {
+std::size_t DataFloats(const CloudHeader& cloud) {
     return static_cast<std::size_t>(cloud.point_variables.data_size);
 }
 
@@ -30,7 +30,7 @@ static_assert(sizeof(float) * PointScan::kData == ptc_layout::kPointHeadBytes);
 static_assert(sizeof(float) * PointScan::kRadius ==
               ptc_layout::Find(ptc_layout::kPoint, "radius").offset);
 
-PointScan::PointScan(Cloud& cloud, std::int64_t first, std::int64_t last)
+PointScan::PointScan(CloudReader& cloud, std::int64_t first, std::int64_t last)
     : cloud_(cloud),
       last_(last),
       begin_(cloud.data_start),

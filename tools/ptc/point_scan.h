@@ -13,7 +13,7 @@
 #include <span>
 #include <vector>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/cloud/reader.h"
 
 class PointScan {
 public:
@@ -24,7 +24,7 @@ public:
     static constexpr std::size_t kData = 5;
 
     /// Stands before record `first` of `cloud`, to go on to record `last` at the most, exclusive.
-    PointScan(Cloud& cloud, std::int64_t first, std::int64_t last);
+    PointScan(CloudReader& cloud, std::int64_t first, std::int64_t last);
 
     /// Moves to the next record. False: the last is taken, or no whole one follows.
     bool Next();
@@ -50,7 +50,7 @@ private:
     bool NextBinary();
     bool NextText();
 
-    Cloud& cloud_;
+    CloudReader& cloud_;
     const std::int64_t last_;
     bool is_at_end_ = false;
     std::int64_t count_ = 0;

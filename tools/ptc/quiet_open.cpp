@@ -6,7 +6,8 @@
 
 #include "tools/common/failure.h"
 
-std::unique_ptr<Cloud> OpenQuietly(const InputFile& file, CountCheck counts, std::string* why) {
+std::unique_ptr<CloudReader> OpenQuietly(const InputFile& file, CountCheck counts,
+                                         std::string* why) {
     int error = 0;
     auto cloud = OpenCloud(file.Path().c_str(), why, {counts, true}, &error);
     if (!cloud && error != 0)

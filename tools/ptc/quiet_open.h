@@ -10,4 +10,5 @@
 
 /// Opens `file` with the reader, which prints and reports nothing. Null: the reader refuses it;
 /// `*why` tells. Throws a Failure when the system cannot open or read it.
-std::unique_ptr<Cloud> OpenQuietly(const InputFile& file, CountCheck counts, std::string* why);
+std::unique_ptr<CloudReader> OpenQuietly(const InputFile& file, CountCheck counts,
+                                         std::string* why);

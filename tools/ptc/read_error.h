@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/cloud/reader.h"
 #include "tools/common/failure.h"
 
 /// Why the input could not be read. Caller: it could not.
@@ -21,6 +21,6 @@ inline std::string ReadErrorText(const TokenInput& input) {
 }
 
 /// Throws a Failure about the file `name` when anything of the cloud could not be read.
-inline void FailIfUnread(const Cloud& cloud, const std::string& name) {
+inline void FailIfUnread(const CloudReader& cloud, const std::string& name) {
     if (cloud.input.Error() != 0) throw Failure(name + ": " + ReadErrorText(cloud.input));
 }

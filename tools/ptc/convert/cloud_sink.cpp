@@ -52,7 +52,7 @@ public:
             throw Failure(name_ + ": the system does not tell where it stands");
     }
 
-    Cloud* AsCloud() override { return cloud_.get(); }
+    CloudWriter* AsCloud() override { return cloud_.get(); }
 
     void Write(std::span<const std::byte> records) override {
         const std::int64_t before = cloud_->point_count;
@@ -83,7 +83,7 @@ private:
 
     std::string name_;
     std::size_t record_;
-    std::unique_ptr<Cloud> cloud_;
+    std::unique_ptr<CloudWriter> cloud_;
 };
 
 }  // namespace

@@ -33,7 +33,7 @@ public:
 
     const CloudHeader& Header() const override { return header_; }
     std::int64_t Count() const override { return cloud_->point_count; }
-    Cloud* AsCloud() override { return cloud_.get(); }
+    CloudReader* AsCloud() override { return cloud_.get(); }
 
     double Share() const override {
         return static_cast<double>(done_) / static_cast<double>(std::max<std::int64_t>(1, Count()));
@@ -54,7 +54,7 @@ public:
 
 private:
     std::string name_;
-    std::unique_ptr<Cloud> cloud_;
+    std::unique_ptr<CloudReader> cloud_;
     CloudHeader header_;
     std::int64_t done_ = 0;
 };

@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 
 namespace convert {
 

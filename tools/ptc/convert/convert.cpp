@@ -111,8 +111,8 @@ void CopyPoints(PointSource& source, PointSink& sink) {
 
 /// Nodes go along where they may; otherwise the user is told that they do not.
 void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, PointSink& sink) {
-    Cloud* const from = source.AsCloud();
-    Cloud* const to = sink.AsCloud();
+    CloudReader* const from = source.AsCloud();
+    CloudWriter* const to = sink.AsCloud();
     if (!from || from->stored_node_count == 0) return;
     if (to && NodesFit(*from, *to)) {
         if (!Failed(CopyNodes(*from, *to))) return;

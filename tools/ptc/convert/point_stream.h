@@ -12,7 +12,8 @@
 #include <cstdint>
 #include <span>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/cloud/writer.h"
 #include "ptc/format/layout.h"
 
 namespace convert {
@@ -55,7 +56,7 @@ public:
     virtual bool HasRadii() const { return true; }
 
     /// The cloud that is being read, for its nodes; null in a form without nodes.
-    virtual Cloud* AsCloud() { return nullptr; }
+    virtual CloudReader* AsCloud() { return nullptr; }
 };
 
 /// A form that is being written.
@@ -69,7 +70,7 @@ public:
     virtual void Write(std::span<const std::byte> records) = 0;
 
     /// The cloud that is being written; null in a form without nodes.
-    virtual Cloud* AsCloud() { return nullptr; }
+    virtual CloudWriter* AsCloud() { return nullptr; }
 
     /// Completes and closes the file. Caller: has written every point.
     virtual void Finish() = 0;

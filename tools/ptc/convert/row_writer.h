@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 #include "tools/ptc/srgb.h"
 
 namespace convert {

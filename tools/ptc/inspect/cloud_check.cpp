@@ -25,7 +25,7 @@ constexpr float kTextSlack = 1e-6f;
 /// opened at the place shows it.
 class PointCheck {
 public:
-    PointCheck(const Cloud& cloud, FaultList& faults)
+    PointCheck(const CloudReader& cloud, FaultList& faults)
         : cloud_(cloud), faults_(faults), slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
 
     /// The point that `scan` stands at.
@@ -69,20 +69,20 @@ private:
                         index, kAxes[axis], value);
     }
 
-    const Cloud& cloud_;
+    const CloudReader& cloud_;
     FaultList& faults_;
     const float slack_;
 };
 
 /// Whether octree nodes should follow the points.
-bool IsOrganised(const Cloud& cloud) {
+bool IsOrganised(const StoredHeader& cloud) {
     return cloud.stored_node_count > 0 || cloud.root_position != 0;
 }
 
 /// Whether not all could be read up to where the scan ended. In a compressed file that is a fault
 /// like any other, because its stream may be broken; of another file nothing is known then, which
 /// fails the check.
-bool TellReadError(const InputFile& file, const Cloud& cloud, const PointScan& scan,
+bool TellReadError(const InputFile& file, const CloudReader& cloud, const PointScan& scan,
                    FaultList& faults) {
     if (cloud.input.Error() == 0) return false;
     if (!cloud.input.IsCompressed()) FailIfUnread(cloud, file.Name());
@@ -93,7 +93,7 @@ bool TellReadError(const InputFile& file, const Cloud& cloud, const PointScan& s
 
 /// The scan came to an end before the header's count. Told at the first byte that belongs to no
 /// whole record, with what is known of the cause: the file's end, or a text line.
-void TellMissingPoints(const Cloud& cloud, const PointScan& scan, std::int64_t behind,
+void TellMissingPoints(const CloudReader& cloud, const PointScan& scan, std::int64_t behind,
                        FaultList& faults) {
     if (behind == 0)
         faults.Add(scan.End(), "the file ends, {} of {} points are there", scan.Count(),
@@ -108,7 +108,7 @@ void TellMissingPoints(const Cloud& cloud, const PointScan& scan, std::int64_t b
 
 /// All points are there, and nothing should follow. Room for whole records is the sign of a header
 /// that lags, which a repair brings up to date; less is a tail that was cut or appended.
-void TellBytesBehind(const Cloud& cloud, const PointScan& scan, std::int64_t behind,
+void TellBytesBehind(const CloudReader& cloud, const PointScan& scan, std::int64_t behind,
                      FaultList& faults) {
     const auto record = static_cast<std::int64_t>(4 * scan.Values().size());
     if (behind == 0) return;

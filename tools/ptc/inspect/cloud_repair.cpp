@@ -61,7 +61,7 @@ std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
 }
 
 /// The block that a writer rewrites in place, as far as the version has it.
-TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebuilt,
+TokenStatus WriteBlock(TokenFile& file, const CloudHeader& cloud, const Rebuilt& rebuilt,
                        std::int64_t points, bool keeps_octree) {
     std::array<float, ptc_layout::kPaddingFloats> padding;
     padding.fill(std::bit_cast<float>(ptc_layout::kPaddingBits));
@@ -84,7 +84,7 @@ TokenStatus WriteBlock(TokenFile& file, const Cloud& cloud, const Rebuilt& rebui
 /// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
 /// again, which would change normals and the bits of what is no number. Through the token file's
 /// own buffer, because that is the one that knows where the file stands.
-void CopyBytes(Cloud& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
+void CopyBytes(CloudReader& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
                const OutputFile& output, TokenFile& file) {
     const auto fail_to_read = [&] {
         FailIfUnread(cloud, input.Name());
@@ -109,7 +109,7 @@ void CopyBytes(Cloud& cloud, const InputFile& input, std::int64_t begin, std::in
 }
 
 /// Whether the nodes behind the points can stay: all of them sound, and at their old places.
-bool IsIntact(Cloud& cloud, const HeaderPlaces& places, std::int64_t points_end) {
+bool IsIntact(CloudReader& cloud, const HeaderPlaces& places, std::int64_t points_end) {
     FaultList faults;
     Progress none(1, false);
     CheckNodes(cloud, places, points_end, faults, &none);

@@ -23,7 +23,7 @@ struct CloudSize {
 };
 
 /// Caller: needs the cloud's place no more; nodes are read to find their end.
-inline CloudSize SizeOf(Cloud& cloud) {
+inline CloudSize SizeOf(CloudReader& cloud) {
     CloudSize size;
     size.stored_bytes = cloud.input.StoredBytes();
     if (size.stored_bytes < 0 || cloud.input.IsText() || cloud.input.IsCompressed()) return size;

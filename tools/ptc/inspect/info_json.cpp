@@ -102,7 +102,7 @@ void AddFormat(const char* key, std::span<const float, 3> format, JsonText* json
     json->End('}');
 }
 
-void AddCounts(const Cloud& cloud, JsonText* json) {
+void AddCounts(const CloudReader& cloud, JsonText* json) {
     const auto data_floats = static_cast<std::size_t>(cloud.point_variables.data_size);
     std::optional<std::size_t> point_bytes;
     if (!cloud.input.IsText()) point_bytes = ptc_layout::PointBytes(data_floats);
@@ -122,7 +122,7 @@ void AddCounts(const Cloud& cloud, JsonText* json) {
     json->Add("largest_radius", cloud.largest_radius);
 }
 
-void AddCamera(const Cloud& cloud, JsonText* json) {
+void AddCamera(const StoredHeader& cloud, JsonText* json) {
     const std::array<float, 3> effective = {static_cast<float>(cloud.x_resolution),
                                             static_cast<float>(cloud.y_resolution),
                                             cloud.pixel_aspect};
@@ -152,7 +152,7 @@ void AddSize(const CloudSize& size, JsonText* json) {
 
 }  // namespace
 
-std::string InfoJson(const std::string& name, const Cloud& cloud, const CloudSize& size) {
+std::string InfoJson(const std::string& name, const CloudReader& cloud, const CloudSize& size) {
     JsonText json;
     json.Begin('{');
     json.Add("file", name);

@@ -42,7 +42,7 @@ void AddVariables(const char* label, const CloudVariables& variables, Lines* lin
                    variables.sizes[i]);
 }
 
-void AddCounts(const Cloud& cloud, Lines* lines) {
+void AddCounts(const CloudReader& cloud, Lines* lines) {
     const auto floats = static_cast<std::size_t>(cloud.point_variables.data_size);
     lines->Add("form", "{}, version {}, {}", cloud.input.IsText() ? "text" : "binary",
                cloud.version, cloud.input.IsCompressed() ? "gzip" : "not compressed");
@@ -60,7 +60,7 @@ void AddCounts(const Cloud& cloud, Lines* lines) {
 }
 
 /// The values that a reader goes by; those in the file only where they differ.
-void AddFormat(const Cloud& cloud, Lines* lines) {
+void AddFormat(const StoredHeader& cloud, Lines* lines) {
     const std::array<float, 3>& stored = cloud.stored_format;
     const bool is_repaired = stored[0] != static_cast<float>(cloud.x_resolution) ||
                              stored[1] != static_cast<float>(cloud.y_resolution) ||
@@ -76,7 +76,7 @@ void AddFormat(const Cloud& cloud, Lines* lines) {
 }
 
 /// The last line: whether the file is as long as its header says.
-void AddSize(const Cloud& cloud, const CloudSize& size, Lines* lines) {
+void AddSize(const CloudReader& cloud, const CloudSize& size, Lines* lines) {
     const std::int64_t bytes = size.stored_bytes;
     if (!size.expected_bytes) {
         const char* const why = cloud.input.IsText()         ? "text form"
@@ -99,7 +99,7 @@ void AddSize(const Cloud& cloud, const CloudSize& size, Lines* lines) {
 
 }  // namespace
 
-std::string InfoText(const std::string& name, const Cloud& cloud, const CloudSize& size) {
+std::string InfoText(const std::string& name, const CloudReader& cloud, const CloudSize& size) {
     Lines lines(name);
     AddCounts(cloud, &lines);
     lines.Add("box minimum", "{} {} {}", cloud.box_min[0], cloud.box_min[1], cloud.box_min[2]);

@@ -7,4 +7,4 @@
 #include "tools/ptc/inspect/cloud_size.h"
 
 /// What `ptc info` says of one file: its name, and a line for each thing.
-std::string InfoText(const std::string& name, const Cloud& cloud, const CloudSize& size);
+std::string InfoText(const std::string& name, const CloudReader& cloud, const CloudSize& size);

@@ -23,7 +23,7 @@ constexpr float kTextSlack = 1e-6f;
 /// Holds each node against its parent, the points and the header.
 class NodeCheck {
 public:
-    NodeCheck(Cloud& cloud, const NodeWalk& walk, FaultList& faults)
+    NodeCheck(CloudReader& cloud, const NodeWalk& walk, FaultList& faults)
         : cloud_(cloud), walk_(walk), faults_(faults) {}
 
     void Check(const NodeVisit& visit) {
@@ -124,7 +124,7 @@ private:
         }
     }
 
-    Cloud& cloud_;
+    CloudReader& cloud_;
     const NodeWalk& walk_;
     FaultList& faults_;
     std::int64_t leaf_points_ = 0;
@@ -132,8 +132,8 @@ private:
 
 }  // namespace
 
-void CheckNodes(Cloud& cloud, const HeaderPlaces& places, std::int64_t begin, FaultList& faults,
-                Progress* progress) {
+void CheckNodes(CloudReader& cloud, const HeaderPlaces& places, std::int64_t begin,
+                FaultList& faults, Progress* progress) {
     const std::int64_t end = cloud.input.StoredBytes();
     const std::int64_t before = faults.Total();
     NodeWalk walk(cloud, begin, end, places.root_position, faults);

@@ -13,5 +13,5 @@
 /// also that every point lies in the box of its leaf. `progress` goes on from the points, node by
 /// node. A read error ends the check, and the cloud's input keeps it. Caller: the file is not
 /// compressed, and its header counts nodes or names a root.
-void CheckNodes(Cloud& cloud, const HeaderPlaces& places, std::int64_t begin, FaultList& faults,
-                Progress* progress);
+void CheckNodes(CloudReader& cloud, const HeaderPlaces& places, std::int64_t begin,
+                FaultList& faults, Progress* progress);

@@ -13,8 +13,8 @@ constexpr std::int64_t kMinNode = static_cast<std::int64_t>(ptc_layout::MinNodeB
 
 }  // namespace
 
-NodeWalk::NodeWalk(Cloud& cloud, std::int64_t begin, std::int64_t end, std::int64_t root_place,
-                   FaultList& faults)
+NodeWalk::NodeWalk(CloudReader& cloud, std::int64_t begin, std::int64_t end,
+                   std::int64_t root_place, FaultList& faults)
     : cloud_(cloud),
       begin_(begin),
       end_(end),

@@ -36,7 +36,7 @@ public:
 
     /// The nodes stand from `begin` on, up to the file's end at `end`. `root_place`: where the
     /// header refers to the root.
-    NodeWalk(Cloud& cloud, std::int64_t begin, std::int64_t end, std::int64_t root_place,
+    NodeWalk(CloudReader& cloud, std::int64_t begin, std::int64_t end, std::int64_t root_place,
              FaultList& faults);
 
     /// Moves to the next node. False: there is none.
@@ -60,7 +60,7 @@ private:
     std::int64_t ChildPlace(const Step& parent, unsigned child) const;
     bool Mark(std::int64_t offset);
 
-    Cloud& cloud_;
+    CloudReader& cloud_;
     const std::int64_t begin_;
     const std::int64_t end_;
     const std::int64_t root_place_;

@@ -64,7 +64,7 @@ std::vector<std::string> Titles(std::vector<std::string> titles,
 }
 
 /// A row's floats are position, normal and radius as a PointHead has them, then the data.
-void PrintPoints(const InputFile& file, const PrintOptions& options, Cloud& cloud) {
+void PrintPoints(const InputFile& file, const PrintOptions& options, CloudReader& cloud) {
     constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
     const std::vector<PrintColumn> columns =
         Choose(file, options,
@@ -113,7 +113,7 @@ std::string Children(const NodeRecord& node) {
 /// A row's floats are the node's box, then its data. The first fault of the octree is the reason
 /// of the failure in the end: until then every node that can be reached is printed.
 void PrintNodes(const InputFile& file, const PrintOptions& options, const OpenedCloud& opened) {
-    Cloud& cloud = *opened.cloud;
+    CloudReader& cloud = *opened.cloud;
     constexpr std::size_t kBoxFloats = 6;
     const std::vector<PrintColumn> columns = Choose(
         file, options,

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 
 /// One float of each printed row.
 struct PrintColumn {

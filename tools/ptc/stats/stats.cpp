@@ -57,7 +57,7 @@ std::string Line(const std::string& name, const WalkOutcome& outcome) {
 
 /// The walks to make, in the order in which they are named.
 std::vector<std::string> Chosen(const StatsOptions& options, const InputFile& file,
-                                const Cloud& cloud) {
+                                const CloudHeader& cloud) {
     if (options.walks.empty()) {
         std::vector<std::string> walks = {"sequential", "random", "coherent"};
         if (cloud.node_count > 0) walks.emplace_back("tree");

@@ -11,7 +11,7 @@
 #include <span>
 #include <string>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
 #include "tools/ptc/srgb.h"
 #include "tools/ptc/view/legend.h"

@@ -23,7 +23,7 @@ bool IsDrawable(const PointHead& point);
 class PointPass {
 public:
     /// `name`: what messages call the file.
-    PointPass(Cloud& cloud, std::string name) : cloud_(cloud), name_(std::move(name)) {}
+    PointPass(CloudReader& cloud, std::string name) : cloud_(cloud), name_(std::move(name)) {}
 
     using Visit = std::function<void(const PointHead& point, std::span<const float> data)>;
 
@@ -32,7 +32,7 @@ public:
     void Run(Progress& progress, std::uint64_t done, const Visit& visit);
 
 private:
-    Cloud& cloud_;
+    CloudReader& cloud_;
     std::string name_;
 };
 

@@ -60,7 +60,7 @@ struct Survey {
 
 /// Width over height of the frame that the file was made in. What the header stores counts, not
 /// the defaults that a reader puts in its place: these belong to no cloud in particular.
-double FrameAspect(const Cloud& cloud) {
+double FrameAspect(const StoredHeader& cloud) {
     const auto [width, height, pixel] = cloud.stored_format;
     if (!(width >= 1 && height >= 1)) return kUsualAspect;
     const double aspect = double{width} / height * (pixel > 0 ? double{pixel} : 1.0);
@@ -70,7 +70,7 @@ double FrameAspect(const Cloud& cloud) {
 /// One run of the command: what its steps share.
 class Viewing {
 public:
-    Viewing(const ViewOptions& options, Cloud& cloud, std::string name)
+    Viewing(const ViewOptions& options, CloudReader& cloud, std::string name)
         : options_(options),
           cloud_(cloud),
           name_(std::move(name)),
@@ -209,7 +209,7 @@ private:
     }
 
     const ViewOptions& options_;
-    Cloud& cloud_;
+    CloudReader& cloud_;
     const std::string name_;
     Colouring colouring_;
     PointPass pass_;

@@ -1,13 +1,13 @@
 // The grammar of a file's header: its values in file order, where each stands, what may be in it.
 //
 // The reader, the check and the repair all read headers through this one walk, so that they agree
-// on what a header is. It decides nothing else: who listens says which faults end the walk.
+// on what a header is. The listener decides which faults end the walk.
 //
 // Units      offsets in bytes from the start of the (inflated) file.
-// Errors     faults go to the listener; a read error looks like the file's end, and the input's
-//            Error() tells. Prints nothing.
-// Ownership  borrows the cloud and the listener.
-// Threads    one caller at a time for one cloud.
+// Errors     faults go to the listener. A read error looks like the file's end; the input's
+//            Error() tells the two apart. Prints nothing.
+// Ownership  borrows the input, the header and the listener.
+// Threads    one caller at a time for one input.
 
 #pragma once
 
@@ -15,7 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "ptc/cloud/cloud.h"
+#include "ptc/format/cloud_header.h"
+#include "ptc/format/token_input.h"
 #include "util/base/results.h"
 
 enum class HeaderFault {
@@ -72,12 +73,13 @@ struct HeaderPlaces {
     std::int64_t data_start = -1;    ///< what follows the header
 };
 
-/// Walks through the header from behind the version on, and stores in `cloud` what it finds: values
-/// as they are in the file, but counts, which are 0 when they are no counts. Caller: `cloud.input`
-/// stands behind the version, which `cloud.version` holds and which is known.
+/// Reads the header from behind the version to its end, and stores in `header` what it finds:
+/// values as they are in the file, but 0 for a count that is not a whole number from 0 on.
+/// Caller: `input` stands behind the version; `header->version` holds it, and is known.
 /// `places`: filled as far as the walk comes.
 /// Failed: the walk did not come to the header's end.
-CloudStatus WalkHeader(Cloud& cloud, HeaderPlaces* places, HeaderListener& listener);
+CloudStatus WalkHeader(TokenInput& input, StoredHeader* header, HeaderPlaces* places,
+                       HeaderListener& listener);
 
 /// The type and the name of a declaration: its first two words, which may be empty.
 struct Declaration {

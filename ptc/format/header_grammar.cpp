@@ -1,6 +1,6 @@
 // The walk through a header.
 
-#include "ptc/cloud/header_grammar.h"
+#include "ptc/format/header_grammar.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,21 +16,22 @@ constexpr double kMostCount = 9007199254740992.0;
 
 class HeaderWalk {
 public:
-    HeaderWalk(Cloud& cloud, HeaderPlaces& places, HeaderListener& listener)
-        : cloud_(cloud), input_(cloud.input), places_(places), listener_(listener) {}
+    HeaderWalk(TokenInput& input, StoredHeader& header, HeaderPlaces& places,
+               HeaderListener& listener)
+        : input_(input), header_(header), places_(places), listener_(listener) {}
 
     bool Run() {
-        cloud_.header_position = input_.Tell();
         if (!Block()) return false;
         places_.fixed_header = input_.Tell();
-        if (!TakeMatrix("world_to_eye", cloud_.world_to_eye) ||
-            !TakeMatrix("world_to_ndc", cloud_.world_to_ndc) ||
-            !TakeFloats("format", cloud_.stored_format) ||
-            !Variables("npointvars", "pointdatasize", &cloud_.point_variables))
+        if (!TakeMatrix("world_to_eye", header_.world_to_eye) ||
+            !TakeMatrix("world_to_ndc", header_.world_to_ndc) ||
+            !TakeFloats("format", header_.stored_format) ||
+            !Variables("npointvars", "pointdatasize", &header_.point_variables))
             return false;
-        if (cloud_.version >= 1 && !Variables("ntreevars", "treedatasize", &cloud_.node_variables))
+        if (header_.version >= 1 &&
+            !Variables("ntreevars", "treedatasize", &header_.node_variables))
             return false;
-        places_.data_start = cloud_.data_start = input_.Tell();
+        places_.data_start = header_.data_start = input_.Tell();
         return true;
     }
 
@@ -92,14 +93,14 @@ private:
     /// What a writer rewrites in place.
     bool Block() {
         std::array<float, 6> box;
-        if (!TakeCount("npoints", &cloud_.point_count)) return false;
+        if (!TakeCount("npoints", &header_.point_count)) return false;
         places_.point_count = here_;
         if (!TakeFloats("bbox", box)) return false;
         places_.box = here_;
-        std::copy_n(box.begin(), 3, cloud_.box_min.begin());
-        std::copy_n(box.begin() + 3, 3, cloud_.box_max.begin());
+        std::copy_n(box.begin(), 3, header_.box_min.begin());
+        std::copy_n(box.begin() + 3, 3, header_.box_max.begin());
         // Without points an empty box is the right one.
-        for (std::size_t axis = 0; cloud_.point_count > 0 && axis < 3; ++axis)
+        for (std::size_t axis = 0; header_.point_count > 0 && axis < 3; ++axis)
             if (box[axis] > box[axis + 3] && !Tell({HeaderFault::kBoxInsideOut,
                                                     "bbox",
                                                     Item(axis),
@@ -108,27 +109,27 @@ private:
                                                     axis,
                                                     {}}))
                 return false;
-        if (cloud_.version >= 1 && !Nodes()) return false;
-        return cloud_.version < 2 || (LargestRadius() && Padding());
+        if (header_.version >= 1 && !Nodes()) return false;
+        return header_.version < 2 || (LargestRadius() && Padding());
     }
 
     /// Whether the root is a node only the walk through the octree can tell.
     bool Nodes() {
-        if (!TakeCount("nnodes", &cloud_.node_count)) return false;
+        if (!TakeCount("nnodes", &header_.node_count)) return false;
         places_.node_count = here_;
-        cloud_.stored_node_count = cloud_.node_count;
-        std::int64_t& root = cloud_.root_position;
+        header_.stored_node_count = header_.node_count;
+        std::int64_t& root = header_.root_position;
         if (!Take("rootpos", [&] { return input_.ReadInt64("rootpos", &root); })) return false;
         places_.root_position = here_;
-        if (cloud_.node_count > 0 && root == 0)
+        if (header_.node_count > 0 && root == 0)
             return Tell({HeaderFault::kNodesWithoutRoot, "rootpos"});
-        if (cloud_.node_count == 0 && root != 0)
+        if (header_.node_count == 0 && root != 0)
             return Tell({HeaderFault::kRootWithoutNodes, "rootpos", 0, static_cast<double>(root)});
         return true;
     }
 
     bool LargestRadius() {
-        float& radius = cloud_.largest_radius;
+        float& radius = header_.largest_radius;
         const auto read = [&] { return input_.ReadFloat("largestradius", &radius); };
         if (!Take("largestradius", read)) return false;
         places_.largest_radius = here_;
@@ -188,8 +189,8 @@ private:
             {size ? HeaderFault::kNoFloats : HeaderFault::kUnknownType, list, 0, 0, 0, 0, line});
     }
 
-    Cloud& cloud_;
     TokenInput& input_;
+    StoredHeader& header_;
     HeaderPlaces& places_;
     HeaderListener& listener_;
     std::int64_t here_ = 0;  ///< of the value that was read last
@@ -197,8 +198,10 @@ private:
 
 }  // namespace
 
-CloudStatus WalkHeader(Cloud& cloud, HeaderPlaces* places, HeaderListener& listener) {
-    return HeaderWalk(cloud, *places, listener).Run() ? CloudStatus::kOk : CloudStatus::kFailed;
+CloudStatus WalkHeader(TokenInput& input, StoredHeader* header, HeaderPlaces* places,
+                       HeaderListener& listener) {
+    return HeaderWalk(input, *header, *places, listener).Run() ? CloudStatus::kOk
+                                                               : CloudStatus::kFailed;
 }
 
 Declaration SplitDeclaration(std::string_view line) {
