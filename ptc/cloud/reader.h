@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ptc/format/cloud_header.h"
+#include "ptc/format/header_grammar.h"
 #include "ptc/format/record_code.h"
 #include "ptc/format/token_input.h"
 #include "util/base/results.h"
@@ -56,6 +57,13 @@ std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const
 /// Opens `name` into `input` and reads its version: as a plain file first, and inflated when that
 /// is of neither form. `*version`: set on success only.
 TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version);
+
+/// Reads the header of `cloud`, whose input stands behind the version; the input then stands at the
+/// first point. Null, or why the file is refused. `places`: filled as far as the header can be
+/// read. `listener`: hears of every fault and decides which of them end the reading. Without one
+/// the first fault ends it for which a file is refused.
+const char* ReadHeader(CloudReader& cloud, CountCheck counts, HeaderPlaces* places,
+                       HeaderListener* listener = nullptr);
 
 /// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
 /// where the file stands, or from the first point to go back.

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
 #include "tools/ptc/foreign_file.h"
 #include "tools/ptc/read_error.h"
@@ -96,30 +95,32 @@ std::int64_t VersionPlace(const TokenInput& input) {
 
 }  // namespace
 
-std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults) {
-    TokenInput input;
-    StoredHeader header;
-    const TokenOpenStatus status = OpenHeader(input, file.Path().c_str(), &header.version);
-    const auto fail_on_error = [&] {
-        if (input.Error() != 0) throw Failure(file.Name() + ": " + ReadErrorText(input));
-    };
+OpenedCloud CheckHeader(const InputFile& file, FaultList& faults, std::string* why) {
+    OpenedCloud opened = {std::make_unique<CloudReader>(), {}};
+    CloudReader& cloud = *opened.cloud;
+    const TokenInput& input = cloud.input;
+    cloud.name = file.Path();
+    cloud.is_quiet = true;
+    const auto fail_on_error = [&] { FailIfUnread(cloud, file.Name()); };
+    const TokenOpenStatus status = OpenHeader(cloud.input, file.Path().c_str(), &cloud.version);
     fail_on_error();
     if (status == TokenOpenStatus::kOtherType) {
         faults.Add(0, "it is not a point cloud file{}", ConvertHint(file));
-        return std::nullopt;
+        return {};
     }
     if (status == TokenOpenStatus::kUnreadable) {
         faults.Add(VersionPlace(input), "version: missing");
-        return std::nullopt;
+        return {};
     }
-    if (header.version > ptc_layout::kVersion) {
-        faults.Add(VersionPlace(input), "version: {} is not known", header.version);
-        return std::nullopt;
+    if (cloud.version > ptc_layout::kVersion) {
+        faults.Add(VersionPlace(input), "version: {} is not known", cloud.version);
+        return {};
     }
-    HeaderPlaces places;
     Faults listener(input, faults);
-    const CloudStatus walked = WalkHeader(input, &header, &places, listener);
+    const char* const refused = ReadHeader(cloud, CountCheck::kOff, &opened.places, &listener);
     fail_on_error();
-    if (Failed(walked)) return std::nullopt;
-    return places;
+    if (!refused) return opened;
+    const bool is_whole = opened.places.data_start >= 0;
+    if (is_whole) *why = refused;
+    return {};
 }

@@ -9,7 +9,6 @@
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/inspect/node_check.h"
 #include "tools/ptc/point_scan.h"
-#include "tools/ptc/quiet_open.h"
 #include "tools/ptc/read_error.h"
 
 namespace {
@@ -122,10 +121,8 @@ void TellBytesBehind(const CloudReader& cloud, const PointScan& scan, std::int64
 }  // namespace
 
 CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress) {
-    const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
-    if (!places) return {};
     std::string why;
-    const auto cloud = OpenQuietly(file, CountCheck::kOff, &why);
+    const auto [cloud, places] = CheckHeader(file, faults, &why);
     if (!cloud) {
         // The header's check has the reader's rules and more. Should the reader know one that is
         // not among them, a file that nobody can open must still not pass for sound.
@@ -152,7 +149,7 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     } else if (!has_nodes) {
         TellBytesBehind(*cloud, scan, behind, faults);
     } else if (!cloud->input.IsCompressed()) {
-        CheckNodes(*cloud, *places, scan.End(), faults, &progress);
+        CheckNodes(*cloud, places, scan.End(), faults, &progress);
         FailIfUnread(*cloud, file.Name());
     }
     return counts;
