@@ -37,12 +37,20 @@ MAY_INCLUDE = {
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/stats"},
     "examples": {"ptc/access"},
 }
-INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z_/]+)/[a-z0-9_]+\.h"')
+# Headers that a room may include of another room, where it may not include all of them.
+ONLY = {
+    ("ptc/format", "util/io"): {"bytes"},  # the format opens no file: it has sinks and sources
+}
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z_/]+)/([a-z0-9_]+)\.h"')
 
 
 def room_of(folder: str) -> str:
     rooms = [room for room in MAY_INCLUDE if (folder + "/").startswith(room + "/")]
     return max(rooms, key=len, default=folder)
+
+
+def may_include(room: str, other: str, header: str) -> bool:
+    return other in MAY_INCLUDE.get(room, set()) and header in ONLY.get((room, other), {header})
 
 
 def main() -> int:
@@ -52,8 +60,8 @@ def main() -> int:
             room = room_of(str(path.parent))
             for number, line in enumerate(path.read_text().splitlines(), 1):
                 match = INCLUDE.match(line)
-                if match and room_of(match[1]) not in MAY_INCLUDE.get(room, set()):
-                    print(f"{path}:{number}: {room} may not include {match[1]}")
+                if match and not may_include(room, room_of(match[1]), match[2]):
+                    print(f"{path}:{number}: {room} may not include {match[1]}/{match[2]}.h")
                     faults += 1
     return 1 if faults else 0
 

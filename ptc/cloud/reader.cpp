@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <system_error>
 
+#include "ptc/cloud/cloud_file.h"
 #include "ptc/format/header_grammar.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
@@ -12,8 +13,6 @@
 #include "util/host/message.h"
 
 namespace {
-
-constexpr TokenFileKind kKind = {ptc_layout::kMagic, ptc_layout::kTypeCode, ptc_layout::kVersion};
 
 constexpr const char* kEndsEarly = "the header is cut off or damaged";
 
@@ -142,17 +141,10 @@ std::unique_ptr<CloudReader> NewReader(const char* name, const OpenOptions& opti
 
 }  // namespace
 
-TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version) {
-    TokenOpenStatus status = input.OpenForReading(name, kKind, false, version);
-    if (status == TokenOpenStatus::kOtherType)
-        status = input.OpenForReading(name, kKind, true, version);
-    return status;
-}
-
 std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
                                        const OpenOptions& options, int* error) {
     auto cloud = NewReader(name, options);
-    const TokenOpenStatus status = OpenHeader(cloud->input, name, &cloud->version);
+    const TokenOpenStatus status = OpenCloudFile(cloud->input, name, &cloud->version);
     return Opened(std::move(cloud), status, options.counts, why, error);
 }
 
@@ -160,7 +152,7 @@ std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const
                                        std::string* why, const OpenOptions& options) {
     auto cloud = NewReader(name, options);
     const TokenOpenStatus status =
-        cloud->input.OpenForReading(std::move(source), kKind, &cloud->version);
+        cloud->input.OpenForReading(std::move(source), ptc_layout::kFileKind, &cloud->version);
     return Opened(std::move(cloud), status, options.counts, why, nullptr);
 }
 

@@ -54,10 +54,6 @@ std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
 std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
                                        std::string* why, const OpenOptions& options = {});
 
-/// Opens `name` into `input` and reads its version: as a plain file first, and inflated when that
-/// is of neither form. `*version`: set on success only.
-TokenOpenStatus OpenHeader(TokenInput& input, const char* name, std::uint32_t* version);
-
 /// Reads the header of `cloud`, whose input stands behind the version; the input then stands at the
 /// first point. Null, or why the file is refused. `places`: filled as far as the header can be
 /// read. `listener`: hears of every fault and decides which of them end the reading. Without one

@@ -8,13 +8,12 @@
 #include <numeric>
 #include <system_error>
 
+#include "ptc/cloud/cloud_file.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
 #include "util/base/number_cast.h"
 
 namespace {
-
-constexpr TokenFileKind kKind = {ptc_layout::kMagic, ptc_layout::kTypeCode, ptc_layout::kVersion};
 
 /// Copies the declarations and counts every variable once. Null, or why they are refused.
 const char* CopyVariables(const VariableList& list, CloudVariables* copy) {
@@ -30,7 +29,8 @@ const char* CopyVariables(const VariableList& list, CloudVariables* copy) {
         if (type.find('\n') != std::string::npos || name.find('\n') != std::string::npos)
             return "a variable's declaration holds a newline";
         // A reader that finds half a type would count other floats than the records have.
-        if (type.size() >= ptc_layout::kMaxDeclaration) return "a variable's type is too long";
+        if (type.size() >= ptc_layout::kMaxWrittenDeclaration)
+            return "a variable's type is too long";
         const std::int32_t size = copy->sizes.emplace_back(ComponentCount(type));
         if (size < 0) return "a variable's array suffix is negative";
         total += size;
@@ -52,7 +52,8 @@ void CopyMatrix(const float* given, std::array<float, 16>* matrix) {
 TokenStatus WriteDeclarations(TokenFile& file, const CloudVariables& variables) {
     for (std::size_t i = 0; i < variables.types.size(); ++i) {
         std::string line = variables.types[i] + ' ' + variables.names[i];
-        if (line.size() > ptc_layout::kMaxDeclaration) line.resize(ptc_layout::kMaxDeclaration);
+        if (line.size() > ptc_layout::kMaxWrittenDeclaration)
+            line.resize(ptc_layout::kMaxWrittenDeclaration);
         if (Failed(file.WriteLine(line))) return TokenStatus::kFailed;
     }
     return TokenStatus::kOk;
@@ -159,7 +160,7 @@ std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, st
     const char* const name = description.file_name ? description.file_name : "";
     const TokenForm form =
         std::getenv("LUMR_ASCIIPOINTCLOUD") ? TokenForm::kText : TokenForm::kBinary;
-    const TokenStatus opened = cloud->file.OpenForWriting(name, kKind, form);
+    const TokenStatus opened = CreateCloudFile(cloud->file, name, form);
     return Opened(std::move(cloud), opened, why, error);
 }
 
@@ -168,7 +169,8 @@ std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description,
                                          std::string* why) {
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
-    const TokenStatus opened = cloud->file.OpenForWriting(std::move(sink), kKind, form);
+    const TokenStatus opened =
+        cloud->file.OpenForWriting(std::move(sink), ptc_layout::kFileKind, form);
     return Opened(std::move(cloud), opened, why, nullptr);
 }
 

@@ -172,8 +172,8 @@ private:
                          bool* are_known) {
         std::string line;
         here_ = input_.Tell();
-        if (Failed(input_.ReadLine(&line, TokenInput::kMaxDeclaration)))
-            return End({line.size() == TokenInput::kMaxDeclaration
+        if (Failed(input_.ReadLine(&line, ptc_layout::kMaxReadDeclaration)))
+            return End({line.size() == ptc_layout::kMaxReadDeclaration
                             ? HeaderFault::kDeclarationTooLong
                             : HeaderFault::kDeclarationMissing,
                         list});

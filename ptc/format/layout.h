@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "ptc/format/token_kind.h"
+
 namespace ptc_layout {
 
 static_assert(std::endian::native == std::endian::little,
@@ -18,10 +20,12 @@ static_assert(std::endian::native == std::endian::little,
 inline constexpr std::uint32_t kTypeCode = 0x6374706B;  // "kptc" in file order
 inline constexpr std::uint32_t kVersion = 2;
 inline constexpr std::string_view kMagic = "Kelvo Point Cloud File\n";
+inline constexpr TokenFileKind kFileKind = {kMagic, kTypeCode, kVersion};
 
-inline constexpr int kMaxVariables = 1000;           // of points, and of nodes
-inline constexpr std::size_t kMaxDeclaration = 255;  // characters, without the newline
-inline constexpr int kMaxDataFloats = 1 << 24;       // of one point, and of one node
+inline constexpr int kMaxVariables = 1000;                  // of points, and of nodes
+inline constexpr std::size_t kMaxWrittenDeclaration = 255;  // characters, without the newline
+inline constexpr std::size_t kMaxReadDeclaration = 511;     // likewise
+inline constexpr int kMaxDataFloats = 1 << 24;              // of one point, and of one node
 inline constexpr std::uint32_t kPaddingBits = 0x4F5EADBF;
 inline constexpr int kPaddingFloats = 32;
 

@@ -3,11 +3,8 @@
 #include "ptc/format/token_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <new>
-
-#include "util/io/plain_file.h"
 
 namespace {
 
@@ -26,21 +23,11 @@ constexpr std::size_t kScratchBytes = 2048;
 TokenFile::TokenFile() = default;
 TokenFile::~TokenFile() = default;
 
-TokenStatus TokenFile::OpenForWriting(const char* name, const TokenFileKind& kind, TokenForm form) {
-    const unsigned mode = kPlainWriteThrough | kPlainTruncate | kPlainWrite |
-                          (form == TokenForm::kBinary ? kPlainBinary : 0U);
-    auto file = std::make_unique<PlainFile>();
-    if (!file->Open(name, mode)) {
-        open_error_ = file->Error();
-        return TokenStatus::kFailed;
-    }
-    return OpenForWriting(std::move(file), kind, form);
-}
-
 TokenStatus TokenFile::OpenForWriting(std::unique_ptr<ByteSink> sink, const TokenFileKind& kind,
                                       TokenForm form) {
     sink_ = std::move(sink);
     form_ = form;
+    if (sink_->Error() != 0) return FailOpen();
     text_.reserve(kScratchBytes);
     group_.reserve(kScratchBytes);
     if (form == TokenForm::kBinary) {

@@ -17,18 +17,10 @@
 #include <string_view>
 #include <vector>
 
+#include "ptc/format/token_kind.h"
 #include "util/base/results.h"
 #include "util/io/bytes.h"
 #include "util/text/number_text.h"
-
-/// What tells one kind of data file from another.
-struct TokenFileKind {
-    std::string_view magic;   ///< first line of the text form
-    std::uint32_t type_code;  ///< first four bytes of the binary form
-    std::uint32_t version;
-};
-
-enum class TokenForm { kBinary, kText };
 
 /// A data file open for writing.
 ///
@@ -41,10 +33,8 @@ public:
     TokenFile& operator=(const TokenFile&) = delete;
     ~TokenFile();
 
-    /// Makes or empties the file `name` and writes its head.
-    TokenStatus OpenForWriting(const char* name, const TokenFileKind& kind, TokenForm form);
-
-    /// The same into `sink`, which stands where the file now ends.
+    /// Takes `sink` over, which is at the place where the file now ends, and writes the head. A
+    /// sink that has failed before is refused, with its error.
     TokenStatus OpenForWriting(std::unique_ptr<ByteSink> sink, const TokenFileKind& kind,
                                TokenForm form);
 

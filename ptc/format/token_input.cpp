@@ -5,18 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "util/io/plain_input.h"
-
-TokenOpenStatus TokenInput::OpenForReading(const char* name, const TokenFileKind& kind,
-                                           bool allow_gzip, std::uint32_t* version) {
-    auto file = std::make_unique<PlainInput>();
-    if (!file->Open(name, allow_gzip)) {
-        open_error_ = file->Error();
-        return TokenOpenStatus::kUnreadable;
-    }
-    return OpenForReading(std::move(file), kind, version);
-}
-
 void TokenInput::Take(std::unique_ptr<ByteSource> source, TokenForm form) {
     source_ = std::move(source);
     form_ = form;
@@ -31,6 +19,10 @@ void TokenInput::ResumeText(std::unique_ptr<ByteSource> source) {
 
 TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
                                            const TokenFileKind& kind, std::uint32_t* version) {
+    if (source->Error() != 0) {
+        open_error_ = source->Error();
+        return TokenOpenStatus::kUnreadable;
+    }
     Take(std::move(source), TokenForm::kBinary);
     std::uint32_t type = 0;
     const std::size_t there = ReadUpTo(std::as_writable_bytes(std::span(&type, 1)));

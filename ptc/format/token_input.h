@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "ptc/format/token_file.h"
+#include "ptc/format/token_kind.h"
 #include "util/base/results.h"
 #include "util/io/bytes.h"
 
@@ -29,13 +29,9 @@ class TokenInput {
 public:
     static constexpr std::size_t kReadAhead = 8192;
     static constexpr std::size_t kMaxLine = 255;
-    static constexpr std::size_t kMaxDeclaration = 511;
 
-    /// Opens the file `name`, finds out its form and reads its version.
-    TokenOpenStatus OpenForReading(const char* name, const TokenFileKind& kind, bool allow_gzip,
-                                   std::uint32_t* version);
-
-    /// The same from `source`, which stands at its start.
+    /// Takes `source` over, which is at its start, finds out the form and reads the version. A
+    /// source that has failed before is unreadable, with its error.
     TokenOpenStatus OpenForReading(std::unique_ptr<ByteSource> source, const TokenFileKind& kind,
                                    std::uint32_t* version);
 

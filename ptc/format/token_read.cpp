@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "ptc/format/token_input.h"
+#include "util/text/number_text.h"
 
 namespace {
 

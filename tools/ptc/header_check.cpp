@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "ptc/cloud/cloud_file.h"
 #include "ptc/format/layout.h"
 #include "tools/ptc/foreign_file.h"
 #include "tools/ptc/read_error.h"
@@ -102,7 +103,7 @@ OpenedCloud CheckHeader(const InputFile& file, FaultList& faults, std::string* w
     cloud.name = file.Path();
     cloud.is_quiet = true;
     const auto fail_on_error = [&] { FailIfUnread(cloud, file.Name()); };
-    const TokenOpenStatus status = OpenHeader(cloud.input, file.Path().c_str(), &cloud.version);
+    const TokenOpenStatus status = OpenCloudFile(cloud.input, file.Path().c_str(), &cloud.version);
     fail_on_error();
     if (status == TokenOpenStatus::kOtherType) {
         faults.Add(0, "it is not a point cloud file{}", ConvertHint(file));

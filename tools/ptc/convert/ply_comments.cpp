@@ -51,7 +51,8 @@ bool TakeVariable(Parts parts, CloudVariables* variables) {
     const std::string_view name = parts.Rest();
     const std::int32_t size = KnownComponentCount(type).value_or(0);
     const auto room = static_cast<std::int32_t>(kMaxColumns) - variables->data_size;
-    if (size < 1 || size > room || type.size() + name.size() >= ptc_layout::kMaxDeclaration ||
+    if (size < 1 || size > room ||
+        type.size() + name.size() >= ptc_layout::kMaxWrittenDeclaration ||
         variables->types.size() == ptc_layout::kMaxVariables)
         return false;
     variables->types.emplace_back(type);

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "ptc/cloud/cloud_file.h"
 #include "ptc/format/layout.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
@@ -145,9 +146,9 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     FailIfUnread(*cloud, input.Name());
 
     TokenFile file;
-    const TokenFileKind kind = {ptc_layout::kMagic, ptc_layout::kTypeCode, cloud->version};
     const TokenForm form = cloud->input.IsText() ? TokenForm::kText : TokenForm::kBinary;
-    if (Failed(file.OpenForWriting(output.Path().c_str(), kind, form))) FailToWrite(output, file);
+    if (Failed(CreateCloudFile(file, output.Path().c_str(), form, cloud->version)))
+        FailToWrite(output, file);
     const std::int64_t block = PlaceIn(file, output);
     if (Failed(WriteBlock(file, *cloud, rebuilt, report.kept, false))) FailToWrite(output, file);
 
