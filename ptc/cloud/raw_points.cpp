@@ -2,53 +2,40 @@
 
 #include "ptc/cloud/raw_points.h"
 
-#include <array>
+#include <algorithm>
 #include <vector>
 
-#include "ptc/format/layout.h"
-#include "ptc/format/record_code.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 
 constexpr std::size_t kNodePiece = 65536;  // bytes that are copied at a time
 
-std::size_t DataFloats(const CloudHeader& header) {
-    return static_cast<std::size_t>(header.point_variables.data_size);
-}
-
 std::int64_t PointsEnd(const CloudHeader& header) {
-    const auto record = static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header)));
-    return header.data_start + header.point_count * record;
+    return header.data_start + header.point_count * static_cast<std::int64_t>(header.PointBytes());
 }
 
-/// One point of the text form. `floats` is scratch of the data's size.
-TokenStatus ReadTextPoint(TokenInput& input, std::vector<float>* floats, std::byte* record) {
-    std::array<double, 6> head;
-    if (Failed(input.ReadRecord("", "%e %e %e  %hi %hi  %e", head))) return TokenStatus::kFailed;
-    if (!floats->empty() && Failed(input.ReadFloats("ptd", *floats))) return TokenStatus::kFailed;
-
-    PointHead point{};
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        point.position[axis] = static_cast<float>(head[axis]);
-    point.radius = static_cast<float>(head[5]);
-    const auto code = [](double value) {
-        return static_cast<std::uint16_t>(static_cast<std::int16_t>(value));
-    };
-    const auto data = std::as_bytes(std::span(*floats));
-    EncodePoint(point, {code(head[3]), code(head[4])}, {data.data(), data.size(), data.size()},
-                record);
+/// One point of the text form. `floats`: room for the point's data.
+TokenStatus ReadTextRecord(TokenInput& input, std::span<float> floats, std::byte* record) {
+    CodedPoint point;
+    if (Failed(ReadTextPoint(input, &point, floats))) return TokenStatus::kFailed;
+    PointHead head{};
+    std::copy_n(point.position, 3, head.position);
+    head.radius = point.radius;
+    EncodePoint(head, point.code,
+                {std::as_bytes(floats).data(), floats.size_bytes(), floats.size_bytes()}, record);
     return TokenStatus::kOk;
 }
 
 }  // namespace
 
 CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, std::size_t* bytes) {
-    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    const std::size_t record = cloud.PointBytes();
     *bytes = 0;
     if (cloud.input.IsText()) {
-        std::vector<float> floats(DataFloats(cloud));
+        std::vector<float> floats(cloud.point_variables.DataFloats());
         while (*bytes < records.size() &&
-               !Failed(ReadTextPoint(cloud.input, &floats, records.data() + *bytes)))
+               !Failed(ReadTextRecord(cloud.input, floats, records.data() + *bytes)))
             *bytes += record;
     } else {
         *bytes = cloud.input.ReadUpTo(records);

@@ -4,14 +4,14 @@
 
 #include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
-#include "ptc/format/text_records.h"
+#include "ptc/format/token_records.h"
 
 CloudStatus ReadNode(CloudReader& cloud, std::int64_t offset, NodeRecord* node,
                      std::span<float> data, std::int64_t* end) {
     TokenInput& input = cloud.input;
     if (!input.IsOpen() || offset < cloud.data_start) return CloudStatus::kFailed;
     cloud.next_point = -1;
-    const auto floats = static_cast<std::size_t>(cloud.node_variables.data_size);
+    const auto floats = cloud.node_variables.DataFloats();
     std::vector<float> skipped(data.empty() ? floats : 0);
     const std::span<float> values = data.empty() ? std::span(skipped) : data.first(floats);
     if (Failed(input.Seek(offset))) return CloudStatus::kFailed;

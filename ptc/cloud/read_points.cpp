@@ -6,16 +6,12 @@
 
 #include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
-#include "ptc/format/text_records.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 
 /// Raw records are decoded from pieces of about this many bytes.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
-
-std::size_t DataFloats(const CloudHeader& cloud) {
-    return static_cast<std::size_t>(cloud.point_variables.data_size);
-}
 
 void TellWrongPoint(const CloudReader& cloud, bool has_head) {
     if (cloud.is_quiet) return;
@@ -25,12 +21,12 @@ void TellWrongPoint(const CloudReader& cloud, bool has_head) {
 
 /// Reads text points one by one; a caller without room for the data has them skipped.
 std::size_t ReadTextPoints(CloudReader& cloud, std::span<PointHead> heads, std::span<float> data) {
-    const std::size_t floats = DataFloats(cloud);
+    const std::size_t floats = cloud.point_variables.DataFloats();
     std::vector<float> skipped(data.empty() ? floats : 0);
     for (std::size_t i = 0; i < heads.size(); ++i) {
-        const auto slot = data.empty() ? std::span(skipped) : data.subspan(i * floats, floats);
+        const auto mine = data.empty() ? std::span(skipped) : data.subspan(i * floats, floats);
         bool has_head = false;
-        if (!Failed(ReadTextPoint(cloud.input, &heads[i], slot, &has_head))) continue;
+        if (!Failed(ReadTextPoint(cloud.input, &heads[i], mine, &has_head))) continue;
         TellWrongPoint(cloud, has_head);
         return i;
     }
@@ -39,8 +35,8 @@ std::size_t ReadTextPoints(CloudReader& cloud, std::span<PointHead> heads, std::
 
 std::size_t ReadBinaryPoints(CloudReader& cloud, std::span<PointHead> heads,
                              std::span<float> data) {
-    const std::size_t floats = DataFloats(cloud);
-    const std::size_t record = ptc_layout::PointBytes(floats);
+    const std::size_t floats = cloud.point_variables.DataFloats();
+    const std::size_t record = cloud.PointBytes();
     const NormalDecoder& normals = Normals();
     for (std::size_t done = 0; done < heads.size();) {
         const std::size_t wanted =
@@ -50,9 +46,9 @@ std::size_t ReadBinaryPoints(CloudReader& cloud, std::span<PointHead> heads,
             cloud.input.ReadUpTo(std::span(cloud.scratch).first(wanted * record));
         const std::size_t whole = bytes / record;
         for (std::size_t i = 0; i < whole; ++i) {
-            const auto slot =
+            const auto mine =
                 data.empty() ? std::span<float>() : data.subspan((done + i) * floats, floats);
-            DecodePoint(&cloud.scratch[i * record], normals, &heads[done + i], slot);
+            DecodePoint(&cloud.scratch[i * record], normals, &heads[done + i], mine);
         }
         done += whole;
         if (whole == wanted) continue;
@@ -82,7 +78,7 @@ CloudStatus SeekPoint(CloudReader& cloud, std::int64_t index) {
     const bool reads_on = is_text && cloud.next_point >= 0 && cloud.next_point < index;
     const std::int64_t from = is_text ? 0 : index;
     if (!reads_on) {
-        const auto record = static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(cloud)));
+        const auto record = static_cast<std::int64_t>(cloud.PointBytes());
         cloud.next_point = -1;
         if (from > (std::numeric_limits<std::int64_t>::max() - cloud.data_start) / record)
             return CloudStatus::kFailed;

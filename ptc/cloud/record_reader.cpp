@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "ptc/format/layout.h"
-#include "ptc/format/text_records.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 
@@ -26,10 +26,6 @@ void StoreNode(const NodeRecord& node, PtcNode* record) {
     std::copy_n(node.children, kNodeChildren, record->children);
 }
 
-std::size_t DataFloats(const CloudVariables& variables) {
-    return static_cast<std::size_t>(variables.data_size);
-}
-
 }  // namespace
 
 CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
@@ -38,8 +34,7 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     is_text_ = cloud->input.IsText();
     const bool is_gzip = cloud->input.IsCompressed();
     header_ = *cloud;
-    const auto record =
-        static_cast<std::int64_t>(ptc_layout::PointBytes(DataFloats(header_.point_variables)));
+    const auto record = static_cast<std::int64_t>(header_.PointBytes());
     // Behind the points of a binary file; a text file tells only by reading it.
     points_end_ = header_.data_start;
     if (!is_text_ && !is_gzip) points_end_ += header_.point_count * record;
@@ -57,7 +52,7 @@ CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string*
     cloud->input.Close();
     source_ = OpenRandomSource(name, is_gzip);
     if (source_) {
-        text_points_.Begin(*source_, header_.data_start, DataFloats(header_.point_variables));
+        text_points_.Begin(*source_, header_.data_start, header_.point_variables.DataFloats());
         return CloudStatus::kOk;
     }
     const int code = errno;
@@ -71,7 +66,7 @@ void PtcRecordReader::Close() {
 }
 
 CloudStatus PtcRecordReader::LoadPoints(CloudReader& cloud, std::string* why) {
-    const std::size_t floats = DataFloats(cloud.point_variables);
+    const std::size_t floats = cloud.point_variables.DataFloats();
     const std::size_t record = kHeadFloats + floats;
     PointHead head;
     std::size_t count = 0;
@@ -93,7 +88,7 @@ CloudStatus PtcRecordReader::LoadPoints(CloudReader& cloud, std::string* why) {
 }
 
 CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* records) {
-    const std::size_t floats = DataFloats(header_.point_variables);
+    const std::size_t floats = header_.point_variables.DataFloats();
     const std::size_t record = kHeadFloats + floats;
     for (std::int64_t i = 0; i < count; ++i) {
         if (values_.size() - next_value_ < record) return CloudStatus::kFailed;
@@ -118,8 +113,8 @@ CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, 
 
 CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t count,
                                               PtcPoint* records) {
-    const std::size_t floats = DataFloats(header_.point_variables);
-    const std::size_t record = ptc_layout::PointBytes(floats);
+    const std::size_t floats = header_.point_variables.DataFloats();
+    const std::size_t record = header_.PointBytes();
     // The header was checked against the file's size, but that of a gzip file is not known.
     constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
     const auto bytes = static_cast<std::int64_t>(record);
@@ -159,7 +154,7 @@ bool PtcRecordReader::IsSound(const NodeRecord& node, std::int64_t reference) co
 }
 
 bool PtcRecordReader::ReadOneChild(Children& children, std::int64_t reference, PtcNode* record) {
-    const std::size_t floats = DataFloats(header_.node_variables);
+    const std::size_t floats = header_.node_variables.DataFloats();
     const std::span<float> data(record->data, floats);
     NodeRecord node;
     if (is_text_) {

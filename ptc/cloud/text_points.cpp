@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "ptc/format/text_records.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 

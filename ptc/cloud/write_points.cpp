@@ -8,6 +8,8 @@
 
 #include "ptc/cloud/writer.h"
 #include "ptc/format/layout.h"
+#include "ptc/format/point_bounds.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 
@@ -19,44 +21,8 @@ std::int64_t RoomBeforeFlush(std::int64_t points) {
     return std::min(kPiece - points % kPiece, kCheckpoint - points % kCheckpoint);
 }
 
-/// The running box and largest radius of a cloud.
-/// A value that is no number never enters: every comparison with it is false.
-class Bounds {
-public:
-    explicit Bounds(const CloudWriter& cloud)
-        : min_(cloud.box_min), max_(cloud.box_max), largest_radius_(cloud.largest_radius) {}
-
-    void Include(const PointHead& point) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const float low = point.position[axis] - point.radius;
-            const float high = point.position[axis] + point.radius;
-            min_[axis] = Smaller(high, Smaller(low, min_[axis]));
-            max_[axis] = Larger(high, Larger(low, max_[axis]));
-        }
-        largest_radius_ = Larger(point.radius, largest_radius_);
-    }
-
-    void StoreTo(CloudWriter* cloud) const {
-        cloud->box_min = min_;
-        cloud->box_max = max_;
-        cloud->largest_radius = largest_radius_;
-    }
-
-private:
-    static float Smaller(float value, float so_far) { return value < so_far ? value : so_far; }
-    static float Larger(float value, float so_far) { return value > so_far ? value : so_far; }
-
-    std::array<float, 3> min_;
-    std::array<float, 3> max_;
-    float largest_radius_;
-};
-
-std::size_t DataFloats(const CloudWriter& cloud) {
-    return static_cast<std::size_t>(cloud.point_variables.data_size);
-}
-
 void BeginCollecting(CloudWriter& cloud) {
-    cloud.file.BeginBuffering(2048 * DataFloats(cloud) + 40960);
+    cloud.file.BeginBuffering(2048 * cloud.point_variables.DataFloats() + 40960);
 }
 
 /// Hands the collected records to the system, and brings the header up to date when it is due.
@@ -68,24 +34,6 @@ TokenStatus FlushPiece(CloudWriter& cloud) {
         return TokenStatus::kFailed;
     BeginCollecting(cloud);
     return TokenStatus::kOk;
-}
-
-/// Value by value, as the text form needs it and a record that is too large to be collected.
-TokenStatus WriteByTokens(TokenFile& file, const PointHead& point, NormalCode code,
-                          const PointData& data) {
-    TokenFile::Group record(file);
-    const TokenStatus head =
-        file.WriteRecord("", "%e %e %e  %hi %hi  %e ",
-                         {point.position[0], point.position[1], point.position[2],
-                          static_cast<std::int16_t>(code.azimuth),
-                          static_cast<std::int16_t>(code.height), point.radius});
-    if (Failed(head)) return head;
-    if (data.want > 0) {
-        std::vector<float> floats(data.want / 4);
-        data.CopyTo(std::as_writable_bytes(std::span(floats)).data());
-        if (Failed(file.WriteFloats("ptd", floats))) return TokenStatus::kFailed;
-    }
-    return record.Put();
 }
 
 NormalCode CodeOf(const PointHead& point) {
@@ -193,14 +141,14 @@ private:
 /// for as many records behind what is collected.
 template <class Source>
 void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std::byte* begin) {
-    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    const std::size_t record = cloud.PointBytes();
     std::byte* out = begin;
     std::size_t written = 0;
-    Bounds bounds(cloud);
+    PointBounds bounds(cloud);
     for (; written < room && samples.Left(); samples.Advance()) {
         const PointHead head = samples.Head();
         if (head.radius < 0) continue;
-        bounds.Include(head);
+        bounds.Include(head.position, head.radius);
         ++written;
         EncodePoint(head, samples.Code(head), samples.Data(), out);
         out += record;
@@ -218,9 +166,9 @@ TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t ro
         const PointHead head = samples.Head();
         if (head.radius < 0) continue;
         const TokenStatus status =
-            WriteByTokens(cloud.file, head, samples.Code(head), samples.Data());
-        Bounds bounds(cloud);
-        bounds.Include(head);
+            WritePointTokens(cloud.file, head, samples.Code(head), samples.Data());
+        PointBounds bounds(cloud);
+        bounds.Include(head.position, head.radius);
         bounds.StoreTo(&cloud);
         ++cloud.point_count;
         ++written;
@@ -232,7 +180,7 @@ TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t ro
 /// Straight into the collecting buffer where that has room for all of them.
 template <class Source>
 TokenStatus WriteRun(CloudWriter& cloud, Source& samples, std::size_t room) {
-    const std::size_t record = ptc_layout::PointBytes(DataFloats(cloud));
+    const std::size_t record = cloud.PointBytes();
     std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
     if (!begin) return WriteRunByTokens(cloud, samples, room);
     WriteRunInPlace(cloud, samples, room, begin);
@@ -264,16 +212,16 @@ CloudStatus WriteAll(CloudWriter& cloud, Source samples) {
 }  // namespace
 
 CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch) {
-    return WriteAll(cloud, BatchSource(batch, DataFloats(cloud)));
+    return WriteAll(cloud, BatchSource(batch, cloud.point_variables.DataFloats()));
 }
 
 CloudStatus WritePoint(CloudWriter& cloud, const PointHead& point, const float* data) {
-    const std::size_t wanted = DataFloats(cloud);
+    const std::size_t wanted = cloud.point_variables.DataFloats();
     const auto floats = data ? std::span(data, wanted) : std::span<const float>();
     return WriteAll(
         cloud, SinglePoint(point, {std::as_bytes(floats).data(), floats.size_bytes(), 4 * wanted}));
 }
 
 CloudStatus WritePointRecords(CloudWriter& cloud, std::span<const std::byte> records) {
-    return WriteAll(cloud, RecordSource(records, DataFloats(cloud)));
+    return WriteAll(cloud, RecordSource(records, cloud.point_variables.DataFloats()));
 }

@@ -1,15 +1,15 @@
-// The point cloud writer: creating the file, nodes, the header block, finishing.
+// The point cloud writer: creating the file, bringing its header up to date, finishing.
 
 #include "ptc/cloud/writer.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
-#include <numeric>
 #include <system_error>
 
 #include "ptc/cloud/cloud_file.h"
+#include "ptc/format/header_write.h"
 #include "ptc/format/layout.h"
+#include "ptc/format/point_bounds.h"
 #include "ptc/format/variables.h"
 #include "util/base/number_cast.h"
 
@@ -49,62 +49,6 @@ void CopyMatrix(const float* given, std::array<float, 16>* matrix) {
     }
 }
 
-TokenStatus WriteDeclarations(TokenFile& file, const CloudVariables& variables) {
-    for (std::size_t i = 0; i < variables.types.size(); ++i) {
-        std::string line = variables.types[i] + ' ' + variables.names[i];
-        if (line.size() > ptc_layout::kMaxWrittenDeclaration)
-            line.resize(ptc_layout::kMaxWrittenDeclaration);
-        if (Failed(file.WriteLine(line))) return TokenStatus::kFailed;
-    }
-    return TokenStatus::kOk;
-}
-
-/// Runs `steps` in order up to the first that fails.
-template <class... Step>
-TokenStatus InOrder(Step... steps) {
-    return (... && !Failed(steps())) ? TokenStatus::kOk : TokenStatus::kFailed;
-}
-
-/// The rewritable block. Every number has a fixed width in text form too.
-TokenStatus WriteBlock(CloudWriter& cloud) {
-    TokenFile& file = cloud.file;
-    std::array<float, 6> box;
-    std::copy(cloud.box_min.begin(), cloud.box_min.end(), box.begin());
-    std::copy(cloud.box_max.begin(), cloud.box_max.end(), box.begin() + 3);
-    std::array<float, ptc_layout::kPaddingFloats> padding;
-    padding.fill(std::bit_cast<float>(ptc_layout::kPaddingBits));
-
-    const auto points = static_cast<double>(cloud.point_count);
-    const auto nodes = static_cast<double>(cloud.node_count);
-    return InOrder([&] { return file.WriteDouble("npoints", points, "%16.0lf"); },
-                   [&] { return file.WriteFloats("bbox", box, "%13e"); },
-                   [&] { return file.WriteDouble("nnodes", nodes, "%16.0lf"); },
-                   [&] { return file.WriteInt64("rootpos", cloud.root_position, "%16li"); },
-                   [&] { return file.WriteFloat("largestradius", cloud.largest_radius, "%13e"); },
-                   [&] { return file.WriteFloats("padding", padding); });
-}
-
-TokenStatus WriteFixedHeader(CloudWriter& cloud) {
-    TokenFile& file = cloud.file;
-    const std::array<float, 3> format = {static_cast<float>(cloud.x_resolution),
-                                         static_cast<float>(cloud.y_resolution),
-                                         cloud.pixel_aspect};
-    const CloudVariables& points = cloud.point_variables;
-    const CloudVariables& nodes = cloud.node_variables;
-    const auto count = [](const CloudVariables& variables) {
-        return static_cast<std::int32_t>(variables.types.size());
-    };
-    return InOrder([&] { return file.WriteMatrix("world_to_eye\n", cloud.world_to_eye); },
-                   [&] { return file.WriteMatrix("world_to_ndc\n", cloud.world_to_ndc); },
-                   [&] { return file.WriteThreeFloats("format", format); },
-                   [&] { return file.WriteInt("npointvars", count(points)); },
-                   [&] { return file.WriteInt("pointdatasize", points.data_size); },
-                   [&] { return WriteDeclarations(file, points); },
-                   [&] { return file.WriteInt("ntreevars", count(nodes)); },
-                   [&] { return file.WriteInt("treedatasize", nodes.data_size); },
-                   [&] { return WriteDeclarations(file, nodes); });
-}
-
 /// Everything before the first point.
 TokenStatus WriteHeader(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
@@ -113,10 +57,12 @@ TokenStatus WriteHeader(CloudWriter& cloud) {
     if (cloud.header_position < 0) return TokenStatus::kFailed;
 
     file.BeginBuffering(0);
-    if (Failed(WriteBlock(cloud)) || Failed(file.EndBuffering())) return TokenStatus::kFailed;
+    if (Failed(WriteRewritableBlock(file, cloud)) || Failed(file.EndBuffering()))
+        return TokenStatus::kFailed;
     file.BeginBuffering(std::size_t{8192} * static_cast<unsigned>(cloud.point_variables.data_size) +
                         40960);
-    if (Failed(WriteFixedHeader(cloud)) || Failed(file.EndBuffering())) return TokenStatus::kFailed;
+    if (Failed(WriteFixedHeader(file, cloud)) || Failed(file.EndBuffering()))
+        return TokenStatus::kFailed;
     cloud.data_start = file.Tell();
     return cloud.data_start < 0 ? TokenStatus::kFailed : TokenStatus::kOk;
 }
@@ -124,8 +70,7 @@ TokenStatus WriteHeader(CloudWriter& cloud) {
 /// A cloud that is ready to be opened; null when the description is refused.
 std::unique_ptr<CloudWriter> Describe(const CloudDescription& description, std::string* why) {
     auto cloud = std::make_unique<CloudWriter>();
-    cloud->box_min.fill(1e30f);
-    cloud->box_max.fill(-1e30f);
+    PointBounds().StoreTo(cloud.get());
     CopyMatrix(description.world_to_eye, &cloud->world_to_eye);
     CopyMatrix(description.world_to_ndc, &cloud->world_to_ndc);
     cloud->x_resolution = ClampToInt32(description.format[0]);
@@ -178,53 +123,11 @@ TokenStatus RewriteHeader(CloudWriter& cloud) {
     TokenFile& file = cloud.file;
     // Composed before the file moves, so that nothing lands in the header but the header.
     TokenFile::Group block(file);
-    if (Failed(WriteBlock(cloud)) || Failed(file.Seek(cloud.header_position)) ||
+    if (Failed(WriteRewritableBlock(file, cloud)) || Failed(file.Seek(cloud.header_position)) ||
         Failed(block.Put()))
         return TokenStatus::kFailed;
     cloud.counted_points = cloud.point_count;
     return file.SeekToEnd();
-}
-
-CloudStatus WriteNode(CloudWriter& cloud, const NodeToWrite& node, const std::int64_t* children,
-                      std::int64_t* at) {
-    if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
-    TokenFile& file = cloud.file;
-    TokenFile::Group record(file);
-    const auto data_size = static_cast<std::size_t>(cloud.node_variables.data_size);
-
-    unsigned child_mask = 0;
-    for (unsigned i = 0; children && i < 8; ++i)
-        if (children[i] != 0) child_mask |= 1U << i;
-
-    const auto write_data = [&] {
-        if (!node.data || data_size == 0) return TokenStatus::kOk;
-        return file.WriteFloats("tdata", std::span(node.data, data_size));
-    };
-    const auto write_children = [&] {
-        for (unsigned i = 0; i < 8; ++i) {
-            const char key[] = {'c', static_cast<char>('0' + i), '\0'};
-            if ((child_mask >> i & 1U) && Failed(file.WriteInt64(key, children[i])))
-                return TokenStatus::kFailed;
-        }
-        return TokenStatus::kOk;
-    };
-    const TokenStatus written =
-        InOrder([&] { return file.WriteInt("firstpoint", node.first_point); },
-                [&] { return file.WriteInt("npoints", node.point_count); },
-                [&] { return file.WriteFloats("bbox", node.box); }, write_data,
-                [&] { return file.WriteByte("childbits", static_cast<std::uint8_t>(child_mask)); },
-                write_children);
-
-    const std::int64_t offset = file.Tell();
-    if (Failed(written) || offset < 0 || Failed(record.Put()) || Failed(file.EndBuffering())) {
-        cloud.has_failed = true;
-        return CloudStatus::kFailed;
-    }
-    cloud.stored_points = cloud.point_count;
-    cloud.root_position = offset;
-    ++cloud.node_count;
-    *at = offset;
-    return CloudStatus::kOk;
 }
 
 CloudStatus FinishCloud(CloudWriter& cloud) {

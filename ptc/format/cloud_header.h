@@ -7,16 +7,21 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "ptc/format/layout.h"
 
 /// Declared variables of points or of nodes: three parallel arrays and the floats of one item.
 struct CloudVariables {
     std::vector<std::string> types;
     std::vector<std::string> names;
     std::vector<std::int32_t> sizes;  ///< floats each variable takes
-    std::int32_t data_size = 0;       ///< floats of all variables together
+    std::int32_t data_size = 0;       ///< floats of all variables together; never negative
+
+    std::size_t DataFloats() const { return static_cast<std::size_t>(data_size); }
 };
 
 struct CloudHeader {
@@ -40,6 +45,9 @@ struct CloudHeader {
 
     std::int64_t data_start = 0;     ///< the first point record
     std::int64_t root_position = 0;  ///< the node written last; 0: none
+
+    /// Of one point record in the binary form.
+    std::size_t PointBytes() const { return ptc_layout::PointBytes(point_variables.DataFloats()); }
 };
 
 /// A header that was read from a file. Where the reader replaces a value by one that can be used,

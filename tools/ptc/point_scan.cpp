@@ -9,20 +9,12 @@
 
 #include "ptc/format/layout.h"
 #include "ptc/format/normal_decode.h"
+#include "ptc/format/token_records.h"
 
 namespace {
 
 /// Raw records are read in pieces of about this many bytes.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
-
-std::size_t DataFloats(const CloudHeader& cloud) {
-    return static_cast<std::size_t>(cloud.point_variables.data_size);
-}
-
-/// What "%hi" printed: the code as a signed number.
-std::uint16_t ToCode(double printed) {
-    return static_cast<std::uint16_t>(static_cast<std::int16_t>(printed));
-}
 
 }  // namespace
 
@@ -35,7 +27,7 @@ PointScan::PointScan(CloudReader& cloud, std::int64_t first, std::int64_t last)
       last_(last),
       begin_(cloud.data_start),
       end_(cloud.data_start),
-      values_(kData + DataFloats(cloud)) {
+      values_(kData + cloud.point_variables.DataFloats()) {
     cloud_.next_point = -1;  // the reader's own place is lost
     if (!cloud_.input.IsText()) {
         const std::size_t record = 4 * values_.size();
@@ -93,15 +85,9 @@ bool PointScan::NextBinary() {
 /// is the ordinary end of a damaged file.
 bool PointScan::NextText() {
     TokenInput& input = cloud_.input;
-    std::array<double, 6> values;
-    if (Failed(input.ReadRecord("", "%e %e %e  %hi %hi  %e ", values))) return false;
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        values_[kPosition + axis] = static_cast<float>(values[axis]);
-    const NormalCode code = {ToCode(values[3]), ToCode(values[4])};
-    std::memcpy(&values_[kCodes], &code, sizeof code);
-    values_[kRadius] = static_cast<float>(values[5]);
-    const auto data = std::span(values_).subspan(kData);
-    if (!data.empty() && Failed(input.ReadFloats("ptd", data))) return false;
+    CodedPoint point;
+    if (Failed(ReadTextPoint(input, &point, std::span(values_).subspan(kData)))) return false;
+    std::memcpy(values_.data(), &point, sizeof point);
     end_ = input.Tell();
     return true;
 }

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <system_error>
 
 #include "ptc/cloud/cloud_file.h"
-#include "ptc/format/layout.h"
+#include "ptc/format/header_write.h"
+#include "ptc/format/point_bounds.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/header_check.h"
@@ -23,32 +23,28 @@ namespace {
 
 constexpr std::size_t kCopyPiece = std::size_t{1} << 16;
 
-/// The header's values as the records have them, by the writer's own rules: a value that is no
-/// number never enters, because every comparison with it is false.
+/// The header's values as the records have them, by the writer's own rules.
 struct Rebuilt {
-    std::array<float, 6> box{1e30f, 1e30f, 1e30f, -1e30f, -1e30f, -1e30f};
-    float largest_radius = 0;
+    PointBounds bounds;
     std::int64_t unsound = 0;
 
     /// A record as PointScan reads it.
     void Include(std::span<const float> values) {
         const float radius = values[PointScan::kRadius];
-        // Both ends are held against both bounds: a negative radius turns them round.
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const float low = values[axis] - radius;
-            const float high = values[axis] + radius;
-            for (const float value : {low, high}) {
-                if (value < box[axis]) box[axis] = value;
-                if (value > box[axis + 3]) box[axis + 3] = value;
-            }
-        }
-        if (radius > largest_radius) largest_radius = radius;
+        bounds.Include(&values[PointScan::kPosition], radius);
         bool is_sound = radius >= 0;
         for (std::size_t i = 0; i < values.size(); ++i)
             is_sound = is_sound && (i == PointScan::kCodes || std::isfinite(values[i]));
         if (!is_sound) ++unsound;
     }
 };
+
+/// Writes the block that a writer rewrites in place.
+TokenStatus WriteBlock(TokenFile& file, const CloudHeader& header) {
+    file.BeginBuffering(0);
+    if (Failed(WriteRewritableBlock(file, header))) return TokenStatus::kFailed;
+    return file.EndBuffering();
+}
 
 [[noreturn]] void FailToWrite(const OutputFile& output, const TokenFile& file) {
     throw Failure(output.Name() + ": " + std::generic_category().message(file.Error()));
@@ -59,27 +55,6 @@ std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
     const std::int64_t place = file.Tell();
     if (place < 0) FailWithErrno(output.Name());
     return place;
-}
-
-/// The block that a writer rewrites in place, as far as the version has it.
-TokenStatus WriteBlock(TokenFile& file, const CloudHeader& cloud, const Rebuilt& rebuilt,
-                       std::int64_t points, bool keeps_octree) {
-    std::array<float, ptc_layout::kPaddingFloats> padding;
-    padding.fill(std::bit_cast<float>(ptc_layout::kPaddingBits));
-    const double nodes = keeps_octree ? static_cast<double>(cloud.node_count) : 0.0;
-    const std::int64_t root = keeps_octree ? cloud.root_position : 0;
-    file.BeginBuffering(0);
-    if (Failed(file.WriteDouble("npoints", static_cast<double>(points), "%16.0lf")) ||
-        Failed(file.WriteFloats("bbox", rebuilt.box)))
-        return TokenStatus::kFailed;
-    if (cloud.version >= 1 && (Failed(file.WriteDouble("nnodes", nodes, "%16.0lf")) ||
-                               Failed(file.WriteInt64("rootpos", root, "%16li"))))
-        return TokenStatus::kFailed;
-    if (cloud.version >= 2 &&
-        (Failed(file.WriteFloat("largestradius", rebuilt.largest_radius, "%13e")) ||
-         Failed(file.WriteFloats("padding", padding))))
-        return TokenStatus::kFailed;
-    return file.EndBuffering();
 }
 
 /// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
@@ -150,7 +125,12 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     if (Failed(CreateCloudFile(file, output.Path().c_str(), form, cloud->version)))
         FailToWrite(output, file);
     const std::int64_t block = PlaceIn(file, output);
-    if (Failed(WriteBlock(file, *cloud, rebuilt, report.kept, false))) FailToWrite(output, file);
+    CloudHeader header = *cloud;
+    rebuilt.bounds.StoreTo(&header);
+    header.point_count = report.kept;
+    header.node_count = 0;
+    header.root_position = 0;
+    if (Failed(WriteBlock(file, header))) FailToWrite(output, file);
 
     if (is_organised) {
         // In a text file of other widths everything behind the header moves, and offsets with it.
@@ -163,8 +143,9 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
             kept_end += report.dropped_bytes;
             report.dropped_bytes = 0;
             // The block was first written to learn its length; its numbers have fixed widths.
-            if (Failed(file.Seek(block)) ||
-                Failed(WriteBlock(file, *cloud, rebuilt, report.kept, true)))
+            header.node_count = cloud->node_count;
+            header.root_position = cloud->root_position;
+            if (Failed(file.Seek(block)) || Failed(WriteBlock(file, header)))
                 FailToWrite(output, file);
         }
     }
