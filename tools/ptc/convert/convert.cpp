@@ -86,7 +86,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
     OutputName output{std::move(plain), file.Name()};
     if (form.is_gzip) output.bytes = std::make_unique<GzipSink>(std::move(output.bytes));
 
-    const CloudHeader& header = source.Header();
+    const StoredHeader& header = source.Header();
     switch (form.kind) {
         case FileKind::kPly:
             return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
@@ -100,7 +100,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
 
 void CopyPoints(PointSource& source, PointSink& sink) {
     Progress progress(kProgressSteps, true);
-    const std::size_t record = source.Header().RecordBytes();
+    const std::size_t record = source.Header().PointBytes();
     std::vector<std::byte> piece(std::max<std::size_t>(1, kPieceBytes / record) * record);
     for (std::size_t read = piece.size(); read == piece.size();) {
         read = source.Read(piece) * record;

@@ -41,13 +41,13 @@ public:
         header_.point_variables = map_.variables;
     }
 
-    const CloudHeader& Header() const override { return header_; }
+    const StoredHeader& Header() const override { return header_; }
     std::int64_t Count() const override { return -1; }
     double Share() const override { return input_.Share(); }
     bool HasRadii() const override { return map_.has_radius; }
 
     std::size_t Read(std::span<std::byte> records) override {
-        const std::size_t record = header_.RecordBytes();
+        const std::size_t record = Header().PointBytes();
         const std::size_t room = records.size() / record;
         std::size_t done = 0;
         std::string_view line;
@@ -103,7 +103,7 @@ private:
     }
 
     InputStream input_;
-    CloudHeader header_;
+    StoredHeader header_ = HeaderWithoutCamera();
     ColumnMap map_;
     RowBuilder builder_;
     std::int64_t line_number_ = 1;

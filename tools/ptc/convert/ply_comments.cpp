@@ -13,6 +13,7 @@
 #include "tools/common/parts.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/number_parse.h"
+#include "tools/ptc/variable_list.h"
 
 namespace convert {
 
@@ -30,9 +31,8 @@ void AppendFloats(std::string_view key, std::span<const float> values, std::stri
 }
 
 void AppendVariables(std::string_view key, const CloudVariables& variables, std::string* header) {
-    for (std::size_t i = 0; i < variables.types.size(); ++i)
-        *header +=
-            fmt::format("{}{} {} {}\n", kPrefix, key, variables.types[i], variables.names[i]);
+    for (const Variable& variable : ListVariables(variables))
+        *header += fmt::format("{}{} {} {}\n", kPrefix, key, variable.type, variable.name);
 }
 
 /// All of `values`, or none of them.
@@ -64,22 +64,22 @@ bool TakeVariable(Parts parts, CloudVariables* variables) {
 
 }  // namespace
 
-void AppendPlyComments(const CloudHeader& cloud, std::string* header) {
+void AppendPlyComments(const StoredHeader& cloud, std::string* header) {
     AppendFloats("world_to_eye", cloud.world_to_eye, header);
-    AppendFloats("world_to_ndc", cloud.world_to_ndc, header);
-    AppendFloats("format", cloud.format, header);
+    AppendFloats("world_to_ndc", cloud.stored_world_to_ndc, header);
+    AppendFloats("format", cloud.stored_format, header);
     AppendVariables("point_variable", cloud.point_variables, header);
     AppendVariables("node_variable", cloud.node_variables, header);
 }
 
-bool TakePlyComment(std::string_view line, CloudHeader* cloud) {
+bool TakePlyComment(std::string_view line, StoredHeader* cloud) {
     if (!line.starts_with(kPrefix)) return false;
     Parts parts(line.substr(kPrefix.size()), ' ');
     std::string_view key;
     (void)parts.Next(&key);
     if (key == "world_to_eye") TakeFloats(parts, cloud->world_to_eye);
-    if (key == "world_to_ndc") TakeFloats(parts, cloud->world_to_ndc);
-    if (key == "format") TakeFloats(parts, cloud->format);
+    if (key == "world_to_ndc") TakeFloats(parts, cloud->stored_world_to_ndc);
+    if (key == "format") TakeFloats(parts, cloud->stored_format);
     if (key == "node_variable") (void)TakeVariable(parts, &cloud->node_variables);
     return key == "point_variable" && TakeVariable(parts, &cloud->point_variables);
 }

@@ -12,10 +12,10 @@
 
 namespace convert {
 
-void AppendPlyComments(const CloudHeader& cloud, std::string* header);
+void AppendPlyComments(const StoredHeader& cloud, std::string* header);
 
 /// Takes a header's comment line. A line that is another program's, or is damaged, is left out.
 /// True: it declares a point variable.
-bool TakePlyComment(std::string_view line, CloudHeader* cloud);
+bool TakePlyComment(std::string_view line, StoredHeader* cloud);
 
 }  // namespace convert

@@ -39,8 +39,8 @@ struct PlyElement {
 struct PlyHeader {
     PlyEncoding encoding = PlyEncoding::kText;
     std::vector<PlyElement> elements;
-    CloudHeader cloud;                ///< as far as this system's comments say it
-    bool declares_variables = false;  ///< the comments say it
+    StoredHeader cloud = HeaderWithoutCamera();  ///< as far as this system's comments say it
+    bool declares_variables = false;             ///< the comments say it
 };
 
 /// Reads the header; the stream then stands at the first element's data.

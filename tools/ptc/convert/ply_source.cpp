@@ -78,13 +78,13 @@ public:
         for (std::size_t i = 0; i < vertex_; ++i) SkipElement(header_.elements[i]);
     }
 
-    const CloudHeader& Header() const override { return header_.cloud; }
+    const StoredHeader& Header() const override { return header_.cloud; }
     std::int64_t Count() const override { return static_cast<std::int64_t>(Vertices().count); }
     double Share() const override { return input_.Share(); }
     bool HasRadii() const override { return map_.has_radius; }
 
     std::size_t Read(std::span<std::byte> records) override {
-        const std::size_t record = header_.cloud.RecordBytes();
+        const std::size_t record = header_.cloud.PointBytes();
         const std::size_t room = records.size() / record;
         const std::size_t wanted = std::min<std::uint64_t>(room, Vertices().count - done_);
         for (std::size_t i = 0; i < wanted; ++i) {

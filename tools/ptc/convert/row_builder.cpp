@@ -33,7 +33,7 @@ std::uint16_t WholeCode(float value) {
 }  // namespace
 
 RowBuilder::RowBuilder(const ColumnMap& map, float radius)
-    : map_(map), slots_(kHeadColumnCount + static_cast<std::size_t>(map.variables.data_size)) {
+    : map_(map), slots_(kHeadColumnCount + map.variables.DataFloats()) {
     if (!map_.has_radius) *Slot(kRadiusSlot) = radius;
 }
 

@@ -23,14 +23,14 @@ struct OutputName {
 
 /// The system's own file. The counts, the box and the largest radius are those of the points that
 /// were written. A point with a negative radius fails.
-std::unique_ptr<PointSink> MakeCloudSink(const CloudHeader& header, OutputName output,
+std::unique_ptr<PointSink> MakeCloudSink(const StoredHeader& header, OutputName output,
                                          TokenForm form);
 
 /// PLY. `count`: how many points will come, -1 when nobody knows. `prefix`: what stands before the
 /// names of radius, codes and variables.
-std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
-                                       std::int64_t count, std::string_view prefix);
+std::unique_ptr<PointSink> MakePlySink(const StoredHeader& header, OutputName output,
+                                       TokenForm form, std::int64_t count, std::string_view prefix);
 
-std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output);
+std::unique_ptr<PointSink> MakeCsvSink(const StoredHeader& header, OutputName output);
 
 }  // namespace convert

@@ -13,7 +13,7 @@ namespace convert {
 namespace {
 
 /// Names of the variables' columns; a table that cannot hold them fails under the file's name.
-std::vector<std::string> ColumnNamesFor(const CloudHeader& header, const OutputName& output) {
+std::vector<std::string> ColumnNamesFor(const StoredHeader& header, const OutputName& output) {
     try {
         return ColumnNames(header.point_variables);
     } catch (const TableError& error) {
@@ -33,8 +33,8 @@ std::string CountLines(std::int64_t count) {
 /// What PLY and CSV have in common: text in front, rows behind.
 class TableSink : public PointSink {
 public:
-    TableSink(const CloudHeader& header, OutputName output, RowWriter rows)
-        : record_(header.RecordBytes()), output_(std::move(output)), rows_(rows) {}
+    TableSink(const StoredHeader& header, OutputName output, RowWriter rows)
+        : record_(header.PointBytes()), output_(std::move(output)), rows_(rows) {}
 
     void Write(std::span<const std::byte> records) override {
         text_.clear();
@@ -72,7 +72,7 @@ private:
 
 class PlySink : public TableSink {
 public:
-    PlySink(const CloudHeader& header, OutputName output, TokenForm form, std::int64_t count,
+    PlySink(const StoredHeader& header, OutputName output, TokenForm form, std::int64_t count,
             const std::vector<std::string>& columns, std::string_view prefix)
         : TableSink(header, std::move(output),
                     {header.point_variables, ColourOffset(header.point_variables)}),
@@ -118,7 +118,7 @@ private:
 
 class CsvSink : public TableSink {
 public:
-    CsvSink(const CloudHeader& header, OutputName output, const std::vector<std::string>& columns)
+    CsvSink(const StoredHeader& header, OutputName output, const std::vector<std::string>& columns)
         : TableSink(header, std::move(output), {header.point_variables, std::nullopt}) {
         std::string line;
         for (const std::string_view name : kHeadColumns) line.append(name).append(1, ',');
@@ -135,13 +135,14 @@ protected:
 
 }  // namespace
 
-std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
-                                       std::int64_t count, std::string_view prefix) {
+std::unique_ptr<PointSink> MakePlySink(const StoredHeader& header, OutputName output,
+                                       TokenForm form, std::int64_t count,
+                                       std::string_view prefix) {
     const std::vector<std::string> columns = ColumnNamesFor(header, output);
     return std::make_unique<PlySink>(header, std::move(output), form, count, columns, prefix);
 }
 
-std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output) {
+std::unique_ptr<PointSink> MakeCsvSink(const StoredHeader& header, OutputName output) {
     const std::vector<std::string> columns = ColumnNamesFor(header, output);
     return std::make_unique<CsvSink>(header, std::move(output), columns);
 }

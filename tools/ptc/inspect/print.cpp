@@ -82,7 +82,7 @@ void PrintPoints(const InputFile& file, const PrintOptions& options, CloudReader
     PrintTable table(FormOf(options), Titles({"point"}, columns));
     Progress progress(static_cast<std::uint64_t>(end), isatty(STDOUT_FILENO) == 0);
     PointScan scan(cloud, options.first, end);
-    std::vector<float> row(kHeadFloats + static_cast<std::size_t>(cloud.point_variables.data_size));
+    std::vector<float> row(kHeadFloats + cloud.point_variables.DataFloats());
     while (scan.Next()) {
         const std::span<const float> values = scan.Values();
         std::copy_n(values.begin(), 3, row.begin());
@@ -136,7 +136,7 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, const Opened
     NodeWalk walk(cloud, cloud.data_start, cloud.input.StoredBytes(), opened.places.root_position,
                   faults);
     NodeVisit visit;
-    std::vector<float> row(kBoxFloats + static_cast<std::size_t>(cloud.node_variables.data_size));
+    std::vector<float> row(kBoxFloats + cloud.node_variables.DataFloats());
     while (walk.Next(&visit)) {
         std::copy_n(visit.node->box, kBoxFloats, row.begin());
         std::copy(visit.data.begin(), visit.data.end(), row.begin() + kBoxFloats);

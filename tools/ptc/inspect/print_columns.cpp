@@ -9,17 +9,15 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/parts.h"
-#include "tools/ptc/component_suffix.h"
+#include "tools/ptc/variable_list.h"
 
 std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
     std::vector<PrintGroup> groups;
-    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+    for (const Variable& variable : ListVariables(variables)) {
         PrintGroup& group = groups.emplace_back();
-        group.name = variables.names[i];
-        for (std::int32_t part = 0; part < variables.sizes[i]; ++part)
-            group.columns.push_back(
-                {group.name + ComponentSuffix(variables.types[i], variables.sizes[i], part),
-                 first++});
+        group.name = variable.name;
+        for (std::int32_t part = 0; part < variable.size; ++part)
+            group.columns.push_back({variable.FloatName(part), first++});
     }
     return groups;
 }
