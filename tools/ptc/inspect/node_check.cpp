@@ -6,7 +6,7 @@
 #include <cmath>
 #include <span>
 
-#include "tools/ptc/inspect/node_walk.h"
+#include "tools/ptc/inspect/node_faults.h"
 #include "tools/ptc/point_scan.h"
 
 namespace {
@@ -136,7 +136,8 @@ void CheckNodes(CloudReader& cloud, const HeaderPlaces& places, std::int64_t beg
                 FaultList& faults, Progress* progress) {
     const std::int64_t end = cloud.input.StoredBytes();
     const std::int64_t before = faults.Total();
-    NodeWalk walk(cloud, begin, end, places.root_position, faults);
+    NodeFaults listener(begin, end, faults);
+    NodeWalk walk(cloud, begin, places.root_position, listener);
     NodeCheck check(cloud, walk, faults);
     std::int64_t nodes = 0;
     std::int64_t bytes = 0;

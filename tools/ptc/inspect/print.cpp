@@ -17,7 +17,7 @@
 #include "tools/common/number.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/inspect/node_walk.h"
+#include "tools/ptc/inspect/node_faults.h"
 #include "tools/ptc/inspect/print_columns.h"
 #include "tools/ptc/inspect/print_table.h"
 #include "tools/ptc/open_input.h"
@@ -133,8 +133,8 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, const Opened
         table.Finish();
         return;
     }
-    NodeWalk walk(cloud, cloud.data_start, cloud.input.StoredBytes(), opened.places.root_position,
-                  faults);
+    NodeFaults listener(cloud.data_start, cloud.input.StoredBytes(), faults);
+    NodeWalk walk(cloud, cloud.data_start, opened.places.root_position, listener);
     NodeVisit visit;
     std::vector<float> row(kBoxFloats + cloud.node_variables.DataFloats());
     while (walk.Next(&visit)) {
