@@ -25,7 +25,7 @@ bool IsSameSample(const SampleAxes& sample, const SampleAxes& stored, float reac
 
 /// The point of a node's box that is nearest to `sample`. Rounded subtraction, square and sum
 /// never turn an order round, so a node whose nearest point is no match holds none.
-SampleAxes NearestOf(const SinglePointNode& node, const SampleAxes& sample) {
+SampleAxes NearestOf(const SampleTreeNode& node, const SampleAxes& sample) {
     SampleAxes nearest;
     for (std::size_t axis = 0; axis < nearest.size(); ++axis)
         nearest[axis] = std::clamp(sample[axis], node.low[axis], node.high[axis]);
@@ -43,7 +43,7 @@ SingleSampleTree::SingleSampleTree(std::vector<SampleAxes> samples) : samples_(s
 /// Recurses once for each halving of the count.
 void SingleSampleTree::Build(std::uint32_t first, std::uint32_t count) {
     const std::size_t self = nodes_.size();
-    SinglePointNode node{samples_[first], samples_[first], first, count, 0};
+    SampleTreeNode node{samples_[first], samples_[first], first, count, 0};
     for (std::uint32_t i = first; i < first + count; ++i) {
         for (std::size_t axis = 0; axis < node.low.size(); ++axis) {
             node.low[axis] = std::min(node.low[axis], samples_[i][axis]);
@@ -72,7 +72,7 @@ bool SingleSampleTree::Holds(const SampleAxes& sample, float reach) const {
     waiting[waiting_count++] = 0;
     while (waiting_count > 0) {
         const std::uint32_t index = waiting[--waiting_count];
-        const SinglePointNode& node = nodes_[index];
+        const SampleTreeNode& node = nodes_[index];
         if (!IsSameSample(sample, NearestOf(node, sample), reach)) continue;
         if (node.upper) {
             waiting[waiting_count++] = node.upper;

@@ -15,7 +15,7 @@
 using SampleAxes = std::array<float, 6>;
 
 /// One node of a tree over remembered samples: the box around them, in all six axes.
-struct SinglePointNode {
+struct SampleTreeNode {
     SampleAxes low;
     SampleAxes high;
     std::uint32_t first;  ///< its samples are consecutive
@@ -37,7 +37,7 @@ private:
     void Build(std::uint32_t first, std::uint32_t count);
 
     std::vector<SampleAxes> samples_;
-    std::vector<SinglePointNode> nodes_;
+    std::vector<SampleTreeNode> nodes_;
 };
 
 /// Every single sample delivered so far.

@@ -21,13 +21,13 @@ constexpr int kBareThreads = 8;
 constexpr int kBareLimit = 256;
 constexpr int kBareHint = 256;
 
-/// Calls, and answers `otherwise` when memory runs out.
+/// The answer of `call`; `fallback` when memory runs out.
 template <class Call, class Answer>
-Answer OrElse(Answer otherwise, Call call) noexcept {
+Answer WithFallback(Answer fallback, Call call) noexcept {
     try {
         return call();
     } catch (const std::bad_alloc&) {
-        return otherwise;
+        return fallback;
     }
 }
 
@@ -65,13 +65,13 @@ AccessStatus ReadBack(PtcManagedFile& file, ThreadFiles* table) {
 PtcManagedFile* PtcOpenManaged(const char* name, bool* opened) {
     bool is_first = false;
     PtcManagedFile* const file =
-        OrElse(static_cast<PtcManagedFile*>(nullptr), [&] { return Open(name, &is_first); });
+        WithFallback(static_cast<PtcManagedFile*>(nullptr), [&] { return Open(name, &is_first); });
     if (opened) *opened = is_first;
     return file;
 }
 
 PtcManagedFile* PtcOpenForReading(const char* name) {
-    OrElse(false, [] {
+    WithFallback(false, [] {
         if (!UtFileManager::Get()) MakeManagerByOptions();
         return true;
     });
@@ -85,7 +85,7 @@ void* PtcOpenHandle(const char* name) {
 PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables) {
     PtcManagedFile* const file = PtcOpenForReading(name);
     if (!file) return nullptr;
-    const bool has_any = OrElse(false, [&] {
+    const bool has_any = WithFallback(false, [&] {
         const CloudHeader* const header = file->Header();
         if (!header || header->point_variables.names.empty()) return false;
         if (!variables) return true;
@@ -105,13 +105,13 @@ void PtcRelease(PtcManagedFile* file) {
         return;
     }
     ThreadFiles* const table =
-        OrElse(static_cast<ThreadFiles*>(nullptr), [] { return UtFileManager::Get(); });
+        WithFallback(static_cast<ThreadFiles*>(nullptr), [] { return UtFileManager::Get(); });
     if (table) table->Release(*file);
 }
 
 CloudStatus PtcFinish(PtcManagedFile* file) {
     if (!file) return CloudStatus::kFailed;
-    const CloudStatus status = OrElse(CloudStatus::kFailed, [&] {
+    const CloudStatus status = WithFallback(CloudStatus::kFailed, [&] {
         ThreadFiles* const table = file->IsManaged() ? UtFileManager::Get() : nullptr;
         if (Failed(BringOpen(*file, table))) return CloudStatus::kFailed;
         const CloudStatus completed = file->Complete();
@@ -128,7 +128,7 @@ void PtcConfigure(int threads, std::int64_t point_kb, std::int64_t node_kb, cons
 }
 
 void PtcFillFileStats(TgStats* stats) {
-    OrElse(false, [&] {
+    WithFallback(false, [&] {
         ThreadFiles* const table = UtFileManager::Get();
         if (table) table->Manager().FillStats(stats);
         return true;
