@@ -21,7 +21,7 @@ namespace bake {
 
 namespace {
 
-/// The address space that this process takes. 0: it cannot be told.
+/// The address space that this process takes; 0 when it is not known.
 std::uint64_t AddressSpace() {
     std::FILE* const file = std::fopen("/proc/self/statm", "re");
     unsigned long pages = 0;
@@ -40,9 +40,9 @@ bool Bound(std::uint64_t memory) {
     return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
-/// What a child does before its work. False: it could not.
+/// Prepares the child before its work. False: the system refused.
 bool Isolate(std::uint64_t memory, pid_t parent) {
-    // A child that outlived the program would be nobody's.
+    // No one would end a child that outlived the program.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) return false;
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0 || dup2(nowhere, STDERR_FILENO) < 0)
@@ -100,7 +100,7 @@ std::string BoundedChild::Wait() {
 
 void BoundedChild::AllowMore(std::uint64_t memory) {
     rlimit limit{};
-    // What cannot be had is refused later, when it is asked for.
+    // What exceeds the limit is refused when it is allocated.
     if (getrlimit(RLIMIT_AS, &limit) == 0) (void)Bound(limit.rlim_cur + memory);
 }
 

@@ -1,7 +1,7 @@
 // Camera: the perspective view of the room that a render is made through.
 //
 // World, eye and screen share their directions: x right, y up, z away from the eye (left-handed).
-// The eye stands on the z axis in front of the room and looks straight along z. Points are row
+// The eye is on the z axis in front of the room and looks straight along z. Points are row
 // vectors multiplied from the left, p * M, M row-major with the translation in elements 12 to 14.
 //
 //   eye = p * WorldToEye()             eye.z is the depth
@@ -37,7 +37,7 @@ public:
     /// Shows the room's open front as large as the picture has space for. Pixels are square.
     Camera(int width, int height);
 
-    /// Where the eye stands in the world, whatever the picture's size.
+    /// Where the eye is in the world, for any size of the picture.
     static Vec3f Eye();
 
     int Width() const { return width_; }

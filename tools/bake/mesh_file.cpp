@@ -20,7 +20,7 @@ namespace bake {
 
 namespace {
 
-/// What the child's first byte says about the rest.
+/// The child's first byte, which says what follows.
 constexpr char kMeshFollows = 'm';
 constexpr char kReasonFollows = 'r';
 

@@ -1,7 +1,7 @@
 // The room with a mesh on its floor: fitting the mesh to the stage, taking care of its normals.
 //
-// Camera, lamp and walls stay where they are for every mesh: it is the mesh that is scaled, so that
-// it is seen whole, lit from above and given colour by the walls, whatever its units.
+// Camera, lamp and walls stay where they are for every mesh: the mesh is scaled, so that all of
+// it is seen, lit from above and coloured by the walls, whatever its units are.
 
 #include <fmt/format.h>
 
@@ -42,7 +42,7 @@ void Turn(double degrees, MeshFile* file) {
     for (Vec3f& n : file->normals) n = {cf * n.x + sf * n.z, n.y, cf * n.z - sf * n.x};
 }
 
-/// The mesh's vertices in the room, standing on the middle of the stage. Files are right-handed
+/// The mesh's vertices in the room, on the middle of the stage. Files are right-handed
 /// with their front at +z: z is mirrored, so that the front faces the eye and left stays left.
 std::vector<Vec3f> FitToStage(const MeshFile& file) {
     constexpr double kMost = std::numeric_limits<double>::max();

@@ -14,7 +14,7 @@ namespace bake {
 
 namespace {
 
-/// For each vertex that a triangle uses, one that stands for its place.
+/// For each vertex that a triangle uses, the vertex that represents its place.
 std::vector<std::uint32_t> PlacesOf(const TriangleMesh& mesh) {
     std::vector<std::uint32_t> used;
     used.reserve(mesh.triangles.size() * 3);

@@ -1,7 +1,7 @@
 // MeshSurface: cutting into pieces, ordering them, filling grids, dicing one.
 //
-// What is kept of a triangle is its pieces, usually one; cells and micropolygons are made when a
-// grid is asked for and forgotten again. Counting cells and making them share one enumeration, so
+// Of a triangle only its pieces are kept, usually one; cells and micropolygons are made when a grid
+// is diced, and not kept. Counting cells and making them share one enumeration, so
 // that a grid never holds more than was counted for it.
 
 #include "tools/bake/mesh_surface.h"

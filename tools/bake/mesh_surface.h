@@ -1,11 +1,11 @@
-// MeshSurface: a triangle mesh diced into grids, whatever the size and shape of its triangles.
+// MeshSurface: a triangle mesh diced into grids, with triangles of any size and shape.
 //
 // Triangles of more cells than a grid are halved across their longest edge. The pieces are put in
 // the order of a space-filling curve and filled into grids one after the other, so that a grid is
-// a small neighbourhood of the mesh, however the file orders its triangles.
+// a small neighbourhood of the mesh, in whatever order the file has its triangles.
 //
 // Units      world units.
-// Errors     none; triangles without area and normals without length must be gone before.
+// Errors     none; the caller removes triangles without area and normals without length.
 // Ownership  keeps the mesh.
 // Threads    see Surface.
 

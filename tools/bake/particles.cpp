@@ -12,7 +12,7 @@ namespace {
 
 constexpr Material kDust = {{0.9f, 0.86f, 0.78f}, {}};
 
-// The air that they fill: above all that stands on the floor, below the lamp.
+// The air that they fill: above everything on the floor, below the lamp.
 constexpr Vec3f kLowest = {-0.95f, 0.35f, -0.95f};
 constexpr Vec3f kSpan = {1.9f, 0.6f, 1.9f};
 

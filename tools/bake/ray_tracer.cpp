@@ -16,7 +16,7 @@ namespace bake {
 
 namespace {
 
-// One building thread gives one and the same tree. One instruction set for all machines: wider
+// One building thread always gives the same tree. One instruction set for all machines: wider
 // ones round differently in places, and a hit that moves by a bit moves a sample's value.
 constexpr const char* kDeviceSettings = "threads=1,isa=sse4.2";
 

@@ -29,7 +29,7 @@ public:
     /// The first surface on the way from `origin` along `direction`, or none.
     std::optional<Hit> Nearest(Vec3f origin, Vec3f direction) const;
 
-    /// Whether anything stands between the two points.
+    /// Whether a surface lies between the two points.
     bool Blocked(Vec3f from, Vec3f to) const;
 
 private:

@@ -1,7 +1,7 @@
 // Stored clouds: the header and the points, in the order of docs/format.md.
 //
-// The reader is the host's own and knows only what it needs: a host that asked the driver's library
-// what the driver has written would believe the same mistake twice.
+// The reader is the host's own and knows only what it needs: the driver's library
+// could make the same mistake in reading as in writing.
 
 #include "tools/bake/stored_cloud.h"
 
@@ -32,7 +32,7 @@ constexpr double kMostPoints = 9007199254740992.0;  // beyond these a double ski
 constexpr std::int32_t kMostFloats = 1 << 24;       // of data a point; above: damage
 constexpr std::string_view kAreaDeclaration = "float _area";
 
-/// Where the binary header has what is needed, and where its declarations begin.
+/// The places of the values that are needed in the binary header, and of its declarations.
 constexpr std::size_t kPointsAt = 8;
 constexpr std::size_t kNodesAt = 40;
 constexpr std::size_t kVariablesAt = 328;
@@ -87,7 +87,7 @@ private:
     Line line_;
 };
 
-/// What the header says, and which of it decides how the points are read.
+/// The values of the header that are needed to read the points.
 struct Header {
     double points = 0;
     double nodes = 0;
@@ -125,7 +125,7 @@ public:
         return header;
     }
 
-    /// One point, and the first of its data floats. False: it is not all there.
+    /// Reads one point, and stores the first of its data floats. False: part of it is missing.
     bool ReadPoint(const Header& header, double* first) {
         constexpr std::size_t kFixedBytes = 20;
         record_.resize(kFixedBytes + sizeof(float) * static_cast<std::size_t>(header.data_floats));
@@ -137,7 +137,7 @@ public:
     }
 
 private:
-    /// Answers the first of the declarations.
+    /// The answer: the first of the declarations.
     std::string SkipDeclarations(std::int32_t count) {
         std::string first;
         std::string_view line;
@@ -193,7 +193,7 @@ private:
         return line;
     }
 
-    /// The value on the next line that begins with `key`; what is before that line is skipped.
+    /// The value on the next line that begins with `key`; lines before it are skipped.
     template <class Number>
     Number ValueOf(std::string_view key) {
         for (;;) {
@@ -235,7 +235,7 @@ StoredCloud Measure(Input& input, Cloud cloud) {
 std::optional<StoredCloud> ReadStoredCloud(const std::string& file) {
     Input input(file);
     std::array<char, kTextMagic.size()> magic{};
-    (void)input.Read(magic.data(), magic.size());  // what is shorter is neither
+    (void)input.Read(magic.data(), magic.size());  // a shorter file is of neither form
     input.Rewind();
     const std::string_view begin(magic.data(), magic.size());
     if (begin.starts_with(kBinaryMagic)) return Measure(input, BinaryCloud(input));

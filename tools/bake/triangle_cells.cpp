@@ -1,6 +1,6 @@
 // The cells of one triangle: cutting at the height, into columns, into cells.
 //
-//               /|\            The height stands on the longest edge, so its foot lies between the
+//               /|\            The height is on the longest edge, so its foot lies between the
 //            /__| |  \         ends and both halves are right triangles. A half is cut into columns
 //         /__|__| |__  \       on the longer of its two short sides; a column gets another cell
 //      /__|__|__| |__|__ \     wherever the half has become higher by one. The column at the tip
@@ -16,7 +16,7 @@ namespace bake {
 
 namespace {
 
-/// One of the two right triangles that meet in the height on the longest edge. Columns stand on
+/// One of the two right triangles that meet in the height on the longest edge. Columns are on
 /// the leg from tip to foot, which is the longer one: they rise at most as fast as they get wide.
 struct RightTriangle {
     Barycentric tip;
@@ -30,7 +30,7 @@ constexpr Barycentric Blend(const Barycentric& a, const Barycentric& b, float t)
     return {a[0] + (b[0] - a[0]) * t, a[1] + (b[1] - a[1]) * t, a[2] + (b[2] - a[2]) * t};
 }
 
-/// A height this near to a corner, in cells, is taken to stand on the corner: the cut would leave a
+/// A height this near to a corner, in cells, is taken to be at the corner: the cut would leave a
 /// sliver on that side.
 constexpr float kSliver = 1e-2f;
 

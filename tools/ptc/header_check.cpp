@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kAxes[] = {"x", "y", "z"};
 
-/// Tells every fault and lets the walk go on where it can.
+/// Adds every fault to the list and lets the walk go on where it can.
 class Faults final : public HeaderListener {
 public:
     Faults(const TokenInput& input, FaultList& faults) : input_(input), faults_(faults) {}
@@ -87,7 +87,7 @@ private:
     FaultList& faults_;
 };
 
-/// Where the version stands: behind the type code, or on the second line.
+/// The place of the version: behind the type code, or on the second line.
 std::int64_t VersionPlace(const TokenInput& input) {
     return input.IsText()
                ? static_cast<std::int64_t>(ptc_layout::kMagic.size())

@@ -17,7 +17,7 @@ struct OpenedCloud {
 /// Opens `file`, either form, any version, plain or gzip, reads its header and adds what is wrong
 /// to `faults`, each fault at the value's place. Counts of points and nodes are checked against the
 /// rules for counts only, not against what is in the file. The cloud prints and reports nothing,
-/// and stands at its first point.
+/// and is at its first point.
 /// No cloud: the place of a value is unknown because of a fault before it, or the reader refuses
 /// the header although it is whole, for the reason `*why`, which is untouched otherwise.
 /// Fails when the file cannot be opened or read.

@@ -67,7 +67,7 @@ bool PointScan::Next() {
 bool PointScan::NextBinary() {
     const std::size_t record = 4 * values_.size();
     if (there_ - next_ < record) {
-        // A piece holds whole records only, so what is left of one is the file's cut end.
+        // A piece holds whole records only, so a part of one is the cut end of the file.
         if (next_ != there_) return false;
         const auto left = static_cast<std::uint64_t>(last_ - count_);
         const std::size_t records = std::min<std::uint64_t>(piece_.size() / record, left);
@@ -81,8 +81,8 @@ bool PointScan::NextBinary() {
     return true;
 }
 
-/// Does not use the reader's own functions, which tell of a record that they cannot read: here that
-/// is the ordinary end of a damaged file.
+/// Does not use the reader's own functions, which warn about a record that they cannot read: here
+/// it is the ordinary end of a damaged file.
 bool PointScan::NextText() {
     TokenInput& input = cloud_.input;
     CodedPoint point;

@@ -1,4 +1,4 @@
-// Cloud source: what a header says, and the records.
+// Cloud source: the header and the records.
 
 #include "tools/ptc/convert/cloud_source.h"
 

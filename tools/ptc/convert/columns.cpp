@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::int32_t kMatrixFloats = 16;
 
-/// What a column's name takes of its variable's; the rest is room for what tells columns apart.
+/// Characters that a column's name takes from its variable's; the rest is room for its suffix.
 constexpr std::size_t kMaxBaseName = 200;
 
 bool IsNameCharacter(char c) {
@@ -55,16 +55,16 @@ struct Group {
     std::string name;
 };
 
-/// Columns whose meaning nobody has told, by name, and which of them are one variable.
+/// Columns without a known meaning, by name, and which of them are one variable.
 class FreeColumns {
 public:
-    /// Of two columns of one name the first is known by it. False for the second.
+    /// Of two columns with one name the first gets it. False for the second.
     bool Add(const std::string& name, std::size_t column) {
         return by_name_.emplace(name, column).second;
     }
 
     /// Takes the variable that the column called `name` is a float of.
-    /// Caller: has added all columns, and takes none that an earlier answer had.
+    /// Caller: has added all columns; takes no column twice.
     Group Take(const std::string& name) {
         const std::size_t bar = name.rfind('_');
         if (bar != std::string::npos && bar > 0) {

@@ -1,4 +1,4 @@
-// PLY comments: what the format has no place for, written so that it comes back.
+// PLY comments: the parts of a header that PLY has no place for, so that they are read back.
 //
 // "comment ptc KEY VALUES": world_to_eye and world_to_ndc with 16 floats, format with 3,
 // point_variable and node_variable with type and name, one line for each variable in its order.

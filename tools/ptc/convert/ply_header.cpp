@@ -16,7 +16,7 @@ namespace convert {
 
 namespace {
 
-// More than any file has; what is beyond is refused, so that a header cannot fill the memory.
+// More than any file has. A header that exceeds them is refused, so that it cannot fill the memory.
 constexpr std::size_t kMaxElements = 64;
 constexpr std::size_t kMaxHeaderLines = 65536;
 constexpr std::size_t kMaxProperties = kMaxColumns + 64;

@@ -28,7 +28,7 @@ T ValueAt(const std::byte* bytes) {
     return value;
 }
 
-/// What a scalar property says. A float is kept bit for bit.
+/// The value of a scalar property. A float is kept bit for bit.
 float ToFloat(PlyType type, const std::byte* bytes) {
     switch (type) {
         case PlyType::kInt8:
@@ -58,7 +58,7 @@ std::int64_t ToCount(PlyType type, const std::byte* bytes) {
     return static_cast<std::int64_t>(ToFloat(type, bytes));
 }
 
-/// A text file may say anything where it has promised a byte.
+/// A text file may have any number where its header declares a byte.
 std::uint8_t ToByte(float value) {
     return value > 0 ? static_cast<std::uint8_t>(std::min(value, 255.0f)) : std::uint8_t{0};
 }
@@ -183,7 +183,7 @@ private:
             }
             const float value = ReadValue(property);
             if (slots_[i] < 0) continue;
-            // Bytes are what a screen takes; the cloud's colours are light.
+            // Bytes are as a screen takes them; the cloud's colours are linear light.
             *builder_->Slot(slots_[i]) = is_screen_[i] ? srgb_.Decode(ToByte(value)) : value;
         }
     }

@@ -39,10 +39,10 @@ public:
 
     virtual const StoredHeader& Header() const = 0;
 
-    /// How many points there are in all; -1 when only the end will tell.
+    /// How many points there are in all; -1 when that is not known before the end.
     virtual std::int64_t Count() const = 0;
 
-    /// Fills `records`, room for whole ones. Answers how many points it read: fewer than there is
+    /// Fills `records`, room for whole ones. The answer: how many points; fewer than there is
     /// room for only at the end.
     virtual std::size_t Read(std::span<std::byte> records) = 0;
 

@@ -21,8 +21,8 @@ std::vector<std::string> ColumnNamesFor(const StoredHeader& header, const Output
     }
 }
 
-/// The two lines with the count of points. They keep their length whatever it is, so that they can
-/// be written again when the points are counted.
+/// The two lines with the count of points. Their length is the same for every count, so that they
+/// can be written again when the points are counted.
 std::string CountLines(std::int64_t count) {
     constexpr std::size_t kWidth = 20;
     const std::string digits = std::to_string(count);

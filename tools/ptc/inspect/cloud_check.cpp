@@ -18,16 +18,16 @@ constexpr const char* kAxes[] = {"x", "y", "z"};
 /// Text has seven digits: what a sum of numbers loses by that, as a share of the numbers.
 constexpr float kTextSlack = 1e-6f;
 
-/// Holds each point against the header.
+/// Checks each point against the header.
 ///
-/// One point may have several faults; each is told at the float it concerns, so that a hex editor
-/// opened at the place shows it.
+/// One point may have several faults; each is reported at its float, so that a hex editor opened at
+/// the place shows it.
 class PointCheck {
 public:
     PointCheck(const CloudReader& cloud, FaultList& faults)
         : cloud_(cloud), faults_(faults), slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
 
-    /// The point that `scan` stands at.
+    /// The point that `scan` has read.
     void Check(const PointScan& scan) {
         const std::span<const float> values = scan.Values();
         const std::int64_t index = scan.Count() - 1;
@@ -37,7 +37,7 @@ public:
         if (!is_radius)
             faults_.Add(scan.Place(PointScan::kRadius), "point {}: radius {} is no radius", index,
                         radius);
-        // A wrong radius is told once; it must not also put every axis outside the box.
+        // A wrong radius is reported once; it must not also put every axis outside the box.
         for (std::size_t axis = 0; axis < 3; ++axis)
             CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
         // Before version 2 the header has none. A largest radius above all radii is a bound, and
@@ -143,7 +143,7 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     const bool has_nodes = is_whole && IsOrganised(*cloud);
     const std::int64_t behind = has_nodes ? 0 : scan.BytesBehind();
     if (TellReadError(file, *cloud, scan, faults)) return counts;
-    // Without all the points nothing is known of what should stand behind them.
+    // Unless all points are there, it is not known what should follow them.
     if (!is_whole) {
         TellMissingPoints(*cloud, scan, behind, faults);
     } else if (!has_nodes) {

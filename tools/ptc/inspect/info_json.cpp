@@ -10,8 +10,8 @@ namespace {
 
 /// JSON as text, each value on a line of its own.
 ///
-/// The library prints single values only. A tree of its own takes memory while it is destroyed,
-/// where nothing may fail: without memory that would end the program.
+/// The library only prints single values here. A tree of its values takes memory while it is
+/// destroyed, where nothing may fail: out of memory, the program would end.
 class JsonText {
 public:
     void Begin(char bracket) {
@@ -42,7 +42,7 @@ public:
         Key(key);
         Add(value);
     }
-    /// What is not known is null, never left out: a key that is there once is always there.
+    /// What is not known is null and not left out, so that every object has the same keys.
     template <class Value>
     void Add(const char* key, const std::optional<Value>& value) {
         if (value) {
@@ -78,7 +78,7 @@ private:
 
     std::string text_;
     std::size_t depth_ = 1;  ///< the whole text is an item of a list
-    bool is_empty_ = true;   ///< nothing stands between the brackets yet
+    bool is_empty_ = true;   ///< nothing is between the brackets yet
     bool is_behind_key_ = false;
 };
 

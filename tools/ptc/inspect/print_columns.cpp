@@ -34,7 +34,7 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
     }
     Parts parts(names, ',');
     for (std::string_view name; parts.Next(&name);) {
-        // From the back: the file's own variables stand there.
+        // From the back, where the file's own variables are: they come first.
         const auto found =
             std::find_if(groups.rbegin(), groups.rend(),
                          [&](const PrintGroup& group) { return group.name == name; });

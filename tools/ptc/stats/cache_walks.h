@@ -1,7 +1,7 @@
 // Walks over a cloud as shading threads make them, through the library's caches.
 //
 // Units      lookups of single points, or of the children of one node; seconds of wall time.
-// Errors     a Failure for a file that cannot be opened. A lookup that answers nothing ends its
+// Errors     a Failure for a file that cannot be opened. A lookup without an answer ends its
 //            thread's part of the walk and is kept in the outcome.
 // Ownership  borrows the file. The caches and what they count go on from walk to walk.
 // Threads    Walk() starts and joins its own; one walk at a time.
@@ -33,7 +33,7 @@ struct WalkOutcome {
     std::int64_t items_read = 0;  ///< points or nodes that were read from the file
     double seconds = 0;
     bool is_cut = false;  ///< the limit has ended it
-    std::string missing;  ///< what could not be had, in words; empty: nothing
+    std::string missing;  ///< what could not be read, in words; empty: nothing
 };
 
 /// Walks over `file`. The same plan makes the same lookups every time; a limit may end them early.

@@ -18,7 +18,7 @@ namespace {
 constexpr const char* kNormal = "normal";
 constexpr const char* kRadius = "radius";
 
-/// What can be chosen, for someone who chose something else.
+/// The names that can be chosen, for the message about a wrong one.
 std::string Choices(const CloudVariables& variables) {
     std::string list;
     for (const std::string& name : variables.names) list += name + ", ";
@@ -31,7 +31,7 @@ Colouring::Colouring(const CloudVariables& variables, const std::string& name) :
     if (name.empty()) {
         ChooseDefault(variables);
     } else if (ChooseVariable(variables, name) || name == kNormal) {
-        // Nothing is left to do: a normal is what members begin with.
+        // Nothing is left to do: the members' initial values choose the normal.
     } else if (name == kRadius) {
         kind_ = Kind::kValue;
         source_ = Source::kRadius;
@@ -55,7 +55,7 @@ void Colouring::ChooseDefault(const CloudVariables& variables) {
     name_ = kNormal;
 }
 
-/// False: the cloud has no such variable. One that a picture cannot show is refused.
+/// False: the cloud has no such variable. Fails for one that a picture cannot show.
 bool Colouring::ChooseVariable(const CloudVariables& variables, const std::string& name) {
     const std::vector<Variable> list = ListVariables(variables);
     const auto variable =

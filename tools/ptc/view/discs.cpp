@@ -20,7 +20,7 @@ namespace view {
 namespace {
 
 /// How far a disc's edge is bent away from the eye, in radii. On a ball the edges of its discs
-/// stand out by r / 2R of their radius and would hide their neighbours' middles; this is enough for
+/// stick out by r / 2R of their radius and would hide their neighbours' middles; this is enough for
 /// discs of half the ball's radius.
 constexpr double kBend = 0.25;
 /// Discs that look smaller are drawn as dots of this radius, in samples.
@@ -164,7 +164,7 @@ void DiscCanvas::Draw(const ViewCamera& camera, const Disc& disc, Rgb colour) {
     }
 }
 
-/// Light is what a lens would add up; bytes of the screen are not, and edges would look too dark.
+/// A lens adds up light. The mean of the screen's bytes would make edges look too dark.
 Light DiscCanvas::MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const {
     Light sum;
     for (int row = y * kSide; row < (y + 1) * kSide; ++row) {

@@ -2,10 +2,10 @@
 //
 // Every pixel is a square of kSide x kSide samples. A sample keeps the nearest disc that covers
 // it, and a pixel is the mean of its samples' light, so edges are smooth and no more than the
-// samples is kept, however many discs there are.
+// samples is kept, for any number of discs.
 //
 // Discs that overlap in one plane are equally near. To part them along the line half way between
-// their centres, whatever order they come in, a disc is taken to bend away from the eye towards
+// their centres, in any order, a disc is taken to bend away from the eye towards
 // its edge, by a quarter of its radius.
 //
 // Units      world units for discs, pixels for the canvas; a camera's raster counts samples.

@@ -12,7 +12,7 @@ namespace view {
 
 namespace {
 
-/// How far from a box's middle a fitted camera stands, in half diagonals of the box: all of it is
+/// How far a fitted camera is from a box's middle, in half diagonals of the box: all of the box is
 /// well before the eye, and seen within 40 degrees.
 constexpr double kDistance = 2.92;
 /// How much of a fitted picture's half side the box takes.
@@ -91,8 +91,8 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
     if (!IsCamera(world_to_ndc)) return std::nullopt;
     ViewCamera camera{
         Column(world_to_ndc, 0), Column(world_to_ndc, 1), Column(world_to_ndc, 3), {}};
-    // Without perspective the depth is all that tells near from far. With it the depth is w, and
-    // what the third column makes of it differs from one maker to the next.
+    // Without perspective only the depth says what is near. With it the depth is w, and what the
+    // third column makes of it differs between renderers.
     const bool is_perspective = Length(camera.w.direction) > 0;
     camera.near = is_perspective ? LinearForm{{}, 1} : Column(world_to_ndc, 2) * -1;
     ToRaster(frame, &camera);
@@ -109,7 +109,8 @@ ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Fra
     ViewCamera camera{along(axes.right), along(axes.up), along(axes.ahead), {{}, 1}};
     camera.w.constant += distance;
 
-    // What the box takes of the plane at depth 1; a cloud seen along a line still takes something.
+    // The part of the plane at depth 1 that the box covers; never nothing, even for a cloud seen
+    // along a line.
     double left = 0, right = 0, bottom = 0, top = 0;
     for (int corner = 0; corner < 8; ++corner) {
         const Vec3d p = {corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,

@@ -12,7 +12,7 @@
 // it is the depth's opposite. All three run linearly across the picture of a plane.
 //
 // Units      world units; raster positions in samples, see Frame.
-// Errors     told by each function.
+// Errors     see each function.
 // Ownership  holds only numbers.
 // Threads    does not change once made.
 
@@ -61,19 +61,19 @@ struct ViewCamera {
     double NearnessSlope(double w_there) const;
 };
 
-/// The camera of a file's world_to_ndc. Nothing when it is no camera: not finite, not invertible,
-/// or the identity, which stands for "not given".
+/// The camera of a file's world_to_ndc. Nothing when it is not a camera: not finite, not
+/// invertible, or the identity, which stands for "not given".
 std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc,
                                          const Frame& frame);
 
-/// Where a fitted camera stands: turned about the vertical axis to the right, then raised, both in
+/// Where a fitted camera is: turned about the vertical axis to the right, then raised, both in
 /// degrees; 0 and 0 look along z.
 struct Direction {
     double turn = 30;
     double tilt = 20;
 };
 
-/// A camera in perspective that has all of `box` in its picture, as large as that goes.
+/// A camera in perspective whose picture shows all of `box`, as large as possible.
 /// Caller: the box is finite.
 ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Frame& frame);
 

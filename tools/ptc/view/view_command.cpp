@@ -22,7 +22,7 @@ namespace {
 /// Along one side. Both sides at this take 5 GB.
 constexpr int kMostPixels = 8192;
 
-constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
+constexpr const char* kAbout = "draw the points of FILE as discs into a PNG picture";
 
 /// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
@@ -63,7 +63,7 @@ bool ParseColour(const std::string& text, Rgb* colour) {
     return true;
 }
 
-/// How an option looks in the help, and what a wrong value is told.
+/// The texts of an option: those of the help, and `rule` for a wrong value.
 struct OptionText {
     std::string name;
     std::string shape;
@@ -102,8 +102,8 @@ Direction* GivenDirection(ViewOptions* options) {
     return options->direction ? &*options->direction : &options->direction.emplace();
 }
 
-/// A PNG is what is written, whatever the name says; a name that says something else is a mistake,
-/// and may be that of a file to keep.
+/// The picture is always a PNG. Another extension is a mistake, and the name may be that of a file
+/// to keep.
 CLI::Validator PictureName() {
     return CLI::Validator(
         [](const std::string& name) -> std::string {
@@ -114,7 +114,7 @@ CLI::Validator PictureName() {
         "PICTURE");
 }
 
-/// From where the cloud is seen, and how large.
+/// The options of the camera and the size.
 void AddSightOptions(CLI::App& app, ViewOptions* options) {
     AddParsed(app,
               {"--size", "WxH", "pixels, the legend's included (1024 along the longer side)",
@@ -133,23 +133,24 @@ void AddSightOptions(CLI::App& app, ViewOptions* options) {
             return text == "file" || text == "fit";
         });
     const Direction usual;
-    AddNumber(app,
-              {"--turn",
-               {},
-               fmt::format("degrees that a fitted camera stands to the right ({:g})", usual.turn),
-               {}},
-              {-360, 360}, options, [](ViewOptions* all) { return &GivenDirection(all)->turn; });
+    AddNumber(
+        app,
+        {"--turn",
+         {},
+         fmt::format("degrees by which a fitted camera is turned to the right ({:g})", usual.turn),
+         {}},
+        {-360, 360}, options, [](ViewOptions* all) { return &GivenDirection(all)->turn; });
     AddNumber(app,
               {"--tilt",
                {},
-               fmt::format("degrees that a fitted camera stands above ({:g})", usual.tilt),
+               fmt::format("degrees by which a fitted camera is raised ({:g})", usual.tilt),
                {}},
               {-90, 90}, options, [](ViewOptions* all) { return &GivenDirection(all)->tilt; });
     AddNumber(app, {"--point-scale", {}, "factor for the discs' radii (1)", {}}, {0, 1e6}, options,
               [](ViewOptions* all) { return &all->point_scale; });
 }
 
-/// What is shown of the points, and in which colours.
+/// The options of what is shown and in which colours.
 void AddColourOptions(CLI::App& app, ViewOptions* options) {
     app.add_option("--variable", options->variable,
                    "what to show: a variable, normal, radius or one float of a variable as print "
@@ -179,9 +180,10 @@ void AddView(CLI::App& app, int* status) {
     // Shared with the callback, which runs when the command line is parsed.
     const auto options = std::make_shared<view::ViewOptions>();
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
-    command->option_defaults()->take_last();  // what is given again replaces what was given
-    command->add_option("FILE", options->input, "the point cloud; -: standard input")->required();
-    command->add_option("-o,--output", options->output, "the picture; -: standard output")
+    command->option_defaults()->take_last();  // the last of several wins
+    command->add_option("FILE", options->input, "a point cloud file, - for standard input")
+        ->required();
+    command->add_option("-o,--output", options->output, "the picture, - for standard output")
         ->required()
         ->check(view::PictureName());
     view::AddSightOptions(*command, options.get());
@@ -199,7 +201,7 @@ void AddView(CLI::App& app, int* status) {
             }
             return 0;
         });
-        // Outside the guard: wrong usage, also when it takes the file to see that it is.
+        // Outside the guard: this is wrong usage, though only the file shows that it is.
         if (wrong) throw CLI::ValidationError(wrong->Option(), wrong->what());
     });
 }
