@@ -1,4 +1,4 @@
-// One delivered batch: repeats dropped, bounds widened, points written or buffered.
+// One delivered batch: repeats dropped, points written or buffered.
 
 #include <new>
 
@@ -9,18 +9,6 @@ namespace {
 bool IsRepeat(Duplicates& duplicates, const Batch& batch) {
     return batch.count > 1 ? duplicates.grids.IsCopy(batch)
                            : duplicates.samples.IsCopy(batch.Head(0));
-}
-
-/// A position that is no number widens nothing: every comparison with it is false.
-void WidenBounds(PointCloudImage& image, const Batch& batch) {
-    for (std::size_t i = 0; i < batch.count; ++i) {
-        const PointHead head = batch.Head(i);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const float value = head.position[axis];
-            if (value < image.bounds_min[axis]) image.bounds_min[axis] = value;
-            if (value > image.bounds_max[axis]) image.bounds_max[axis] = value;
-        }
-    }
 }
 
 /// Makes room for a batch; what is buffered is flushed first when the batch would not fit, or when
@@ -39,9 +27,10 @@ void MakeRoom(PointCloudImage& image, std::size_t more) {
 
 /// Points without extent say nothing about a surface; they are left out here, but not where
 /// points are written as they come.
-void StoreBatch(PointBuffer& buffer, const Batch& batch) {
+void StoreBatch(PointBuffer& buffer, const Batch& batch, PositionBox* positions) {
     for (std::size_t i = 0; i < batch.count; ++i) {
         const PointHead head = batch.Head(i);
+        positions->Include(head.position);
         if (head.radius > 0) buffer.Add(head, batch.Data(i, buffer.SlotFloats()));
     }
 }
@@ -49,11 +38,11 @@ void StoreBatch(PointBuffer& buffer, const Batch& batch) {
 void Take(PointCloudImage& image, const Batch& batch) {
     if (image.simplifier) {
         MakeRoom(image, batch.count);
-        StoreBatch(image.simplifier->buffer, batch);
+        StoreBatch(image.simplifier->buffer, batch, &image.accepted_positions);
     } else {
         // A write that fails is the writer's to remember; it is told when the image closes.
-        (void)WritePoints(*image.writer,
-                          {batch.samples, batch.count, batch.Stride(), batch.DataFloats()});
+        (void)WritePoints(*image.writer, {batch.samples, batch.count, batch.Stride(),
+                                          batch.DataFloats(), &image.accepted_positions});
     }
 }
 
@@ -68,7 +57,6 @@ DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch) {
         image.lost_points += static_cast<std::int64_t>(batch.count);
         throw;
     }
-    WidenBounds(image, batch);
     image.accepted_samples += static_cast<std::int64_t>(batch.count);
     return image.lost_points == lost_before ? DriverStatus::kSuccess : DriverStatus::kNoResource;
 }

@@ -48,7 +48,8 @@ public:
           left_(batch.count),
           stride_(batch.stride),
           have_(4 * batch.data_floats),
-          want_(4 * data_floats) {}
+          want_(4 * data_floats),
+          positions_(batch.positions) {}
 
     std::size_t Left() const { return left_; }
 
@@ -64,6 +65,9 @@ public:
         next_ += stride_;
         --left_;
     }
+    void WereAt(const PositionBox& run) {
+        if (positions_) positions_->Include(run);
+    }
 
 private:
     const std::byte* next_;
@@ -71,6 +75,7 @@ private:
     std::size_t stride_;
     std::size_t have_;
     std::size_t want_;
+    PositionBox* positions_;
 };
 
 /// One point whose data lie elsewhere.
@@ -83,6 +88,7 @@ public:
     NormalCode Code(const PointHead& head) const { return CodeOf(head); }
     PointData Data() const { return data_; }
     void Advance() { left_ = 0; }
+    void WereAt(const PositionBox&) {}
 
 private:
     const PointHead& head_;
@@ -121,6 +127,7 @@ public:
         next_ += ptc_layout::kPointHeadBytes + data_bytes_;
         --left_;
     }
+    void WereAt(const PositionBox&) {}
 
 private:
     static constexpr auto kPosition = Find(ptc_layout::kPoint, "position");
@@ -144,9 +151,12 @@ void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std:
     const std::size_t record = cloud.PointBytes();
     std::byte* out = begin;
     std::size_t written = 0;
+    // Both boxes are local, so that they stay in registers whatever `out` may alias.
     PointBounds bounds(cloud);
+    PositionBox positions;
     for (; written < room && samples.Left(); samples.Advance()) {
         const PointHead head = samples.Head();
+        positions.Include(head.position);
         if (head.radius < 0) continue;
         bounds.Include(head.position, head.radius);
         ++written;
@@ -154,6 +164,7 @@ void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std:
         out += record;
     }
     bounds.StoreTo(&cloud);
+    samples.WereAt(positions);
     cloud.point_count += static_cast<std::int64_t>(written);
     cloud.file.Commit(written * record);
 }
@@ -164,6 +175,9 @@ template <class Source>
 TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t room) {
     for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {
         const PointHead head = samples.Head();
+        PositionBox position;
+        position.Include(head.position);
+        samples.WereAt(position);
         if (head.radius < 0) continue;
         const TokenStatus status =
             WritePointTokens(cloud.file, head, samples.Code(head), samples.Data());

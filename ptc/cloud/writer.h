@@ -22,6 +22,7 @@
 #include <string>
 
 #include "ptc/format/cloud_header.h"
+#include "ptc/format/point_bounds.h"
 #include "ptc/format/record_code.h"
 #include "ptc/format/token_file.h"
 #include "util/base/results.h"
@@ -60,6 +61,7 @@ struct PointBatch {
     std::size_t count;
     std::size_t stride;
     std::size_t data_floats;
+    PositionBox* positions = nullptr;  ///< unless null: widened by each sample, refused or not
 };
 
 /// One octree node as a caller hands it over.

@@ -1,7 +1,9 @@
-// PointBounds: the box and the largest radius that a header says of its points.
+// Boxes around points, and the bounds that a header says of its points.
 //
 // Units      world space.
 // Threads    one caller at a time.
+//
+// A value that is not a number never enters a box: every comparison with it is false.
 
 #pragma once
 
@@ -10,39 +12,59 @@
 
 #include "ptc/format/cloud_header.h"
 
-/// A value that is not a number never enters: every comparison with it is false.
+/// Empty while the minimum lies above the maximum.
+struct PositionBox {
+    std::array<float, 3> min{1e30f, 1e30f, 1e30f};
+    std::array<float, 3> max{-1e30f, -1e30f, -1e30f};
+
+    void Include(const float* position) { Include(position, position); }
+    void Include(const PositionBox& box) { Include(box.min.data(), box.max.data()); }
+
+    /// Includes a box. Assigns each bound whether it changes or not, which takes no branch.
+    void Include(const float* low, const float* high) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            min[axis] = low[axis] < min[axis] ? low[axis] : min[axis];
+            max[axis] = high[axis] > max[axis] ? high[axis] : max[axis];
+        }
+    }
+};
+
+/// The box around the spheres of points, and their largest radius.
 class PointBounds {
 public:
-    /// Of no point: the box of a new file.
+    /// Of no point: what a new file's header has.
     PointBounds() = default;
 
     /// Goes on from what `header` has.
     explicit PointBounds(const CloudHeader& header)
-        : min_(header.box_min), max_(header.box_max), largest_radius_(header.largest_radius) {}
+        : box_{header.box_min, header.box_max}, largest_radius_(header.largest_radius) {}
 
-    /// Encloses a sphere. Both of its ends are compared with both bounds, because a negative radius
-    /// swaps them.
+    /// Encloses a sphere. A negative radius reaches as far as a positive one.
     void Include(const float* position, float radius) {
+        std::array<float, 3> low;
+        std::array<float, 3> high;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const float low = position[axis] - radius;
-            const float high = position[axis] + radius;
-            min_[axis] = Smaller(high, Smaller(low, min_[axis]));
-            max_[axis] = Larger(high, Larger(low, max_[axis]));
+            low[axis] = position[axis] - radius;
+            high[axis] = position[axis] + radius;
         }
-        largest_radius_ = Larger(radius, largest_radius_);
+        if (radius > 0) {
+            // The low end is not above the high one, so each is compared with one bound only.
+            box_.Include(low.data(), high.data());
+        } else {
+            // The ends may be swapped, or be zeros of different signs, of which the first stays.
+            box_.Include(low.data());
+            box_.Include(high.data());
+        }
+        largest_radius_ = radius > largest_radius_ ? radius : largest_radius_;
     }
 
     void StoreTo(CloudHeader* header) const {
-        header->box_min = min_;
-        header->box_max = max_;
+        header->box_min = box_.min;
+        header->box_max = box_.max;
         header->largest_radius = largest_radius_;
     }
 
 private:
-    static float Smaller(float value, float so_far) { return value < so_far ? value : so_far; }
-    static float Larger(float value, float so_far) { return value > so_far ? value : so_far; }
-
-    std::array<float, 3> min_{1e30f, 1e30f, 1e30f};
-    std::array<float, 3> max_{-1e30f, -1e30f, -1e30f};
+    PositionBox box_;
     float largest_radius_ = 0;
 };
