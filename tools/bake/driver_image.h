@@ -2,7 +2,7 @@
 //
 // Units      samples in grids of kSampleFloats floats each; seconds of wall time.
 // Errors     every member throws Failure unless the driver answers success: the text
-//            names the function and says the code in words.
+//            names the function and the code.
 // Ownership  borrows the library and the tally, which must outlive it; closes the image at its end.
 // Threads    one thread at a time, as the interface demands.
 

@@ -34,7 +34,7 @@ ImageRequest::ImageRequest(const Camera& camera, const DriverSettings& settings)
     AddFloats("PixelAspectRatio", {1});
 
     // An absent parameter and one with the default value are different things to a driver that has
-    // defaults of its own, so nothing is sent that was not asked for.
+    // defaults of its own, so only the parameters that were given are sent.
     const auto add_flag = [&](const char* name, const std::optional<bool>& flag) {
         if (flag) AddInteger(name, *flag ? 1 : 0);
     };

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <system_error>
 
-/// Reads all of `text` as a number, with a decimal point. False: it is no number, or does not fit
-/// the type.
+/// Reads all of `text` as a number, with a decimal point. False: it is not a number, or does not
+/// fit the type.
 template <class Number>
 bool ParseNumber(std::string_view text, Number* number) {
     const char* const end = text.data() + text.size();

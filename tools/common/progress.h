@@ -12,7 +12,7 @@
 
 class Progress {
 public:
-    /// Shows nothing when `wanted` is false or when standard error is no terminal, and nothing
+    /// Shows nothing when `wanted` is false or when standard error is not a terminal, and nothing
     /// within the first second: what is done by then needs no bar.
     Progress(std::uint64_t total, bool wanted);
 

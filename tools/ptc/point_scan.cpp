@@ -106,7 +106,7 @@ std::int64_t PointScan::BytesBehind() {
     TokenInput& input = cloud_.input;
     if (!input.IsCompressed() && input.StoredBytes() >= 0)
         return std::max<std::int64_t>(0, input.StoredBytes() - end_);
-    // How long a stream is that is inflated, or no file at all, shows only at its end.
+    // The length of an inflated stream, or of a pipe, shows only at its end.
     std::array<std::byte, 1 << 13> rest;
     while (input.ReadUpTo(rest) == rest.size()) {
     }

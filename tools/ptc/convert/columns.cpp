@@ -209,7 +209,7 @@ private:
         return true;
     }
 
-    /// Without the prefix, unless that leaves the name of another column, or none.
+    /// Without the prefix, unless the rest is empty or the name of another column.
     std::string BareName(const std::string& name) const {
         if (prefix_.empty() || !name.starts_with(prefix_)) return name;
         const std::string bare = name.substr(prefix_.size());

@@ -32,7 +32,7 @@ public:
         const std::span<const float> values = scan.Values();
         const std::int64_t index = scan.Count() - 1;
         const float radius = values[PointScan::kRadius];
-        // Written so that a radius that is no number is none.
+        // Written so that NaN is not a radius.
         const bool is_radius = radius >= 0 && std::isfinite(radius);
         if (!is_radius)
             faults_.Add(scan.Place(PointScan::kRadius), "point {}: radius {} is no radius", index,

@@ -58,7 +58,7 @@ std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
 }
 
 /// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
-/// again, which would change normals and the bits of what is no number. Through the token file's
+/// again, which would change normals and the bits of NaN. Through the token file's
 /// own buffer, because that keeps the place in the file.
 void CopyBytes(CloudReader& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
                const OutputFile& output, TokenFile& file) {

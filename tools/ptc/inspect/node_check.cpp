@@ -58,7 +58,7 @@ private:
                         visit.offset, first, first + count, parent_first, parent_end);
     }
 
-    /// The first three values of a box are its minimum. A comparison with a value that is no number
+    /// The first three values of a box are its minimum. A comparison with NaN
     /// is false, so such a value is reported once, as what it is.
     void CheckBox(const NodeVisit& visit) {
         const float* const box = visit.node->box;
