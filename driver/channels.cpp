@@ -8,25 +8,18 @@
 #include "driver/driver_messages.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
+#include "util/text/words.h"
 
 namespace {
 
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
-std::string_view TakeWord(std::string_view* text) {
-    const std::size_t begin = std::min(text->find_first_not_of(kBlanks), text->size());
-    text->remove_prefix(begin);
-    const std::string_view word = text->substr(0, text->find_first_of(kBlanks));
-    text->remove_prefix(word.size());
-    return word;
-}
-
 /// Splits "class type name" or "type name"; the class says nothing about a point. The name ends
 /// at its first dot. With fewer than two words the type stays empty.
 void AddDeclaration(std::string_view text, Channels* channels) {
-    const std::string_view first = TakeWord(&text);
-    const std::string_view second = TakeWord(&text);
-    const std::string_view third = TakeWord(&text);
+    const std::string_view first = TakeWord(&text, kBlanks);
+    const std::string_view second = TakeWord(&text, kBlanks);
+    const std::string_view third = TakeWord(&text, kBlanks);
 
     std::string_view type;
     std::string_view name;

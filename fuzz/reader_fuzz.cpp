@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ptc/cloud/header_query.h"
+#include "ptc/cloud/node_walk.h"
 #include "ptc/cloud/reader.h"
 #include "tests/support/memory_source.h"
 
@@ -40,16 +41,18 @@ void ReadAll(CloudReader& cloud) {
     }
 }
 
+/// Reads each node that the walk finds, and all that it refers to, followed or not.
 void WalkNodes(CloudReader& cloud) {
-    std::vector<std::int64_t> waiting = {cloud.root_position};
-    for (int visits = 0; !waiting.empty() && visits < 1000; ++visits) {
-        NodeRecord node;
-        const std::int64_t at = waiting.back();
-        waiting.pop_back();
-        if (Failed(ReadNode(cloud, at, &node, {}))) continue;
-        for (const std::int64_t child : node.children)
-            if (child != 0) waiting.push_back(child);
-    }
+    struct AnyFaults final : NodeListener {
+        void Hear(const NodeFinding& /*found*/) override {}
+    } any_faults;
+    NodeRecord node;
+    (void)ReadNode(cloud, cloud.root_position, &node, {});
+    NodeWalk walk(cloud, cloud.data_start, 0, any_faults);
+    NodeVisit visit;
+    for (int visits = 0; visits < 1000 && walk.Next(&visit); ++visits)
+        for (const std::int64_t child : visit.node->children)
+            if (child != 0) (void)ReadNode(cloud, child, &node, {});
 }
 
 }  // namespace

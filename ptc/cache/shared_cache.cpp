@@ -72,8 +72,8 @@ public:
 
     PtcCacheBlock& operator*() const { return *block_; }
 
-    /// Ends the claim without giving the block back: the caller has put it to use.
-    PtcCacheBlock& Keep() { return *std::exchange(block_, nullptr); }
+    /// Gives the block to the caller, who puts it to use: this object no longer gives it back.
+    PtcCacheBlock& HandOver() { return *std::exchange(block_, nullptr); }
 
 private:
     PtcSharedCache& cache_;
@@ -232,7 +232,7 @@ PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& reque
                                       std::size_t bucket) {
     const BucketWrite lock(*this, bucket);
     if (PtcCacheBlock* const other = HoldOther(claim, request, lock)) return other;
-    PtcCacheBlock& block = claim.Keep();
+    PtcCacheBlock& block = claim.HandOver();
     block.identity = request.file.Identity();
     block.index = request.index;
     block.bucket = static_cast<std::int32_t>(bucket);
@@ -253,7 +253,7 @@ PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& re
         const Hold hold = block->state.TryHold();
         if (hold == Hold::kMiss) continue;  // being evicted: its claimer waits for this bucket
         if (hold == Hold::kRevived) UnlinkIdle(*block);
-        GiveBack(claim.Keep());
+        GiveBack(claim.HandOver());
         return block;
     }
     return nullptr;

@@ -49,22 +49,24 @@ const char* WhyRefused(HeaderFault fault, std::string_view key) {
     return nullptr;
 }
 
-/// Stops at the first fault for which a header is refused.
+/// Keeps the reason of the first fault for which a header is refused, and stops there unless there
+/// is another listener, which decides.
 class Refusal final : public HeaderListener {
 public:
-    explicit Refusal(bool is_quiet) : is_quiet_(is_quiet) {}
+    Refusal(bool is_quiet, HeaderListener* other) : is_quiet_(is_quiet), other_(other) {}
 
     bool Hear(const HeaderFinding& finding) override {
-        why_ = WhyRefused(finding.fault, finding.key);
+        if (!why_) why_ = WhyRefused(finding.fault, finding.key);
         // Counted once more for the line that it prints.
         if (finding.fault == HeaderFault::kUnknownType && !is_quiet_)
             (void)ComponentCount(SplitDeclaration(finding.line).type);
-        return !why_;
+        return other_ ? other_->Hear(finding) : !why_;
     }
     const char* Why() const { return why_; }
 
 private:
     const bool is_quiet_;
+    HeaderListener* const other_;
     const char* why_ = nullptr;
 };
 
@@ -112,24 +114,12 @@ const char* CheckSizes(const CloudReader& cloud) {
     return nullptr;
 }
 
-/// Null, or why the file is refused.
-const char* ReadHeader(CloudReader& cloud, CountCheck check) {
-    if (cloud.version > ptc_layout::kVersion) return "its version is not known";
-    Refusal refusal(cloud.is_quiet);
-    HeaderPlaces places;
-    const CloudStatus walked = WalkHeader(cloud.input, &cloud, &places, refusal);
-    // This is reported even if the rest of the header is then refused.
-    if (places.root_position >= 0) LeaveOctree(cloud);
-    if (Failed(walked)) return refusal.Why();
-    UseFormat(cloud);
-    return check == CountCheck::kStrict ? CheckSizes(cloud) : nullptr;
-}
-
 /// Hands out the cloud when its header is read. `error`: may be null.
 std::unique_ptr<CloudReader> Opened(std::unique_ptr<CloudReader> cloud, TokenOpenStatus status,
                                     CountCheck check, std::string* why, int* error) {
     if (status == TokenOpenStatus::kOk) {
-        const char* const refused = ReadHeader(*cloud, check);
+        HeaderPlaces places;
+        const char* const refused = ReadHeader(*cloud, check, &places);
         if (!refused) return cloud;
         *why = refused;
     } else if (status == TokenOpenStatus::kOtherType) {
@@ -164,4 +154,17 @@ std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const
     const TokenOpenStatus status =
         cloud->input.OpenForReading(std::move(source), ptc_layout::kFileKind, &cloud->version);
     return Opened(std::move(cloud), status, options.counts, why, nullptr);
+}
+
+const char* ReadHeader(CloudReader& cloud, CountCheck counts, HeaderPlaces* places,
+                       HeaderListener* listener) {
+    if (cloud.version > ptc_layout::kVersion) return "its version is not known";
+    Refusal refusal(cloud.is_quiet, listener);
+    const CloudStatus walked = WalkHeader(cloud.input, &cloud, places, refusal);
+    // A file that is refused further on has told this by then.
+    if (places->root_position >= 0) LeaveOctree(cloud);
+    if (refusal.Why()) return refusal.Why();
+    if (Failed(walked)) return kEndsEarly;
+    UseFormat(cloud);
+    return counts == CountCheck::kStrict ? CheckSizes(cloud) : nullptr;
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ptc/format/cloud_header.h"
+#include "ptc/format/header_grammar.h"
 #include "ptc/format/record_code.h"
 #include "ptc/format/token_input.h"
 #include "util/base/results.h"
@@ -52,6 +53,13 @@ std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
 /// The same from `source`, which is at its start; `name` is for messages.
 std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
                                        std::string* why, const OpenOptions& options = {});
+
+/// Reads the header of `cloud`, whose input stands behind the version; the input then stands at the
+/// first point. Null, or why the file is refused. `places`: filled as far as the header can be
+/// read. `listener`: hears of every fault and decides which of them end the reading. Without one
+/// the first fault ends it for which a file is refused.
+const char* ReadHeader(CloudReader& cloud, CountCheck counts, HeaderPlaces* places,
+                       HeaderListener* listener = nullptr);
 
 /// Moves to point `index`, 0 to `cloud.point_count`. In text and gzip files this reads on from
 /// the present point, or from the first one to go back.

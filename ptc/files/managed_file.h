@@ -9,7 +9,7 @@
 // Ownership  owns the reader, or the cloud that it writes. The manager, or a caller alone, owns it.
 // Threads    reads from any thread that holds the file, several at once. While a file is written,
 //            only the thread that writes uses it. What opens, closes and finishes a file is called
-//            by its manager or through ptc/access/access.h.
+//            by its manager or through ptc/access.h.
 //
 // Locks:
 //

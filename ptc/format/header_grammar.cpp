@@ -8,6 +8,7 @@
 
 #include "ptc/format/layout.h"
 #include "ptc/format/variables.h"
+#include "util/text/words.h"
 
 namespace {
 
@@ -206,14 +207,8 @@ CloudStatus WalkHeader(TokenInput& input, StoredHeader* header, HeaderPlaces* pl
 
 Declaration SplitDeclaration(std::string_view line) {
     constexpr std::string_view kBlanks = " \t\r\v\f";
-    const auto take_word = [&] {
-        line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
-        const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
-        line.remove_prefix(word.size());
-        return std::string(word);
-    };
     Declaration declaration;
-    declaration.type = take_word();
-    declaration.name = take_word();
+    declaration.type = TakeWord(&line, kBlanks);
+    declaration.name = TakeWord(&line, kBlanks);
     return declaration;
 }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ptc/cloud/reader.h"
+#include "ptc/cloud/node_walk.h"
 #include "ptc/records.h"
 
 /// All points and nodes of a file, read one after the other.
@@ -32,17 +32,16 @@ public:
         EXPECT_EQ(::ReadPoints(*cloud, heads, data, &count), CloudStatus::kOk);
         if (cloud->node_count == 0) return;
         root = cloud->root_position;
-        std::vector<std::int64_t> waiting = {root};
-        while (!waiting.empty()) {
-            const std::int64_t at = waiting.back();
-            waiting.pop_back();
-            Node node;
-            node.data.resize(static_cast<std::size_t>(cloud->node_variables.data_size));
-            EXPECT_EQ(ReadNode(*cloud, at, &node.record, node.data, &node.end), CloudStatus::kOk);
-            for (const std::int64_t child : node.record.children)
-                if (child != 0) waiting.push_back(child);
-            nodes.emplace(at, std::move(node));
-        }
+        struct NoFaults final : NodeListener {
+            void Hear(const NodeFinding& found) override {
+                ADD_FAILURE() << "reference to " << found.offset << " at " << found.place;
+            }
+        } no_faults;
+        NodeWalk walk(*cloud, cloud->data_start, 0, no_faults);
+        for (NodeVisit visit; walk.Next(&visit);)
+            nodes.emplace(visit.offset,
+                          Node{*visit.node, {visit.data.begin(), visit.data.end()}, visit.end});
+        EXPECT_EQ(static_cast<std::int64_t>(nodes.size()), cloud->node_count);
     }
 
     bool IsPoint(const PtcPoint& point, std::int64_t index) const {

@@ -64,7 +64,8 @@ std::uint64_t CountSamples(const std::vector<Delivery>& plan) {
 BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,
                 int threads, DriverImage* image, Progress* progress) {
     BakeTotals totals;
-    std::unordered_map<std::uint32_t, Samples> waiting;  // by grid: those that come up again
+    std::unordered_map<std::uint32_t, Samples>
+        waiting;  // by grid: those that will be delivered again
     for (std::span<const Delivery> rest = plan; !rest.empty();) {
         const std::span<const Delivery> window = NextWindow(rest, threads);
         rest = rest.subspan(window.size());

@@ -14,7 +14,7 @@
 namespace bake {
 
 /// What was done. Repeats are counted in `grids` and `samples` as well. The seconds are wall time
-/// of the shading alone; the driver's time is the image's to tell.
+/// of the shading alone; DriverImage has the driver's time.
 struct BakeTotals {
     std::uint64_t grids = 0;
     std::uint64_t samples = 0;
@@ -29,8 +29,8 @@ std::uint64_t CountSamples(const std::vector<Delivery>& plan);
 /// Carries out the plan. Throws Failure when the driver refuses a grid; what was delivered before
 /// stays delivered.
 ///
-/// Shading goes on in `threads` threads, a window of grids at a time; the
-/// driver is called from this thread only. Memory holds one window and the grids that will come up
+/// `threads` threads shade, a window of grids at a time; only this
+/// thread calls the driver. Memory holds one window and the grids that will be delivered
 /// again, which in a plan by bucket rows is at most what two neighbouring rows share. The samples
 /// are the same for any number of threads.
 BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,

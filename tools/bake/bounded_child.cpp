@@ -14,19 +14,14 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
 namespace {
 
-[[noreturn]] void Fail(const char* what) {
-    throw Failure(fmt::format("{}: {}", what, std::generic_category().message(errno)));
-}
-
-/// The address space that this process takes. 0: it cannot be told.
+/// The address space that this process takes; 0 when it is not known.
 std::uint64_t AddressSpace() {
     std::FILE* const file = std::fopen("/proc/self/statm", "re");
     unsigned long pages = 0;
@@ -45,9 +40,9 @@ bool Bound(std::uint64_t memory) {
     return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
-/// What a child does before its work. False: it could not.
+/// Prepares the child before its work. False: the system refused.
 bool Isolate(std::uint64_t memory, pid_t parent) {
-    // A child that outlived the program would be nobody's.
+    // No one would end a child that outlived the program.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) return false;
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0 || dup2(nowhere, STDERR_FILENO) < 0)
@@ -69,7 +64,7 @@ bool Isolate(std::uint64_t memory, pid_t parent) {
 
 BoundedChild::BoundedChild(std::uint64_t memory, const std::function<void(std::FILE* to)>& work) {
     std::array<int, 2> ends{};  // for reading, for writing
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) Fail("cannot make a pipe");
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) FailWithErrno("cannot make a pipe");
     const pid_t parent = getpid();
     process_ = fork();
     if (process_ == 0) {
@@ -81,7 +76,7 @@ BoundedChild::BoundedChild(std::uint64_t memory, const std::function<void(std::F
     (void)close(ends[1]);
     from_.reset(fdopen(ends[0], "r"));
     errno = error;
-    if (process_ < 0) Fail("cannot make a process");
+    if (process_ < 0) FailWithErrno("cannot make a process");
 }
 
 BoundedChild::~BoundedChild() {
@@ -105,7 +100,7 @@ std::string BoundedChild::Wait() {
 
 void BoundedChild::AllowMore(std::uint64_t memory) {
     rlimit limit{};
-    // What cannot be had is refused later, when it is asked for.
+    // What exceeds the limit is refused when it is allocated.
     if (getrlimit(RLIMIT_AS, &limit) == 0) (void)Bound(limit.rlim_cur + memory);
 }
 

@@ -3,7 +3,7 @@
 // Units      bytes of address space.
 // Errors     the constructor throws Failure when the process cannot be made or bounded; how the
 //            work ended is for Wait() to say.
-// Ownership  owns the process and the pipe; the process is gone with this object.
+// Ownership  owns the process and the pipe; the process ends with this object.
 // Threads    made while the program has one thread only; one caller at a time.
 //
 // The child is a copy of the program at that moment. Nothing that happens in it, be it a crash or
@@ -32,7 +32,7 @@ public:
 
     std::FILE* From() const { return from_.get(); }
 
-    /// Waits for the end. Answers what was wrong with it, in words, or nothing.
+    /// Waits for the end. The answer: what went wrong, in words; empty: nothing.
     std::string Wait();
 
     /// Lets the work take more memory. Caller: is the work.

@@ -45,11 +45,11 @@ Camera::Camera(int width, int height) : width_(width), height_(height) {
     world_to_ndc_ = Product(world_to_eye_, projection);
 }
 
-Vec3 Camera::Eye() {
+Vec3f Camera::Eye() {
     return {0, 0, -(kFrontDepth + 1)};
 }
 
-RasterBox Camera::Cover(Vec3 centre, float radius) const {
+RasterBox Camera::Cover(Vec3f centre, float radius) const {
     const Matrix& m = world_to_ndc_;
     const float depth = centre.z * m[11] + m[15];
     const float half_width = static_cast<float>(width_) / 2;

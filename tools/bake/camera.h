@@ -1,7 +1,7 @@
 // Camera: the perspective view of the room that a render is made through.
 //
 // World, eye and screen share their directions: x right, y up, z away from the eye (left-handed).
-// The eye stands on the z axis in front of the room and looks straight along z. Points are row
+// The eye is on the z axis in front of the room and looks straight along z. Points are row
 // vectors multiplied from the left, p * M, M row-major with the translation in elements 12 to 14.
 //
 //   eye = p * WorldToEye()             eye.z is the depth
@@ -21,7 +21,7 @@
 
 #include <array>
 
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 namespace bake {
 
@@ -37,8 +37,8 @@ public:
     /// Shows the room's open front as large as the picture has space for. Pixels are square.
     Camera(int width, int height);
 
-    /// Where the eye stands in the world, whatever the picture's size.
-    static Vec3 Eye();
+    /// Where the eye is in the world, for any size of the picture.
+    static Vec3f Eye();
 
     int Width() const { return width_; }
     int Height() const { return height_; }
@@ -46,7 +46,7 @@ public:
     const Matrix& WorldToNdc() const { return world_to_ndc_; }
 
     /// What a disc that faces the eye covers. Caller: the disc is in the room, so before the eye.
-    RasterBox Cover(Vec3 centre, float radius) const;
+    RasterBox Cover(Vec3f centre, float radius) const;
 
 private:
     const int width_;

@@ -30,16 +30,16 @@ void AddFlat(Scene* scene, const Material& material, const Dicing& dicing, const
 
 /// An upright box on the floor. `right` and `back` are horizontal edges from its near `corner`.
 struct Box {
-    Vec3 corner;
-    Vec3 right;
-    Vec3 back;
+    Vec3f corner;
+    Vec3f right;
+    Vec3f back;
     float height;
 };
 
 /// All sides but the bottom, which nothing sees.
 void AddBox(Scene* scene, const Material& material, const Dicing& dicing, const Box& box) {
-    const Vec3 up = {0, box.height, 0};
-    const Vec3 opposite = box.corner + box.right + box.back;
+    const Vec3f up = {0, box.height, 0};
+    const Vec3f opposite = box.corner + box.right + box.back;
     AddFlat(scene, material, dicing, Parallelogram(box.corner, up, box.right));
     AddFlat(scene, material, dicing, Parallelogram(box.corner + box.right, up, box.back));
     AddFlat(scene, material, dicing, Parallelogram(opposite, up, -box.right));
@@ -50,10 +50,10 @@ void AddBox(Scene* scene, const Material& material, const Dicing& dicing, const 
 }  // namespace
 
 Scene MakeRoom(const Dicing& dicing) {
-    constexpr Vec3 kX = {2, 0, 0};
-    constexpr Vec3 kY = {0, 2, 0};
-    constexpr Vec3 kZ = {0, 0, 2};
-    constexpr Vec3 kNear = {-1, -1, -1};  // the corner at the left, on the floor, in front
+    constexpr Vec3f kX = {2, 0, 0};
+    constexpr Vec3f kY = {0, 2, 0};
+    constexpr Vec3f kZ = {0, 0, 2};
+    constexpr Vec3f kNear = {-1, -1, -1};  // the corner at the left, on the floor, in front
     Scene room(kLamp);
     AddFlat(&room, kWhite, dicing, Parallelogram(kNear, kZ, kX));       // floor
     AddFlat(&room, kWhite, dicing, Parallelogram(kNear + kY, kX, kZ));  // ceiling

@@ -1,8 +1,8 @@
 // Delivery: finding the buckets of each grid, sorting the deliveries.
 //
 // A renderer bounds a grid on the raster and puts it into the first bucket that the bounds reach.
-// When that bucket is done, what reaches further is handed on to the next. The plan is the same
-// thing thought to the end: one entry for each time that a grid comes up, sorted by bucket.
+// When that bucket is done, what reaches further is handed on to the next. The plan has
+// the result: one entry for each delivery of a grid, sorted by bucket.
 
 #include "tools/bake/delivery.h"
 

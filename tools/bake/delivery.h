@@ -2,7 +2,7 @@
 //
 // A picture is made in square buckets, row by row. A grid comes up with the first bucket that it
 // covers a part of; if it reaches into others, it comes up again with the next one of them. Two
-// neighbouring buckets therefore both have it, and a driver has to tell the repeat by itself.
+// neighbouring buckets therefore both have it, and a driver has to find the repeat by itself.
 //
 // Units      buckets are numbered row by row from the upper left corner of the picture.
 // Errors     none.
@@ -28,8 +28,8 @@ struct Delivery {
     std::uint32_t samples;
     enum class Kind : std::uint32_t {
         kOnly,    ///< the grid lies within one bucket
-        kFirst,   ///< it will come up again
-        kRepeat,  ///< it came up before
+        kFirst,   ///< it is delivered again later
+        kRepeat,  ///< it was delivered before
     } kind;
 };
 

@@ -1,11 +1,11 @@
-// DriverImage: the four calls, their times and what their answers mean.
+// DriverImage: the four calls, their times and the meaning of their answers.
 
 #include "tools/bake/driver_image.h"
 
 #include <fmt/format.h>
 
-#include "tools/bake/failure.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
@@ -77,7 +77,7 @@ void DriverImage::RequireDeepData() {
 }
 
 DriverImage::~DriverImage() {
-    // Reached with an open image only while a failure is on its way, which tells more.
+    // The image is still open only while a failure unwinds, which is the one to report.
     if (image_) library_.Close()(image_);
 }
 
@@ -94,7 +94,7 @@ void DriverImage::Deliver(const std::vector<float>& samples) {
 }
 
 void DriverImage::Close() {
-    // Whatever the answer, the driver has freed the image: it must not be closed again.
+    // The driver has freed the image, whatever it answers: it must not be closed again.
     void* const image = image_;
     image_ = nullptr;
     RequireSuccess("DspyImageClose", "", Timed([&] { return library_.Close()(image); }));

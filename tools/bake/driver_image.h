@@ -1,8 +1,8 @@
 // DriverImage: one image open in a driver, from DspyImageOpen to DspyImageClose.
 //
 // Units      samples in grids of kSampleFloats floats each; seconds of wall time.
-// Errors     every member throws Failure when the driver answers anything but success: the text
-//            names the function and says the code in words.
+// Errors     every member throws Failure unless the driver answers success: the text
+//            names the function and the code.
 // Ownership  borrows the library and the tally, which must outlive it; closes the image at its end.
 // Threads    one thread at a time, as the interface demands.
 
@@ -20,7 +20,7 @@ namespace bake {
 class DriverImage {
 public:
     /// Opens the image and makes sure that the driver takes deep data.
-    /// `tally`: where all that is delivered is put down.
+    /// `tally`: counts all that is delivered.
     DriverImage(const DriverLibrary& library, const std::string& file, ImageRequest& request,
                 Tally& tally);
     ~DriverImage();

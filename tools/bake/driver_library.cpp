@@ -7,7 +7,7 @@
 
 #include <filesystem>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 

@@ -2,7 +2,7 @@
 //
 // Units      none.
 // Errors     the constructor throws Failure when the file cannot be loaded or lacks a function.
-// Ownership  holds the shared object loaded; images must be closed before it goes.
+// Ownership  keeps the shared object loaded; images must be closed before it is destroyed.
 // Threads    one thread makes and destroys it; the functions follow the driver's own rules.
 
 #pragma once
@@ -22,7 +22,7 @@ public:
     DriverLibrary(const DriverLibrary&) = delete;
     DriverLibrary& operator=(const DriverLibrary&) = delete;
 
-    /// The file's name without folder and extension: what the driver is called in messages.
+    /// The file's name without folder and extension: the name of the driver in messages.
     const std::string& Name() const { return name_; }
 
     /// The four functions, none of them null, as long as this object lives.

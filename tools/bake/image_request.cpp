@@ -34,7 +34,7 @@ ImageRequest::ImageRequest(const Camera& camera, const DriverSettings& settings)
     AddFloats("PixelAspectRatio", {1});
 
     // An absent parameter and one with the default value are different things to a driver that has
-    // defaults of its own, so nothing is sent that was not asked for.
+    // defaults of its own, so only the parameters that were given are sent.
     const auto add_flag = [&](const char* name, const std::optional<bool>& flag) {
         if (flag) AddInteger(name, *flag ? 1 : 0);
     };
@@ -67,7 +67,7 @@ void ImageRequest::AddInteger(const char* name, int value) {
 void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
                   std::vector<float>* samples) {
     const auto& [centre, normal, facing, radius, area] = micropolygon;
-    const Vec3& light = shade.radiosity;
+    const Vec3f& light = shade.radiosity;
     samples->insert(samples->end(), {centre.x, centre.y, centre.z, normal.x, normal.y, normal.z,
                                      radius, area, light.x, light.y, light.z, shade.occlusion});
 }

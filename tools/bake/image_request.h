@@ -1,4 +1,4 @@
-// ImageRequest: what a driver is told when an image is opened: its parameters and channels.
+// ImageRequest: what a driver gets when an image is opened: its parameters and channels.
 //
 // Units      see Camera for the matrices; the settings are the driver's own.
 // Errors     none.
@@ -37,7 +37,7 @@ public:
     ImageRequest(const ImageRequest&) = delete;
     ImageRequest& operator=(const ImageRequest&) = delete;
 
-    /// What a driver is given as the picture's size, in pixels.
+    /// The picture's size that a driver gets, in pixels.
     int Width() const { return width_; }
     int Height() const { return height_; }
     /// Valid as long as this object lives.

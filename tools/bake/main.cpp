@@ -11,11 +11,11 @@
 
 #include "tools/bake/bake.h"
 #include "tools/bake/camera.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/options.h"
 #include "tools/bake/outcome.h"
 #include "tools/bake/particles.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "util/text/printable_text.h"
 
@@ -23,7 +23,7 @@ namespace bake {
 
 namespace {
 
-/// The room, what stands in it and the dust. The dust comes last: its grids' numbers do not move
+/// The room, the things in it and the dust. The dust comes last: its grids' numbers do not move
 /// the seeds of the others.
 Scene MakeScene(const Options& options, const Dicing& dicing, MeshReport* mesh) {
     Scene scene = options.mesh.empty()
@@ -56,8 +56,8 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
     fmt::print("output     {}, {}\n", Printable(options.output), file);
 }
 
-/// The driver is loaded first and the image opened before the shading: what is wrong with them
-/// shows before the long part begins.
+/// The driver is loaded first and the image opened before the shading: their faults
+/// show before the long part begins.
 void Run(const Options& options) {
     const Camera camera(options.width, options.height);
     const DriverLibrary library(options.driver);
@@ -75,7 +75,7 @@ void Run(const Options& options) {
     Tally tally(dicing.size);
     DriverImage image(library, options.output, request, tally);
     BakeTotals totals;
-    {  // the bar is gone before anything else is printed
+    {  // the bar is removed before anything else is printed
         Progress progress(CountSamples(plan), !options.quiet);
         totals = Bake(scene, shader, plan, options.threads, &image, &progress);
     }

@@ -13,14 +13,14 @@
 #include <type_traits>
 
 #include "tools/bake/bounded_child.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/mesh_import.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
 namespace {
 
-/// What the child's first byte says about the rest.
+/// The child's first byte, which says what follows.
 constexpr char kMeshFollows = 'm';
 constexpr char kReasonFollows = 'r';
 

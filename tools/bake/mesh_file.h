@@ -7,21 +7,17 @@
 #include <string>
 #include <vector>
 
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 namespace bake {
 
 /// A file's triangles in its own coordinates, right-handed, every part where the file places it.
 struct MeshFile {
-    /// Coordinates may be large numbers with small differences, hence double.
-    struct Vertex {
-        double x, y, z;
-    };
-    std::vector<Vertex> vertices;
-    std::vector<Vec3> normals;  ///< one for each vertex, of any length, null where there is none
+    std::vector<Vec3d> vertices;
+    std::vector<Vec3f> normals;  ///< one for each vertex, of any length, null where there is none
     std::vector<std::array<std::uint32_t, 3>> triangles;  ///< of finite vertices
 
-    std::uint64_t broken_faces = 0;  ///< left out: a vertex does not exist or is no place
+    std::uint64_t broken_faces = 0;  ///< left out: a vertex does not exist or is not finite
     std::uint64_t flat_faces = 0;    ///< left out: points and lines
     std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
     std::string first_complaint;

@@ -18,7 +18,7 @@
 #include <utility>
 
 #include "tools/bake/bounded_child.h"
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
@@ -39,13 +39,13 @@ private:
     std::set<std::string> opened_;
 };
 
-/// Counts what Assimp calls an error though it goes on: it mends such places as it sees fit.
+/// Counts the errors after which Assimp goes on: it mends such places in its own way.
 class Complaints : public Assimp::LogStream {
 public:
     explicit Complaints(MeshFile* mesh) : mesh_(*mesh) {}
 
     void write(const char* line) override {
-        // "Error, T0: " stands in front, and a newline behind.
+        // The line begins with "Error, T0: " and ends with a newline.
         std::string_view text = line;
         const std::size_t colon = text.find(": ");
         if (colon != text.npos) text.remove_prefix(colon + 2);
@@ -92,7 +92,7 @@ void DropBrokenFaces(aiMesh* part, MeshFile* mesh) {
     part->mNumFaces = kept;
 }
 
-/// Puts one part behind what is there.
+/// Appends one part.
 void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
     const auto base = static_cast<std::uint32_t>(mesh->vertices.size());
     for (unsigned i = 0; i < part.mNumVertices; ++i) {

@@ -33,15 +33,15 @@ struct Corner {
 /// Gives the corners that meet in one place their vertices and normals.
 class Place {
 public:
-    Place(TriangleMesh* mesh, std::vector<Vec3>* normals)
+    Place(TriangleMesh* mesh, std::vector<Vec3f>* normals)
         : mesh_(*mesh), normals_(*normals), first_(normals->size()) {}
 
     void Settle(std::span<const Corner> corners) {
         std::vector<Side> sides;
         for (const Corner& corner : corners) sides.push_back(SideAt(corner));
         for (std::size_t i = 0; i < corners.size(); ++i) {
-            const Vec3 own = sides[i].normal;
-            Vec3 sum;
+            const Vec3f own = sides[i].normal;
+            Vec3f sum;
             for (const Side& side : sides)
                 if (sides.size() > kMostCompared || Dot(own, side.normal) >= kCreaseDot)
                     sum = sum + side.normal * side.angle;
@@ -54,7 +54,7 @@ private:
     /// A triangle as it arrives at this place. Its share of a normal is its angle here: a flat side
     /// counts the same whether it is cut into one triangle or into many.
     struct Side {
-        Vec3 normal;
+        Vec3f normal;
         float angle;
     };
 
@@ -63,15 +63,15 @@ private:
         const auto at = [&](std::uint32_t step) {
             return mesh_.vertices[triangle[(corner.number + step) % 3]];
         };
-        const Vec3 one = at(1) - at(0);
-        const Vec3 other = at(2) - at(0);
+        const Vec3f one = at(1) - at(0);
+        const Vec3f other = at(2) - at(0);
         // Mirroring has turned the triangles round: outside is against their spans.
-        const Vec3 normal = -Normalized(Span(mesh_, corner.triangle));
+        const Vec3f normal = -Normalized(Span(mesh_, corner.triangle));
         return {normal, std::atan2(Length(Cross(one, other)), Dot(one, other))};
     }
 
     /// A vertex of this place with this very normal, new if there is none yet.
-    std::uint32_t VertexWith(Vec3 position, Vec3 normal) {
+    std::uint32_t VertexWith(Vec3f position, Vec3f normal) {
         const auto begin = normals_.begin() + static_cast<std::ptrdiff_t>(first_);
         const auto found = std::find(begin, normals_.end(), normal);
         const auto vertex = static_cast<std::uint32_t>(found - normals_.begin());
@@ -83,33 +83,33 @@ private:
     }
 
     TriangleMesh& mesh_;
-    std::vector<Vec3>& normals_;
+    std::vector<Vec3f>& normals_;
     const std::size_t first_;  ///< the vertices from here on are this place's
 };
 
-bool IsUsable(Vec3 normal) {
+bool IsUsable(Vec3f normal) {
     const float length = Length(normal);
     return std::isfinite(length) && length > 0;
 }
 
 }  // namespace
 
-Vec3 Span(const TriangleMesh& mesh, std::size_t triangle) {
+Vec3f Span(const TriangleMesh& mesh, std::size_t triangle) {
     const auto& [a, b, c] = mesh.triangles[triangle];
     return Cross(mesh.vertices[b] - mesh.vertices[a], mesh.vertices[c] - mesh.vertices[a]);
 }
 
-void CompleteNormals(TriangleMesh* mesh, std::vector<Vec3>* normals) {
+void CompleteNormals(TriangleMesh* mesh, std::vector<Vec3f>* normals) {
     std::vector<Corner> missing;
     for (std::uint32_t triangle = 0; triangle < mesh->triangles.size(); ++triangle)
         for (std::uint32_t number = 0; number < 3; ++number)
             if (!IsUsable((*normals)[mesh->triangles[triangle][number]]))
                 missing.push_back({triangle, number});
-    for (Vec3& normal : *normals)
+    for (Vec3f& normal : *normals)
         if (IsUsable(normal)) normal = Normalized(normal);
 
     const auto place = [mesh](const Corner& corner) {
-        const Vec3& v = mesh->vertices[mesh->triangles[corner.triangle][corner.number]];
+        const Vec3f& v = mesh->vertices[mesh->triangles[corner.triangle][corner.number]];
         return std::tuple(v.x, v.y, v.z);
     };
     std::sort(missing.begin(), missing.end(), [&](const Corner& a, const Corner& b) {

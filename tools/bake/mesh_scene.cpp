@@ -1,7 +1,7 @@
 // The room with a mesh on its floor: fitting the mesh to the stage, taking care of its normals.
 //
-// Camera, lamp and walls stay where they are for every mesh: it is the mesh that is scaled, so that
-// it is seen whole, lit from above and given colour by the walls, whatever its units.
+// Camera, lamp and walls stay where they are for every mesh: the mesh is scaled, so that all of
+// it is seen, lit from above and coloured by the walls, whatever its units are.
 
 #include <fmt/format.h>
 
@@ -14,12 +14,12 @@
 #include <utility>
 
 #include "tools/bake/camera.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/mesh_file.h"
 #include "tools/bake/mesh_normals.h"
 #include "tools/bake/mesh_sides.h"
 #include "tools/bake/mesh_surface.h"
 #include "tools/bake/scene.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
@@ -36,32 +36,32 @@ void Turn(double degrees, MeshFile* file) {
     const double angle = degrees * std::numbers::pi / 180;
     const double c = std::cos(angle);
     const double s = std::sin(angle);
-    for (MeshFile::Vertex& v : file->vertices) v = {c * v.x + s * v.z, v.y, c * v.z - s * v.x};
+    for (Vec3d& v : file->vertices) v = {c * v.x + s * v.z, v.y, c * v.z - s * v.x};
     const auto cf = static_cast<float>(c);
     const auto sf = static_cast<float>(s);
-    for (Vec3& n : file->normals) n = {cf * n.x + sf * n.z, n.y, cf * n.z - sf * n.x};
+    for (Vec3f& n : file->normals) n = {cf * n.x + sf * n.z, n.y, cf * n.z - sf * n.x};
 }
 
-/// The mesh's vertices in the room, standing on the middle of the stage. Files are right-handed
+/// The mesh's vertices in the room, on the middle of the stage. Files are right-handed
 /// with their front at +z: z is mirrored, so that the front faces the eye and left stays left.
-std::vector<Vec3> FitToStage(const MeshFile& file) {
+std::vector<Vec3f> FitToStage(const MeshFile& file) {
     constexpr double kMost = std::numeric_limits<double>::max();
-    MeshFile::Vertex low = {kMost, kMost, kMost};
-    MeshFile::Vertex high = {-kMost, -kMost, -kMost};
+    Vec3d low = {kMost, kMost, kMost};
+    Vec3d high = {-kMost, -kMost, -kMost};
     for (const auto& triangle : file.triangles) {
         for (const std::uint32_t index : triangle) {
-            const MeshFile::Vertex& v = file.vertices[index];
-            low = {std::min(low.x, v.x), std::min(low.y, v.y), std::min(low.z, v.z)};
-            high = {std::max(high.x, v.x), std::max(high.y, v.y), std::max(high.z, v.z)};
+            const Vec3d& v = file.vertices[index];
+            low = Least(low, v);
+            high = Most(high, v);
         }
     }
     // A flat mesh has an extent of zero, and then the others decide: no extent divides by zero.
     const double scale =
         1 / std::max({(high.y - low.y) / kStageHeight, (high.x - low.x) / kStageWidth,
                       (high.z - low.z) / kStageWidth, std::numeric_limits<double>::min()});
-    std::vector<Vec3> vertices;
+    std::vector<Vec3f> vertices;
     vertices.reserve(file.vertices.size());
-    for (const MeshFile::Vertex& v : file.vertices) {
+    for (const Vec3d& v : file.vertices) {
         vertices.push_back({static_cast<float>((v.x - (low.x + high.x) / 2) * scale),
                             static_cast<float>((v.y - low.y) * scale + kStand),
                             static_cast<float>(((low.z + high.z) / 2 - v.z) * scale)});
@@ -80,15 +80,15 @@ void DropFlat(TriangleMesh* mesh) {
 /// The normals of all vertices, unit length, on the side that is to be shaded. A file that gives
 /// normals knows its sides; computed ones follow the order of the corners, which says nothing about
 /// what is outside, but a closed mesh does.
-std::vector<Vec3> MakeNormals(std::vector<Vec3> normals, bool is_closed, Sides sides,
-                              TriangleMesh* mesh) {
-    for (Vec3& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
+std::vector<Vec3f> MakeNormals(std::vector<Vec3f> normals, bool is_closed, Sides sides,
+                               TriangleMesh* mesh) {
+    for (Vec3f& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
     const bool computed = std::none_of(normals.begin(), normals.end(),
-                                       [](Vec3 normal) { return Dot(normal, normal) > 0; });
+                                       [](Vec3f normal) { return Dot(normal, normal) > 0; });
     CompleteNormals(mesh, &normals);
     const bool turned = computed && is_closed && PointsInwards(*mesh, normals);
     if (turned != (sides == Sides::kFlipped))
-        for (Vec3& normal : normals) normal = -normal;
+        for (Vec3f& normal : normals) normal = -normal;
     return normals;
 }
 
@@ -110,9 +110,9 @@ Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing, MeshReport* 
                file.first_complaint,
                is_closed};
 
-    std::vector<Vec3> normals =
+    std::vector<Vec3f> normals =
         MakeNormals(std::move(file.normals), is_closed, choice.sides, &mesh);
-    std::optional<Vec3> eye;
+    std::optional<Vec3f> eye;
     if (choice.sides == Sides::kSeen) eye = Camera::Eye();
     Scene scene = MakeRoom(dicing);
     scene.Add(

@@ -14,14 +14,14 @@ namespace bake {
 
 namespace {
 
-/// For each vertex that a triangle uses, one that stands for its place.
+/// For each vertex that a triangle uses, the vertex that represents its place.
 std::vector<std::uint32_t> PlacesOf(const TriangleMesh& mesh) {
     std::vector<std::uint32_t> used;
     used.reserve(mesh.triangles.size() * 3);
     for (const auto& triangle : mesh.triangles)
         used.insert(used.end(), triangle.begin(), triangle.end());
     const auto place = [&](std::uint32_t index) {
-        const Vec3& v = mesh.vertices[index];
+        const Vec3f& v = mesh.vertices[index];
         return std::tuple(v.x, v.y, v.z);
     };
     std::sort(used.begin(), used.end(),
@@ -56,12 +56,12 @@ bool IsClosed(const TriangleMesh& mesh) {
     return true;
 }
 
-bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals) {
-    constexpr Vec3 kMiddle = {0, -1 + kStageHeight / 2, 0};
+bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3f>& normals) {
+    constexpr Vec3f kMiddle = {0, -1 + kStageHeight / 2, 0};
     double volume = 0;
     for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
         const auto& [a, b, c] = mesh.triangles[i];
-        const Vec3 span = Span(mesh, i);
+        const Vec3f span = Span(mesh, i);
         const bool along = Dot(span, normals[a] + normals[b] + normals[c]) > 0;
         volume += Dot(mesh.vertices[a] - kMiddle, along ? span : -span);
     }

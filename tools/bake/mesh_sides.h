@@ -9,12 +9,12 @@
 namespace bake {
 
 /// Whether the triangles enclose something: at every edge an even number of them meet. Vertices at
-/// the same place are the same, however often they are listed.
+/// the same place are one vertex.
 bool IsClosed(const TriangleMesh& mesh);
 
 /// Whether the normals of a closed mesh point inwards on the whole, as computed ones do when its
 /// corners are in the wrong order: the volume that it encloses is negative then. An open mesh
-/// encloses none, and what this answers for it depends on where it stands.
-bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3>& normals);
+/// encloses none; for it the answer depends on its place.
+bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3f>& normals);
 
 }  // namespace bake

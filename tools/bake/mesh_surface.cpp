@@ -1,7 +1,7 @@
 // MeshSurface: cutting into pieces, ordering them, filling grids, dicing one.
 //
-// What is kept of a triangle is its pieces, usually one; cells and micropolygons are made when a
-// grid is asked for and forgotten again. Counting cells and making them share one enumeration, so
+// Of a triangle only its pieces are kept, usually one; cells and micropolygons are made when a grid
+// is diced, and not kept. Counting cells and making them share one enumeration, so
 // that a grid never holds more than was counted for it.
 
 #include "tools/bake/mesh_surface.h"
@@ -27,7 +27,7 @@ std::uint64_t Spread(std::uint64_t value) {
 
 /// A point's place on the curve: the bits of its three coordinates, interleaved. All of the room
 /// is inside.
-std::uint64_t CurvePlace(Vec3 point) {
+std::uint64_t CurvePlace(Vec3f point) {
     const auto cell = [](float coordinate) {
         const float inside = std::clamp(coordinate / 2 + 0.5f, 0.0f, 1.0f);
         return Spread(static_cast<std::uint64_t>(inside * 0x1FFFFF));
@@ -36,7 +36,7 @@ std::uint64_t CurvePlace(Vec3 point) {
 }
 
 /// The corner at which the longest edge starts; it ends at the next one.
-std::size_t LongestEdge(const std::array<Vec3, 3>& corners) {
+std::size_t LongestEdge(const std::array<Vec3f, 3>& corners) {
     std::size_t longest = 0;
     for (std::size_t i = 1; i < 3; ++i)
         if (Length(corners[(i + 1) % 3] - corners[i]) >
@@ -53,7 +53,7 @@ Barycentric Halfway(const Barycentric& a, const Barycentric& b) {
 }  // namespace
 
 MeshSurface::MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
-                         std::vector<Vec3> normals, const std::optional<Vec3>& eye)
+                         std::vector<Vec3f> normals, const std::optional<Vec3f>& eye)
     : Surface(material),
       dicing_(dicing),
       mesh_(std::move(mesh)),
@@ -64,14 +64,14 @@ MeshSurface::MeshSurface(const Material& material, const Dicing& dicing, Triangl
     FillGrids();
 }
 
-Vec3 MeshSurface::Blended(const std::vector<Vec3>& values, std::uint32_t triangle,
-                          const Barycentric& weights) const {
+Vec3f MeshSurface::Blended(const std::vector<Vec3f>& values, std::uint32_t triangle,
+                           const Barycentric& weights) const {
     const auto& [a, b, c] = mesh_.triangles[triangle];
     return values[a] * weights[0] + values[b] * weights[1] + values[c] * weights[2];
 }
 
-std::array<Vec3, 3> MeshSurface::CornersOf(const Piece& piece) const {
-    std::array<Vec3, 3> corners;
+std::array<Vec3f, 3> MeshSurface::CornersOf(const Piece& piece) const {
+    std::array<Vec3f, 3> corners;
     for (std::size_t i = 0; i < 3; ++i)
         corners[i] = Blended(mesh_.vertices, piece.triangle, piece.corners[i]);
     return corners;
@@ -88,7 +88,7 @@ void MeshSurface::CutIntoPieces() {
         while (!open.empty()) {
             const Piece piece = open.back();
             open.pop_back();
-            const std::array<Vec3, 3> corners = CornersOf(piece);
+            const std::array<Vec3f, 3> corners = CornersOf(piece);
             const std::size_t from = LongestEdge(corners);
             const std::size_t to = (from + 1) % 3;
             if (Length(corners[to] - corners[from]) <= longest_edge &&
@@ -111,7 +111,7 @@ void MeshSurface::SortAlongCurve() {
     std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
     order.reserve(pieces_.size());
     for (std::uint32_t i = 0; i < pieces_.size(); ++i) {
-        const std::array<Vec3, 3> corners = CornersOf(pieces_[i]);
+        const std::array<Vec3f, 3> corners = CornersOf(pieces_[i]);
         order.emplace_back(CurvePlace((corners[0] + corners[1] + corners[2]) * (1.0f / 3)), i);
     }
     std::sort(order.begin(), order.end());
@@ -157,28 +157,28 @@ Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) c
             for (std::size_t k = 0; k < 3; ++k) weights[k] += in_piece[i] * piece.corners[i][k];
         return weights;
     };
-    std::array<Vec3, 4> corners;
+    std::array<Vec3f, 4> corners;
     for (std::size_t i = 0; i < 4; ++i)
         corners[i] = Blended(mesh_.vertices, piece.triangle, in_triangle(cell.corners[i]));
 
     const Barycentric middle = in_triangle(cell.middle);
-    const Vec3 centre = Blended(mesh_.vertices, piece.triangle, middle);
+    const Vec3f centre = Blended(mesh_.vertices, piece.triangle, middle);
     const auto& [a, b, c] = mesh_.triangles[piece.triangle];
-    Vec3 facing = Normalized(
+    Vec3f facing = Normalized(
         Cross(mesh_.vertices[b] - mesh_.vertices[a], mesh_.vertices[c] - mesh_.vertices[a]));
-    const Vec3 blended = Blended(normals_, piece.triangle, middle);
+    const Vec3f blended = Blended(normals_, piece.triangle, middle);
     // The file's normals say which side is out, its winding need not; opposite normals can cancel.
     if (Dot(facing, blended) < 0) facing = -facing;
-    Vec3 normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
+    Vec3f normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
     if (eye_ && Dot(facing, *eye_ - centre) < 0) {
         facing = -facing;
         normal = -normal;
     }
 
     // The two diagonals of a flat cell span twice its area; a triangular cell repeats a corner.
-    const Vec3 span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
+    const Vec3f span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
     float radius = 0;
-    for (const Vec3& corner : corners) radius = std::max(radius, Length(corner - centre));
+    for (const Vec3f& corner : corners) radius = std::max(radius, Length(corner - centre));
     return {centre, normal, facing, radius, Length(span) / 2};
 }
 

@@ -1,11 +1,11 @@
-// MeshSurface: a triangle mesh diced into grids, whatever the size and shape of its triangles.
+// MeshSurface: a triangle mesh diced into grids, with triangles of any size and shape.
 //
 // Triangles of more cells than a grid are halved across their longest edge. The pieces are put in
 // the order of a space-filling curve and filled into grids one after the other, so that a grid is
-// a small neighbourhood of the mesh, however the file orders its triangles.
+// a small neighbourhood of the mesh, in whatever order the file has its triangles.
 //
 // Units      world units.
-// Errors     none; triangles without area and normals without length must be gone before.
+// Errors     none; the caller removes triangles without area and normals without length.
 // Ownership  keeps the mesh.
 // Threads    see Surface.
 
@@ -23,7 +23,7 @@ public:
     /// `normals`: of unit length, one for each vertex of `mesh`. `eye`: where all micropolygons
     /// turn their normals to, if anywhere.
     MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
-                std::vector<Vec3> normals, const std::optional<Vec3>& eye);
+                std::vector<Vec3f> normals, const std::optional<Vec3f>& eye);
 
     std::uint32_t GridCount() const override;
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
@@ -37,9 +37,9 @@ private:
     };
 
     /// The triangle's three vertices (or their normals) blended by the weights.
-    Vec3 Blended(const std::vector<Vec3>& values, std::uint32_t triangle,
-                 const Barycentric& weights) const;
-    std::array<Vec3, 3> CornersOf(const Piece& piece) const;
+    Vec3f Blended(const std::vector<Vec3f>& values, std::uint32_t triangle,
+                  const Barycentric& weights) const;
+    std::array<Vec3f, 3> CornersOf(const Piece& piece) const;
 
     /// The constructor's steps, in this order.
     void CutIntoPieces();
@@ -50,8 +50,8 @@ private:
 
     const Dicing dicing_;
     const TriangleMesh mesh_;
-    const std::vector<Vec3> normals_;
-    const std::optional<Vec3> eye_;
+    const std::vector<Vec3f> normals_;
+    const std::optional<Vec3f> eye_;
     std::vector<Piece> pieces_;
     std::vector<std::uint32_t> first_piece_;  ///< of each grid, and one behind the last
 };

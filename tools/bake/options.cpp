@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <limits>
 #include <thread>
 
@@ -44,12 +43,8 @@ CLI::Validator Count(int low, int high) {
 
 /// "WxH" into two numbers of pixels.
 bool ParseSize(const std::string& text, int* width, int* height) {
-    const char* const end = text.data() + text.size();
-    const auto first = std::from_chars(text.data(), end, *width);
-    if (first.ec != std::errc() || first.ptr == end || *first.ptr != 'x') return false;
-    const auto second = std::from_chars(first.ptr + 1, end, *height);
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
-    return second.ec == std::errc() && second.ptr == end && fits(*width) && fits(*height);
+    return ParseTwoNumbers(text, 'x', width, height) && fits(*width) && fits(*height);
 }
 
 /// What is in the room and how it is seen.
@@ -104,7 +99,7 @@ void AddShadingOptions(CLI::App& app, Options* options) {
         ->group("Shading");
     app.add_flag("--bounce,!--no-bounce", options->quality.bounce, "light from other surfaces (on)")
         ->group("Shading");
-    app.add_option("--threads", options->threads, "threads that shade (one a processor)")
+    app.add_option("--threads", options->threads, "threads that shade (one for each processor)")
         ->check(Count(1, kMostThreads))
         ->group("Shading");
 }
@@ -123,7 +118,7 @@ void AddDriverOptions(CLI::App& app, DriverSettings* settings) {
     flag("--simplify,!--no-simplify", &settings->simplify, "merge neighbouring points");
     flag("--raster-space,!--no-raster-space", &settings->raster_space,
          "measure distances in pixels");
-    app.add_option("--max-dist", settings->max_dist, "farthest points that may merge")
+    app.add_option("--max-dist", settings->max_dist, "largest distance of points that merge")
         ->check(Within(0.0f, kMostFloat, "0 or more"))
         ->group(kGroup);
     app.add_option("--min-dot", settings->min_dot, "least dot product of their normals")
@@ -145,7 +140,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     CLI::App app(kAbout, "pcbake");
     app.set_version_flag("--version", "pcbake " TOOLS_VERSION);
-    app.option_defaults()->take_last();  // what is given again replaces what was given
+    app.option_defaults()->take_last();  // the last of several wins
     app.add_option("--driver", options->driver, "the display driver, a shared object")
         ->type_name("FILE")
         ->required();

@@ -24,15 +24,15 @@ struct Options {
     int width = 256;              ///< of the picture, in pixels
     int height = 256;
     Quality quality = {256, true};
-    int threads = 1;  ///< that shade; one for each processor unless told
+    int threads = 1;  ///< that shade; by default one for each processor
     bool ascii = false;
     bool quiet = false;
     DriverSettings settings;
 };
 
-/// Fills `*options`; every value is within its range afterwards. Answers the exit status when the
-/// program has nothing left to do: 0 after printing the help or the version, 2 after saying what is
-/// wrong.
+/// Fills `*options`; every value is within its range afterwards. The answer: the exit status when
+/// the program has nothing left to do: 0 after printing the help or the version, 2 after saying
+/// what is wrong.
 std::optional<int> ParseOptions(int argc, char** argv, Options* options);
 
 }  // namespace bake

@@ -9,17 +9,17 @@
 #include <cerrno>
 #include <system_error>
 
-#include "tools/bake/failure.h"
 #include "tools/bake/stored_cloud.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
 namespace {
 
-/// Points that a driver merges at a time unless told.
+/// Points that a driver merges at a time by default.
 constexpr int kDefaultBufferSize = 10000;
 
-/// How much of a sum of areas may be gone by rounding: each merge rounds to a float, a point has
+/// How much of a sum of areas may be lost by rounding: each merge rounds to a float, a point has
 /// merged with no more others than a buffer holds, and the text form has seven digits.
 double RoundingShare(const DriverSettings& settings, std::uint64_t merges) {
     constexpr double kFloatRounding = 1.0 / (1 << 24);
@@ -53,7 +53,7 @@ void RequirePoints(const std::string& file, const StoredCloud& cloud, const Tall
     if (cloud.found < least)
         throw Failure(fmt::format("{}: points are missing: the cloud has {}, it should have {}{}",
                                   file, cloud.found, least, drops || thins ? " or more" : ""));
-    // A sum that is no number, as a broken mesh has it, is not less than anything.
+    // A sum of NaN, as a broken mesh has it, passes: it is not less than anything.
     const double least_area =
         kept.area * (1 - RoundingShare(settings, tally.All().samples - cloud.found));
     if (thins && cloud.has_area && cloud.area < least_area)

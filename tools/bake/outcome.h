@@ -9,9 +9,9 @@
 
 namespace bake {
 
-/// Compares `file`, which a driver was given `tally` for, with that. Answers the file's size in
-/// words for the user, and the number of its points where it is a point cloud; what is no regular
-/// file, or of another kind, cannot be compared.
+/// Compares `file` with `tally`, which its driver was given. The answer: the file's size in
+/// words for the user, and the number of its points where it is a point cloud; what is not a
+/// regular file, or of another kind, cannot be compared.
 ///
 /// Throws Failure when the file is not there, empty or not whole, or when points are missing. What
 /// is promised depends on the settings (a setting that was not sent counts as off):

@@ -12,23 +12,23 @@ namespace {
 
 constexpr Material kDust = {{0.9f, 0.86f, 0.78f}, {}};
 
-// The air that they fill: above all that stands on the floor, below the lamp.
-constexpr Vec3 kLowest = {-0.95f, 0.35f, -0.95f};
-constexpr Vec3 kSpan = {1.9f, 0.6f, 1.9f};
+// The air that they fill: above everything on the floor, below the lamp.
+constexpr Vec3f kLowest = {-0.95f, 0.35f, -0.95f};
+constexpr Vec3f kSpan = {1.9f, 0.6f, 1.9f};
 
 /// Keeps the specks' seeds apart from those of other samples.
 constexpr std::uint64_t kSeed = 0xD057'0000'0000'0000u;
 
 }  // namespace
 
-Particles::Particles(std::uint32_t count, float size, Vec3 target)
+Particles::Particles(std::uint32_t count, float size, Vec3f target)
     : Surface(kDust), count_(count), size_(size), target_(target) {}
 
 void Particles::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const {
     const Point2 across = RandomPoint(kSeed + 2 * std::uint64_t{grid});
     const Point2 deep = RandomPoint(kSeed + 2 * std::uint64_t{grid} + 1);
-    const Vec3 centre = kLowest + kSpan * Vec3{across.u, across.v, deep.u};
-    const Vec3 normal = Normalized(target_ - centre);
+    const Vec3f centre = kLowest + kSpan * Vec3f{across.u, across.v, deep.u};
+    const Vec3f normal = Normalized(target_ - centre);
     const float radius = size_ * (std::numbers::sqrt2_v<float> / 2);
     *micropolygons = {{centre, normal, normal, radius, size_ * size_}};
 }

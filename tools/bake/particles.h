@@ -16,7 +16,7 @@ namespace bake {
 class Particles : public Surface {
 public:
     /// The specks turn towards `target`, and are as large as a micropolygon of `size`.
-    Particles(std::uint32_t count, float size, Vec3 target);
+    Particles(std::uint32_t count, float size, Vec3f target);
 
     std::uint32_t GridCount() const override { return count_; }
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
@@ -25,7 +25,7 @@ public:
 private:
     const std::uint32_t count_;
     const float size_;
-    const Vec3 target_;
+    const Vec3f target_;
 };
 
 }  // namespace bake

@@ -26,31 +26,31 @@ float Step(int i, int n) {
 
 }  // namespace
 
-Shape Parallelogram(Vec3 corner, Vec3 edge_u, Vec3 edge_v) {
-    const Vec3 normal = Normalized(Cross(edge_u, edge_v));
+Shape Parallelogram(Vec3f corner, Vec3f edge_u, Vec3f edge_v) {
+    const Vec3f normal = Normalized(Cross(edge_u, edge_v));
     return [=](float u, float v) { return PatchPoint{corner + edge_u * u + edge_v * v, normal}; };
 }
 
-Shape SphereSixth(Vec3 centre, float radius, int face) {
+Shape SphereSixth(Vec3f centre, float radius, int face) {
     return [=](float u, float v) {
         // Steps of equal angle, not of equal length on the cube, keep the cells alike.
         const float a = std::tan((u * 2 - 1) * (kPi / 4));
         const float b = std::tan((v * 2 - 1) * (kPi / 4));
         const float side = face < 3 ? 1.0f : -1.0f;
-        const Vec3 on_cube = face % 3 == 0   ? Vec3{side, a, b}
-                             : face % 3 == 1 ? Vec3{a, side, b}
-                                             : Vec3{a, b, side};
-        const Vec3 normal = Normalized(on_cube);
+        const Vec3f on_cube = face % 3 == 0   ? Vec3f{side, a, b}
+                              : face % 3 == 1 ? Vec3f{a, side, b}
+                                              : Vec3f{a, b, side};
+        const Vec3f normal = Normalized(on_cube);
         return PatchPoint{centre + normal * radius, normal};
     };
 }
 
-Shape Torus(Vec3 centre, float ring, float tube) {
+Shape Torus(Vec3f centre, float ring, float tube) {
     return [=](float u, float v) {
         const float around = u * 2 * kPi;
         const float across = v * 2 * kPi;
-        const Vec3 outwards = {std::cos(around), 0, std::sin(around)};
-        const Vec3 normal = outwards * std::cos(across) + Vec3{0, std::sin(across), 0};
+        const Vec3f outwards = {std::cos(around), 0, std::sin(around)};
+        const Vec3f normal = outwards * std::cos(across) + Vec3f{0, std::sin(across), 0};
         return PatchPoint{centre + outwards * ring + normal * tube, normal};
     };
 }
@@ -113,12 +113,12 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
             const auto y = static_cast<float>(row);
             // The centre is on the surface, a little off the plane of the corners where it is
             // curved.
-            const Vec3 corners[] = {at(x, y).position, at(x + 1, y).position,
-                                    at(x + 1, y + 1).position, at(x, y + 1).position};
+            const Vec3f corners[] = {at(x, y).position, at(x + 1, y).position,
+                                     at(x + 1, y + 1).position, at(x, y + 1).position};
             const PatchPoint centre = at(x + 0.5f, y + 0.5f);
-            const Vec3 span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
+            const Vec3f span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
             float radius = 0;
-            for (const Vec3& corner : corners)
+            for (const Vec3f& corner : corners)
                 radius = std::max(radius, Length(corner - centre.position));
             micropolygons->push_back(
                 {centre.position, centre.normal, centre.normal, radius, Length(span) / 2});

@@ -15,21 +15,21 @@ namespace bake {
 
 /// A point of a patch and the unit normal there.
 struct PatchPoint {
-    Vec3 position;
-    Vec3 normal;
+    Vec3f position;
+    Vec3f normal;
 };
 
 /// The shape of a patch: a point for each (u, v).
 using Shape = std::function<PatchPoint(float u, float v)>;
 
 /// A flat parallelogram; its normal is along the cross product of the two edges.
-Shape Parallelogram(Vec3 corner, Vec3 edge_u, Vec3 edge_v);
+Shape Parallelogram(Vec3f corner, Vec3f edge_u, Vec3f edge_v);
 
 /// One sixth of a sphere: a cube's face (`face` 0 to 5) blown up, in cells of nearly equal size.
-Shape SphereSixth(Vec3 centre, float radius, int face);
+Shape SphereSixth(Vec3f centre, float radius, int face);
 
 /// A torus that lies flat: `ring` is the radius of its centre line, `tube` that of its tube.
-Shape Torus(Vec3 centre, float ring, float tube);
+Shape Torus(Vec3f centre, float ring, float tube);
 
 /// Splits the square into equal parts of at most a grid each, then gives every part as many
 /// micropolygons as its own size needs.

@@ -10,13 +10,13 @@
 #include <cstring>
 #include <limits>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 
 namespace bake {
 
 namespace {
 
-// One building thread gives one and the same tree. One instruction set for all machines: wider
+// One building thread always gives the same tree. One instruction set for all machines: wider
 // ones round differently in places, and a hit that moves by a bit moves a sample's value.
 constexpr const char* kDeviceSettings = "threads=1,isa=sse4.2";
 
@@ -31,7 +31,7 @@ void SetBuffer(RTCGeometry geometry, RTCBufferType type, RTCFormat format,
 }
 
 /// A ray from its origin on; `length` is in units of the direction.
-RTCRay Ray(Vec3 origin, Vec3 direction, float length) {
+RTCRay Ray(Vec3f origin, Vec3f direction, float length) {
     RTCRay ray{};
     ray.org_x = origin.x;
     ray.org_y = origin.y;
@@ -73,7 +73,7 @@ void RayTracer::Attach(const Surface& surface, unsigned number) {
     rtcReleaseGeometry(geometry);
 }
 
-std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3 origin, Vec3 direction) const {
+std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3f origin, Vec3f direction) const {
     RTCRayHit query{};
     query.ray = Ray(origin, direction, std::numeric_limits<float>::infinity());
     query.hit.geomID = RTC_INVALID_GEOMETRY_ID;
@@ -83,12 +83,12 @@ std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3 origin, Vec3 direction) co
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 
     // Facets have no inside for light: a ray that meets one from behind sees that side.
-    const Vec3 normal = Normalized({query.hit.Ng_x, query.hit.Ng_y, query.hit.Ng_z});
+    const Vec3f normal = Normalized(Vec3f{query.hit.Ng_x, query.hit.Ng_y, query.hit.Ng_z});
     return Hit{query.ray.tfar, Dot(normal, direction) > 0 ? -normal : normal,
                &scene_.Surfaces()[query.hit.geomID]->GetMaterial()};
 }
 
-bool RayTracer::Blocked(Vec3 from, Vec3 to) const {
+bool RayTracer::Blocked(Vec3f from, Vec3f to) const {
     // The direction is the whole way, so that its end is exactly at 1.
     RTCRay ray = Ray(from, to - from, 1);
     RTCIntersectContext context;

@@ -22,15 +22,15 @@ public:
 
     struct Hit {
         float distance;
-        Vec3 facing;  ///< unit normal of the facet, on the side that the ray came from
+        Vec3f facing;  ///< unit normal of the facet, on the side that the ray came from
         const Material* material;
     };
 
     /// The first surface on the way from `origin` along `direction`, or none.
-    std::optional<Hit> Nearest(Vec3 origin, Vec3 direction) const;
+    std::optional<Hit> Nearest(Vec3f origin, Vec3f direction) const;
 
-    /// Whether anything stands between the two points.
-    bool Blocked(Vec3 from, Vec3 to) const;
+    /// Whether a surface lies between the two points.
+    bool Blocked(Vec3f from, Vec3f to) const;
 
 private:
     struct Release {

@@ -18,13 +18,13 @@ namespace bake {
 
 /// A parallelogram that shines to the side of Cross(edge_u, edge_v), equally bright from anywhere.
 struct AreaLight {
-    Vec3 corner;
-    Vec3 edge_u;
-    Vec3 edge_v;
-    Vec3 emission;
+    Vec3f corner;
+    Vec3f edge_u;
+    Vec3f edge_v;
+    Vec3f emission;
 
     /// The point at `u`, `v` from 0 to 1 along the edges.
-    Vec3 At(float u, float v) const { return corner + edge_u * u + edge_v * v; }
+    Vec3f At(float u, float v) const { return corner + edge_u * u + edge_v * v; }
 };
 
 class Scene {
@@ -38,7 +38,7 @@ public:
     const std::vector<std::unique_ptr<Surface>>& Surfaces() const { return surfaces_; }
     std::uint32_t GridCount() const { return first_grid_.back(); }
 
-    /// Dices grid `grid` of the scene and answers the surface that it belongs to.
+    /// Dices grid `grid` of the scene. The answer: the surface that it belongs to.
     const Surface& Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const;
 
 private:
@@ -50,7 +50,7 @@ private:
 /// A room with coloured walls and a lamp under its ceiling, open towards the eye, empty.
 Scene MakeRoom(const Dicing& dicing);
 
-/// How high things may stand on the room's floor (y = -1) and how wide they may be, so that they
+/// How high things may be on the room's floor (y = -1) and how wide they may be, so that they
 /// stay clear of walls, lamp and dust.
 inline constexpr float kStageHeight = 1.3f;
 inline constexpr float kStageWidth = 1.5f;
@@ -74,10 +74,10 @@ struct MeshChoice {
     Sides sides = Sides::kOuter;
 };
 
-/// What a user should know of a mesh. Faces and triangles that were left out are counted.
+/// What a user should know about a mesh. Faces and triangles that were left out are counted.
 struct MeshReport {
     std::uint64_t triangles = 0;     ///< that are shaded
-    std::uint64_t broken_faces = 0;  ///< that name a vertex which does not exist or is no place
+    std::uint64_t broken_faces = 0;  ///< with a vertex that does not exist or is not finite
     std::uint64_t without_area = 0;  ///< points, lines, and triangles that are no larger
     std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
     std::string first_complaint;

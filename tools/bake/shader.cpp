@@ -27,10 +27,10 @@ constexpr float kOcclusionReach = 1.0f;
 
 /// Two directions that are at right angles to the unit vector `n` and to each other.
 struct Tangents {
-    Vec3 s;
-    Vec3 t;
+    Vec3f s;
+    Vec3f t;
 };
-Tangents TangentsOf(Vec3 n) {
+Tangents TangentsOf(Vec3f n) {
     // No branch but the sign, and no direction in which the division fails.
     const float sign = std::copysign(1.0f, n.z);
     const float a = -1 / (sign + n.z);
@@ -40,12 +40,12 @@ Tangents TangentsOf(Vec3 n) {
 
 /// A direction above `normal` for a point of the unit square, the denser the steeper: what
 /// arrives along even points needs no weight.
-Vec3 CosineDirection(Vec3 normal, const Tangents& tangents, Point2 point) {
+Vec3f CosineDirection(Vec3f normal, const Tangents& tangents, Point2 point) {
     const float around = 2 * kPi * point.u;
     const float along_surface = std::sqrt(point.v);
-    const Vec3 direction = tangents.s * (std::cos(around) * along_surface) +
-                           tangents.t * (std::sin(around) * along_surface) +
-                           normal * std::sqrt(1 - point.v);
+    const Vec3f direction = tangents.s * (std::cos(around) * along_surface) +
+                            tangents.t * (std::sin(around) * along_surface) +
+                            normal * std::sqrt(1 - point.v);
     return Normalized(direction);
 }
 
@@ -58,9 +58,9 @@ std::uint64_t SeedFor(std::uint64_t seed, Purpose purpose) {
 
 }  // namespace
 
-Vec3 Shader::FromLamp(const Receiver& receiver, Vec3 point) const {
-    const Vec3 way = point - receiver.origin;
-    const Vec3 area = Cross(light_.edge_u, light_.edge_v);  // its length is the lamp's area
+Vec3f Shader::FromLamp(const Receiver& receiver, Vec3f point) const {
+    const Vec3f way = point - receiver.origin;
+    const Vec3f area = Cross(light_.edge_u, light_.edge_v);  // its length is the lamp's area
     const float arriving = Dot(way, receiver.normal);
     const float leaving = -Dot(way, area);
     if (arriving <= 0 || leaving <= 0) return {};
@@ -79,17 +79,17 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
 
     // Shadows have soft edges that need many rays, but the lamp is small beside the hemisphere.
     const auto lamp_rays = static_cast<std::uint32_t>((quality_.rays + 1) / 2);
-    Vec3 direct;
+    Vec3f direct;
     for (std::uint32_t k = 0; k < lamp_rays; ++k)
         direct = direct + FromLamp(here, lamp_point(EvenPoint(SeedFor(seed, Purpose::kLamp), k)));
 
     const auto rays = static_cast<std::uint32_t>(quality_.rays);
     const Tangents tangents = TangentsOf(here.normal);
-    Vec3 indirect;
+    Vec3f indirect;
     float occlusion = 0;
     for (std::uint32_t k = 0; k < rays; ++k) {
-        const Vec3 direction = CosineDirection(here.normal, tangents,
-                                               EvenPoint(SeedFor(seed, Purpose::kHemisphere), k));
+        const Vec3f direction = CosineDirection(here.normal, tangents,
+                                                EvenPoint(SeedFor(seed, Purpose::kHemisphere), k));
         const auto hit = tracer_.Nearest(here.origin, direction);
         if (!hit) continue;
         // Falls off evenly, so that nothing shows where the reach ends.
@@ -102,7 +102,7 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
         indirect = indirect + hit->material->albedo * FromLamp(there, lamp_point(point));
     }
 
-    const Vec3 arriving =
+    const Vec3f arriving =
         direct * (1 / static_cast<float>(lamp_rays)) + indirect * (1 / static_cast<float>(rays));
     return {material.emission + material.albedo * arriving, occlusion / static_cast<float>(rays)};
 }

@@ -21,7 +21,7 @@ struct Quality {
 };
 
 struct Shade {
-    Vec3 radiosity;   ///< lamp light, sent on once by other surfaces and once by this one
+    Vec3f radiosity;  ///< lamp light, sent on once by other surfaces and once by this one
     float occlusion;  ///< 0 open, 1 closed in; near things count more than far ones
 };
 
@@ -37,13 +37,13 @@ public:
 private:
     /// A place that light falls on. Rays leave from `origin`, just off the surface.
     struct Receiver {
-        Vec3 origin;
-        Vec3 normal;
+        Vec3f origin;
+        Vec3f normal;
     };
 
     /// The light that falls on the receiver from one point of the lamp, scaled as if all of the
     /// lamp were there: the mean over even points is what the lamp sends.
-    Vec3 FromLamp(const Receiver& receiver, Vec3 point) const;
+    Vec3f FromLamp(const Receiver& receiver, Vec3f point) const;
 
     const AreaLight& light_;
     const RayTracer& tracer_;

@@ -1,7 +1,7 @@
 // Stored clouds: the header and the points, in the order of docs/format.md.
 //
-// The reader is the host's own and knows only what it needs: a host that asked the driver's library
-// what the driver has written would believe the same mistake twice.
+// The reader is the host's own and knows only what it needs: the driver's library
+// could make the same mistake in reading as in writing.
 
 #include "tools/bake/stored_cloud.h"
 
@@ -17,10 +17,9 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
-#include "tools/bake/failure.h"
+#include "tools/common/failure.h"
 #include "util/io/open_file.h"
 
 namespace bake {
@@ -33,7 +32,7 @@ constexpr double kMostPoints = 9007199254740992.0;  // beyond these a double ski
 constexpr std::int32_t kMostFloats = 1 << 24;       // of data a point; above: damage
 constexpr std::string_view kAreaDeclaration = "float _area";
 
-/// Where the binary header has what is needed, and where its declarations begin.
+/// The places of the values that are needed in the binary header, and of its declarations.
 constexpr std::size_t kPointsAt = 8;
 constexpr std::size_t kNodesAt = 40;
 constexpr std::size_t kVariablesAt = 328;
@@ -44,13 +43,13 @@ constexpr std::size_t kDeclarationsAt = 336;
 class Input {
 public:
     explicit Input(const std::string& file) : name_(file), file_(OpenStream(file.c_str(), "rbe")) {
-        if (!file_) Fail();
+        if (!file_) FailWithErrno(name_);
     }
 
     /// False: the file ends before that many bytes.
     bool Read(void* bytes, std::size_t count) {
         const bool whole = std::fread(bytes, 1, count, file_.get()) == count;
-        if (std::ferror(file_.get())) Fail();
+        if (std::ferror(file_.get())) FailWithErrno(name_);
         return whole;
     }
 
@@ -58,7 +57,7 @@ public:
     bool ReadLine(std::string_view* line) {
         errno = 0;
         const auto length = getline(&line_.text, &line_.room, file_.get());
-        if (length < 0 && (std::ferror(file_.get()) || errno != 0)) Fail();
+        if (length < 0 && (std::ferror(file_.get()) || errno != 0)) FailWithErrno(name_);
         if (length < 1 || line_.text[length - 1] != '\n') return false;
         *line = std::string_view(line_.text, static_cast<std::size_t>(length - 1));
         return true;
@@ -83,16 +82,12 @@ private:
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
 
-    [[noreturn]] void Fail() const {
-        throw Failure(fmt::format("{}: {}", name_, std::generic_category().message(errno)));
-    }
-
     const std::string name_;
     const std::unique_ptr<std::FILE, Close> file_;
     Line line_;
 };
 
-/// What the header says, and which of it decides how the points are read.
+/// The values of the header that are needed to read the points.
 struct Header {
     double points = 0;
     double nodes = 0;
@@ -130,7 +125,7 @@ public:
         return header;
     }
 
-    /// One point, and the first of its data floats. False: it is not all there.
+    /// Reads one point, and stores the first of its data floats. False: part of it is missing.
     bool ReadPoint(const Header& header, double* first) {
         constexpr std::size_t kFixedBytes = 20;
         record_.resize(kFixedBytes + sizeof(float) * static_cast<std::size_t>(header.data_floats));
@@ -142,7 +137,7 @@ public:
     }
 
 private:
-    /// Answers the first of the declarations.
+    /// The answer: the first of the declarations.
     std::string SkipDeclarations(std::int32_t count) {
         std::string first;
         std::string_view line;
@@ -198,7 +193,7 @@ private:
         return line;
     }
 
-    /// The value on the next line that begins with `key`; what is before that line is skipped.
+    /// The value on the next line that begins with `key`; lines before it are skipped.
     template <class Number>
     Number ValueOf(std::string_view key) {
         for (;;) {
@@ -240,7 +235,7 @@ StoredCloud Measure(Input& input, Cloud cloud) {
 std::optional<StoredCloud> ReadStoredCloud(const std::string& file) {
     Input input(file);
     std::array<char, kTextMagic.size()> magic{};
-    (void)input.Read(magic.data(), magic.size());  // what is shorter is neither
+    (void)input.Read(magic.data(), magic.size());  // a shorter file is of neither form
     input.Rewind();
     const std::string_view begin(magic.data(), magic.size());
     if (begin.starts_with(kBinaryMagic)) return Measure(input, BinaryCloud(input));

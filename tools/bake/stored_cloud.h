@@ -1,4 +1,4 @@
-// Stored clouds: what is in the file that a driver has made, read without a driver's help.
+// Stored clouds: the file that a driver has made, read without the driver.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace bake {
 
-/// A point cloud file, as its header describes it and as it is.
+/// A point cloud file: what its header says and what is in it.
 struct StoredCloud {
     std::uint64_t promised = 0;  ///< points, as the header says
     std::uint64_t found = 0;     ///< of these, points that are there and whole
@@ -17,8 +17,8 @@ struct StoredCloud {
     bool has_area = false;       ///< that variable is `_area`
 };
 
-/// Reads all of `file`, binary or text; none when it is no point cloud file. Throws Failure when it
-/// cannot be read, or when its header breaks off or makes no sense.
+/// Reads all of `file`, binary or text; nothing when it is not a point cloud file. Throws Failure
+/// when it cannot be read, or when its header breaks off or makes no sense.
 std::optional<StoredCloud> ReadStoredCloud(const std::string& file);
 
 }  // namespace bake

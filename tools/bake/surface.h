@@ -7,11 +7,13 @@
 
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 namespace bake {
 
@@ -21,24 +23,30 @@ struct Dicing {
     int grid;    ///< micropolygons along the edge of a full grid, at least 2
 };
 
+/// How many steps of at most `step` a `length` takes, at least one. A length that exceeds a whole
+/// number of steps by rounding only does not get another step.
+inline int Steps(float length, float step) {
+    return std::max(1, static_cast<int>(std::ceil(length / step - 1e-3f)));
+}
+
 /// What light does at a surface: a part of each colour is reflected, evenly into all directions.
 struct Material {
-    Vec3 albedo;
-    Vec3 emission;  ///< of a lamp; black elsewhere
+    Vec3f albedo;
+    Vec3f emission;  ///< of a lamp; black elsewhere
 };
 
 /// One small facet, shaded as a whole at its centre.
 struct Micropolygon {
-    Vec3 centre;
-    Vec3 normal;   ///< unit length, interpolated where the surface is smooth
-    Vec3 facing;   ///< unit length, straight up from the facet itself: rays leave to this side
+    Vec3f centre;
+    Vec3f normal;  ///< unit length, interpolated where the surface is smooth
+    Vec3f facing;  ///< unit length, straight up from the facet itself: rays leave to this side
     float radius;  ///< from the centre to the farthest corner: a disc of it hides the facet
     float area;
 };
 
 /// A surface as rays see it.
 struct TriangleMesh {
-    std::vector<Vec3> vertices;
+    std::vector<Vec3f> vertices;
     std::vector<std::array<std::uint32_t, 3>> triangles;
 };
 

@@ -1,6 +1,6 @@
 // The cells of one triangle: cutting at the height, into columns, into cells.
 //
-//               /|\            The height stands on the longest edge, so its foot lies between the
+//               /|\            The height is on the longest edge, so its foot lies between the
 //            /__| |  \         ends and both halves are right triangles. A half is cut into columns
 //         /__|__| |__  \       on the longer of its two short sides; a column gets another cell
 //      /__|__|__| |__|__ \     wherever the half has become higher by one. The column at the tip
@@ -10,11 +10,13 @@
 
 #include <numbers>
 
+#include "tools/bake/surface.h"
+
 namespace bake {
 
 namespace {
 
-/// One of the two right triangles that meet in the height on the longest edge. Columns stand on
+/// One of the two right triangles that meet in the height on the longest edge. Columns are on
 /// the leg from tip to foot, which is the longer one: they rise at most as fast as they get wide.
 struct RightTriangle {
     Barycentric tip;
@@ -28,12 +30,12 @@ constexpr Barycentric Blend(const Barycentric& a, const Barycentric& b, float t)
     return {a[0] + (b[0] - a[0]) * t, a[1] + (b[1] - a[1]) * t, a[2] + (b[2] - a[2]) * t};
 }
 
-/// A height this near to a corner, in cells, is taken to stand on the corner: the cut would leave a
+/// A height this near to a corner, in cells, is taken to be at the corner: the cut would leave a
 /// sliver on that side.
 constexpr float kSliver = 1e-2f;
 
 /// The corner opposite to the longest edge.
-std::size_t ApexOf(const std::array<Vec3, 3>& corners) {
+std::size_t ApexOf(const std::array<Vec3f, 3>& corners) {
     std::size_t apex = 0;
     float longest = -1;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -47,13 +49,13 @@ std::size_t ApexOf(const std::array<Vec3, 3>& corners) {
 }
 
 /// Both halves; a half without an extent has a leg of 0.
-std::array<RightTriangle, 2> CutAtHeight(const std::array<Vec3, 3>& corners, float size) {
+std::array<RightTriangle, 2> CutAtHeight(const std::array<Vec3f, 3>& corners, float size) {
     constexpr std::array<Barycentric, 3> kCorner = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     const std::size_t apex = ApexOf(corners);
     const std::size_t start = (apex + 1) % 3;
     const std::size_t end = (apex + 2) % 3;
-    const Vec3 edge = corners[end] - corners[start];
-    const Vec3 to_apex = corners[apex] - corners[start];
+    const Vec3f edge = corners[end] - corners[start];
+    const Vec3f to_apex = corners[apex] - corners[start];
     const float length = Length(edge);
     const float sliver = kSliver * size / length;
     const float exact = Dot(to_apex, edge) / Dot(edge, edge);
@@ -69,10 +71,10 @@ std::array<RightTriangle, 2> CutAtHeight(const std::array<Vec3, 3>& corners, flo
 }
 
 /// No corner is farther from the middle than it would be in a square of edge `size`.
-bool IsOneCell(const std::array<Vec3, 3>& corners, float size) {
-    const Vec3 middle = (corners[0] + corners[1] + corners[2]) * (1.0f / 3);
+bool IsOneCell(const std::array<Vec3f, 3>& corners, float size) {
+    const Vec3f middle = (corners[0] + corners[1] + corners[2]) * (1.0f / 3);
     float farthest = 0;
-    for (const Vec3& corner : corners) farthest = std::max(farthest, Length(corner - middle));
+    for (const Vec3f& corner : corners) farthest = std::max(farthest, Length(corner - middle));
     return farthest <= size * (std::numbers::sqrt2_v<float> / 2);
 }
 
@@ -107,7 +109,7 @@ Cell CellAt(const RightTriangle& half, const Place& place) {
 
 /// Calls `use(half, place)` for every cell of a triangle that is more than one.
 template <class Use>
-void ForEachPlace(const std::array<Vec3, 3>& corners, float size, const Use& use) {
+void ForEachPlace(const std::array<Vec3f, 3>& corners, float size, const Use& use) {
     for (const RightTriangle& half : CutAtHeight(corners, size)) {
         if (half.leg == 0) continue;
         const int columns = Steps(half.leg, size);
@@ -121,14 +123,14 @@ void ForEachPlace(const std::array<Vec3, 3>& corners, float size, const Use& use
 
 }  // namespace
 
-int CountCells(const std::array<Vec3, 3>& corners, float size) {
+int CountCells(const std::array<Vec3f, 3>& corners, float size) {
     if (IsOneCell(corners, size)) return 1;
     int count = 0;
     ForEachPlace(corners, size, [&](const RightTriangle&, const Place&) { ++count; });
     return count;
 }
 
-void AppendCells(const std::array<Vec3, 3>& corners, float size, std::vector<Cell>* cells) {
+void AppendCells(const std::array<Vec3f, 3>& corners, float size, std::vector<Cell>* cells) {
     if (IsOneCell(corners, size)) {
         Cell whole{{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {0, 0, 1}}}, 3, {}};
         whole.middle = Middle(whole);

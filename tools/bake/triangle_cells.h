@@ -9,7 +9,7 @@
 #include <array>
 #include <vector>
 
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 namespace bake {
 
@@ -24,10 +24,10 @@ struct Cell {
 };
 
 /// How many cells AppendCells() adds, without making them.
-int CountCells(const std::array<Vec3, 3>& corners, float size);
+int CountCells(const std::array<Vec3f, 3>& corners, float size);
 
 /// Puts the triangle's cells behind `*cells`, always in the same order. `size`: the longest edge
 /// that a cell should have. Caller: the corners do not all coincide.
-void AppendCells(const std::array<Vec3, 3>& corners, float size, std::vector<Cell>* cells);
+void AppendCells(const std::array<Vec3f, 3>& corners, float size, std::vector<Cell>* cells);
 
 }  // namespace bake

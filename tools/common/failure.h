@@ -2,11 +2,19 @@
 
 #pragma once
 
+#include <cerrno>
 #include <stdexcept>
+#include <string>
+#include <system_error>
 
-/// Thrown by any part of a command, caught where the command ends only. The text is complete, and
-/// one line but for what it quotes, which is escaped where the text is told.
+/// Thrown by any part of a command and caught at the command's end only. The text is complete. It
+/// is one line, except for names that it quotes; these are escaped when the text is printed.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/// A Failure about the file `name`, with the system's reason for `error`.
+[[noreturn]] inline void FailWithErrno(const std::string& name, int error = errno) {
+    throw Failure(name + ": " + std::generic_category().message(error));
+}

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <span>
 
+#include "tools/common/failure.h"
 #include "util/io/gzip_stream.h"
 #include "util/io/open_file.h"
 #include "util/io/plain_file.h"
@@ -30,7 +31,7 @@ public:
     StoredBytes(const StoredBytes&) = delete;
     StoredBytes& operator=(const StoredBytes&) = delete;
 
-    /// Fills `bytes` from `offset` on as far as the file goes, and answers how many.
+    /// Reads from `offset` up to the end of `bytes` or of the file. The answer: how many bytes.
     std::size_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) {
         std::size_t there = 0;
         while (there < bytes.size()) {
@@ -59,7 +60,7 @@ InputFile::InputFile(const std::string& name, Gzip gzip) : name_(name), path_(na
 void InputFile::CopyStandardInput() {
     name_ = "standard input";
     path_ = "/dev/stdin";
-    // A file that was redirected can be opened again; whatever else it is comes only once.
+    // A redirected file can be opened again; anything else can be read only once.
     struct stat info;
     if (::fstat(STDIN_FILENO, &info) == 0 && S_ISREG(info.st_mode)) return;
     spool_ = std::make_unique<Spool>();
@@ -67,8 +68,8 @@ void InputFile::CopyStandardInput() {
     path_ = spool_->Path();
 }
 
-/// A broken stream is kept as far as it could be inflated: who inflates files first does so to save
-/// what is left of them. A file that cannot be read is no broken stream, and fails.
+/// A broken stream is inflated as far as possible: callers that ask for this want to save what is
+/// left. A file that cannot be read is another matter, and fails.
 void InputFile::Inflate() {
     StoredBytes stored(path_, name_);
     std::array<std::byte, kMagic.size()> magic;

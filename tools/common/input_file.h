@@ -3,7 +3,7 @@
 //
 // Units      none.
 // Errors     a Failure that names the file.
-// Ownership  owns the temporary copy, where one is needed; it goes with this object.
+// Ownership  owns the temporary copy, where one is needed, and removes it.
 // Threads    one caller at a time.
 
 #pragma once
@@ -17,7 +17,7 @@ class InputFile {
 public:
     enum class Gzip {
         kAsStored,
-        kInflated,  ///< a gzip file is inflated first, as far as it goes when it breaks off
+        kInflated,  ///< a gzip file is inflated first, up to where it breaks off
     };
 
     explicit InputFile(const std::string& name, Gzip gzip = Gzip::kAsStored);

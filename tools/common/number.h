@@ -1,4 +1,4 @@
-// Numbers of the command line: read alike in every locale.
+// Numbers as text, read alike in every locale.
 
 #pragma once
 
@@ -6,10 +6,19 @@
 #include <string_view>
 #include <system_error>
 
-/// All of `text` as a number, with a decimal point. False: it is none, or does not fit the type.
+/// Reads all of `text` as a number, with a decimal point. False: it is not a number, or does not
+/// fit the type.
 template <class Number>
 bool ParseNumber(std::string_view text, Number* number) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, *number);
     return result.ec == std::errc() && result.ptr == end;
+}
+
+/// Reads two numbers, one on each side of the first `mark`.
+template <class Number>
+bool ParseTwoNumbers(std::string_view text, char mark, Number* first, Number* second) {
+    const std::size_t at = text.find(mark);
+    return at != text.npos && ParseNumber(text.substr(0, at), first) &&
+           ParseNumber(text.substr(at + 1), second);
 }

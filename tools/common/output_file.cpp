@@ -98,7 +98,7 @@ void OutputFile::Commit() {
     }
 }
 
-/// A device or a pipe cannot be replaced; it gets all bytes, or none when the run fails before.
+/// A device or a pipe cannot be replaced. It gets all bytes, or none when the run fails earlier.
 void OutputFile::CopyOut() {
     if (::lseek(spool_->Descriptor(), 0, SEEK_SET) < 0) FailWithErrno("temporary file");
     if (is_standard_output_) {
@@ -117,15 +117,15 @@ void OutputFile::CopyOut() {
     if (::close(out) != 0) FailWithErrno(name_);
 }
 
-/// The system may otherwise store the name before the bytes. It may also tell only here that it
-/// could not write all of them.
+/// The system may otherwise store the name before the bytes. Some write errors also appear only
+/// here.
 void OutputFile::StoreIt() {
     while (::fsync(descriptor_) != 0)
         if (errno != EINTR) FailWithErrno(name_);
 }
 
 void OutputFile::NameIt() {
-    // A file without a name cannot take one that exists: it gets one of its own, then the final.
+    // A file without a name cannot take one that exists: it gets a temporary name first.
     for (int attempt = 0; beside_.empty() && attempt < kAttempts; ++attempt) {
         const std::string name = BesideName(attempt);
         if (::linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {

@@ -2,13 +2,13 @@
 //
 // Units      none.
 // Errors     a Failure that names the file.
-// Ownership  owns what is written until Commit(); without that nothing of it stays behind, and a
-//            file of that name stays as it was.
+// Ownership  owns what is written until Commit(); without that it is removed, and a file of that
+//            name stays as it was.
 // Threads    one caller at a time.
 //
 // The bytes are collected beside the final name and renamed at the end; where the file system can,
-// they have no name until then, so that even a killed run leaves nothing. What is no regular file,
-// such as standard output or a device, gets the finished bytes copied.
+// they have no name until then, so that even a killed run leaves nothing. The finished bytes
+// are copied to what is not a regular file, such as standard output or a device.
 
 #pragma once
 
@@ -32,8 +32,8 @@ public:
     const std::string& Name() const { return name_; }
     bool IsStandardOutput() const { return is_standard_output_; }
 
-    /// Gives the file its name, once its bytes are on disk: after a power cut the name stands for
-    /// the older file or for the whole new one. Caller: has closed what it opened.
+    /// Gives the file its name, once its bytes are on disk: after a power cut the name is that of
+    /// the older file or of the whole new one. Caller: has closed what it opened.
     void Commit();
 
 private:

@@ -1,4 +1,4 @@
-// What a command line that cannot be taken is answered with.
+// The answer to a command line that cannot be used.
 
 #pragma once
 
@@ -8,8 +8,8 @@
 
 #include "tools/common/standard_streams.h"
 
-/// Prints the help or the version that was asked for, or what is wrong with the command line, which
-/// may hold anything. Answers the program's status: 0 or 2. Failure: see WriteOut().
+/// Prints the help or the version, or what is wrong with the command line, which may hold any
+/// bytes. The answer: the program's status, 0 or 2. Failure: see WriteOut().
 inline int AnswerParseError(const char* program, const CLI::App& app, const CLI::ParseError& stop) {
     std::ostringstream help;
     std::ostringstream complaint;

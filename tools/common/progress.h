@@ -1,7 +1,7 @@
 // Progress: a bar on the last line of a terminal, nothing anywhere else.
 //
 // Units      the caller's: steps done of steps in all.
-// Errors     none; a terminal that takes nothing is not worth ending a run for.
+// Errors     none; a bar that cannot be drawn does not end a run.
 // Ownership  borrows standard error.
 // Threads    one thread at a time.
 
@@ -12,16 +12,16 @@
 
 class Progress {
 public:
-    /// Shows nothing when `wanted` is false or when standard error is no terminal, and nothing
+    /// Shows nothing when `wanted` is false or when standard error is not a terminal, and nothing
     /// within the first second: what is done by then needs no bar.
     Progress(std::uint64_t total, bool wanted);
 
-    /// Takes the bar off the screen, so that the next line starts where it stood.
+    /// Removes the bar, so that the next line starts in its place.
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Draws the bar anew, over the last one, when it has grown. `done`: at most the total.
+    /// Draws the bar over the last one when it has grown. `done`: at most the total.
     void Show(std::uint64_t done);
 
 private:

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
-#include <system_error>
 
 #include "tools/common/failure.h"
 
@@ -28,10 +27,6 @@ bool WriteAll(int to, const char* bytes, std::size_t count) {
 }
 
 }  // namespace
-
-void FailWithErrno(const std::string& name) {
-    throw Failure(name + ": " + std::generic_category().message(errno));
-}
 
 Spool::Spool() {
     const char* const folder = std::getenv("TMPDIR");

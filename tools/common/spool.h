@@ -2,7 +2,7 @@
 //
 // Units      bytes.
 // Errors     a Failure with the system's reason.
-// Ownership  owns its descriptor; the file is gone with it, however the program ends.
+// Ownership  owns its descriptor; the system removes the file with it, however the program ends.
 // Threads    one caller at a time.
 
 #pragma once
@@ -25,8 +25,5 @@ private:
     int descriptor_;
 };
 
-/// Writes everything from where `from` stands to `to`. Messages call them by their names.
+/// Copies from the current place of `from` to its end into `to`. The names are for messages.
 void CopyDescriptor(int from, const std::string& from_name, int to, const std::string& to_name);
-
-/// A Failure about the file `name`, with the system's reason, the current errno.
-[[noreturn]] void FailWithErrno(const std::string& name);

@@ -1,4 +1,4 @@
-// Standard streams: the descriptors' places, and what standard output did not take.
+// Standard streams: the descriptors' places, and errors of standard output.
 
 #include "tools/common/standard_streams.h"
 
@@ -10,7 +10,7 @@
 #include <new>
 #include <string>
 
-#include "tools/common/spool.h"
+#include "tools/common/failure.h"
 #include "util/text/printable_text.h"
 
 namespace {
@@ -27,8 +27,8 @@ bool out_has_failed = false;
 bool HoldStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
-        // The lowest number that is free, and this is it: those below are open by now. Opened so,
-        // the folder that is always there can be neither read nor written.
+        // The system takes the lowest free number, which is this one. The root folder always
+        // exists, and opened this way it can be neither read nor written.
         if (::open("/", O_PATH) != descriptor) return false;
     }
     return true;
@@ -49,7 +49,7 @@ bool OutHasFailed() {
 
 void Tell(const char* program, std::string_view text) noexcept {
     try {
-        // In one piece, so that lines of several processes on one terminal stay lines.
+        // In one call, so that the lines of several processes on one terminal do not mix.
         const std::string line = std::string(program) + ": " + Printable(text) + '\n';
         std::fputs(line.c_str(), stderr);
     } catch (const std::bad_alloc&) {

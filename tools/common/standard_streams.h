@@ -1,7 +1,7 @@
 // Standard input, output and error of the command-line programs.
 //
 // Units      texts are whole lines.
-// Errors     a Failure, once for the whole run, when standard output does not take everything;
+// Errors     a Failure, once for the whole run, when standard output cannot be written;
 //            what standard error does not take is lost.
 // Ownership  borrows the three descriptors and the C library's streams.
 // Threads    the main thread only.
@@ -11,18 +11,18 @@
 #include <exception>
 #include <string_view>
 
-/// Opens what is closed of the descriptors 0 to 2, for neither reading nor writing: no file of ours
-/// gets such a number, so that a message never lands in it, and the use of a stream that was closed
-/// fails as it should. Caller: the program's start. False: it could not.
+/// Opens those of the descriptors 0 to 2 that are closed, for neither reading nor writing. No file
+/// then gets such a number, so that messages never go into a file, and the use of a closed stream
+/// fails. Caller: the start of the program. False: the system refused.
 [[nodiscard]] bool HoldStandardDescriptors();
 
 /// Appends to standard output, through the C library's buffer.
 void WriteOut(std::string_view text);
 
-/// Hands the system what is buffered. Does nothing after a failure, which was told.
+/// Writes what is buffered to the system. Does nothing after a failure, which was reported.
 void FlushOut();
 
-/// Whether a Failure was thrown for standard output: nothing more is worth writing.
+/// Whether a Failure was thrown for standard output: further output is useless.
 bool OutHasFailed();
 
 /// A line "PROGRAM: TEXT" on standard error; `text` may hold anything. For notes and failures.

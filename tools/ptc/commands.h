@@ -1,7 +1,7 @@
 // The sub-commands of `ptc`: each adds itself to the program's command line.
 //
 // Units      exit statuses: 0 done, 1 failed, 2 wrong usage.
-// Errors     a command that is run says what failed as one line on standard error.
+// Errors     a command that fails says why in one line on standard error.
 // Ownership  each command's options live as long as the program.
 // Threads    the main thread only.
 
@@ -10,7 +10,7 @@
 #include <CLI/App.hpp>
 
 /// Each adds its sub-command to `app`. Parsing a command line that names it runs it, and stores
-/// its exit status at `*status`; the status of wrong usage is the caller's to tell.
+/// its exit status at `*status`; the caller handles wrong usage.
 void AddInfo(CLI::App& app, int* status);
 void AddPrint(CLI::App& app, int* status);
 void AddCheck(CLI::App& app, int* status);

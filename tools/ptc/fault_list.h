@@ -1,8 +1,8 @@
-// FaultList: the faults of one file, told as they are found, the first ones of each kind only.
+// FaultList: the faults of one file, reported as they are found, the first ones of each kind only.
 //
 // Units      offsets in bytes from the file's start; of the inflated bytes, for a gzip file.
 // Errors     none.
-// Ownership  owns the function that it tells the faults.
+// Ownership  owns the function that the faults are reported to.
 // Threads    one caller at a time.
 
 #pragma once
@@ -21,17 +21,17 @@ class FaultList {
 public:
     using Teller = std::function<void(std::int64_t offset, const std::string& what)>;
 
-    /// Counts faults without telling them.
+    /// Counts faults without reporting them.
     FaultList() = default;
 
-    /// Tells `teller` the first `most` faults, and no more than `most_of_kind` of each kind, so
-    /// that what is wrong with every point does not hide what else is wrong.
+    /// Reports the first `most` faults to `teller`, and no more than `most_of_kind` of each kind,
+    /// so that a fault of every point does not hide the other faults.
     FaultList(std::int64_t most, Teller teller,
               std::int64_t most_of_kind = std::numeric_limits<std::int64_t>::max())
         : most_(most), most_of_kind_(most_of_kind), teller_(std::move(teller)) {}
 
-    /// A fault at `offset`, of the kind that `text` stands for; a file may have millions, so the
-    /// text is made only when it is told.
+    /// Adds a fault at `offset`. Each `text` is a kind of its own. A file may have millions of
+    /// faults, so the text is formatted only for those that are reported.
     template <class... Values>
     void Add(std::int64_t offset, fmt::format_string<Values...> text, Values&&... values) {
         ++total_;
@@ -50,6 +50,7 @@ private:
     std::int64_t most_of_kind_ = 0;
     std::int64_t total_ = 0;
     std::int64_t told_ = 0;
-    std::map<std::string_view, std::int64_t> kinds_;  ///< how many of each, while any are told
+    std::map<std::string_view, std::int64_t>
+        kinds_;  ///< how many of each, as long as faults are reported
     Teller teller_;
 };

@@ -19,7 +19,7 @@ std::string ConvertHint(const InputFile& file) {
                                 static_cast<std::size_t>(std::max<std::int64_t>(read, 0)));
     const char* form = nullptr;
     if (head.starts_with("ply\n") || head.starts_with("ply\r")) form = "ply";
-    // Any text may be a CSV file; only the name says that it is meant to be one.
+    // Any text may be a CSV file, so only the name shows that it is one.
     const bool is_text = head.find('\0') == head.npos;
     if (file.Name().ends_with(".csv") && is_text) form = "csv";
     return form ? std::string("; ptc convert --from ") + form + " makes one of it" : "";

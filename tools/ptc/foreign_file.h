@@ -1,4 +1,4 @@
-// Foreign files: telling someone who names one what makes a point cloud file of it.
+// Foreign files: a hint at the command that converts one.
 
 #pragma once
 
@@ -6,6 +6,6 @@
 
 #include "tools/common/input_file.h"
 
-/// What goes behind "it is not a point cloud file" when `file` looks like a table that
-/// `ptc convert` reads, by its first bytes; else nothing.
+/// What follows "it is not a point cloud file" in a message when `file` looks like a table that
+/// `ptc convert` reads, by its first bytes; empty otherwise.
 std::string ConvertHint(const InputFile& file);

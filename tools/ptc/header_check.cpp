@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kAxes[] = {"x", "y", "z"};
 
-/// Tells every fault and lets the walk go on where it can.
+/// Adds every fault to the list and lets the walk go on where it can.
 class Faults final : public HeaderListener {
 public:
     Faults(const TokenInput& input, FaultList& faults) : input_(input), faults_(faults) {}
@@ -87,7 +87,7 @@ private:
     FaultList& faults_;
 };
 
-/// Where the version stands: behind the type code, or on the second line.
+/// The place of the version: behind the type code, or on the second line.
 std::int64_t VersionPlace(const TokenInput& input) {
     return input.IsText()
                ? static_cast<std::int64_t>(ptc_layout::kMagic.size())
@@ -96,30 +96,32 @@ std::int64_t VersionPlace(const TokenInput& input) {
 
 }  // namespace
 
-std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults) {
-    TokenInput input;
-    StoredHeader header;
-    const TokenOpenStatus status = OpenCloudFile(input, file.Path().c_str(), &header.version);
-    const auto fail_on_error = [&] {
-        if (input.Error() != 0) throw Failure(file.Name() + ": " + ReadErrorText(input));
-    };
+OpenedCloud CheckHeader(const InputFile& file, FaultList& faults, std::string* why) {
+    OpenedCloud opened = {std::make_unique<CloudReader>(), {}};
+    CloudReader& cloud = *opened.cloud;
+    const TokenInput& input = cloud.input;
+    cloud.name = file.Path();
+    cloud.is_quiet = true;
+    const auto fail_on_error = [&] { FailIfUnread(cloud, file.Name()); };
+    const TokenOpenStatus status = OpenCloudFile(cloud.input, file.Path().c_str(), &cloud.version);
     fail_on_error();
     if (status == TokenOpenStatus::kOtherType) {
         faults.Add(0, "it is not a point cloud file{}", ConvertHint(file));
-        return std::nullopt;
+        return {};
     }
     if (status == TokenOpenStatus::kUnreadable) {
         faults.Add(VersionPlace(input), "version: missing");
-        return std::nullopt;
+        return {};
     }
-    if (header.version > ptc_layout::kVersion) {
-        faults.Add(VersionPlace(input), "version: {} is not known", header.version);
-        return std::nullopt;
+    if (cloud.version > ptc_layout::kVersion) {
+        faults.Add(VersionPlace(input), "version: {} is not known", cloud.version);
+        return {};
     }
-    HeaderPlaces places;
     Faults listener(input, faults);
-    const CloudStatus walked = WalkHeader(input, &header, &places, listener);
+    const char* const refused = ReadHeader(cloud, CountCheck::kOff, &opened.places, &listener);
     fail_on_error();
-    if (Failed(walked)) return std::nullopt;
-    return places;
+    if (!refused) return opened;
+    const bool is_whole = opened.places.data_start >= 0;
+    if (is_whole) *why = refused;
+    return {};
 }

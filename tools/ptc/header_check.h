@@ -2,15 +2,23 @@
 
 #pragma once
 
-#include <optional>
+#include <memory>
+#include <string>
 
-#include "ptc/format/header_grammar.h"
+#include "ptc/cloud/reader.h"
 #include "tools/common/input_file.h"
 #include "tools/ptc/fault_list.h"
 
-/// Walks through the header of `file`, either form, any version, plain or gzip, and adds what is
-/// wrong to `faults`, each at the value's place. A count of points or nodes is held against the
-/// rules for counts only: what is in the file is not looked at.
-/// Nothing: a fault leaves unknown where the rest of the header stands, or the reader refuses it.
+struct OpenedCloud {
+    std::unique_ptr<CloudReader> cloud;
+    HeaderPlaces places;
+};
+
+/// Opens `file`, either form, any version, plain or gzip, reads its header and adds what is wrong
+/// to `faults`, each fault at the value's place. Counts of points and nodes are checked against the
+/// rules for counts only, not against what is in the file. The cloud prints and reports nothing,
+/// and is at its first point.
+/// No cloud: the place of a value is unknown because of a fault before it, or the reader refuses
+/// the header although it is whole, for the reason `*why`, which is untouched otherwise.
 /// Fails when the file cannot be opened or read.
-std::optional<HeaderPlaces> CheckHeader(const InputFile& file, FaultList& faults);
+OpenedCloud CheckHeader(const InputFile& file, FaultList& faults, std::string* why);

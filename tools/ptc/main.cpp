@@ -17,8 +17,8 @@ constexpr const char* kAbout =
     "Looks at, prints, checks, repairs, converts, measures and draws point cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
-/// What the library reports to those who read files through it. Here the commands say it
-/// themselves, where it matters to them: each failure is one line.
+/// Messages of the library about files. Here the commands report failures themselves, each in one
+/// line.
 constexpr const char* kLibraryReports = "T43050,T43051,T43052";
 
 /// A misspelt command is answered with the one that may be meant.

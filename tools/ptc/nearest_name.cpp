@@ -35,11 +35,11 @@ std::string NearestName(std::string_view word, const std::vector<std::string>& n
     std::string nearest;
     std::size_t least = kFarthest + 1;
     for (const std::string& name : names) {
-        // Also keeps the table small, whatever the word.
+        // This also keeps the table small for every word.
         if (word.size() > name.size() + kFarthest) continue;
         const bool is_beginning = word.size() > 1 && name.starts_with(word);
         const std::size_t distance = is_beginning ? 1 : EditDistance(word, name);
-        // A word all of whose letters are others is no mistyped name.
+        // A word that differs in every letter is not a mistyped name.
         if (distance >= std::min(least, word.size())) continue;
         least = distance;
         nearest = name;

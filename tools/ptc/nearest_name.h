@@ -1,4 +1,4 @@
-// The nearest name: what someone who mistyped a word may have meant.
+// The nearest name: what a mistyped word may mean.
 
 #pragma once
 
@@ -7,6 +7,6 @@
 #include <vector>
 
 /// The name that `word` is nearest to, the first of several: at most two letters are missing,
-/// extra, other ones or swapped with their neighbours, or `word` is how the name begins. Empty:
-/// none is.
+/// extra, other ones or swapped with their neighbours, or the name begins with `word`. Empty:
+/// there is none.
 std::string NearestName(std::string_view word, const std::vector<std::string>& names);

@@ -4,18 +4,15 @@
 
 #include <fmt/format.h>
 
-#include "tools/ptc/read_error.h"
+#include "tools/common/failure.h"
 
 OpenedCloud OpenInput(const InputFile& file) {
-    // The check goes first: it says more than the reader, and says nothing on standard output.
+    // The check's faults have places, which the reader's reasons have not.
     std::string why;
     FaultList faults(1, [&](std::int64_t offset, const std::string& what) {
         why = offset == 0 ? what : fmt::format("at byte {}: {}", offset, what);
     });
-    const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
-    OpenedCloud opened;
-    if (places) opened = {OpenQuietly(file, CountCheck::kOff, &why), *places};
+    OpenedCloud opened = CheckHeader(file, faults, &why);
     if (!opened.cloud) throw Failure(file.Name() + ": " + why);
-    FailIfUnread(*opened.cloud, file.Name());
     return opened;
 }

@@ -3,17 +3,8 @@
 
 #pragma once
 
-#include <memory>
-
-#include "ptc/cloud/reader.h"
 #include "tools/common/input_file.h"
 #include "tools/ptc/header_check.h"
-#include "tools/ptc/quiet_open.h"
-
-struct OpenedCloud {
-    std::unique_ptr<CloudReader> cloud;
-    HeaderPlaces places;
-};
 
 /// Opens `file`, also when it has fewer points than its header counts: the commands are there for
 /// such files. Fails with the reason and its place in the file.

@@ -67,7 +67,7 @@ bool PointScan::Next() {
 bool PointScan::NextBinary() {
     const std::size_t record = 4 * values_.size();
     if (there_ - next_ < record) {
-        // A piece holds whole records only, so what is left of one is the file's cut end.
+        // A piece holds whole records only, so a part of one is the cut end of the file.
         if (next_ != there_) return false;
         const auto left = static_cast<std::uint64_t>(last_ - count_);
         const std::size_t records = std::min<std::uint64_t>(piece_.size() / record, left);
@@ -81,8 +81,8 @@ bool PointScan::NextBinary() {
     return true;
 }
 
-/// Does not use the reader's own functions, which tell of a record that they cannot read: here that
-/// is the ordinary end of a damaged file.
+/// Does not use the reader's own functions, which warn about a record that they cannot read: here
+/// it is the ordinary end of a damaged file.
 bool PointScan::NextText() {
     TokenInput& input = cloud_.input;
     CodedPoint point;
@@ -106,7 +106,7 @@ std::int64_t PointScan::BytesBehind() {
     TokenInput& input = cloud_.input;
     if (!input.IsCompressed() && input.StoredBytes() >= 0)
         return std::max<std::int64_t>(0, input.StoredBytes() - end_);
-    // How long a stream is that is inflated, or no file at all, shows only at its end.
+    // The length of an inflated stream, or of a pipe, shows only at its end.
     std::array<std::byte, 1 << 13> rest;
     while (input.ReadUpTo(rest) == rest.size()) {
     }

@@ -3,7 +3,7 @@
 // Units      offsets in bytes from the file's start; of the inflated bytes, for a gzip file.
 // Errors     the first record that is not whole ends the scan, silently, and so does one that the
 //            system cannot read: the cloud's input keeps the error (tools/ptc/read_error.h).
-// Ownership  borrows the cloud, which then stands at no particular point.
+// Ownership  borrows the cloud, whose place in the file changes.
 // Threads    one caller at a time.
 
 #pragma once
@@ -17,28 +17,29 @@
 
 class PointScan {
 public:
-    // Where a point's values stand among its floats.
+    // The places of a point's values among its floats.
     static constexpr std::size_t kPosition = 0;
     static constexpr std::size_t kCodes = 3;
     static constexpr std::size_t kRadius = 4;
     static constexpr std::size_t kData = 5;
 
-    /// Stands before record `first` of `cloud`, to go on to record `last` at the most, exclusive.
+    /// Scans the records of `cloud` from `first` up to `last`, which is not read.
     PointScan(CloudReader& cloud, std::int64_t first, std::int64_t last);
 
     /// Moves to the next record. False: the last is taken, or no whole one follows.
     bool Next();
 
-    /// The record's floats; that at kCodes is none, but the normal's two codes side by side.
+    /// The record's floats; the one at kCodes is not a float but the normal's two codes side by
+    /// side.
     std::span<const float> Values() const { return values_; }
 
     /// The record's normal.
     void DecodeNormal(float* normal) const;
 
-    /// The place of float `index` of the record; in text form the record's line stands for it.
+    /// The place of float `index` of the record; in text form the start of the record's line.
     std::int64_t Place(std::size_t index) const;
 
-    /// How many whole records there are up to here, those before the first counted.
+    /// How many whole records there are up to here, including those before `first`.
     std::int64_t Count() const { return count_; }
     std::int64_t End() const { return end_; }  ///< the first byte behind them
 

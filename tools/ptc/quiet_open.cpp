@@ -1,4 +1,4 @@
-// Opening a cloud whose faults the command itself tells.
+// Opening a cloud whose faults the command itself reports.
 
 #include "tools/ptc/quiet_open.h"
 

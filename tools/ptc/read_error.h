@@ -1,7 +1,7 @@
-// Read errors: telling them from the end of a file.
+// Read errors, as opposed to the end of a file.
 //
-// A cloud's input keeps the first error that the system told, so one question behind the last
-// reading covers everything that was read, also where an error looks like the file's end.
+// A cloud's input keeps the first error of the system, so one question after the last reading
+// covers everything that was read, also where an error looks like the file's end.
 
 #pragma once
 
@@ -12,9 +12,9 @@
 #include "ptc/cloud/reader.h"
 #include "tools/common/failure.h"
 
-/// Why the input could not be read. Caller: it could not.
+/// Why the input could not be read. Caller: its Error() is not 0.
 inline std::string ReadErrorText(const TokenInput& input) {
-    // To the reader a compressed stream that is broken and one that cannot be read are the same.
+    // The reader does not distinguish a broken compressed stream from one that cannot be read.
     if (input.IsCompressed() && input.Error() == EIO)
         return "the compressed data is cut off, damaged or cannot be read";
     return std::generic_category().message(input.Error());

@@ -6,7 +6,7 @@
 
 #include "tools/common/standard_streams.h"
 
-/// Runs `work` and answers its exit status, 1 when it failed.
+/// Runs `work`. The answer: its exit status, 1 when it failed.
 template <class Work>
 int RunGuarded(Work work) {
     try {

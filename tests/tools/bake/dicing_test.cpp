@@ -7,13 +7,11 @@
 
 namespace {
 
-using bake::Vec3;
-
 TEST(TriangleCells, CoverTheTriangleAndStayFew) {
     constexpr float kSize = 0.1f;
     const struct {
         const char* name;
-        std::array<Vec3, 3> corners;
+        std::array<Vec3f, 3> corners;
         int most_cells;
     } cases[] = {
         {"small", {{{0, 0, 0}, {0.1f, 0, 0}, {0.05f, 0.08f, 0}}}, 1},
@@ -25,7 +23,7 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
     };
     for (const auto& tested : cases) {
         SCOPED_TRACE(tested.name);
-        const std::array<Vec3, 3>& corners = tested.corners;
+        const std::array<Vec3f, 3>& corners = tested.corners;
         const auto at = [&](const bake::Barycentric& w) {
             return corners[0] * w[0] + corners[1] * w[1] + corners[2] * w[2];
         };
@@ -50,7 +48,7 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
         for (std::uint64_t i = 0; i < 2000; ++i) {
             auto [u, v] = bake::RandomPoint(i);
             if (u + v > 1) std::tie(u, v) = std::pair(1 - u, 1 - v);
-            const Vec3 point = at({1 - u - v, u, v});
+            const Vec3f point = at({1 - u - v, u, v});
             bool covered = false;
             for (std::size_t k = 0; k < cells.size() && !covered; ++k)
                 covered = Length(point - at(cells[k].middle)) <= radii[k] * 1.001f;

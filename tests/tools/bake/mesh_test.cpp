@@ -12,13 +12,11 @@
 
 namespace {
 
-using bake::Vec3;
-
 /// All of a bake with the mesh that stands in the room, without what belongs to the room.
 std::vector<Sample> OnTheStage(const Recording& recording) {
     std::vector<Sample> samples = recording.DistinctSamples();
     std::erase_if(samples, [](const Sample& s) {
-        const Vec3& p = s.position;
+        const Vec3f& p = s.position;
         return std::abs(p.x) > 0.999f || p.y < -0.9999f || p.y > 0.9f || p.z > 0.999f;
     });
     return samples;
@@ -29,13 +27,13 @@ const std::string kCorners = "10 20 30\n12 20 30\n10 22 30\n10 20 32\n";
 
 /// Its faces as a file of the kind that has corners of its own for each, and normals.
 std::string Stl() {
-    const Vec3 corners[] = {{10, 20, 30}, {12, 20, 30}, {10, 22, 30}, {10, 20, 32}};
+    const Vec3f corners[] = {{10, 20, 30}, {12, 20, 30}, {10, 22, 30}, {10, 20, 32}};
     std::string text = "solid t\n";
     for (const auto& [i, j, k] : {std::array{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}}) {
-        const Vec3 n = Normalized(Cross(corners[j] - corners[i], corners[k] - corners[i]));
+        const Vec3f n = Normalized(Cross(corners[j] - corners[i], corners[k] - corners[i]));
         text += fmt::format("facet normal {} {} {}\nouter loop\n", n.x, n.y, n.z);
         for (const int corner : {i, j, k}) {
-            const Vec3& c = corners[corner];
+            const Vec3f& c = corners[corner];
             text += fmt::format("vertex {} {} {}\n", c.x, c.y, c.z);
         }
         text += "endloop\nendfacet\n";
@@ -52,14 +50,14 @@ TEST(Mesh, StandsOnTheStageWithItsFacesOutwardsWhateverTheFile) {
     for (const auto& [name, text] : files) {
         SCOPED_TRACE(name);
         // Height 1.3 is what fits: the edges of 2 become 1.3, from the floor at the middle.
-        const Vec3 middle = {-0.325f, -0.998f + 0.325f, 0.325f};
+        const Vec3f middle = {-0.325f, -0.998f + 0.325f, 0.325f};
         const float third = 1 / std::sqrt(3.0f);
-        const Vec3 sides[] = {{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}, {third, third, -third}};
+        const Vec3f sides[] = {{-1, 0, 0}, {0, -1, 0}, {0, 0, 1}, {third, third, -third}};
         double area = 0, outwards = 0, light_on_slant = 0;
         for (const Sample& s : OnTheStage(Record("--density 40", text, name))) {
             area += s.area;
             outwards += Dot(s.normal, Normalized(s.position - middle)) > 0 ? s.area : 0;
-            EXPECT_TRUE(std::any_of(std::begin(sides), std::end(sides), [&](Vec3 side) {
+            EXPECT_TRUE(std::any_of(std::begin(sides), std::end(sides), [&](Vec3f side) {
                 return Dot(s.normal, side) > 0.999f;
             })) << "normals must not be smoothed over the solid's edges";
             light_on_slant += Dot(s.normal, sides[3]) > 0.999f ? s.area * s.radiosity.y : 0;
@@ -145,7 +143,7 @@ TEST(Mesh, SmoothsComputedNormalsOverGentleEdges) {
          OnTheStage(Record("--density 60", "OFF\n26 12 0\n" + corners.append(faces)))) {
         // The last strips have one neighbour only.
         if (std::abs(s.position.x) > 0.7f) continue;
-        const Vec3 exact = Normalized(Vec3{s.position.x, s.position.y + 0.998f, 0});
+        const Vec3f exact = Normalized(Vec3f{s.position.x, s.position.y + 0.998f, 0});
         EXPECT_GT(Dot(s.normal, exact), 0.9993f);
     }
 }

@@ -6,9 +6,9 @@
 #include <functional>
 
 #include "tests/tools/run_tool.h"
-#include "tools/bake/failure.h"
 #include "tools/bake/outcome.h"
 #include "tools/bake/stored_cloud.h"
+#include "tools/common/failure.h"
 
 namespace {
 
@@ -96,7 +96,7 @@ TEST(Outcome, HeaderFileAndDeliveriesMustAgree) {
             std::string told;
             try {
                 RequireOutcome(folder.Path("cloud"), tally, tested.settings);
-            } catch (const bake::Failure& failure) {
+            } catch (const Failure& failure) {
                 told = failure.what();
             }
             EXPECT_EQ(told.empty(), tested.message == nullptr) << told;

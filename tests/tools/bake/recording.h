@@ -7,15 +7,15 @@
 #include <sstream>
 
 #include "tests/tools/run_tool.h"
-#include "tools/bake/vec3.h"
+#include "tools/common/vec3.h"
 
 /// A sample as the driver gets it.
 struct Sample {
-    bake::Vec3 position;
-    bake::Vec3 normal;
+    Vec3f position;
+    Vec3f normal;
     float radius;
     float area;
-    bake::Vec3 radiosity;
+    Vec3f radiosity;
     float occlusion;
 };
 

@@ -8,10 +8,8 @@
 
 namespace {
 
-using bake::Vec3;
-
 /// A row vector times a row-major matrix.
-std::array<float, 4> Transform(Vec3 p, const std::vector<float>& m) {
+std::array<float, 4> Transform(Vec3f p, const std::vector<float>& m) {
     std::array<float, 4> result{};
     for (std::size_t c = 0; c < 4; ++c)
         result[c] = p.x * m[c] + p.y * m[4 + c] + p.z * m[8 + c] + m[12 + c];
@@ -29,7 +27,7 @@ TEST(SceneCamera, ProjectsTheRoomsFrontIntoThePicture) {
     };
     for (const auto& [size, ndc_x, ndc_y] : cases) {
         const Recording recording = Record(std::string("--density 2 --size ") + size);
-        for (const Vec3 p : {Vec3{1, 1, -1}, Vec3{-1, -1, -1}, Vec3{0.3f, -0.2f, 0.9f}}) {
+        for (const Vec3f p : {Vec3f{1, 1, -1}, Vec3f{-1, -1, -1}, Vec3f{0.3f, -0.2f, 0.9f}}) {
             const auto clip = Transform(p, recording.Floats("NP"));
             const auto eye = Transform(p, recording.Floats("Nl"));
             EXPECT_NEAR(eye[2], p.z + 3.8f, 1e-6);
@@ -67,8 +65,8 @@ TEST(SceneSamples, FillTheirGridsWithDiscsThatCoverTheSurfaces) {
 
 /// Mean radiosity and occlusion of the samples that `chosen` picks.
 template <class Choice>
-std::pair<Vec3, float> MeanOf(const std::vector<Sample>& samples, const Choice& chosen) {
-    Vec3 radiosity;
+std::pair<Vec3f, float> MeanOf(const std::vector<Sample>& samples, const Choice& chosen) {
+    Vec3f radiosity;
     float occlusion = 0, count = 0;
     for (const Sample& s : samples) {
         if (!chosen(s)) continue;
@@ -96,7 +94,7 @@ TEST(SceneLight, FallsFromTheLampAndBouncesOffTheWalls) {
     EXPECT_EQ(MeanOf(direct, ceiling).first.y, 0) << "the lamp shines downwards only";
     EXPECT_GT(MeanOf(lit, ceiling).first.y, 0.02f);
     const auto [left, left_occlusion] = MeanOf(lit, floor_by(-1));
-    const Vec3 right = MeanOf(lit, floor_by(1)).first;
+    const Vec3f right = MeanOf(lit, floor_by(1)).first;
     EXPECT_GT(left.x / left.y, 1.1f * right.x / right.y) << "red light from the left wall";
     const auto [shaded, occlusion] = MeanOf(lit, under_torus);
     EXPECT_LT(shaded.y, 0.3f * left.y) << "in the torus' shadow";

@@ -90,13 +90,13 @@ TEST(PtcInfoJson, EveryFailedAllocationComesOutAsOne) {
     const std::string file = WriteTo(folder.File("a.ptc"), Bytes());
     const auto cloud = OpenCloud(file.c_str(), &why);
     ASSERT_TRUE(cloud) << why;
-    const CloudSize size = SizeOf(*cloud);
+    const HeaderFacts facts = FactsOf("a.ptc", *cloud);
     int failures = 0;
     for (bool is_done = false; !is_done; failures += !is_done) {
         allocations_left = failures;
         new_fails = [] { return allocations_left-- == 0; };
         try {
-            (void)InfoJson("a.ptc", *cloud, size);
+            (void)InfoJson(facts);
             is_done = true;
         } catch (const std::bad_alloc&) {
         }

@@ -33,16 +33,16 @@ private:
 
 class CloudSink : public PointSink {
 public:
-    CloudSink(const CloudHeader& header, OutputName output, TokenForm form)
-        : name_(std::move(output.name)), record_(header.RecordBytes()) {
+    CloudSink(const StoredHeader& header, OutputName output, TokenForm form)
+        : name_(std::move(output.name)), record_(header.PointBytes()) {
         const VariableTexts points(header.point_variables);
         const VariableTexts nodes(header.node_variables);
         CloudDescription description;
         description.point_variables = points.List();
         description.node_variables = nodes.List();
         description.world_to_eye = header.world_to_eye.data();
-        description.world_to_ndc = header.world_to_ndc.data();
-        std::copy(header.format.begin(), header.format.end(), description.format);
+        description.world_to_ndc = header.stored_world_to_ndc.data();
+        std::copy(header.stored_format.begin(), header.stored_format.end(), description.format);
         std::string why;
         cloud_ = CreateCloud(description, std::move(output.bytes), form, &why);
         if (!cloud_) throw Failure(fmt::format("{}: {}", name_, why));
@@ -88,7 +88,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<PointSink> MakeCloudSink(const CloudHeader& header, OutputName output,
+std::unique_ptr<PointSink> MakeCloudSink(const StoredHeader& header, OutputName output,
                                          TokenForm form) {
     return std::make_unique<CloudSink>(header, std::move(output), form);
 }

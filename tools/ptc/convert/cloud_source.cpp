@@ -1,4 +1,4 @@
-// Cloud source: what a header says, and the records.
+// Cloud source: the header and the records.
 
 #include "tools/ptc/convert/cloud_source.h"
 
@@ -23,15 +23,9 @@ public:
         std::string why;
         cloud_ = OpenQuietly(file, CountCheck::kStrict, &why);
         if (!cloud_) throw Failure(fmt::format("{}: {}{}", name_, why, ConvertHint(file)));
-        // What the file says, not what stands in for it where that is of no use.
-        header_.format = cloud_->stored_format;
-        header_.world_to_ndc = cloud_->stored_world_to_ndc;
-        header_.world_to_eye = cloud_->world_to_eye;
-        header_.point_variables = cloud_->point_variables;
-        header_.node_variables = cloud_->node_variables;
     }
 
-    const CloudHeader& Header() const override { return header_; }
+    const StoredHeader& Header() const override { return *cloud_; }
     std::int64_t Count() const override { return cloud_->point_count; }
     CloudReader* AsCloud() override { return cloud_.get(); }
 
@@ -40,7 +34,7 @@ public:
     }
 
     std::size_t Read(std::span<std::byte> records) override {
-        const std::size_t record = header_.RecordBytes();
+        const std::size_t record = Header().PointBytes();
         const std::size_t wanted = std::min<std::uint64_t>(
             records.size() / record, static_cast<std::uint64_t>(Count() - done_));
         std::size_t bytes = 0;
@@ -55,7 +49,6 @@ public:
 private:
     std::string name_;
     std::unique_ptr<CloudReader> cloud_;
-    CloudHeader header_;
     std::int64_t done_ = 0;
 };
 

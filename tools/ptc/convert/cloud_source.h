@@ -9,7 +9,7 @@
 
 namespace convert {
 
-/// Opens a binary or a text file, plain or gzip; the file itself tells which it is. As many points
+/// Opens a binary or a text file, plain or gzip, which its first bytes show. As many points
 /// are read as its header counts. Throws a Failure that names the file.
 std::unique_ptr<PointSource> OpenCloudSource(const InputFile& file);
 

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "tools/common/number.h"
-#include "tools/ptc/component_suffix.h"
+#include "tools/ptc/variable_list.h"
 
 namespace convert {
 
@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::int32_t kMatrixFloats = 16;
 
-/// What a column's name takes of its variable's; the rest is room for what tells columns apart.
+/// Characters that a column's name takes from its variable's; the rest is room for its suffix.
 constexpr std::size_t kMaxBaseName = 200;
 
 bool IsNameCharacter(char c) {
@@ -55,16 +55,16 @@ struct Group {
     std::string name;
 };
 
-/// Columns whose meaning nobody has told, by name, and which of them are one variable.
+/// Columns without a known meaning, by name, and which of them are one variable.
 class FreeColumns {
 public:
-    /// Of two columns of one name the first is known by it. False for the second.
+    /// Of two columns with one name the first gets it. False for the second.
     bool Add(const std::string& name, std::size_t column) {
         return by_name_.emplace(name, column).second;
     }
 
     /// Takes the variable that the column called `name` is a float of.
-    /// Caller: has added all columns, and takes none that an earlier answer had.
+    /// Caller: has added all columns; takes no column twice.
     Group Take(const std::string& name) {
         const std::size_t bar = name.rfind('_');
         if (bar != std::string::npos && bar > 0) {
@@ -209,7 +209,7 @@ private:
         return true;
     }
 
-    /// Without the prefix, unless that leaves the name of another column, or none.
+    /// Without the prefix, unless the rest is empty or the name of another column.
     std::string BareName(const std::string& name) const {
         if (prefix_.empty() || !name.starts_with(prefix_)) return name;
         const std::string bare = name.substr(prefix_.size());
@@ -230,20 +230,19 @@ private:
 }  // namespace
 
 std::vector<std::string> ColumnNames(const CloudVariables& variables) {
-    if (static_cast<std::size_t>(variables.data_size) > kMaxColumns)
+    if (variables.DataFloats() > kMaxColumns)
         throw TableError(fmt::format(
             "the cloud has more than {} floats a point, too many for a table", kMaxColumns));
     std::vector<std::string> names;
     std::unordered_set<std::string> used;
-    for (std::size_t i = 0; i < variables.types.size(); ++i) {
-        const std::int32_t size = variables.sizes[i];
-        const std::string base = CleanName(variables.names[i]);
+    for (const Variable& variable : ListVariables(variables)) {
+        const std::string base = CleanName(variable.name);
         std::vector<std::string> parts;
         // Another name for the whole variable until none of its columns has a namesake.
-        for (int attempt = 1; parts.empty() && size > 0; ++attempt) {
+        for (int attempt = 1; parts.empty() && variable.size > 0; ++attempt) {
             const std::string name = attempt == 1 ? base : fmt::format("{}_v{}", base, attempt);
-            for (std::int32_t k = 0; k < size; ++k) {
-                parts.push_back(name + ComponentSuffix(variables.types[i], size, k));
+            for (std::int32_t k = 0; k < variable.size; ++k) {
+                parts.push_back(name + variable.Suffix(k));
                 if (!IsReserved(parts.back()) && !used.contains(parts.back())) continue;
                 parts.clear();
                 break;
@@ -256,11 +255,8 @@ std::vector<std::string> ColumnNames(const CloudVariables& variables) {
 }
 
 std::optional<std::size_t> ColourOffset(const CloudVariables& variables) {
-    std::size_t offset = 0;
-    for (std::size_t i = 0; i < variables.types.size(); ++i) {
-        if (variables.types[i].starts_with("color") && variables.sizes[i] >= 3) return offset;
-        offset += static_cast<std::size_t>(variables.sizes[i]);
-    }
+    for (const Variable& variable : ListVariables(variables))
+        if (variable.type.starts_with("color") && variable.size >= 3) return variable.offset;
     return std::nullopt;
 }
 

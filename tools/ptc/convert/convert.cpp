@@ -33,7 +33,7 @@ namespace convert {
 
 namespace {
 
-/// Records that are carried at a time; larger ones go one by one.
+/// Bytes of records that are copied at a time; a larger record is copied by itself.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
 
 constexpr std::uint64_t kProgressSteps = 1000;
@@ -47,12 +47,12 @@ struct Options {
     bool scalar_prefix = false;
 };
 
-/// What the option says, or else the extension; nothing when neither does.
+/// The form that the option names, or else the extension; nothing when neither does.
 std::optional<Form> ChooseForm(const std::string& option, const std::string& file) {
     return option.empty() ? FormOf(file) : FormCalled(option);
 }
 
-/// Wrong usage when nothing says it.
+/// The form of OUT. Wrong usage when it is not given.
 Form OutputForm(const Options& options) {
     const auto form = ChooseForm(options.to, options.out);
     if (!form)
@@ -68,7 +68,7 @@ std::unique_ptr<PointSource> OpenTable(FileKind kind, const InputFile& file, flo
     return kind == FileKind::kPly ? OpenPly(file, radius) : OpenCsv(file, radius);
 }
 
-/// A table without radii is read twice when nobody says which radius its points have.
+/// A table without radii is read twice when no radius is given.
 std::unique_ptr<PointSource> OpenSource(const Options& options, const InputFile& file) {
     const FileKind kind = ChooseForm(options.from, options.in).value_or(Form()).kind;
     if (kind == FileKind::kCloud) return OpenCloudSource(file);
@@ -86,7 +86,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
     OutputName output{std::move(plain), file.Name()};
     if (form.is_gzip) output.bytes = std::make_unique<GzipSink>(std::move(output.bytes));
 
-    const CloudHeader& header = source.Header();
+    const StoredHeader& header = source.Header();
     switch (form.kind) {
         case FileKind::kPly:
             return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
@@ -100,7 +100,7 @@ std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
 
 void CopyPoints(PointSource& source, PointSink& sink) {
     Progress progress(kProgressSteps, true);
-    const std::size_t record = source.Header().RecordBytes();
+    const std::size_t record = source.Header().PointBytes();
     std::vector<std::byte> piece(std::max<std::size_t>(1, kPieceBytes / record) * record);
     for (std::size_t read = piece.size(); read == piece.size();) {
         read = source.Read(piece) * record;
@@ -109,7 +109,7 @@ void CopyPoints(PointSource& source, PointSink& sink) {
     }
 }
 
-/// Nodes go along where they may; otherwise the user is told that they do not.
+/// Copies the nodes where OUT can hold them; otherwise a note says that they are left out.
 void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, PointSink& sink) {
     CloudReader* const from = source.AsCloud();
     CloudWriter* const to = sink.AsCloud();
@@ -159,22 +159,22 @@ CLI::Validator Radius() {
 void AddConvert(CLI::App& app, int* status) {
     const auto options = std::make_shared<convert::Options>();
     CLI::App* const command = app.add_subcommand(
-        "convert", "Write a point cloud in another form: binary, text, gzip, PLY, CSV");
-    command->add_option("IN", options->in, "the file to read; - is standard input")->required();
-    command->add_option("OUT", options->out, "the file to make; - is standard output")->required();
-    command->add_option("--to", options->to, "the form of OUT, where its extension does not say it")
+        "convert", "write a point cloud in another form: binary, text, gzip, PLY, CSV");
+    command->add_option("IN", options->in, "the file to read, - for standard input")->required();
+    command->add_option("OUT", options->out, "the file to make, - for standard output")->required();
+    command->add_option("--to", options->to, "the form of OUT, when its extension does not give it")
         ->check(convert::FormName());
     command->add_option("--from", options->from, "the form of IN, likewise")
         ->check(convert::FormName());
     command
         ->add_option("--radius", options->radius,
-                     "of points that have none; half their mean spacing unless given")
+                     "radius of points that have none; default: half their mean spacing")
         ->check(convert::Radius());
     command->add_flag("--scalar-prefix", options->scalar_prefix,
-                      "scalar_ before the names of radius, codes and variables, for programs that "
-                      "keep only such PLY properties");
+                      "write scalar_ before the names of radius, codes and variables, for programs "
+                      "that keep only such PLY properties");
     command->callback([options, status] {
-        // Outside the guard: a form that nobody told is wrong usage, not a failure.
+        // Outside the guard: a form that is not given is wrong usage, not a failure.
         const convert::Form form = convert::OutputForm(*options);
         *status = RunGuarded([&] {
             convert::Run(*options, form);

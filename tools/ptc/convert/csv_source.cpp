@@ -3,14 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "tools/common/failure.h"
+#include "tools/common/parts.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/input_stream.h"
 #include "tools/ptc/convert/number_parse.h"
 #include "tools/ptc/convert/row_builder.h"
 #include "tools/ptc/convert/table_sources.h"
+#include "util/text/words.h"
 
 namespace convert {
 
@@ -20,24 +21,16 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// Without the blanks around it, and without the quotes around the rest.
 std::string_view Bare(std::string_view cell) {
-    const std::size_t first = cell.find_first_not_of(" \t");
-    if (first == cell.npos) return {};
-    cell = cell.substr(first, cell.find_last_not_of(" \t") - first + 1);
+    cell = Trimmed(cell, " \t");
     if (cell.size() >= 2 && cell.front() == '"' && cell.back() == '"')
         cell = cell.substr(1, cell.size() - 2);
     return cell;
 }
 
-/// Takes the next cell off the line. False: there is none left.
-bool TakeCell(std::optional<std::string_view>* line, std::string_view* cell) {
-    if (!line->has_value()) return false;
-    const std::size_t comma = (*line)->find(',');
-    *cell = Bare((*line)->substr(0, comma));
-    if (comma == std::string_view::npos) {
-        line->reset();
-    } else {
-        (*line)->remove_prefix(comma + 1);
-    }
+/// Takes the next cell of the line. False: there is none left.
+bool TakeCell(Parts* line, std::string_view* cell) {
+    if (!line->Next(cell)) return false;
+    *cell = Bare(*cell);
     return true;
 }
 
@@ -48,13 +41,13 @@ public:
         header_.point_variables = map_.variables;
     }
 
-    const CloudHeader& Header() const override { return header_; }
+    const StoredHeader& Header() const override { return header_; }
     std::int64_t Count() const override { return -1; }
     double Share() const override { return input_.Share(); }
     bool HasRadii() const override { return map_.has_radius; }
 
     std::size_t Read(std::span<std::byte> records) override {
-        const std::size_t record = header_.RecordBytes();
+        const std::size_t record = Header().PointBytes();
         const std::size_t room = records.size() / record;
         std::size_t done = 0;
         std::string_view line;
@@ -77,7 +70,7 @@ private:
         std::string_view line;
         if (!input_.ReadLine(&line)) input_.Fail("it is empty");
         if (line.starts_with(kByteOrderMark)) line.remove_prefix(kByteOrderMark.size());
-        std::optional<std::string_view> rest = line;
+        Parts rest(line, ',');
         std::vector<std::string> names;
         for (std::string_view cell; TakeCell(&rest, &cell);) {
             if (names.size() == kMaxColumns || cell.size() > kMaxColumnName)
@@ -92,7 +85,7 @@ private:
     }
 
     void ReadRow(std::string_view line) {
-        std::optional<std::string_view> rest = line;
+        Parts rest(line, ',');
         std::string_view cell;
         for (std::size_t column = 0; column < map_.slots.size(); ++column) {
             if (!TakeCell(&rest, &cell))
@@ -101,7 +94,8 @@ private:
             if (slot >= 0 && !ParseFloat(cell, builder_.Slot(slot)))
                 FailHere(fmt::format("\"{:.40}\" is no number", cell));
         }
-        if (rest) FailHere(fmt::format("more values than the {} columns", map_.slots.size()));
+        if (!rest.IsDone())
+            FailHere(fmt::format("more values than the {} columns", map_.slots.size()));
     }
 
     [[noreturn]] void FailHere(const std::string& reason) const {
@@ -109,7 +103,7 @@ private:
     }
 
     InputStream input_;
-    CloudHeader header_;
+    StoredHeader header_ = HeaderWithoutCamera();
     ColumnMap map_;
     RowBuilder builder_;
     std::int64_t line_number_ = 1;

@@ -1,4 +1,4 @@
-// Forms: what a file's name or an option says about how a cloud is stored.
+// Forms: how a cloud is stored, by a file's name or an option.
 
 #pragma once
 
@@ -26,7 +26,7 @@ inline constexpr const char* kFormNames = "binary, text, gzip, ply, ply-ascii or
 /// The form with that name; nothing for another.
 std::optional<Form> FormCalled(std::string_view name);
 
-/// What the extension says: ".ptc", ".txt" or ".ptct", ".gz" behind any of these or alone, ".ply",
+/// The form of an extension: ".ptc", ".txt" or ".ptct", ".gz" behind any of these or alone, ".ply",
 /// ".csv". Nothing for another.
 std::optional<Form> FormOf(std::string_view file);
 

@@ -25,7 +25,7 @@ void AppendLittleEndian(std::uint64_t value, int bytes, std::string* text) {
 }
 
 std::uint32_t Checksum(std::uint32_t so_far, std::span<const std::byte> bytes) {
-    if (bytes.empty()) return so_far;  // zlib takes no bytes as a wish to start anew
+    if (bytes.empty()) return so_far;  // a null pointer makes zlib start again
     // zlib's type for bytes, which may look at anything.
     const auto* const first = static_cast<const Bytef*>(static_cast<const void*>(bytes.data()));
     return static_cast<std::uint32_t>(crc32_z(so_far, first, bytes.size()));

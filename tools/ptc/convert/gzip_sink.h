@@ -1,14 +1,14 @@
 // GzipSink: a gzip file of what is written to it, whose first bytes can be written again.
 //
 // Units      offsets in bytes before compression.
-// Errors     false; Error() tells the reason of the sink below.
+// Errors     false; Error() is that of the sink below.
 // Ownership  owns the sink below, and the compressor.
 // Threads    one caller at a time.
 //
-// A point cloud's header is completed after its points are counted, while what is compressed is
-// final. So the first bytes become a stored block of fixed size in front of the compressed ones,
-// which is written anew at the end; the two checksums are combined. The result is one ordinary
-// gzip member, and neither memory nor a second file is needed for the points.
+// A point cloud's header is completed after its points are counted, but compressed bytes cannot be
+// changed. So the first bytes become a stored block of fixed size in front of the compressed ones,
+// which is written again at the end; the two checksums are combined. The result is one ordinary
+// gzip member, and the points need neither memory nor a second file.
 
 #pragma once
 

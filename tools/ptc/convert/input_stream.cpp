@@ -33,7 +33,7 @@ void InputStream::Fail(const std::string& reason) const {
 
 bool InputStream::Refill() {
     const std::int64_t read = file_.Read(buffer_);
-    // An error behind the last bytes that came is no end of the file.
+    // An error after the last bytes that were read is not the end of the file.
     if (read < 0 || file_.Error() != 0) Fail(std::generic_category().message(file_.Error()));
     next_ = 0;
     end_ = static_cast<std::size_t>(read);

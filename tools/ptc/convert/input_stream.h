@@ -1,7 +1,7 @@
 // InputStream: a file's bytes, lines and words in order, each within its limit.
 //
 // Units      bytes.
-// Errors     a Failure, which names the file: it ends within what was asked for, the system cannot
+// Errors     a Failure, which names the file: it ends too early, the system cannot
 //            read it, or a line or a word is longer than its limit.
 // Ownership  owns the open file and a buffer of fixed size.
 // Threads    one caller at a time.

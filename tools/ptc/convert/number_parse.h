@@ -10,16 +10,16 @@
 
 namespace convert {
 
-/// The float that all of `text` stands for; a plus sign may stand in front. Too large is infinite,
-/// too small 0. False: it is no number.
+/// Reads all of `text` as a float; it may begin with a plus sign. Overflow gives infinity,
+/// underflow 0. False: it is not a number.
 inline bool ParseFloat(std::string_view text, float* value) {
     if (text.starts_with('+')) text.remove_prefix(1);
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, *value);
     if (end != last || text.empty()) return false;
     if (error != std::errc::result_out_of_range) return error == std::errc();
-    // What is beyond a float may still be a double; what is beyond that, too, has a sign and an
-    // exponent that say which way.
+    // A number out of the range of floats may still fit a double. Out of the range of doubles, its
+    // sign and exponent say what it becomes.
     double wide = 0;
     if (std::from_chars(text.data(), last, wide).ec == std::errc()) {
         *value = static_cast<float>(wide);

@@ -5,17 +5,18 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <optional>
 
+#include "tools/common/number.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/ply_comments.h"
+#include "util/text/words.h"
 
 namespace convert {
 
 namespace {
 
-// More than any file has; what is beyond is refused, so that a header cannot fill the memory.
+// More than any file has. A header that exceeds them is refused, so that it cannot fill the memory.
 constexpr std::size_t kMaxElements = 64;
 constexpr std::size_t kMaxHeaderLines = 65536;
 constexpr std::size_t kMaxProperties = kMaxColumns + 64;
@@ -54,11 +55,9 @@ struct Words {
 
     explicit Words(std::string_view line) {
         while (count < at.size()) {
-            const std::size_t first = line.find_first_not_of(" \t");
-            if (first == line.npos) return;
-            line.remove_prefix(first);
-            at[count++] = line.substr(0, line.find_first_of(" \t"));
-            line.remove_prefix(at[count - 1].size());
+            const std::string_view word = TakeWord(&line, " \t");
+            if (word.empty()) return;
+            at[count++] = word;
         }
     }
 };
@@ -104,9 +103,7 @@ private:
     void TakeElement(const Words& words, std::string_view line) {
         PlyElement element;
         element.name = words.at[1];
-        const char* const last = words.at[2].data() + words.at[2].size();
-        const auto [end, error] = std::from_chars(words.at[2].data(), last, element.count);
-        if (error != std::errc() || end != last) Refuse(line);
+        if (!ParseNumber(words.at[2], &element.count)) Refuse(line);
         if (header_.elements.size() == kMaxElements) input_.Fail("it has too many elements");
         header_.elements.push_back(std::move(element));
     }

@@ -1,4 +1,4 @@
-// PlyHeader: what stands before a PLY file's data.
+// PlyHeader: the text before a PLY file's data.
 //
 // Units      counts count rows of an element.
 // Errors     a Failure, which names the file.
@@ -39,11 +39,11 @@ struct PlyElement {
 struct PlyHeader {
     PlyEncoding encoding = PlyEncoding::kText;
     std::vector<PlyElement> elements;
-    CloudHeader cloud;                ///< as far as this system's comments say it
-    bool declares_variables = false;  ///< the comments say it
+    StoredHeader cloud = HeaderWithoutCamera();  ///< as far as this system's comments say it
+    bool declares_variables = false;             ///< the comments say it
 };
 
-/// Reads the header; the stream then stands at the first element's data.
+/// Reads the header; the stream is then at the first element's data.
 PlyHeader ReadPlyHeader(InputStream& input);
 
 }  // namespace convert

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "tools/common/failure.h"
+#include "tools/common/number.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/number_parse.h"
 #include "tools/ptc/convert/ply_header.h"
@@ -27,7 +28,7 @@ T ValueAt(const std::byte* bytes) {
     return value;
 }
 
-/// What a scalar property says. A float is kept bit for bit.
+/// The value of a scalar property. A float is kept bit for bit.
 float ToFloat(PlyType type, const std::byte* bytes) {
     switch (type) {
         case PlyType::kInt8:
@@ -57,7 +58,7 @@ std::int64_t ToCount(PlyType type, const std::byte* bytes) {
     return static_cast<std::int64_t>(ToFloat(type, bytes));
 }
 
-/// A text file may say anything where it has promised a byte.
+/// A text file may have any number where its header declares a byte.
 std::uint8_t ToByte(float value) {
     return value > 0 ? static_cast<std::uint8_t>(std::min(value, 255.0f)) : std::uint8_t{0};
 }
@@ -77,13 +78,13 @@ public:
         for (std::size_t i = 0; i < vertex_; ++i) SkipElement(header_.elements[i]);
     }
 
-    const CloudHeader& Header() const override { return header_.cloud; }
+    const StoredHeader& Header() const override { return header_.cloud; }
     std::int64_t Count() const override { return static_cast<std::int64_t>(Vertices().count); }
     double Share() const override { return input_.Share(); }
     bool HasRadii() const override { return map_.has_radius; }
 
     std::size_t Read(std::span<std::byte> records) override {
-        const std::size_t record = header_.cloud.RecordBytes();
+        const std::size_t record = header_.cloud.PointBytes();
         const std::size_t room = records.size() / record;
         const std::size_t wanted = std::min<std::uint64_t>(room, Vertices().count - done_);
         for (std::size_t i = 0; i < wanted; ++i) {
@@ -158,9 +159,7 @@ private:
         std::int64_t count = 0;
         if (IsText()) {
             const std::string_view word = input_.ReadWord();
-            const char* const last = word.data() + word.size();
-            const auto [end, error] = std::from_chars(word.data(), last, count);
-            if (error != std::errc() || end != last) count = -1;
+            if (!ParseNumber(word, &count)) count = -1;
         } else {
             std::array<std::byte, 8> bytes;
             ReadScalar(property.count_type, &bytes);
@@ -184,7 +183,7 @@ private:
             }
             const float value = ReadValue(property);
             if (slots_[i] < 0) continue;
-            // Bytes are what a screen takes; the cloud's colours are light.
+            // Bytes are as a screen takes them; the cloud's colours are linear light.
             *builder_->Slot(slots_[i]) = is_screen_[i] ? srgb_.Decode(ToByte(value)) : value;
         }
     }

@@ -18,19 +18,16 @@
 
 namespace convert {
 
-/// What a form may say of a cloud besides its points. The defaults stand for a form that does
-/// not say it: no camera.
-struct CloudHeader {
-    CloudVariables point_variables;
-    CloudVariables node_variables;
-    std::array<float, 16> world_to_eye{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    std::array<float, 16> world_to_ndc{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    std::array<float, 3> format{0, 0, -1};  ///< x and y resolution, pixel aspect ratio
-
-    std::size_t RecordBytes() const {
-        return ptc_layout::PointBytes(static_cast<std::size_t>(point_variables.data_size));
-    }
-};
+/// The header of a form that says nothing of a camera. Of a header, forms carry the variables and
+/// the camera as it is stored; all else follows from the points.
+inline StoredHeader HeaderWithoutCamera() {
+    constexpr std::array<float, 16> kIdentity{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    StoredHeader header;
+    header.world_to_eye = kIdentity;
+    header.stored_world_to_ndc = kIdentity;
+    header.stored_format = {0, 0, -1};
+    return header;
+}
 
 /// A form that is being read.
 class PointSource {
@@ -40,12 +37,12 @@ public:
     PointSource& operator=(const PointSource&) = delete;
     virtual ~PointSource() = default;
 
-    virtual const CloudHeader& Header() const = 0;
+    virtual const StoredHeader& Header() const = 0;
 
-    /// How many points there are in all; -1 when only the end will tell.
+    /// How many points there are in all; -1 when that is not known before the end.
     virtual std::int64_t Count() const = 0;
 
-    /// Fills `records`, room for whole ones. Answers how many points it read: fewer than there is
+    /// Fills `records`, room for whole ones. The answer: how many points; fewer than there is
     /// room for only at the end.
     virtual std::size_t Read(std::span<std::byte> records) = 0;
 

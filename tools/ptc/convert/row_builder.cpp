@@ -20,7 +20,7 @@ constexpr std::int32_t kRadiusSlot = 6;
 constexpr std::int32_t kAzimuthSlot = 7;
 constexpr std::int32_t kHeightSlot = 8;
 
-/// A normal and a code that lie closer than this, on each axis, are the same: the steps from one
+/// A normal and a code that differ by less than this on each axis are the same: the steps from one
 /// code to the next are wider.
 constexpr float kCodeTolerance = 2e-5f;
 
@@ -33,12 +33,12 @@ std::uint16_t WholeCode(float value) {
 }  // namespace
 
 RowBuilder::RowBuilder(const ColumnMap& map, float radius)
-    : map_(map), slots_(kHeadColumnCount + static_cast<std::size_t>(map.variables.data_size)) {
+    : map_(map), slots_(kHeadColumnCount + map.variables.DataFloats()) {
     if (!map_.has_radius) *Slot(kRadiusSlot) = radius;
 }
 
-/// The codes count while they stand for the row's normal: encoding that again would move some of
-/// them by one. A normal that was changed beside them wins.
+/// The codes are used while they mean the row's normal: encoding that again would move some of
+/// them by one. A normal that was edited beside them is encoded.
 NormalCode RowBuilder::Code() const {
     const float* const normal = &slots_[kNormalSlot];
     if (!map_.has_codes)

@@ -21,7 +21,7 @@ public:
     /// `radius`: of every point of a table without radii.
     RowBuilder(const ColumnMap& map, float radius);
 
-    /// The slot's place. A value that no column brings stays 0.
+    /// The slot's value, which stays 0 when no column has it.
     float* Slot(std::int32_t slot) { return &slots_[static_cast<std::size_t>(slot)]; }
 
     /// Writes the record of the row whose values are in their slots.

@@ -52,7 +52,7 @@ void AppendRaw(const T& value, std::string* rows) {
 
 std::uint8_t RowWriter::ColourByte(const std::byte* record, std::size_t part) const {
     const float light = DataFloat(record, *colour_ + part);
-    return light > 0 ? srgb_.Encode(light) : std::uint8_t{0};  // 0, too, for what is no number
+    return light > 0 ? srgb_.Encode(light) : std::uint8_t{0};  // NaN gives 0, too
 }
 
 void RowWriter::AppendText(const std::byte* record, char separator, std::string* rows) const {

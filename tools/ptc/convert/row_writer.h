@@ -21,7 +21,7 @@ class RowWriter {
 public:
     /// `colour`: where among the data floats the three lie that rows repeat as red, green and blue.
     RowWriter(const CloudVariables& variables, std::optional<std::size_t> colour)
-        : data_floats_(static_cast<std::size_t>(variables.data_size)), colour_(colour) {}
+        : data_floats_(variables.DataFloats()), colour_(colour) {}
 
     /// Values with `separator` between them and a newline; floats in the shortest text that reads
     /// back as the same float.

@@ -29,7 +29,7 @@ struct Extent {
 }  // namespace
 
 float RadiusFromSpacing(PointSource& source) {
-    const std::size_t record = source.Header().RecordBytes();
+    const std::size_t record = source.Header().PointBytes();
     std::vector<std::byte> piece(kPiecePoints * record);
     std::array<Extent, 3> box;
     double count = 0;

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <system_error>
-
 #include "tools/common/failure.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/ply_comments.h"
@@ -15,7 +13,7 @@ namespace convert {
 namespace {
 
 /// Names of the variables' columns; a table that cannot hold them fails under the file's name.
-std::vector<std::string> ColumnNamesFor(const CloudHeader& header, const OutputName& output) {
+std::vector<std::string> ColumnNamesFor(const StoredHeader& header, const OutputName& output) {
     try {
         return ColumnNames(header.point_variables);
     } catch (const TableError& error) {
@@ -23,8 +21,8 @@ std::vector<std::string> ColumnNamesFor(const CloudHeader& header, const OutputN
     }
 }
 
-/// The two lines with the count of points. They keep their length whatever it is, so that they can
-/// be written again when the points are counted.
+/// The two lines with the count of points. Their length is the same for every count, so that they
+/// can be written again when the points are counted.
 std::string CountLines(std::int64_t count) {
     constexpr std::size_t kWidth = 20;
     const std::string digits = std::to_string(count);
@@ -35,8 +33,8 @@ std::string CountLines(std::int64_t count) {
 /// What PLY and CSV have in common: text in front, rows behind.
 class TableSink : public PointSink {
 public:
-    TableSink(const CloudHeader& header, OutputName output, RowWriter rows)
-        : record_(header.RecordBytes()), output_(std::move(output)), rows_(rows) {}
+    TableSink(const StoredHeader& header, OutputName output, RowWriter rows)
+        : record_(header.PointBytes()), output_(std::move(output)), rows_(rows) {}
 
     void Write(std::span<const std::byte> records) override {
         text_.clear();
@@ -63,10 +61,7 @@ protected:
     std::int64_t Written() const { return count_; }
 
 private:
-    [[noreturn]] void Fail() const {
-        throw Failure(output_.name + ": " +
-                      std::generic_category().message(output_.bytes->Error()));
-    }
+    [[noreturn]] void Fail() const { FailWithErrno(output_.name, output_.bytes->Error()); }
 
     std::size_t record_;
     OutputName output_;
@@ -77,7 +72,7 @@ private:
 
 class PlySink : public TableSink {
 public:
-    PlySink(const CloudHeader& header, OutputName output, TokenForm form, std::int64_t count,
+    PlySink(const StoredHeader& header, OutputName output, TokenForm form, std::int64_t count,
             const std::vector<std::string>& columns, std::string_view prefix)
         : TableSink(header, std::move(output),
                     {header.point_variables, ColourOffset(header.point_variables)}),
@@ -123,7 +118,7 @@ private:
 
 class CsvSink : public TableSink {
 public:
-    CsvSink(const CloudHeader& header, OutputName output, const std::vector<std::string>& columns)
+    CsvSink(const StoredHeader& header, OutputName output, const std::vector<std::string>& columns)
         : TableSink(header, std::move(output), {header.point_variables, std::nullopt}) {
         std::string line;
         for (const std::string_view name : kHeadColumns) line.append(name).append(1, ',');
@@ -140,13 +135,14 @@ protected:
 
 }  // namespace
 
-std::unique_ptr<PointSink> MakePlySink(const CloudHeader& header, OutputName output, TokenForm form,
-                                       std::int64_t count, std::string_view prefix) {
+std::unique_ptr<PointSink> MakePlySink(const StoredHeader& header, OutputName output,
+                                       TokenForm form, std::int64_t count,
+                                       std::string_view prefix) {
     const std::vector<std::string> columns = ColumnNamesFor(header, output);
     return std::make_unique<PlySink>(header, std::move(output), form, count, columns, prefix);
 }
 
-std::unique_ptr<PointSink> MakeCsvSink(const CloudHeader& header, OutputName output) {
+std::unique_ptr<PointSink> MakeCsvSink(const StoredHeader& header, OutputName output) {
     const std::vector<std::string> columns = ColumnNamesFor(header, output);
     return std::make_unique<CsvSink>(header, std::move(output), columns);
 }

@@ -9,7 +9,6 @@
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/inspect/node_check.h"
 #include "tools/ptc/point_scan.h"
-#include "tools/ptc/quiet_open.h"
 #include "tools/ptc/read_error.h"
 
 namespace {
@@ -19,26 +18,26 @@ constexpr const char* kAxes[] = {"x", "y", "z"};
 /// Text has seven digits: what a sum of numbers loses by that, as a share of the numbers.
 constexpr float kTextSlack = 1e-6f;
 
-/// Holds each point against the header.
+/// Checks each point against the header.
 ///
-/// One point may have several faults; each is told at the float it concerns, so that a hex editor
-/// opened at the place shows it.
+/// One point may have several faults; each is reported at its float, so that a hex editor opened at
+/// the place shows it.
 class PointCheck {
 public:
     PointCheck(const CloudReader& cloud, FaultList& faults)
         : cloud_(cloud), faults_(faults), slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
 
-    /// The point that `scan` stands at.
+    /// The point that `scan` has read.
     void Check(const PointScan& scan) {
         const std::span<const float> values = scan.Values();
         const std::int64_t index = scan.Count() - 1;
         const float radius = values[PointScan::kRadius];
-        // Written so that a radius that is no number is none.
+        // Written so that NaN is not a radius.
         const bool is_radius = radius >= 0 && std::isfinite(radius);
         if (!is_radius)
             faults_.Add(scan.Place(PointScan::kRadius), "point {}: radius {} is no radius", index,
                         radius);
-        // A wrong radius is told once; it must not also put every axis outside the box.
+        // A wrong radius is reported once; it must not also put every axis outside the box.
         for (std::size_t axis = 0; axis < 3; ++axis)
             CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
         // Before version 2 the header has none. A largest radius above all radii is a bound, and
@@ -122,10 +121,8 @@ void TellBytesBehind(const CloudReader& cloud, const PointScan& scan, std::int64
 }  // namespace
 
 CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress) {
-    const std::optional<HeaderPlaces> places = CheckHeader(file, faults);
-    if (!places) return {};
     std::string why;
-    const auto cloud = OpenQuietly(file, CountCheck::kOff, &why);
+    const auto [cloud, places] = CheckHeader(file, faults, &why);
     if (!cloud) {
         // The header's check has the reader's rules and more. Should the reader know one that is
         // not among them, a file that nobody can open must still not pass for sound.
@@ -146,13 +143,13 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     const bool has_nodes = is_whole && IsOrganised(*cloud);
     const std::int64_t behind = has_nodes ? 0 : scan.BytesBehind();
     if (TellReadError(file, *cloud, scan, faults)) return counts;
-    // Without all the points nothing is known of what should stand behind them.
+    // Unless all points are there, it is not known what should follow them.
     if (!is_whole) {
         TellMissingPoints(*cloud, scan, behind, faults);
     } else if (!has_nodes) {
         TellBytesBehind(*cloud, scan, behind, faults);
     } else if (!cloud->input.IsCompressed()) {
-        CheckNodes(*cloud, *places, scan.End(), faults, &progress);
+        CheckNodes(*cloud, places, scan.End(), faults, &progress);
         FailIfUnread(*cloud, file.Name());
     }
     return counts;

@@ -13,8 +13,8 @@ struct CheckedCounts {
     std::int64_t nodes = 0;
 };
 
-/// Adds every fault of `file` to `faults`, in the order of the file's parts. A fault that leaves
-/// unknown where the rest stands ends the check. `shows_progress`: a bar for what takes long; the
-/// caller then tells the faults only afterwards.
+/// Adds every fault of `file` to `faults`, in the order of the file's parts. A fault after which
+/// the place of the rest is unknown ends the check. `shows_progress`: shows a bar when it takes
+/// long; the caller then prints the faults only afterwards.
 /// Fails when the file cannot be opened or read at all.
 CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_progress);

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kCopyPiece = std::size_t{1} << 16;
 
-/// The header's values as the records have them, by the writer's own rules.
+/// The header's values as they follow from the records, by the writer's own rules.
 struct Rebuilt {
     PointBounds bounds;
     std::int64_t unsound = 0;
@@ -50,7 +50,7 @@ TokenStatus WriteBlock(TokenFile& file, const CloudHeader& header) {
     throw Failure(output.Name() + ": " + std::generic_category().message(file.Error()));
 }
 
-/// Where the output stands. It stands somewhere; when the system does not say so, it fails.
+/// The place in the output. Fails when the system does not say.
 std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
     const std::int64_t place = file.Tell();
     if (place < 0) FailWithErrno(output.Name());
@@ -58,8 +58,8 @@ std::int64_t PlaceIn(TokenFile& file, const OutputFile& output) {
 }
 
 /// Copies the input's bytes from `begin` to `end` as they are: records are not decoded and encoded
-/// again, which would change normals and the bits of what is no number. Through the token file's
-/// own buffer, because that is the one that knows where the file stands.
+/// again, which would change normals and the bits of NaN. Through the token file's
+/// own buffer, because that keeps the place in the file.
 void CopyBytes(CloudReader& cloud, const InputFile& input, std::int64_t begin, std::int64_t end,
                const OutputFile& output, TokenFile& file) {
     const auto fail_to_read = [&] {
@@ -102,7 +102,7 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     RepairReport report;
     report.counted = cloud->point_count;
     Rebuilt rebuilt;
-    // Behind the points of an organised file stand nodes, which would pass for points.
+    // In an organised file nodes follow the points, and would be taken for points.
     PointScan scan(*cloud, 0, is_organised ? cloud->point_count : INT64_MAX);
     {
         const std::int64_t bytes = std::max<std::int64_t>(cloud->input.StoredBytes(), 0);

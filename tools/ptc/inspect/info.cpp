@@ -28,11 +28,10 @@ int Info(const InfoOptions& options) {
         const auto show = [&] {
             const InputFile file(name);
             const auto cloud = OpenInput(file).cloud;
-            const CloudSize size = SizeOf(*cloud);
+            const HeaderFacts facts = FactsOf(file.Name(), *cloud);
             // An octree that cannot be read has no known size, but an error must not pass for one.
             FailIfUnread(*cloud, file.Name());
-            shown = options.json ? InfoJson(file.Name(), *cloud, size)
-                                 : InfoText(file.Name(), *cloud, size);
+            shown = options.json ? InfoJson(facts) : InfoText(facts);
             return 0;
         };
         // A file that fails must not keep the others from being shown.

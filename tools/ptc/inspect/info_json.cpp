@@ -10,8 +10,8 @@ namespace {
 
 /// JSON as text, each value on a line of its own.
 ///
-/// The library prints single values only. A tree of its own takes memory while it is destroyed,
-/// where nothing may fail: without memory that would end the program.
+/// The library only prints single values here. A tree of its values takes memory while it is
+/// destroyed, where nothing may fail: out of memory, the program would end.
 class JsonText {
 public:
     void Begin(char bracket) {
@@ -42,7 +42,7 @@ public:
         Key(key);
         Add(value);
     }
-    /// What is not known is null, never left out: a key that is there once is always there.
+    /// What is not known is null and not left out, so that every object has the same keys.
     template <class Value>
     void Add(const char* key, const std::optional<Value>& value) {
         if (value) {
@@ -78,17 +78,17 @@ private:
 
     std::string text_;
     std::size_t depth_ = 1;  ///< the whole text is an item of a list
-    bool is_empty_ = true;   ///< nothing stands between the brackets yet
+    bool is_empty_ = true;   ///< nothing is between the brackets yet
     bool is_behind_key_ = false;
 };
 
-void AddVariables(const char* key, const CloudVariables& variables, JsonText* json) {
+void AddVariables(const char* key, const std::vector<Variable>& variables, JsonText* json) {
     json->Begin(key, '[');
-    for (std::size_t i = 0; i < variables.types.size(); ++i) {
+    for (const Variable& variable : variables) {
         json->Begin('{');
-        json->Add("type", variables.types[i]);
-        json->Add("name", variables.names[i]);
-        json->Add("size", variables.sizes[i]);
+        json->Add("type", variable.type);
+        json->Add("name", variable.name);
+        json->Add("size", variable.size);
         json->End('}');
     }
     json->End(']');
@@ -102,67 +102,59 @@ void AddFormat(const char* key, std::span<const float, 3> format, JsonText* json
     json->End('}');
 }
 
-void AddCounts(const CloudReader& cloud, JsonText* json) {
-    const auto data_floats = static_cast<std::size_t>(cloud.point_variables.data_size);
-    std::optional<std::size_t> point_bytes;
-    if (!cloud.input.IsText()) point_bytes = ptc_layout::PointBytes(data_floats);
-    json->Add("form", cloud.input.IsText() ? "text" : "binary");
-    json->Add("version", cloud.version);
-    json->Add("gzip", cloud.input.IsCompressed());
-    json->Add("points", cloud.point_count);
-    json->Add("nodes", cloud.node_count);
-    json->Add("stored_nodes", cloud.stored_node_count);
-    json->Add("root_position", cloud.root_position);
-    json->Add("data_start", cloud.data_start);
-    json->Add("bytes_per_point", point_bytes);
+void AddCounts(const HeaderFacts& facts, JsonText* json) {
+    const StoredHeader& header = facts.header;
+    json->Add("form", facts.is_text ? "text" : "binary");
+    json->Add("version", header.version);
+    json->Add("gzip", facts.is_compressed);
+    json->Add("points", header.point_count);
+    json->Add("nodes", header.node_count);
+    json->Add("stored_nodes", header.stored_node_count);
+    json->Add("root_position", header.root_position);
+    json->Add("data_start", header.data_start);
+    json->Add("bytes_per_point", facts.point_bytes);
     json->Begin("box", '{');
-    json->Add("min", std::span<const float>(cloud.box_min));
-    json->Add("max", std::span<const float>(cloud.box_max));
+    json->Add("min", std::span<const float>(header.box_min));
+    json->Add("max", std::span<const float>(header.box_max));
     json->End('}');
-    json->Add("largest_radius", cloud.largest_radius);
+    json->Add("largest_radius", header.largest_radius);
 }
 
-void AddCamera(const StoredHeader& cloud, JsonText* json) {
-    const std::array<float, 3> effective = {static_cast<float>(cloud.x_resolution),
-                                            static_cast<float>(cloud.y_resolution),
-                                            cloud.pixel_aspect};
+void AddCamera(const HeaderFacts& facts, JsonText* json) {
+    const StoredHeader& header = facts.header;
     json->Begin("format", '{');
-    AddFormat("stored", cloud.stored_format, json);
-    AddFormat("effective", effective, json);
+    AddFormat("stored", header.stored_format, json);
+    AddFormat("effective", facts.format, json);
     json->End('}');
-    json->Add("world_to_eye", std::span<const float>(cloud.world_to_eye));
+    json->Add("world_to_eye", std::span<const float>(header.world_to_eye));
     json->Begin("world_to_ndc", '{');
-    json->Add("stored", std::span<const float>(cloud.stored_world_to_ndc));
-    json->Add("effective", std::span<const float>(cloud.world_to_ndc));
+    json->Add("stored", std::span<const float>(header.stored_world_to_ndc));
+    json->Add("effective", std::span<const float>(header.world_to_ndc));
     json->End('}');
 }
 
 void AddSize(const CloudSize& size, JsonText* json) {
-    std::optional<std::int64_t> bytes;
-    if (size.stored_bytes >= 0) bytes = size.stored_bytes;
-    std::optional<bool> agrees;
-    if (size.expected_bytes) agrees = *size.expected_bytes == size.stored_bytes;
     json->Begin("size", '{');
-    json->Add("bytes", bytes);
+    json->Add("bytes", size.stored_bytes);
     json->Add("expected_bytes", size.expected_bytes);
-    json->Add("agrees", agrees);
+    json->Add("agrees", size.Agrees());
     json->Add("whole_points", size.whole_points);
     json->End('}');
 }
 
 }  // namespace
 
-std::string InfoJson(const std::string& name, const CloudReader& cloud, const CloudSize& size) {
+std::string InfoJson(const HeaderFacts& facts) {
     JsonText json;
     json.Begin('{');
-    json.Add("file", name);
-    AddCounts(cloud, &json);
-    AddVariables("point_variables", cloud.point_variables, &json);
-    json.Add("point_data_size", cloud.point_variables.data_size);
-    AddVariables("tree_variables", cloud.node_variables, &json);
-    json.Add("tree_data_size", cloud.node_variables.data_size);
-    AddCamera(cloud, &json);
-    AddSize(size, &json);
+    json.Add("file", facts.file);
+    AddCounts(facts, &json);
+    AddVariables("point_variables", facts.point_variables, &json);
+    json.Add("point_data_size", facts.header.point_variables.data_size);
+    AddVariables("tree_variables", facts.node_variables, &json);
+    json.Add("tree_data_size", facts.header.node_variables.data_size);
+    AddCamera(facts, &json);
+    AddSize(facts.size, &json);
     json.End('}');
     return json.Text();
 }

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "tools/ptc/inspect/cloud_size.h"
+#include "tools/ptc/inspect/header_facts.h"
 
 /// What `ptc info --json` says of one file: an object, indented as an item of a list. Numbers that
 /// are not finite become null; what is no UTF-8 in a name becomes U+FFFD.
-std::string InfoJson(const std::string& name, const CloudReader& cloud, const CloudSize& size);
+std::string InfoJson(const HeaderFacts& facts);

@@ -35,80 +35,83 @@ private:
     std::string text_;
 };
 
-void AddVariables(const char* label, const CloudVariables& variables, Lines* lines) {
-    lines->Add(label, "{}, {} floats", variables.types.size(), variables.data_size);
-    for (std::size_t i = 0; i < variables.types.size(); ++i)
-        lines->Add("", "{} {} ({})", Printable(variables.types[i]), Printable(variables.names[i]),
-                   variables.sizes[i]);
+void AddVariables(const char* label, const std::vector<Variable>& variables, std::int32_t floats,
+                  Lines* lines) {
+    lines->Add(label, "{}, {} floats", variables.size(), floats);
+    for (const Variable& variable : variables)
+        lines->Add("", "{} {} ({})", Printable(variable.type), Printable(variable.name),
+                   variable.size);
 }
 
-void AddCounts(const CloudReader& cloud, Lines* lines) {
-    const auto floats = static_cast<std::size_t>(cloud.point_variables.data_size);
-    lines->Add("form", "{}, version {}, {}", cloud.input.IsText() ? "text" : "binary",
-               cloud.version, cloud.input.IsCompressed() ? "gzip" : "not compressed");
-    if (cloud.input.IsText())
-        lines->Add("points", "{}", cloud.point_count);
+void AddCounts(const HeaderFacts& facts, Lines* lines) {
+    const StoredHeader& header = facts.header;
+    lines->Add("form", "{}, version {}, {}", facts.is_text ? "text" : "binary", header.version,
+               facts.is_compressed ? "gzip" : "not compressed");
+    if (facts.point_bytes)
+        lines->Add("points", "{} of {} bytes", header.point_count, *facts.point_bytes);
     else
-        lines->Add("points", "{} of {} bytes", cloud.point_count, ptc_layout::PointBytes(floats));
-    if (cloud.node_count != cloud.stored_node_count)
+        lines->Add("points", "{}", header.point_count);
+    if (header.node_count != header.stored_node_count)
         lines->Add("octree nodes", "{}, not used because the file is compressed",
-                   cloud.stored_node_count);
-    else if (cloud.node_count > 0)
-        lines->Add("octree nodes", "{}, root at {}", cloud.node_count, cloud.root_position);
+                   header.stored_node_count);
+    else if (header.node_count > 0)
+        lines->Add("octree nodes", "{}, root at {}", header.node_count, header.root_position);
     else
         lines->Add("octree nodes", "none");
 }
 
-/// The values that a reader goes by; those in the file only where they differ.
-void AddFormat(const StoredHeader& cloud, Lines* lines) {
-    const std::array<float, 3>& stored = cloud.stored_format;
-    const bool is_repaired = stored[0] != static_cast<float>(cloud.x_resolution) ||
-                             stored[1] != static_cast<float>(cloud.y_resolution) ||
-                             stored[2] != cloud.pixel_aspect;
-    lines->Add("format", "{} x {}, pixel aspect {}", cloud.x_resolution, cloud.y_resolution,
-               cloud.pixel_aspect);
-    if (is_repaired)
+/// The values that a reader uses; those in the file only where they differ.
+void AddCamera(const HeaderFacts& facts, Lines* lines) {
+    const StoredHeader& header = facts.header;
+    const auto& stored = header.stored_format;
+    lines->Add("format", "{} x {}, pixel aspect {}", facts.format[0], facts.format[1],
+               facts.format[2]);
+    if (stored != facts.format)
         lines->Add("", "stored: {} x {}, pixel aspect {}", stored[0], stored[1], stored[2]);
-    lines->AddMatrix("world to eye", cloud.world_to_eye);
-    lines->AddMatrix("world to ndc", cloud.world_to_ndc);
-    if (cloud.world_to_ndc != cloud.stored_world_to_ndc)
-        lines->AddMatrix("  stored", cloud.stored_world_to_ndc);
+    lines->AddMatrix("world to eye", header.world_to_eye);
+    lines->AddMatrix("world to ndc", header.world_to_ndc);
+    if (header.world_to_ndc != header.stored_world_to_ndc)
+        lines->AddMatrix("  stored", header.stored_world_to_ndc);
 }
 
 /// The last line: whether the file is as long as its header says.
-void AddSize(const CloudReader& cloud, const CloudSize& size, Lines* lines) {
-    const std::int64_t bytes = size.stored_bytes;
-    if (!size.expected_bytes) {
-        const char* const why = cloud.input.IsText()         ? "text form"
-                                : cloud.input.IsCompressed() ? "compressed"
-                                                             : "its octree cannot be read";
-        if (bytes < 0)
-            lines->Add("size", "not known");
-        else
-            lines->Add("size", "{} bytes, not compared with the header: {}", bytes, why);
-    } else if (*size.expected_bytes == bytes) {
-        lines->Add("size", "{} bytes, agrees with the header", bytes);
+void AddSize(const HeaderFacts& facts, Lines* lines) {
+    const auto& [stored, expected, whole_points] = facts.size;
+    if (!stored) {
+        lines->Add("size", "not known");
+    } else if (!expected) {
+        const char* const why = facts.is_text         ? "text form"
+                                : facts.is_compressed ? "compressed"
+                                                      : "its octree cannot be read";
+        lines->Add("size", "{} bytes, not compared with the header: {}", *stored, why);
+    } else if (*expected == *stored) {
+        lines->Add("size", "{} bytes, agrees with the header", *stored);
     } else {
-        const bool is_short = bytes < *size.expected_bytes;
-        lines->Add("size", "{} bytes, {} {} than the header says", bytes,
-                   is_short ? *size.expected_bytes - bytes : bytes - *size.expected_bytes,
+        const bool is_short = *stored < *expected;
+        lines->Add("size", "{} bytes, {} {} than the header says", *stored,
+                   is_short ? *expected - *stored : *stored - *expected,
                    is_short ? "fewer" : "more");
-        if (size.whole_points) lines->Add("", "room for {} whole points", *size.whole_points);
+        if (whole_points) lines->Add("", "room for {} whole points", *whole_points);
     }
 }
 
 }  // namespace
 
-std::string InfoText(const std::string& name, const CloudReader& cloud, const CloudSize& size) {
-    Lines lines(name);
-    AddCounts(cloud, &lines);
-    lines.Add("box minimum", "{} {} {}", cloud.box_min[0], cloud.box_min[1], cloud.box_min[2]);
-    lines.Add("box maximum", "{} {} {}", cloud.box_max[0], cloud.box_max[1], cloud.box_max[2]);
-    lines.Add("largest radius", "{}", cloud.largest_radius);
-    AddVariables("point variables", cloud.point_variables, &lines);
-    if (!cloud.node_variables.types.empty())
-        AddVariables("tree variables", cloud.node_variables, &lines);
-    AddFormat(cloud, &lines);
-    AddSize(cloud, size, &lines);
+std::string InfoText(const HeaderFacts& facts) {
+    const StoredHeader& header = facts.header;
+    const auto& low = header.box_min;
+    const auto& high = header.box_max;
+    Lines lines(facts.file);
+    AddCounts(facts, &lines);
+    lines.Add("box minimum", "{} {} {}", low[0], low[1], low[2]);
+    lines.Add("box maximum", "{} {} {}", high[0], high[1], high[2]);
+    lines.Add("largest radius", "{}", header.largest_radius);
+    AddVariables("point variables", facts.point_variables, header.point_variables.data_size,
+                 &lines);
+    if (!facts.node_variables.empty())
+        AddVariables("tree variables", facts.node_variables, header.node_variables.data_size,
+                     &lines);
+    AddCamera(facts, &lines);
+    AddSize(facts, &lines);
     return lines.Text();
 }

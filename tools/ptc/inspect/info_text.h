@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tools/ptc/inspect/cloud_size.h"
+#include "tools/ptc/inspect/header_facts.h"
 
 /// What `ptc info` says of one file: its name, and a line for each thing.
-std::string InfoText(const std::string& name, const CloudReader& cloud, const CloudSize& size);
+std::string InfoText(const HeaderFacts& facts);

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <span>
 
-#include "tools/ptc/inspect/node_walk.h"
+#include "tools/ptc/inspect/node_faults.h"
 #include "tools/ptc/point_scan.h"
 
 namespace {
@@ -20,7 +20,7 @@ constexpr std::size_t kData = 8;
 /// Text has seven digits: two numbers that were equal may differ by their last one.
 constexpr float kTextSlack = 1e-6f;
 
-/// Holds each node against its parent, the points and the header.
+/// Checks each node against its parent, the points and the header.
 class NodeCheck {
 public:
     NodeCheck(CloudReader& cloud, const NodeWalk& walk, FaultList& faults)
@@ -31,8 +31,8 @@ public:
         CheckRun(visit);
         CheckBox(visit);
         CheckData(visit);
-        // Only a node that is sound itself says which points to look at, and where they must be. In
-        // text form each leaf would mean to read the file from its first point on.
+        // Only a node that is sound says which points to look at, and where they must be. In text
+        // form every leaf would need the file to be read from its first point on.
         const bool is_leaf = visit.node->child_mask == 0;
         if (is_leaf && faults_.Total() == before && !cloud_.input.IsText()) CheckPoints(visit);
     }
@@ -58,8 +58,8 @@ private:
                         visit.offset, first, first + count, parent_first, parent_end);
     }
 
-    /// The first three values of a box are its minimum. A comparison with a value that is no number
-    /// is false, so such a value is told once, as what it is.
+    /// The first three values of a box are its minimum. A comparison with NaN
+    /// is false, so such a value is reported once, as what it is.
     void CheckBox(const NodeVisit& visit) {
         const float* const box = visit.node->box;
         for (std::size_t i = 0; i < 6; ++i)
@@ -92,8 +92,8 @@ private:
                             visit.offset, i, visit.data[i]);
     }
 
-    /// Every point of a leaf lies in its box. Each point belongs to one leaf at most, which also
-    /// bounds what this reads in all, however many leaves claim the same points.
+    /// Every point of a leaf lies in its box. Each point belongs to at most one leaf, which also
+    /// limits what is read when many leaves name the same points.
     void CheckPoints(const NodeVisit& visit) {
         const std::int64_t count = visit.node->point_count;
         leaf_points_ += count;
@@ -107,7 +107,7 @@ private:
         PointScan scan(cloud_, first, first + count);
         while (scan.Next())
             CheckInBox(visit, scan.Values().subspan(PointScan::kPosition), scan.Count() - 1);
-        // They were there when the points were checked.
+        // They could be read when the points were checked.
         if (scan.Count() < first + count && cloud_.input.Error() == 0)
             faults_.Add(scan.End(), "node at {}: point {} cannot be read again", visit.offset,
                         scan.Count());
@@ -136,7 +136,8 @@ void CheckNodes(CloudReader& cloud, const HeaderPlaces& places, std::int64_t beg
                 FaultList& faults, Progress* progress) {
     const std::int64_t end = cloud.input.StoredBytes();
     const std::int64_t before = faults.Total();
-    NodeWalk walk(cloud, begin, end, places.root_position, faults);
+    NodeFaults listener(begin, end, faults);
+    NodeWalk walk(cloud, begin, places.root_position, listener);
     NodeCheck check(cloud, walk, faults);
     std::int64_t nodes = 0;
     std::int64_t bytes = 0;
@@ -148,11 +149,11 @@ void CheckNodes(CloudReader& cloud, const HeaderPlaces& places, std::int64_t beg
         check.Check(visit);
         progress->Show(static_cast<std::uint64_t>(cloud.point_count + nodes));
     }
-    // Of nodes that could not be read nothing is known.
+    // Nothing is known of nodes that could not be read.
     if (cloud.input.Error() != 0) return;
     if (root_end != end)
         faults.Add(root_end, "{} bytes behind the root node, which is the last", end - root_end);
-    // What is not reached because of a fault above is no fault of its own.
+    // Nodes that a fault above makes unreachable are not faults of their own.
     if (faults.Total() != before) return;
     if (nodes != cloud.stored_node_count)
         faults.Add(places.node_count, "nnodes: {}, but the root leads to {}",

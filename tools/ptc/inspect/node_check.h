@@ -9,7 +9,7 @@
 #include "tools/ptc/fault_list.h"
 #include "tools/ptc/header_check.h"
 
-/// Checks the nodes of `cloud`, which stand from `begin` on, behind the points. In binary files
+/// Checks the nodes of `cloud`, which begin at `begin`, behind the points. In binary files
 /// also that every point lies in the box of its leaf. `progress` goes on from the points, node by
 /// node. A read error ends the check, and the cloud's input keeps it. Caller: the file is not
 /// compressed, and its header counts nodes or names a root.

@@ -7,18 +7,17 @@
 #include <CLI/App.hpp>
 #include <CLI/Error.hpp>
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <memory>
 #include <span>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/number.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/inspect/node_walk.h"
+#include "tools/ptc/inspect/node_faults.h"
 #include "tools/ptc/inspect/print_columns.h"
 #include "tools/ptc/inspect/print_table.h"
 #include "tools/ptc/open_input.h"
@@ -39,11 +38,7 @@ struct PrintOptions {
 
 /// "FIRST:COUNT" into two numbers, neither negative.
 bool ParseRange(const std::string& text, std::int64_t* first, std::int64_t* count) {
-    const char* const end = text.data() + text.size();
-    const auto [colon, wrong_first] = std::from_chars(text.data(), end, *first);
-    if (wrong_first != std::errc() || colon == end || *colon != ':') return false;
-    const auto [last, wrong_count] = std::from_chars(colon + 1, end, *count);
-    return wrong_count == std::errc() && last == end && *first >= 0 && *count >= 0;
+    return ParseTwoNumbers(text, ':', first, count) && *first >= 0 && *count >= 0;
 }
 
 PrintTable::Form FormOf(const PrintOptions& options) {
@@ -87,7 +82,7 @@ void PrintPoints(const InputFile& file, const PrintOptions& options, CloudReader
     PrintTable table(FormOf(options), Titles({"point"}, columns));
     Progress progress(static_cast<std::uint64_t>(end), isatty(STDOUT_FILENO) == 0);
     PointScan scan(cloud, options.first, end);
-    std::vector<float> row(kHeadFloats + static_cast<std::size_t>(cloud.point_variables.data_size));
+    std::vector<float> row(kHeadFloats + cloud.point_variables.DataFloats());
     while (scan.Next()) {
         const std::span<const float> values = scan.Values();
         std::copy_n(values.begin(), 3, row.begin());
@@ -138,10 +133,10 @@ void PrintNodes(const InputFile& file, const PrintOptions& options, const Opened
         table.Finish();
         return;
     }
-    NodeWalk walk(cloud, cloud.data_start, cloud.input.StoredBytes(), opened.places.root_position,
-                  faults);
+    NodeFaults listener(cloud.data_start, cloud.input.StoredBytes(), faults);
+    NodeWalk walk(cloud, cloud.data_start, opened.places.root_position, listener);
     NodeVisit visit;
-    std::vector<float> row(kBoxFloats + static_cast<std::size_t>(cloud.node_variables.data_size));
+    std::vector<float> row(kBoxFloats + cloud.node_variables.DataFloats());
     while (walk.Next(&visit)) {
         std::copy_n(visit.node->box, kBoxFloats, row.begin());
         std::copy(visit.data.begin(), visit.data.end(), row.begin() + kBoxFloats);

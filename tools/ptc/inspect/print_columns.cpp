@@ -5,19 +5,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "tools/common/failure.h"
-#include "tools/ptc/component_suffix.h"
+#include "tools/common/parts.h"
+#include "tools/ptc/variable_list.h"
 
 std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first) {
     std::vector<PrintGroup> groups;
-    for (std::size_t i = 0; i < variables.names.size(); ++i) {
+    for (const Variable& variable : ListVariables(variables)) {
         PrintGroup& group = groups.emplace_back();
-        group.name = variables.names[i];
-        for (std::int32_t part = 0; part < variables.sizes[i]; ++part)
-            group.columns.push_back(
-                {group.name + ComponentSuffix(variables.types[i], variables.sizes[i], part),
-                 first++});
+        group.name = variable.name;
+        for (std::int32_t part = 0; part < variable.size; ++part)
+            group.columns.push_back({variable.FloatName(part), first++});
     }
     return groups;
 }
@@ -32,10 +32,9 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
         for (const PrintGroup& group : groups) choose(group);
         return chosen;
     }
-    for (std::size_t begin = 0; begin <= names.size();) {
-        const std::size_t end = std::min(names.find(',', begin), names.size());
-        const std::string name = names.substr(begin, end - begin);
-        // From the back: the file's own variables stand there.
+    Parts parts(names, ',');
+    for (std::string_view name; parts.Next(&name);) {
+        // From the back, where the file's own variables are: they come first.
         const auto found =
             std::find_if(groups.rbegin(), groups.rend(),
                          [&](const PrintGroup& group) { return group.name == name; });
@@ -46,7 +45,6 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
             throw Failure(fmt::format("no variable \"{}\"; there are {}", name, there));
         }
         choose(*found);
-        begin = end + 1;
     }
     return chosen;
 }

@@ -37,7 +37,7 @@ int Repair(const RepairOptions& options) {
     if (report.octree == RepairReport::Octree::kKept) say("kept the octree");
     if (report.octree == RepairReport::Octree::kDropped) say("dropped the octree, not intact");
     if (report.dropped_bytes > 0) say(fmt::format("dropped {} bytes", report.dropped_bytes));
-    // The report goes first: what fails on its way must find the target as it was.
+    // The report is written first: when that fails, the target must be as it was.
     if (output.IsStandardOutput()) {
         std::fputs(said.c_str(), stderr);
     } else {

@@ -45,7 +45,8 @@ public:
     }
 
 private:
-    // A coherent walk steps up to 12 points back or 20 on, and moves house every 4000 steps or so.
+    // A coherent walk steps up to 12 points back or 20 on, and jumps to another place every 4000
+    // steps or so.
     static constexpr std::int64_t kStay = 4000;
     static constexpr std::int64_t kReach = 33;
     static constexpr std::int64_t kBack = 12;
@@ -82,7 +83,7 @@ public:
 private:
     std::mutex mutex_;
     std::condition_variable_any wake_;
-    std::jthread thread_;  // last: it is stopped and joined before what it waits on goes
+    std::jthread thread_;  // last, so that it is stopped and joined first
 };
 
 /// Counts the steps of one thread, and shows all threads' from the first of them.
@@ -96,7 +97,7 @@ public:
         if (++steps_ == kBatch) Tell();
     }
 
-    /// Asked before each step. False: there is no time left for it.
+    /// To be called before each step. False: no time is left for it.
     bool MayGoOn() {
         if (!shared_.is_over.load(std::memory_order_relaxed)) return true;
         shared_.is_cut = true;

@@ -1,7 +1,7 @@
 // Walks over a cloud as shading threads make them, through the library's caches.
 //
 // Units      lookups of single points, or of the children of one node; seconds of wall time.
-// Errors     a Failure for a file that cannot be opened. A lookup that answers nothing ends its
+// Errors     a Failure for a file that cannot be opened. A lookup without an answer ends its
 //            thread's part of the walk and is kept in the outcome.
 // Ownership  borrows the file. The caches and what they count go on from walk to walk.
 // Threads    Walk() starts and joins its own; one walk at a time.

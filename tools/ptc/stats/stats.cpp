@@ -25,7 +25,7 @@ namespace {
 
 constexpr int kMostThreads = 256;
 constexpr std::int64_t kMostKilobytes = 1 << 30;
-/// How long a walk may take when nobody says how many lookups it is to make.
+/// How long a walk may take when its number of lookups is not given.
 constexpr std::chrono::seconds kUsualLimit{2};
 
 const std::map<std::string, WalkKind>& Walks() {
@@ -126,7 +126,9 @@ void AddStats(CLI::App& app, int* status) {
         ->delimiter(',')
         ->check(CLI::IsMember(Walks()))
         ->type_name("A,B,...");
-    command->add_option("--threads", options->threads, "how many read; default: one a processor")
+    command
+        ->add_option("--threads", options->threads,
+                     "threads that read; default: one for each processor")
         ->check(CLI::Range(1, kMostThreads));
     command
         ->add_option("--memory", options->kilobytes,
@@ -135,8 +137,8 @@ void AddStats(CLI::App& app, int* status) {
     command
         ->add_option(
             "--lookups", options->lookups,
-            "of points in a walk, by all threads together; default: as many as points, but no "
-            "more than 2 seconds take")
+            "lookups of points in a walk, by all threads together; default: as many as there are "
+            "points, for 2 seconds at most")
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40U));
     command->add_flag("--xml", options->xml, "the caches' statistics as XML, and nothing else");
     command->callback([options, status] { *status = RunGuarded([&] { return Stats(*options); }); });

@@ -8,7 +8,7 @@
 #include <cmath>
 
 #include "tools/common/failure.h"
-#include "tools/ptc/component_suffix.h"
+#include "tools/ptc/variable_list.h"
 #include "tools/ptc/view/colour_map.h"
 
 namespace view {
@@ -18,18 +18,11 @@ namespace {
 constexpr const char* kNormal = "normal";
 constexpr const char* kRadius = "radius";
 
-/// What can be chosen, for someone who chose something else.
+/// The names that can be chosen, for the message about a wrong one.
 std::string Choices(const CloudVariables& variables) {
     std::string list;
     for (const std::string& name : variables.names) list += name + ", ";
     return list + kNormal + ", " + kRadius;
-}
-
-/// Of variable `index`'s first float in the data.
-std::size_t OffsetOf(const CloudVariables& variables, std::size_t index) {
-    std::size_t offset = 0;
-    for (std::size_t i = 0; i < index; ++i) offset += static_cast<std::size_t>(variables.sizes[i]);
-    return offset;
 }
 
 }  // namespace
@@ -38,7 +31,7 @@ Colouring::Colouring(const CloudVariables& variables, const std::string& name) :
     if (name.empty()) {
         ChooseDefault(variables);
     } else if (ChooseVariable(variables, name) || name == kNormal) {
-        // Nothing is left to do: a normal is what members begin with.
+        // Nothing is left to do: the members' initial values choose the normal.
     } else if (name == kRadius) {
         kind_ = Kind::kValue;
         source_ = Source::kRadius;
@@ -50,11 +43,11 @@ Colouring::Colouring(const CloudVariables& variables, const std::string& name) :
 /// Leaves the normal chosen when there is neither a color nor a float.
 void Colouring::ChooseDefault(const CloudVariables& variables) {
     for (const std::string_view type : {"color", "float"}) {
-        for (std::size_t i = 0; i < variables.types.size(); ++i) {
+        for (const Variable& variable : ListVariables(variables)) {
             const std::int32_t size = type == "color" ? 3 : 1;
-            if (!variables.types[i].starts_with(type) || variables.sizes[i] != size) continue;
+            if (!variable.type.starts_with(type) || variable.size != size) continue;
             // Of two variables of one name the first is chosen, which may not be this one.
-            name_ = variables.names[i];
+            name_ = variable.name;
             ChooseVariable(variables, name_);
             return;
         }
@@ -62,16 +55,15 @@ void Colouring::ChooseDefault(const CloudVariables& variables) {
     name_ = kNormal;
 }
 
-/// False: the cloud has no such variable. One that a picture cannot show is refused.
+/// False: the cloud has no such variable. Fails for one that a picture cannot show.
 bool Colouring::ChooseVariable(const CloudVariables& variables, const std::string& name) {
-    const auto found = std::find(variables.names.begin(), variables.names.end(), name);
-    if (found == variables.names.end()) return false;
-    const auto index = static_cast<std::size_t>(found - variables.names.begin());
-    const std::string& type = variables.types[index];
-    const std::int32_t size = variables.sizes[index];
+    const std::vector<Variable> list = ListVariables(variables);
+    const auto variable =
+        std::find_if(list.begin(), list.end(), [&](const Variable& v) { return v.name == name; });
+    if (variable == list.end()) return false;
     // An array of colors begins like a color, but is more than one.
     const auto is = [&](std::string_view word, std::int32_t floats) {
-        return type.starts_with(word) && size == floats;
+        return variable->type.starts_with(word) && variable->size == floats;
     };
     if (is("color", 3)) {
         kind_ = Kind::kLight;
@@ -81,23 +73,22 @@ bool Colouring::ChooseVariable(const CloudVariables& variables, const std::strin
         kind_ = Kind::kDirection;
     } else {
         throw Failure(fmt::format("{} is a {}, which has no colour; {}{} is one of its floats",
-                                  name, type, name, ComponentSuffix(type, size, 0)));
+                                  name, variable->type, name, variable->Suffix(0)));
     }
     source_ = Source::kData;
-    offset_ = OffsetOf(variables, index);
+    offset_ = variable->offset;
     return true;
 }
 
 /// False: no variable has a float of that name.
 bool Colouring::ChooseComponent(const CloudVariables& variables, const std::string& name) {
-    for (std::size_t i = 0; i < variables.names.size(); ++i) {
-        if (!name.starts_with(variables.names[i])) continue;
-        const std::string_view suffix = std::string_view(name).substr(variables.names[i].size());
-        for (std::int32_t part = 0; part < variables.sizes[i]; ++part) {
-            if (suffix != ComponentSuffix(variables.types[i], variables.sizes[i], part)) continue;
+    for (const Variable& variable : ListVariables(variables)) {
+        if (!name.starts_with(variable.name)) continue;
+        for (std::int32_t part = 0; part < variable.size; ++part) {
+            if (name != variable.FloatName(part)) continue;
             kind_ = Kind::kValue;
             source_ = Source::kData;
-            offset_ = OffsetOf(variables, i) + static_cast<std::size_t>(part);
+            offset_ = variable.offset + static_cast<std::size_t>(part);
             return true;
         }
     }

@@ -1,7 +1,7 @@
 // Colouring: what is shown of the points, and the colour that each one gets.
 //
 // Units      exposure in stops: one more is twice the light.
-// Errors     a Failure without the file's name, when the cloud has not what is to be shown.
+// Errors     a Failure without the file's name, when the cloud does not have what is to be shown.
 // Ownership  copies what it keeps.
 // Threads    does not change while it colours; any number of threads may.
 

@@ -20,7 +20,7 @@ namespace view {
 namespace {
 
 /// How far a disc's edge is bent away from the eye, in radii. On a ball the edges of its discs
-/// stand out by r / 2R of their radius and would hide their neighbours' middles; this is enough for
+/// stick out by r / 2R of their radius and would hide their neighbours' middles; this is enough for
 /// discs of half the ball's radius.
 constexpr double kBend = 0.25;
 /// Discs that look smaller are drawn as dots of this radius, in samples.
@@ -29,17 +29,17 @@ constexpr double kDotRadius = 0.65 * DiscCanvas::kSide;
 constexpr double kReachesEye = 0.01;
 
 /// A unit vector at right angles to `axis`, which is not null.
-Vector3 AnyPerpendicular(const Vector3& axis) {
+Vec3d AnyPerpendicular(const Vec3d& axis) {
     const double x = std::fabs(axis.x), y = std::fabs(axis.y), z = std::fabs(axis.z);
-    const Vector3 other = x <= y && x <= z ? Vector3{1, 0, 0}
-                          : y <= z         ? Vector3{0, 1, 0}
-                                           : Vector3{0, 0, 1};
-    const Vector3 perpendicular = Cross(axis, other);
+    const Vec3d other = x <= y && x <= z ? Vec3d{1, 0, 0}
+                        : y <= z         ? Vec3d{0, 1, 0}
+                                         : Vec3d{0, 0, 1};
+    const Vec3d perpendicular = Cross(axis, other);
     return perpendicular * (1 / Length(perpendicular));
 }
 
 /// The line of sight through the raster place (`x`, `y`): along it neither of the two changes.
-Vector3 LineOfSight(const ViewCamera& camera, double x, double y) {
+Vec3d LineOfSight(const ViewCamera& camera, double x, double y) {
     return Cross(camera.x.direction - camera.w.direction * x,
                  camera.y.direction - camera.w.direction * y);
 }
@@ -73,10 +73,10 @@ DiscCanvas::DiscCanvas(int width, int height)
 bool DiscCanvas::ToRaster(const ViewCamera& camera, const Disc& disc, RasterDisc* raster) {
     if (!camera.Project(disc.centre, &raster->x, &raster->y)) return false;
     const bool has_normal = Dot(disc.normal, disc.normal) > 0;
-    Vector3 axis = has_normal ? disc.normal : LineOfSight(camera, raster->x, raster->y);
+    Vec3d axis = has_normal ? disc.normal : LineOfSight(camera, raster->x, raster->y);
     axis = axis * (1 / Length(axis));
-    const Vector3 a = AnyPerpendicular(axis) * disc.radius;
-    const Vector3 b = Cross(axis, a);
+    const Vec3d a = AnyPerpendicular(axis) * disc.radius;
+    const Vec3d b = Cross(axis, a);
 
     // Directions have no constant part; taking off the centre's place times w leaves x and y
     // relative to it, which keeps the digits that count for a small disc far from the corner.
@@ -164,7 +164,7 @@ void DiscCanvas::Draw(const ViewCamera& camera, const Disc& disc, Rgb colour) {
     }
 }
 
-/// Light is what a lens would add up; bytes of the screen are not, and edges would look too dark.
+/// A lens adds up light. The mean of the screen's bytes would make edges look too dark.
 Light DiscCanvas::MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const {
     Light sum;
     for (int row = y * kSide; row < (y + 1) * kSide; ++row) {

@@ -2,10 +2,10 @@
 //
 // Every pixel is a square of kSide x kSide samples. A sample keeps the nearest disc that covers
 // it, and a pixel is the mean of its samples' light, so edges are smooth and no more than the
-// samples is kept, however many discs there are.
+// samples is kept, for any number of discs.
 //
 // Discs that overlap in one plane are equally near. To part them along the line half way between
-// their centres, whatever order they come in, a disc is taken to bend away from the eye towards
+// their centres, in any order, a disc is taken to bend away from the eye towards
 // its edge, by a quarter of its radius.
 //
 // Units      world units for discs, pixels for the canvas; a camera's raster counts samples.
@@ -18,17 +18,17 @@
 #include <cstddef>
 #include <vector>
 
+#include "tools/common/vec3.h"
 #include "tools/ptc/srgb.h"
 #include "tools/ptc/view/picture.h"
-#include "tools/ptc/view/vector3.h"
 #include "tools/ptc/view/view_camera.h"
 
 namespace view {
 
 /// All of it is finite, the radius not negative.
 struct Disc {
-    Vector3 centre;
-    Vector3 normal;  ///< of any length; the null vector: the disc faces the eye
+    Vec3d centre;
+    Vec3d normal;  ///< of any length; the null vector: the disc faces the eye
     double radius = 0;
 };
 

@@ -23,20 +23,20 @@ constexpr int kNumbersTop = kBarTop + kBarHeight + kTickHeight + 2;
 constexpr int kHeight = kNumbersTop + kLetterHeight + kGap;
 constexpr int kSide = 2 * kGap;  ///< between the bar's ends and the picture's
 
-/// A number in as few letters as tell it from its neighbours.
+/// A number in as few letters as distinguish it from its neighbours.
 std::string NumberText(double value, const ValueRange& range) {
-    // What is nothing against the range is rounding of the ticks' places.
+    // A value that is tiny beside the range is the rounding of a tick's place.
     const double step = (range.high - range.low) * 1e-9;
     return fmt::format("{:.4g}", value > -step && value < step ? 0.0 : value);
 }
 
-/// What stands at tick `tick` of `ticks`, counted from the low end.
+/// The text at tick `tick` of `ticks`, counted from the low end.
 std::string TickText(int tick, int ticks, const ValueRange& range) {
     const double share = static_cast<double>(tick) / (ticks - 1);
     return NumberText(range.low * (1 - share) + range.high * share, range);
 }
 
-/// As many numbers as stand side by side with a gap between them; both ends at least.
+/// As many numbers as fit side by side with a gap between them; at least both ends.
 int TickCount(const ValueRange& range, int bar_width, int scale) {
     for (const int ticks : {5, 3}) {
         int widest = 0;

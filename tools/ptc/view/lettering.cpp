@@ -50,7 +50,7 @@ constexpr std::uint8_t kLetters[][kColumns] = {
 };
 static_assert(std::size(kLetters) == kLast - kFirst + 1);
 
-/// What has no letter shows that it is something.
+/// A byte without a letter is drawn as a question mark.
 void DrawLetter(char letter, int x, int y, int scale, Rgb colour, Picture* picture) {
     if (letter < kFirst || letter > kLast) letter = '?';
     const auto& columns = kLetters[static_cast<std::size_t>(letter - kFirst)];

@@ -9,7 +9,7 @@
 namespace view {
 
 /// Writes `picture` as PNG, marked as sRGB, to `stream` and flushes that. The same picture gives
-/// the same bytes: nothing that tells the time or the place is written.
+/// the same bytes: neither time nor place is written.
 /// Throws Failure, which does not name the file.
 void WritePng(const Picture& picture, std::FILE* stream);
 

@@ -27,8 +27,8 @@ public:
 
     using Visit = std::function<void(const PointHead& point, std::span<const float> data)>;
 
-    /// Shows each drawable point to `visit`, in the file's order. `done`: the steps that the bar
-    /// stands at before; every point is one more.
+    /// Shows each drawable point to `visit`, in the file's order. `done`: the steps that
+    /// the bar shows before; every point is one more.
     void Run(Progress& progress, std::uint64_t done, const Visit& visit);
 
 private:

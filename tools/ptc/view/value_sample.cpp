@@ -35,7 +35,7 @@ void ValueSample::Add(double value) {
         --next_;
         return;
     }
-    // What is kept stays evenly spread: every other value of those that were.
+    // Every other value is kept, so that the sample stays evenly spread.
     if (kept_.size() == kMostKept) {
         for (std::size_t i = 0; i < kMostKept / 2; ++i) kept_[i] = kept_[2 * i];
         kept_.resize(kMostKept / 2);

@@ -30,13 +30,13 @@ namespace {
 constexpr int kLongerSide = 1024;
 /// Shape of a picture without a file's camera.
 constexpr double kUsualAspect = 4.0 / 3;
-/// Shapes beyond this are taken to be damage.
+/// Shapes beyond this are taken for damage.
 constexpr double kMostAspect = 8;
-/// The file's camera is used when it sees at least one point in so many: fewer are what a matrix
-/// that has nothing to do with the cloud sees by chance.
+/// The file's camera is used when it sees at least one point in so many: a matrix that has nothing
+/// to do with the cloud sees fewer, by chance.
 constexpr std::uint64_t kSeenOneIn = 100;
 
-Vector3 PositionOf(const PointHead& point) {
+Vec3d PositionOf(const PointHead& point) {
     return {point.position[0], point.position[1], point.position[2]};
 }
 
@@ -47,22 +47,19 @@ struct Survey {
     std::uint64_t in_view = 0;  ///< of the file's camera
     ValueSample values;
 
-    /// Takes in the whole sphere, however its disc is turned. The header's box is not asked: a
-    /// point that is not finite has spoilt it, and it knows nothing of the radii's scale.
-    void Include(const Vector3& p, double radius) {
-        const Vector3 reach = {radius, radius, radius};
-        const Vector3 low = p - reach, high = p + reach;
+    /// Includes the whole sphere, however its disc is turned. The header's box would not do: a
+    /// point that is not finite spoils it, and it does not have the radii's scale.
+    void Include(const Vec3d& p, double radius) {
+        const Vec3d reach = {radius, radius, radius};
+        const Vec3d low = p - reach, high = p + reach;
         if (points == 0) box = {low, high};
-        box.low = {std::min(box.low.x, low.x), std::min(box.low.y, low.y),
-                   std::min(box.low.z, low.z)};
-        box.high = {std::max(box.high.x, high.x), std::max(box.high.y, high.y),
-                    std::max(box.high.z, high.z)};
+        box = {Least(box.low, low), Most(box.high, high)};
         ++points;
     }
 };
 
-/// Width over height of the frame that the file was made in. What the header stores counts, not
-/// the defaults that a reader puts in its place: these belong to no cloud in particular.
+/// Width over height of the frame that the file was made in. This is the stored format and not
+/// the reader's default for it, which belongs to no cloud in particular.
 double FrameAspect(const StoredHeader& cloud) {
     const auto [width, height, pixel] = cloud.stored_format;
     if (!(width >= 1 && height >= 1)) return kUsualAspect;
@@ -118,7 +115,7 @@ private:
         }
     }
 
-    /// Which of these options says anything depends on what is shown.
+    /// What is shown decides which of these options have an effect.
     void CheckColourOptions() const {
         const std::string& name = colouring_.Name();
         if (options_.exposure && colouring_.IsMapped())
@@ -145,7 +142,7 @@ private:
                 if (!colouring_.ValueOf(point, data, &value)) return;
                 survey.values.Add(value);
             }
-            const Vector3 position = PositionOf(point);
+            const Vec3d position = PositionOf(point);
             survey.Include(position, point.radius * options_.point_scale);
             double x = 0, y = 0;
             if (camera && camera->Project(position, &x, &y))
@@ -154,7 +151,7 @@ private:
         return survey;
     }
 
-    /// Settles what the ends of the colours stand for.
+    /// Sets the values at the ends of the colours.
     void ChooseRange(ValueSample* values) {
         if (options_.range) {
             colouring_.SetRange(*options_.range);
@@ -203,7 +200,7 @@ private:
         canvas.PutOnto(picture, srgb);
     }
 
-    /// Black or white, whichever is read better on the background.
+    /// Light or black, whichever is easier to read on the background.
     Rgb Ink() const {
         const Light light = Srgb().Decode(options_.background);
         constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
@@ -236,7 +233,7 @@ void WritePicture(const Picture& picture, OutputFile* output) {
 }  // namespace
 
 void View(const ViewOptions& options) {
-    // What is wrong with the two files shows before the long part begins.
+    // What is wrong with the two files is found before the long part begins.
     OutputFile output(options.output);
     if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
         throw Failure("standard output: a terminal shows no pictures");

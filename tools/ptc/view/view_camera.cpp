@@ -12,7 +12,7 @@ namespace view {
 
 namespace {
 
-/// How far from a box's middle a fitted camera stands, in half diagonals of the box: all of it is
+/// How far a fitted camera is from a box's middle, in half diagonals of the box: all of the box is
 /// well before the eye, and seen within 40 degrees.
 constexpr double kDistance = 2.92;
 /// How much of a fitted picture's half side the box takes.
@@ -40,9 +40,9 @@ void ToRaster(const Frame& frame, ViewCamera* camera) {
 
 /// A fitted camera's directions in the world.
 struct Axes {
-    Vector3 right;
-    Vector3 up;
-    Vector3 ahead;
+    Vec3d right;
+    Vec3d up;
+    Vec3d ahead;
 };
 
 /// Sines and cosines are the same bits on every machine, and so is the picture.
@@ -72,7 +72,7 @@ bool IsCamera(std::span<const float, 16> matrix) {
 
 }  // namespace
 
-bool ViewCamera::Project(const Vector3& p, double* raster_x, double* raster_y) const {
+bool ViewCamera::Project(const Vec3d& p, double* raster_x, double* raster_y) const {
     const double depth = w.At(p);
     if (!(depth > 0)) return false;
     *raster_x = x.At(p) / depth;
@@ -91,8 +91,8 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
     if (!IsCamera(world_to_ndc)) return std::nullopt;
     ViewCamera camera{
         Column(world_to_ndc, 0), Column(world_to_ndc, 1), Column(world_to_ndc, 3), {}};
-    // Without perspective the depth is all that tells near from far. With it the depth is w, and
-    // what the third column makes of it differs from one maker to the next.
+    // Without perspective only the depth says what is near. With it the depth is w, and what the
+    // third column makes of it differs between renderers.
     const bool is_perspective = Length(camera.w.direction) > 0;
     camera.near = is_perspective ? LinearForm{{}, 1} : Column(world_to_ndc, 2) * -1;
     ToRaster(frame, &camera);
@@ -101,19 +101,20 @@ std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc
 
 ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Frame& frame) {
     const Axes axes = AxesOf(direction);
-    const Vector3 middle = (box.low + box.high) * 0.5;
+    const Vec3d middle = (box.low + box.high) * 0.5;
     // A single point without a radius has no size to go by; any distance shows it.
     const double radius = Length(box.high - box.low) / 2;
     const double distance = radius > 0 ? kDistance * radius : 1.0;
-    const auto along = [&](const Vector3& axis) { return LinearForm{axis, -Dot(axis, middle)}; };
+    const auto along = [&](const Vec3d& axis) { return LinearForm{axis, -Dot(axis, middle)}; };
     ViewCamera camera{along(axes.right), along(axes.up), along(axes.ahead), {{}, 1}};
     camera.w.constant += distance;
 
-    // What the box takes of the plane at depth 1; a cloud seen along a line still takes something.
+    // The part of the plane at depth 1 that the box covers; never nothing, even for a cloud seen
+    // along a line.
     double left = 0, right = 0, bottom = 0, top = 0;
     for (int corner = 0; corner < 8; ++corner) {
-        const Vector3 p = {corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,
-                           corner & 4 ? box.high.z : box.low.z};
+        const Vec3d p = {corner & 1 ? box.high.x : box.low.x, corner & 2 ? box.high.y : box.low.y,
+                         corner & 4 ? box.high.z : box.low.z};
         double x = 0, y = 0;
         camera.Project(p, &x, &y);
         left = std::min(left, x);

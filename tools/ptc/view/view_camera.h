@@ -12,7 +12,7 @@
 // it is the depth's opposite. All three run linearly across the picture of a plane.
 //
 // Units      world units; raster positions in samples, see Frame.
-// Errors     told by each function.
+// Errors     see each function.
 // Ownership  holds only numbers.
 // Threads    does not change once made.
 
@@ -22,22 +22,22 @@
 #include <optional>
 #include <span>
 
-#include "tools/ptc/view/vector3.h"
+#include "tools/common/vec3.h"
 
 namespace view {
 
 /// One linear form of (p, 1).
 struct LinearForm {
-    Vector3 direction;
+    Vec3d direction;
     double constant = 0;
 
-    double At(const Vector3& p) const { return Dot(p, direction) + constant; }
+    double At(const Vec3d& p) const { return Dot(p, direction) + constant; }
 };
 
 /// A box around points.
 struct Bounds {
-    Vector3 low;
-    Vector3 high;
+    Vec3d low;
+    Vec3d high;
 };
 
 /// Where normalised device coordinates, -1 to 1, land: a rectangle with its corner at (0, 0), and
@@ -55,25 +55,25 @@ struct ViewCamera {
     LinearForm near;
 
     /// Whether the point is before the eye and, when it is, where.
-    bool Project(const Vector3& p, double* raster_x, double* raster_y) const;
+    bool Project(const Vec3d& p, double* raster_x, double* raster_y) const;
 
     /// How fast nearness changes with a step in the world at depth `w`.
     double NearnessSlope(double w_there) const;
 };
 
-/// The camera of a file's world_to_ndc. Nothing when it is no camera: not finite, not invertible,
-/// or the identity, which stands for "not given".
+/// The camera of a file's world_to_ndc. Nothing when it is not a camera: not finite, not
+/// invertible, or the identity, which stands for "not given".
 std::optional<ViewCamera> CameraOfMatrix(std::span<const float, 16> world_to_ndc,
                                          const Frame& frame);
 
-/// Where a fitted camera stands: turned about the vertical axis to the right, then raised, both in
+/// Where a fitted camera is: turned about the vertical axis to the right, then raised, both in
 /// degrees; 0 and 0 look along z.
 struct Direction {
     double turn = 30;
     double tilt = 20;
 };
 
-/// A camera in perspective that has all of `box` in its picture, as large as that goes.
+/// A camera in perspective whose picture shows all of `box`, as large as possible.
 /// Caller: the box is finite.
 ViewCamera FittedCamera(const Bounds& box, const Direction& direction, const Frame& frame);
 

@@ -22,27 +22,19 @@ namespace {
 /// Along one side. Both sides at this take 5 GB.
 constexpr int kMostPixels = 8192;
 
-constexpr const char* kAbout = "Draw the points of FILE as discs into a PNG picture";
-
-/// Two numbers: `text` split at the first `mark` into two numbers.
-template <class Value>
-bool ParseTwo(std::string_view text, char mark, Value* first, Value* second) {
-    const std::size_t at = text.find(mark);
-    return at != text.npos && ParseNumber(text.substr(0, at), first) &&
-           ParseNumber(text.substr(at + 1), second);
-}
+constexpr const char* kAbout = "draw the points of FILE as discs into a PNG picture";
 
 /// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
-    return ParseTwo(text, 'x', &size->width, &size->height) && fits(size->width) &&
+    return ParseTwoNumbers(text, 'x', &size->width, &size->height) && fits(size->width) &&
            fits(size->height);
 }
 
 /// "MIN:MAX". Neither an end nor the distance between the two may be infinite, or no value would
 /// have a share of it.
 bool ParseRange(const std::string& text, ValueRange* range) {
-    return ParseTwo(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
+    return ParseTwoNumbers(text, ':', &range->low, &range->high) && std::isfinite(range->low) &&
            range->low < range->high && std::isfinite(range->high - range->low);
 }
 
@@ -71,7 +63,7 @@ bool ParseColour(const std::string& text, Rgb* colour) {
     return true;
 }
 
-/// How an option looks in the help, and what a wrong value is told.
+/// The texts of an option: those of the help, and `rule` for a wrong value.
 struct OptionText {
     std::string name;
     std::string shape;
@@ -110,8 +102,8 @@ Direction* GivenDirection(ViewOptions* options) {
     return options->direction ? &*options->direction : &options->direction.emplace();
 }
 
-/// A PNG is what is written, whatever the name says; a name that says something else is a mistake,
-/// and may be that of a file to keep.
+/// The picture is always a PNG. Another extension is a mistake, and the name may be that of a file
+/// to keep.
 CLI::Validator PictureName() {
     return CLI::Validator(
         [](const std::string& name) -> std::string {
@@ -122,7 +114,7 @@ CLI::Validator PictureName() {
         "PICTURE");
 }
 
-/// From where the cloud is seen, and how large.
+/// The options of the camera and the size.
 void AddSightOptions(CLI::App& app, ViewOptions* options) {
     AddParsed(app,
               {"--size", "WxH", "pixels, the legend's included (1024 along the longer side)",
@@ -141,23 +133,24 @@ void AddSightOptions(CLI::App& app, ViewOptions* options) {
             return text == "file" || text == "fit";
         });
     const Direction usual;
-    AddNumber(app,
-              {"--turn",
-               {},
-               fmt::format("degrees that a fitted camera stands to the right ({:g})", usual.turn),
-               {}},
-              {-360, 360}, options, [](ViewOptions* all) { return &GivenDirection(all)->turn; });
+    AddNumber(
+        app,
+        {"--turn",
+         {},
+         fmt::format("degrees by which a fitted camera is turned to the right ({:g})", usual.turn),
+         {}},
+        {-360, 360}, options, [](ViewOptions* all) { return &GivenDirection(all)->turn; });
     AddNumber(app,
               {"--tilt",
                {},
-               fmt::format("degrees that a fitted camera stands above ({:g})", usual.tilt),
+               fmt::format("degrees by which a fitted camera is raised ({:g})", usual.tilt),
                {}},
               {-90, 90}, options, [](ViewOptions* all) { return &GivenDirection(all)->tilt; });
     AddNumber(app, {"--point-scale", {}, "factor for the discs' radii (1)", {}}, {0, 1e6}, options,
               [](ViewOptions* all) { return &all->point_scale; });
 }
 
-/// What is shown of the points, and in which colours.
+/// The options of what is shown and in which colours.
 void AddColourOptions(CLI::App& app, ViewOptions* options) {
     app.add_option("--variable", options->variable,
                    "what to show: a variable, normal, radius or one float of a variable as print "
@@ -187,9 +180,10 @@ void AddView(CLI::App& app, int* status) {
     // Shared with the callback, which runs when the command line is parsed.
     const auto options = std::make_shared<view::ViewOptions>();
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
-    command->option_defaults()->take_last();  // what is given again replaces what was given
-    command->add_option("FILE", options->input, "the point cloud; -: standard input")->required();
-    command->add_option("-o,--output", options->output, "the picture; -: standard output")
+    command->option_defaults()->take_last();  // the last of several wins
+    command->add_option("FILE", options->input, "a point cloud file, - for standard input")
+        ->required();
+    command->add_option("-o,--output", options->output, "the picture, - for standard output")
         ->required()
         ->check(view::PictureName());
     view::AddSightOptions(*command, options.get());
@@ -207,7 +201,7 @@ void AddView(CLI::App& app, int* status) {
             }
             return 0;
         });
-        // Outside the guard: wrong usage, also when it takes the file to see that it is.
+        // Outside the guard: this is wrong usage, though only the file shows that it is.
         if (wrong) throw CLI::ValidationError(wrong->Option(), wrong->what());
     });
 }
