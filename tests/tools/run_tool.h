@@ -50,9 +50,9 @@ public:
 
     ToolRun Run(const std::string& arguments) const { return Shell(kName + " " + arguments); }
 
-    /// Runs the commands of a golden transcript, the lines that begin with "$ ", which must print
-    /// what stands below them: standard output, "! " and standard error, an exit status above 0.
-    /// `after` runs behind each.
+    /// Runs the commands of a golden transcript, the lines that begin with "$ ". Each is followed
+    /// by what it prints: standard output, standard error with "! " in front of each line, and
+    /// "[N]" for an exit status above 0. `after` runs behind each command.
     void ExpectTranscript(
         const std::string& name, const std::function<void()>& after = [] {}) const {
         std::istringstream lines(ContentOf("tests/golden/" + name));
@@ -68,6 +68,7 @@ public:
             if (run.status != 0) seen += "[" + std::to_string(run.status) + "]\n";
             after();
         }
+        EXPECT_NE(seen, "") << name << " is missing: run from the repository root";
         ExpectGolden(name, seen);
     }
 
