@@ -16,12 +16,12 @@
 #include <string>
 
 #include "tools/common/spool.h"
+#include "util/io/whole_file.h"
 
 class OutputFile {
 public:
     /// `name`: the file to be, "-" for standard output.
     explicit OutputFile(const std::string& name);
-    ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
@@ -37,17 +37,11 @@ public:
     void Commit();
 
 private:
-    void OpenBeside();
-    std::string BesideName(int attempt) const;
     void CopyOut();
-    void StoreIt();
-    void NameIt();
 
     std::string name_;
-    std::string target_;  ///< the name, symbolic links followed
     std::string path_;
     bool is_standard_output_;
-    std::unique_ptr<Spool> spool_;  ///< of what is copied in the end
-    int descriptor_ = -1;           ///< of what is renamed in the end
-    std::string beside_;            ///< its name so far; empty: it has none
+    std::unique_ptr<Spool> spool_;  ///< of what is copied at the end
+    WholeFile whole_;               ///< of what is renamed at the end
 };
