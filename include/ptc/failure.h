@@ -13,7 +13,7 @@ enum class PtcFailureCode : std::int32_t {
     kNone = 0,          ///< no call of this thread has failed
     kBadArgument = 1,   ///< null, a value that is refused, or a node key of another file
     kCannotOpen = 2,    ///< the system refused: `system_error` says why
-    kNotACloud = 3,     ///< the file is no point cloud, or is damaged before its first point
+    kNotACloud = 3,     ///< the file is not a point cloud, or is damaged before its first point
     kNoSuchRecord = 4,  ///< no such point, no children, no octree, no variables
     kUnreadable = 5,    ///< the system could not read the record, or the file is damaged there
     kCannotWrite = 6,   ///< the system refused: `system_error` says why

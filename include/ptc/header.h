@@ -28,6 +28,11 @@ struct PtcHeader {
 /// Stores the file's header. A file that is being written answers what it holds so far.
 bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept;
 
+/// Stores the value that `request` names at `out`, such as "npoints" or "world2eye". docs/format.md
+/// lists the requests, with the type that each one stores. Arrays and the texts in them are
+/// allocated with malloc; the caller frees both.
+bool PtcGetHeaderValue(const PtcManagedFile* file, const char* request, void* out) noexcept;
+
 /// Variables as a file declares them, in the order of their floats: three parallel arrays.
 struct PtcVariables {
     std::vector<std::string> types;

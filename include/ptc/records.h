@@ -19,7 +19,7 @@ static_assert(sizeof(PtcPoint) == 40);
 
 constexpr int kNodeChildren = 8;
 
-/// The record of an absent child is all zero, but for its data pointer, whose floats are zero.
+/// The record of an absent child is all zero, except its data pointer: the floats there are zero.
 struct PtcNode {
     std::int32_t first_point;  ///< of a run of points that follow each other in the file
     std::int32_t point_count;

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "ptc/access/last_failure.h"
+#include "ptc/cloud/header_query.h"
 #include "ptc/files/managed_file.h"
 
 namespace {
@@ -62,6 +63,14 @@ bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept {
     header->floats_per_point = from->point_variables.data_size;
     header->floats_per_node = from->node_variables.data_size;
     return true;
+}
+
+bool PtcGetHeaderValue(const PtcManagedFile* file, const char* request, void* out) noexcept {
+    const CloudHeader* const header = HeaderOf(file);
+    if (!header) return false;
+    if (request && out && !Failed(GetHeaderValue(*header, request, out))) return true;
+    SetFailure(PtcFailureCode::kBadArgument, file->Name(), "no such request, or no memory for it");
+    return false;
 }
 
 bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,

@@ -1,4 +1,4 @@
-// Sizing and filling blocks of points and of nodes, and what their memory is charged as.
+// Allocates and fills blocks of points and of nodes, and charges their memory.
 
 #include "ptc/cache/block_caches.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The floats of one item; a file that counts them below 0 has none.
+/// The number of floats of one item; a negative count means none.
 std::int32_t FloatsOf(std::int32_t floats) {
     return std::max(floats, 0);
 }
@@ -22,7 +22,7 @@ float* NewFloats(std::int64_t items, std::int32_t floats) {
     return static_cast<float*>(std::malloc(static_cast<std::size_t>(FloatBytes(items, floats))));
 }
 
-/// The floats of the nodes of `block`.
+/// Frees the floats of the nodes of `block`.
 void FreeFloats(PtcCacheBlock& block) {
     for (PtcNode* node = block.Nodes(); node != block.Nodes() + kNodeChildren; ++node) {
         std::free(StorageOf(*node));
@@ -49,7 +49,7 @@ bool PtcPointCache::MakeRoom(PtcCacheBlock& block, const PtcBlockSource& file) {
         block.data_floats = floats;
         Charge(FloatBytes(kPoints, floats));
     }
-    // Anew for each file: points of one file lie closer together than those of another.
+    // Set for each request, because the distance between two points' floats depends on the file.
     float* data = floats > 0 ? block.data : nullptr;
     for (PtcPoint* point = block.Points(); point != block.Points() + kPoints; ++point) {
         point->data = data;
@@ -60,7 +60,7 @@ bool PtcPointCache::MakeRoom(PtcCacheBlock& block, const PtcBlockSource& file) {
 
 CloudStatus PtcPointCache::Fill(PtcCacheBlock& block, const PtcBlockRequest& request) {
     const std::int64_t in_file = request.file.PointCount();
-    // Asked first, because the difference below may not exist.
+    // Checked first, so that the difference below neither overflows nor is 0 or less.
     if (request.index < 0 || request.index >= in_file) return CloudStatus::kFailed;
     const std::int64_t count = std::min(in_file - request.index, kPoints);
     const CloudStatus status = request.file.ReadPoints(request.index, count, block.Points());

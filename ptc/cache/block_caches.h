@@ -10,8 +10,8 @@
 #include "ptc/cache/shared_cache.h"
 #include "ptc/cloud/cloud_messages.h"
 
-/// A block's key is its first point, a multiple of 256. Its last block of a file may be short: the
-/// records behind the last point are zero.
+/// A block's key is its first point, a multiple of 256. The last block of a file may be short: its
+/// records after the last point are zero.
 class PtcPointCache final : public PtcSharedCache {
 public:
     static constexpr std::int64_t kPoints = 256;
@@ -22,13 +22,13 @@ public:
                          stats) {}
     ~PtcPointCache() override { FreeBlocks(); }
 
-    /// Of the block that begins with point `first`. Buckets and the slots of a thread's table
-    /// mask the same number.
+    /// The hash of the block that begins with point `first`. A bucket's number and a slot in a
+    /// thread's table are low bits of the same hash, so a lookup computes it once.
     static std::uint64_t Hash(std::uint32_t identity, std::int64_t first) {
         return std::uint64_t{identity} * 99 + static_cast<std::uint64_t>(first / kPoints) * 37;
     }
 
-    /// The first point of the block that holds point `index`, also for indexes below 0.
+    /// The first point of the block that contains point `index`, also for indexes below 0.
     static std::int64_t FirstOf(std::int64_t index) { return index & ~(kPoints - 1); }
     static std::size_t PlaceOf(std::int64_t index) {
         return static_cast<std::size_t>(index & (kPoints - 1));
@@ -46,8 +46,8 @@ private:
 };
 static_assert(PtcPointCache::kRecordBytes == 10240);
 
-/// A block's key is the parent's reference. The records of absent children are zero, but for their
-/// data pointers: each record has a data array of its own.
+/// A block's key is the parent's reference. The records of absent children are zero except for
+/// their data pointers: each record has a data array of its own.
 class PtcNodeCache final : public PtcSharedCache {
 public:
     static constexpr std::int64_t kRecordBytes = kNodeChildren * std::int64_t{sizeof(PtcNode)};
@@ -57,7 +57,7 @@ public:
                          stats) {}
     ~PtcNodeCache() override { FreeBlocks(); }
 
-    /// Of the children of the node at `reference`.
+    /// The hash of the children of the node at `reference`.
     static std::uint64_t Hash(std::uint32_t identity, std::int64_t reference) {
         return std::uint64_t{identity} * 99 + static_cast<std::uint64_t>(reference) * 7;
     }

@@ -1,4 +1,4 @@
-// `PtcCacheBlock`: one entry of a shared cache, and the word that says who may touch it.
+// `PtcCacheBlock`: one entry of a shared cache, and the atomic word that contains its state.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 #include "ptc/cloud/block_source.h"
 
-/// Who may touch a block, in one atomic word.
+/// A block's state: which threads may read and write it. One atomic word.
 ///
 ///                Publish            TryHold (+1)
 ///    CLAIMED ----------> HELD(1) <------------> HELD(n)
@@ -26,16 +26,18 @@
 ///   HELD(n)  | the n holders    | no, but see (*)         | yes
 ///
 /// (*) Between TryHold's IDLE -> HELD(1) and the winner's unlink the block is held and still on
-///     the reuse list. An evictor that meets it there skips it.
+///     the reuse list. A thread that looks there for a block to evict skips it, because its
+///     TryClaim fails.
 ///
 /// Only the thread whose compare-and-swap made a transition acts on it: the winner of TryHold
 /// unlinks the block from the reuse list, the winner of TryClaim unlinks it from list and chain.
+/// So the two, which race for an idle block, need no lock in common.
 class PtcBlockState {
 public:
     enum class Hold {
-        kMiss,     ///< being refilled: not a hit, go on searching
-        kJoined,   ///< was held already
-        kRevived,  ///< was idle: the caller unlinks the block from the reuse list
+        kMiss,     ///< the block is being refilled: not a hit, continue the search
+        kJoined,   ///< the block was held already
+        kRevived,  ///< the block was idle: the caller unlinks it from the reuse list
     };
 
     /// Caller: holds the lock of the block's bucket, at least for reading.
@@ -50,11 +52,12 @@ public:
         return Hold::kMiss;
     }
 
-    /// IDLE -> CLAIMED. False: a reader was faster; pick another block.
+    /// IDLE -> CLAIMED. False: another thread has held the block first; pick another one.
     /// Caller: found the block on the reuse list or on the free list, whose lock it holds.
     [[nodiscard]] bool TryClaim() noexcept {
         std::uint32_t idle = kIdle;
-        // acquire: pairs with the release in Drop(), so that no late read meets the refill
+        // acquire: pairs with the release in Drop(), so that the refill comes after all reads by
+        // earlier holders
         return word_.compare_exchange_strong(idle, kClaimed, std::memory_order_acquire,
                                              std::memory_order_relaxed);
     }
@@ -62,18 +65,19 @@ public:
     /// CLAIMED -> HELD(1). Caller: claimed the block and filled it.
     void Publish() noexcept {
         assert(word_.load(std::memory_order_relaxed) == kClaimed);
-        word_.fetch_add(kIdle + 1, std::memory_order_release);  // pairs with TryHold()
+        // release: pairs with the acquire in TryHold(). From kClaimed, which is 0, to HELD(1).
+        word_.fetch_add(kIdle + 1, std::memory_order_release);
     }
 
-    /// CLAIMED -> IDLE. Caller: claimed the block, which is in no chain, and lists it.
+    /// CLAIMED -> IDLE. Caller: claimed the block, which is in no chain, and puts it on a list.
     void Abandon() noexcept {
         assert(word_.load(std::memory_order_relaxed) == kClaimed);
         word_.store(kIdle, std::memory_order_release);  // pairs with TryClaim()
     }
 
-    /// One holder fewer. True: that was the last, and the caller lists the block.
-    /// Caller: holds the lock of the block's bucket for writing, so that nobody holds the block
-    /// anew before it is on the list.
+    /// Ends one hold. True: it was the last one, and the caller puts the block on the reuse list.
+    /// Caller: holds the lock of the block's bucket for writing, so that no thread finds and holds
+    /// the block again, and unlinks it, before it is on the list.
     [[nodiscard]] bool Drop() noexcept {
         const std::uint32_t before =
             word_.fetch_sub(1, std::memory_order_release);  // pairs with TryClaim()
@@ -81,7 +85,7 @@ public:
         return before == kIdle + 1;
     }
 
-    /// For checks while nobody changes the block.
+    /// For checks while no thread changes the block.
     bool IsClaimed() const noexcept { return word_.load(std::memory_order_relaxed) == kClaimed; }
     bool IsIdle() const noexcept { return word_.load(std::memory_order_relaxed) == kIdle; }
     std::uint32_t Holders() const noexcept {
@@ -97,14 +101,14 @@ private:
 constexpr std::int32_t kNoBucket = -1;
 constexpr std::int64_t kNoIndex = -1;
 
-/// Whether two keys are equal, in one branch instead of two: every lookup takes it.
+/// Whether two keys are equal. One branch instead of two, because every lookup executes it.
 constexpr bool IsSameBlock(std::uint32_t identity, std::int64_t index, std::uint32_t other_identity,
                            std::int64_t other_index) {
     return ((index ^ other_index) | (identity ^ other_identity)) == 0;
 }
 
-/// One block: 256 points or the 8 children of a node. It fills a cache line, because a lookup
-/// needs its key and its records together, and neighbours are held by other threads.
+/// One block: 256 points or the 8 children of a node. It fills exactly one cache line: a search
+/// needs its key and its state together, and other threads change the states of its neighbours.
 ///
 ///   member                        written by            while
 ///   index, identity, bucket       the claimer           the block is in no chain
@@ -112,14 +116,15 @@ constexpr bool IsSameBlock(std::uint32_t identity, std::int64_t index, std::uint
 ///   chain_next                    any thread            it holds the bucket's lock for writing
 ///   reuse_next, reuse_previous    any thread            it holds the lists' lock
 ///
-/// A holder may read the first two rows without a lock.
+/// A holder may read the members of the first two rows without a lock, because no thread claims a
+/// block that is held.
 struct alignas(64) PtcCacheBlock {
     std::int64_t index = kNoIndex;     ///< first point of the block, or the parent's reference
     std::uint32_t identity = kNoFile;  ///< of the file
     PtcBlockState state;
     void* records = nullptr;       ///< 256 PtcPoint or 8 PtcNode; null before the first use
-    float* data = nullptr;         ///< floats of all points; nodes have theirs each
-    std::int32_t data_floats = 0;  ///< room for each item's floats
+    float* data = nullptr;         ///< floats of all points; each node has its own array instead
+    std::int32_t data_floats = 0;  ///< how many floats there is room for, in each item
     std::int32_t bucket = kNoBucket;
     PtcCacheBlock* chain_next = nullptr;
     PtcCacheBlock* reuse_next = nullptr;  ///< also links the free list

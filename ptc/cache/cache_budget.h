@@ -1,4 +1,4 @@
-// How many blocks each thread and the whole process may hold: arithmetic, and nothing else.
+// Computes how many blocks each thread and the whole process may hold.
 
 #pragma once
 
@@ -13,7 +13,7 @@ struct PtcCacheBudget {
 
 namespace cache_budget {
 
-/// What one block counts for in a budget: 256 points at 52 bytes; 8 nodes at 152 bytes.
+/// The size of a block in a budget: 256 points of 52 bytes; 8 nodes of 152 bytes.
 constexpr std::int32_t kPointBlockBytes = 13312;
 constexpr std::int32_t kNodeBlockBytes = 1216;
 
@@ -21,10 +21,11 @@ constexpr std::int64_t kDefaultKilobytes = 10240;
 
 constexpr std::int32_t kFewestPerThread = 3;
 
-/// Above any memory there is, and low enough for bucket numbers and slot counts to fit 32 bits.
+/// More blocks than any memory can contain, and few enough that the numbers of buckets and of slots
+/// fit into 32 bits.
 constexpr std::int64_t kMostBlocks = std::int64_t{1} << 28;
 
-/// Memory of `kilobytes`, which counts from 1; what 64 bits cannot hold is cut.
+/// `kilobytes` in bytes, at most what fits into 64 bits. Caller: `kilobytes` is at least 1.
 constexpr std::int64_t BytesOf(std::int64_t kilobytes) {
     return std::min(kilobytes, INT64_MAX / 1024) * 1024;
 }
@@ -32,8 +33,9 @@ constexpr std::int64_t BytesOf(std::int64_t kilobytes) {
 /// `bytes`: memory for one cache, at least 0. `threads`: below 1 counts as 1. `constant_limit`
 /// makes the bytes a limit for all threads together instead of one for each.
 ///
-/// `threads` threads that hold all they may always leave one block for whoever looks for one:
-/// the total is never below `threads` times the count of one thread.
+/// The total is never below `threads` times the count of one thread. A thread that looks for a
+/// block holds fewer blocks than its count, so with at most `threads` threads it finds one even if
+/// all others hold as many as they may.
 constexpr PtcCacheBudget BudgetFor(std::int64_t bytes, std::int32_t block_bytes,
                                    std::int32_t threads, bool constant_limit) {
     const std::int64_t most_threads = kMostBlocks / kFewestPerThread;
@@ -42,7 +44,7 @@ constexpr PtcCacheBudget BudgetFor(std::int64_t bytes, std::int32_t block_bytes,
     std::int64_t per_thread = constant_limit ? blocks / (n + 1) : blocks;
     const std::int64_t total = constant_limit ? blocks : (n + 1) * blocks;
 
-    // KEPT: below 4 means 3, so that 3 is the floor although 4 is the test.
+    // KEPT: a count below 4 becomes 3: the floor is 3 although the test is for 4.
     // Test: the assertions below, and PtcCacheBudget.FollowsTheOptions.
     if (per_thread < 4) per_thread = kFewestPerThread;
 
@@ -64,13 +66,13 @@ static_assert(BudgetFor(kDefaultBytes, kPointBlockBytes, 7, true).total == 787);
 static_assert(BudgetFor(kDefaultBytes, kNodeBlockBytes, 7, true).per_thread == 1077);
 static_assert(BudgetFor(kDefaultBytes, kNodeBlockBytes, 7, true).total == 8623);
 
-// 30 KB are 2 blocks, and 3 it is; the total is what seven such threads need.
+// 30 KB are 2 blocks, which becomes the floor of 3; the total is what seven such threads need.
 static_assert(BudgetFor(BytesOf(30), kPointBlockBytes, 7, false).per_thread == 3);
 static_assert(BudgetFor(BytesOf(30), kPointBlockBytes, 7, false).total == 21);
 static_assert(BudgetFor(BytesOf(13 * 3), kPointBlockBytes, 1, false).per_thread == 3);
 static_assert(BudgetFor(BytesOf(13 * 4), kPointBlockBytes, 1, false).per_thread == 4);
 
-// Nothing wraps, whatever is asked for.
+// The largest arguments do not overflow.
 static_assert(BudgetFor(BytesOf(INT64_MAX), kNodeBlockBytes, INT32_MAX, false).total ==
               kMostBlocks);
 static_assert(BudgetFor(BytesOf(INT64_MAX), kNodeBlockBytes, INT32_MAX, false).per_thread == 3);

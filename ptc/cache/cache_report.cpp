@@ -1,4 +1,4 @@
-// Writing the merged figures of the caches.
+// Writes the merged figures of the caches.
 
 #include "ptc/cache/cache_report.h"
 
@@ -16,7 +16,7 @@ void Append(std::string* text, std::string_view format, Number value) {
     AppendFormatted(format, std::span(&value, 1), text);
 }
 
-/// One line: a label, and what `column` appends for points and for nodes.
+/// Appends one line: a label, and what `column` appends for points and for nodes.
 template <class Column>
 void AppendLine(std::string* text, std::string_view label, const PtcCacheStats& total,
                 Column column) {

@@ -1,9 +1,9 @@
-// The caches' report: the merged figures as XML and as a short table for people.
+// The caches' report: the merged figures as XML, or as a short table to read.
 //
 // Units      megabytes are 2^20 bytes; rates in per cent; times in seconds.
 // Errors     none.
 // Ownership  answers are copies.
-// Threads    nobody counts in the given section meanwhile.
+// Threads    any; no thread changes the given section meanwhile.
 
 #pragma once
 
@@ -14,5 +14,6 @@
 /// The section as one XML document. `total`: what MergeCacheStats() made.
 std::string CacheReportXml(const PtcCacheStats& total);
 
-/// The same in a few lines: a column for points, one for nodes. A rate of no lookups is "-".
+/// The same in a few lines: a column for points, one for nodes. The hit rate is "-" when there were
+/// no lookups.
 std::string CacheReportTable(const PtcCacheStats& total);

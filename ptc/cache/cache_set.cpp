@@ -1,4 +1,4 @@
-// Making the caches from the options, handing records to threads, and taking everything down.
+// Makes the caches from the options, gives records to threads, and destroys everything.
 
 #include "ptc/cache/cache_set.h"
 
@@ -23,17 +23,18 @@ namespace {
 
 struct CacheHome;
 
-/// Under the thread's key: its record in the process's set.
+/// A thread's object under the thread key: its record in the process's set. It exists beside the
+/// copy in thread-local memory, because only its destructor runs when the thread ends.
 ///
-///   member   written by   read by
-///   home     its maker    the owner: never changes
-///   held     the owner    the owner
+///   member   written by       read by
+///   home     the constructor  the owner: never changes
+///   held     the owner        the owner
 struct ThreadSeat {
     explicit ThreadSeat(CacheHome& process) : home(process) {}
     ~ThreadSeat();
 
     CacheHome& home;
-    Current held;  ///< the record is gone when its life is over
+    Current held;  ///< valid while `held.life` is the set's life
 };
 
 /// The process's set, while there is one. It outlives every set and every seat, so that a thread
@@ -56,7 +57,7 @@ struct CacheHome {
         is_there.store(true, std::memory_order_relaxed);
     }
 
-    // Atomic: changed under life_lock; read without it to find out that nothing is to be done.
+    // Atomic: changed under life_lock; read without it to skip the lock when the set exists.
     std::atomic<bool> is_there{false};
 
     // Guarded.
@@ -68,7 +69,7 @@ struct CacheHome {
 
 ThreadSeat::~ThreadSeat() {
     TgMutexGuard hold(home.life_lock);
-    current = {};  // what runs later in this thread's end must not use the record
+    current = {};  // destructors that run later in this thread must not use the record
     if (held.life == life_of_set.load(std::memory_order_relaxed)) home.set->GiveBack(*held.record);
 }
 
@@ -98,7 +99,7 @@ void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb) {
         TgMutexGuard hold(home.life_lock);
         home.Make(threads, point_kb, node_kb);
     } catch (const std::bad_alloc&) {
-        return;  // whoever looks something up tries again, with the options' sizes
+        return;  // the next lookup tries again, with the options' sizes
     }
 }
 
@@ -146,7 +147,7 @@ PtcCacheSizes CacheSizes(int threads, std::int64_t point_kb, std::int64_t node_k
     };
     const int n = threads > 0 ? threads : runtime::ThreadCount();
     const char* const limit = ConfigGet("/lumrd/constantmemorylimit");
-    // Not ConfigGetCount(): numbers below 0 switch it on, too.
+    // Not ConfigGetCount(), because numbers below 0 switch the limit on, too.
     const bool constant = limit && std::strtol(limit, nullptr, 10) != 0;
     return {BudgetFor(bytes(point_kb, "/lumrd/pointmemory"), kPointBlockBytes, n, constant),
             BudgetFor(bytes(node_kb, "/lumrd/octreememory"), kNodeBlockBytes, n, constant)};

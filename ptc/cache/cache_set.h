@@ -1,6 +1,6 @@
-// `PtcCacheSet`: the two caches of the process, the records of its threads, their life.
+// `PtcCacheSet`: the two caches of the process and the records of its threads.
 //
-// Units      memory in KB as options and hosts give it.
+// Units      memory in KB, as in options and in the host's calls.
 // Errors     functions that make something answer false or null when memory runs out.
 // Ownership  the set owns both caches and every thread's record.
 // Threads    stated at each function.
@@ -8,9 +8,9 @@
 // Locks, in the order in which they may be taken; both before those of ptc/cache/shared_cache.h:
 //
 //   rank  lock            count        guards
-//   40    life_lock       1 (process)  the making and destroying of the process's set, and what a
-//                                      thread that ends does with its record meanwhile
-//   41    registry_lock_  1 a set      the registry, and who owns which record
+//   40    life_lock       1 (process)  making and destroying the process's set; what an ending
+//                                      thread does with its record
+//   41    registry_lock_  1 a set      the registry, and whether a record has an owner
 //
 // No file is read and nothing is reported under either.
 
@@ -26,28 +26,29 @@
 
 // --- the process's caches ---
 
-/// Makes the caches as the options say, unless they are there. False: no memory. Any thread.
+/// Makes the caches with the options' sizes, unless they exist. False: no memory. Any thread.
 bool EnsureCaches();
 
-/// Makes the caches with these sizes, unless they are there: first come, first served. Numbers
+/// Makes the caches with these sizes. Does nothing if they exist: the first call decides. Numbers
 /// below 1 mean the runtime's thread count and the options' sizes. Any thread.
 void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb);
 
 /// Frees the caches and every thread's record; the next use makes new ones. Caller: no thread is
-/// inside a lookup, or uses what one answered. Threads may end meanwhile.
+/// inside a lookup, or uses a record that a lookup has answered. Threads may end meanwhile.
 void DestroyCaches();
 
 namespace this_thread {
 
-/// The calling thread's record, and the set's life in which it is valid. No destructor: it needs
-/// nothing of us when a thread ends.
+/// The calling thread's record, and the life of the set in which it is valid. It has no destructor,
+/// because thread-local objects with destructors keep this library loaded until their threads end.
 struct Current {
     std::uint64_t life = 0;
     PtcThreadCache* record = nullptr;
 };
 extern constinit thread_local Current current;
 
-/// Counts the ends of sets; no record is of life 0.
+/// The number of the set's life: 1 at first, one more after each end of a set. No record has life
+/// 0, so a thread without a record never matches.
 extern constinit std::atomic<std::uint64_t> life_of_set;
 
 PtcThreadCache* MakeRecord();
@@ -57,7 +58,7 @@ PtcThreadCache* MakeRecord();
 /// The calling thread's record; makes it, and the caches, when they are missing. Valid until
 /// DestroyCaches() or the thread's end. Null: no memory. Any thread.
 ///
-/// Inline, because every lookup asks: a copy in thread-local memory and one comparison stand for
+/// Inline, because every lookup calls it: a copy in thread-local memory and one comparison replace
 /// the search for the thread's seat.
 inline PtcThreadCache* ThisThreadCache() {
     using namespace this_thread;
@@ -81,8 +82,8 @@ struct PtcCacheSizes {
     PtcCacheBudget nodes;
 };
 
-/// What the arguments of ConfigureCaches() and the options "/lumrd/pointmemory",
-/// "/lumrd/octreememory" and "/lumrd/constantmemorylimit" come to.
+/// Computes the sizes from the arguments of ConfigureCaches() and the options
+/// "/lumrd/pointmemory", "/lumrd/octreememory" and "/lumrd/constantmemorylimit".
 PtcCacheSizes CacheSizes(int threads, std::int64_t point_kb, std::int64_t node_kb);
 
 class PtcCacheSet : public TgUncopyable {
@@ -90,12 +91,12 @@ public:
     /// Throws std::bad_alloc.
     explicit PtcCacheSet(const PtcCacheSizes& sizes);
 
-    /// A record for a thread that has none: one whose thread has ended, or a new one.
+    /// A record for a thread that has none: that of a thread that has ended, or a new one.
     /// Any thread. Throws std::bad_alloc.
     PtcThreadCache* TakeRecord() UTIL_EXCLUDES(registry_lock_);
 
-    /// Gives the record's holds back, and the record to the next thread. Any thread; the owner is
-    /// done with it.
+    /// Gives the record's holds back, and makes the record free for another thread. Any thread.
+    /// Caller: the owner no longer uses the record.
     void GiveBack(PtcThreadCache& record) UTIL_EXCLUDES(registry_lock_);
 
     /// See MergeCacheStats().
@@ -110,13 +111,13 @@ private:
         bool is_owned;  ///< by a living thread
     };
 
-    // The statistics come first and go last: the caches take their memory off them at their end.
-    // The records go before the caches, whose blocks they hold.
+    // Destroyed in reverse order. The statistics come last, because a cache that is destroyed
+    // subtracts its memory from them. The records come before the caches, whose blocks they hold.
     const PtcCacheSizes sizes_;
     PtcCacheStats stats_;
     PtcPointCache points_;
     PtcNodeCache nodes_;
 
     TgMutex registry_lock_;
-    std::vector<Entry> registry_ UTIL_GUARDED_BY(registry_lock_);  ///< by the records' index
+    std::vector<Entry> registry_ UTIL_GUARDED_BY(registry_lock_);  ///< [i]: the record with index i
 };

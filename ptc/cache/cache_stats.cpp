@@ -1,4 +1,4 @@
-// The section's members in the order in which they are written.
+// Lists the section's members in the order in which they are written.
 
 #include "ptc/cache/cache_stats.h"
 

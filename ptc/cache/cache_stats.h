@@ -16,12 +16,13 @@
 
 using PtcCounter = UtCounterStat<unsigned long>;
 
-/// Memory that any thread may charge. Reports see it as it was at the last update().
+/// Memory that any thread may charge. Reports contain the values of the last update().
 class PtcChargedMemory : public UtMemStat {
 public:
     using UtMemStat::UtMemStat;
 
-    /// `bytes`: negative for what is freed. From any thread.
+    /// `bytes`: negative for memory that is freed. Any thread. The loop raises the peak: it ends as
+    /// soon as the peak, which only grows here, is at least the sum of this call.
     void Charge(std::int64_t bytes) noexcept {
         const std::int64_t now = charged_.fetch_add(bytes, std::memory_order_relaxed) + bytes;
         std::int64_t peak = most_.load(std::memory_order_relaxed);
@@ -31,7 +32,7 @@ public:
 
     std::int64_t Charged() const { return charged_.load(std::memory_order_relaxed); }
 
-    /// The peak starts again at what is in use; that stays, because it will be given back.
+    /// Sets the peak to the memory in use, which stays charged, because it will be freed later.
     void reset() override;
     void update() override;
 
@@ -49,12 +50,13 @@ struct PtcCacheFigures {
     PtcCounter misses;
     PtcCounter slots;  ///< blocks that the cache may hold
     PtcChargedMemory memory;
-    /// Misses that were answered past the cache, because all blocks were held. In no section.
+    /// Misses that were read into a thread's own block, because all blocks were held. Has no name,
+    /// because no section contains it.
     PtcCounter uncached{"", ""};
 };
 
-/// A section of the statistics. Its members are written in the order of these declarations, but
-/// for the last two, which come first.
+/// A section of the statistics. Its members are written in the order of these declarations, except
+/// for the last two, which are written first.
 class PtcCacheStats : public UtStatsList {
 public:
     PtcCacheStats();
@@ -92,5 +94,5 @@ public:
     UtMemStat octree_memory{"pointOctreeMem", "Point octree memory"};
 };
 
-/// Which cache's figures: `&PtcCacheStats::points` or `&PtcCacheStats::nodes`.
+/// Selects a cache's figures: `&PtcCacheStats::points` or `&PtcCacheStats::nodes`.
 using PtcFiguresOf = PtcCacheFigures PtcCacheStats::*;

@@ -1,13 +1,15 @@
-// Finding, claiming, filling, inserting and releasing blocks.
+// Finds, claims, fills, inserts and releases blocks.
 //
-// A miss goes through these steps, each under the locks it names:
+// A miss takes these steps:
 //
-//   ClaimBlock    list           CLAIMED, on no list
-//   LeaveChain    bucket         ... and in no chain: now nobody else can reach it
-//   Read          none           filled
-//   Insert        bucket         HELD(1), in its chain; or the other thread's block instead
+//   step          locks          state of the block after it
+//   ClaimBlock    list           CLAIMED, on no list, perhaps still in the chain of its old key
+//   LeaveChain    bucket         CLAIMED, in no chain: no other thread can reach it
+//   Read          none           the same, filled
+//   Insert        bucket, list   HELD(1), in the chain of its new key. If another thread has
+//                                inserted that key: IDLE, and the miss answers the other block
 //
-// A claim that ends before Insert gives its block back, on whichever way it ends.
+// A miss that ends before Insert gives its block back.
 
 #include "ptc/cache/shared_cache.h"
 
@@ -23,7 +25,8 @@ std::size_t BucketCount(std::int32_t capacity) {
     return std::bit_ceil(2 * static_cast<std::size_t>(capacity));
 }
 
-/// Null pointers, whose pages are touched only when they are used. Throws std::bad_alloc.
+/// Null pointers. calloc() gives zeroed pages that the system provides only when they are used, so
+/// a large capacity costs no memory before it is needed. Throws std::bad_alloc.
 PtcBlockLinks NullLinks(std::size_t count) {
     auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
     if (!links) throw std::bad_alloc();
@@ -32,8 +35,8 @@ PtcBlockLinks NullLinks(std::size_t count) {
 
 }  // namespace
 
-/// Proof, passed as an argument, that one bucket's lock is held for reading. clang cannot name
-/// "the lock of bucket b"; a parameter can.
+/// Holds one bucket's lock for reading. Functions that need the lock take this object as an
+/// argument, because clang's analysis cannot name "the lock of bucket b".
 class PtcSharedCache::BucketRead {
 public:
     [[nodiscard]] BucketRead(PtcSharedCache& cache, std::size_t bucket)
@@ -43,7 +46,7 @@ private:
     tbb::spin_rw_mutex::scoped_lock lock_;
 };
 
-/// The same for writing; knows its bucket's chain.
+/// The same for writing; gives access to the bucket's chain.
 class PtcSharedCache::BucketWrite {
 public:
     [[nodiscard]] BucketWrite(PtcSharedCache& cache, std::size_t bucket)
@@ -56,8 +59,8 @@ private:
     tbb::spin_rw_mutex::scoped_lock lock_;
 };
 
-/// A block in state CLAIMED that is in no chain. Gives it back unless it was put to use, so that
-/// failed reads and missing memory, and what a file throws, lose no block.
+/// A block in state CLAIMED that is in no chain. The destructor gives it back unless it was handed
+/// over, so that no block is lost when reading fails, memory runs out or a file throws.
 class PtcSharedCache::Claim {
 public:
     [[nodiscard]] Claim(PtcSharedCache& cache, PtcCacheBlock& block)
@@ -96,7 +99,7 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
     (stats.*kind.figures).slots.Set(static_cast<unsigned long>(capacity));
 }
 
-/// What is charged from the beginning: the entries of the whole capacity, and the buckets.
+/// The memory charged from the beginning: the entries of the whole capacity, and the buckets.
 std::int64_t PtcSharedCache::FixedBytes() const {
     return std::int64_t{capacity_} * std::int64_t{sizeof(PtcCacheBlock)} +
            static_cast<std::int64_t>((bucket_mask_ + 1) * sizeof(void*));
@@ -143,7 +146,7 @@ PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats
     return nullptr;
 }
 
-/// The second half of a miss: reads the block and puts it to use. Null: `*why` has the reason.
+/// The steps of a miss: reads the block and inserts it. Null: `*why` has the reason.
 PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::size_t bucket,
                                     PtcCacheStats& stats, PtcNoBlock* why) {
     *why = {PtcNoBlock::Reason::kAllHeld};
@@ -165,7 +168,9 @@ void PtcSharedCache::Release(PtcCacheBlock& block) {
     PushIdleHead(block);
 }
 
-/// A block of the chain that can be held, now held; null: a miss.
+/// Finds the block in its chain and holds it. Null: a miss. The bucket's lock is released before
+/// the block leaves the reuse list: once it is held, no thread claims it, so the list's lock is
+/// taken only for a block that was idle, and not under the bucket's.
 PtcCacheBlock* PtcSharedCache::FindAndHold(const PtcBlockRequest& request, std::size_t bucket) {
     using Hold = PtcBlockState::Hold;
     PtcCacheBlock* block;
@@ -185,8 +190,8 @@ PtcCacheBlock* PtcSharedCache::FindAndHold(const PtcBlockRequest& request, std::
     return block;
 }
 
-/// Makes room in a block and fills it. Times the reading and counts what it reads, whether it
-/// succeeds or not.
+/// Makes room in a block and fills it. Measures the time and counts the items of each reading, also
+/// of one that fails.
 bool PtcSharedCache::Read(PtcCacheBlock& block, const PtcBlockRequest& request,
                           PtcCacheStats& stats, PtcNoBlock* why) {
     *why = {PtcNoBlock::Reason::kNoMemory};
@@ -194,11 +199,11 @@ bool PtcSharedCache::Read(PtcCacheBlock& block, const PtcBlockRequest& request,
         if (!MakeRoom(block, request.file)) return false;
         (stats.*kind_.figures).read.Add(ItemsIn(request));
         const UtHresTimerScope timed(stats.cache_read_time);
-        errno = 0;  // what the system refuses sets it; damaged content does not
+        errno = 0;  // a failed system call sets it; damaged content leaves it 0
         if (!Failed(Fill(block, request))) return true;
         *why = {PtcNoBlock::Reason::kUnreadable, errno == EINTR ? 0 : errno};
     } catch (const std::bad_alloc&) {
-        // The reason is set.
+        // `*why` already says kNoMemory.
     }
     return false;
 }
@@ -227,7 +232,8 @@ bool PtcSharedCache::ReadInto(PtcCacheBlock& block, const PtcBlockRequest& reque
     return true;
 }
 
-/// Puts a filled block to use, unless another thread has read the same one meanwhile.
+/// Inserts a filled block into its chain, unless another thread has inserted the same key
+/// meanwhile. Search and insertion are under one lock, so a chain never contains a key twice.
 PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& request,
                                       std::size_t bucket) {
     const BucketWrite lock(*this, bucket);
@@ -242,8 +248,9 @@ PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& reque
     return &block;
 }
 
-/// The other thread's block, held in exchange for the claimed one; null: there is none. Both are
-/// done under the lists' lock, so that nobody who looks for a block finds one too few.
+/// Holds the other thread's block and gives the claimed one back; null: there is no other block.
+/// Both happen under the lists' lock: a thread that looks for a block in between would find neither
+/// of the two, and might answer that all are held.
 PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& request,
                                          const BucketWrite& lock) {
     using Hold = PtcBlockState::Hold;
@@ -251,7 +258,7 @@ PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& re
         if (!block->Holds(request.file.Identity(), request.index)) continue;
         TgSpinGuard list(list_lock_);
         const Hold hold = block->state.TryHold();
-        if (hold == Hold::kMiss) continue;  // being evicted: its claimer waits for this bucket
+        if (hold == Hold::kMiss) continue;  // being evicted: LeaveChain() waits for this bucket
         if (hold == Hold::kRevived) UnlinkIdle(*block);
         GiveBack(claim.HandOver());
         return block;
@@ -261,7 +268,9 @@ PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& re
 
 // --- where blocks come from ---
 
-/// A block in state CLAIMED, on no list, perhaps still in a chain; null: all are held.
+/// A block in state CLAIMED, on no list, perhaps still in a chain; null: all are held. An idle
+/// block is evicted only when all blocks exist or memory for new ones is lacking. Grow() takes a
+/// lock of lower rank, so the lists are unlocked before it and looked at again after it.
 PtcCacheBlock* PtcSharedCache::ClaimBlock() {
     bool can_grow = true;
     for (;;) {
@@ -299,7 +308,8 @@ bool PtcSharedCache::Grow() {
     return true;
 }
 
-/// Takes a claimed block out of its chain and off its key: from here on it is the claimer's alone.
+/// Removes a claimed block from its chain and clears its key: no other thread can reach it then.
+/// `bucket` is read before the lock is taken, because only the claimer writes it.
 void PtcSharedCache::LeaveChain(PtcCacheBlock& block) {
     if (block.bucket == kNoBucket) return;
     const BucketWrite lock(*this, static_cast<std::size_t>(block.bucket));
@@ -314,8 +324,8 @@ void PtcSharedCache::LeaveChain(PtcCacheBlock& block) {
 
 // --- the lists ---
 
-/// A claimed block goes to the tail, to be taken first, because it holds nothing. A file that
-/// fails again and again therefore costs the others one block.
+/// Puts a claimed block back at the tail, where the next search begins, because it contains
+/// nothing. So a file that fails again and again takes only one block away from the others.
 void PtcSharedCache::GiveBack(PtcCacheBlock& block) {
     block.state.Abandon();
     PushIdleTail(block);
@@ -323,14 +333,15 @@ void PtcSharedCache::GiveBack(PtcCacheBlock& block) {
 
 PtcCacheBlock* PtcSharedCache::PopFree() {
     PtcCacheBlock* const block = free_head_;
-    if (!block || !block->state.TryClaim()) return nullptr;  // nobody else reaches it: never fails
+    // No other thread can reach a free block, so TryClaim() never fails here.
+    if (!block || !block->state.TryClaim()) return nullptr;
     free_head_ = block->reuse_next;
     block->reuse_next = nullptr;
     return block;
 }
 
-/// The idle block that was released longest ago. Those that a reader has just revived, and will
-/// unlink as soon as it gets the lock, are passed over.
+/// The idle block that was released longest ago. Skips blocks that another thread has just revived
+/// and unlinks as soon as it gets the lock.
 PtcCacheBlock* PtcSharedCache::ClaimIdle() {
     for (PtcCacheBlock* block = idle_tail_; block; block = block->reuse_previous) {
         if (!block->state.TryClaim()) continue;

@@ -1,28 +1,29 @@
 // `PtcSharedCache`: blocks that any thread may share, up to a fixed count.
 //
 // Units      capacity in blocks; memory figures in bytes.
-// Errors     Get() answers null when the file cannot be read (reported, once per try, as T43051
-//            or T43052), when memory runs out, and when every block is held (both silent).
+// Errors     Get() answers null when the file cannot be read (each try is reported once, as T43051
+//            or T43052), when memory runs out, and when every block is held (both not reported).
 // Ownership  the cache owns all blocks until it is destroyed; a caller owns one hold for each
 //            block it got and gives it back with Release().
-// Threads    any member from any thread at any time, but for the constructor, the destructor and
-//            BrokenPromise().
+// Threads    any thread may call any member at any time, except the constructor, the destructor
+//            and BrokenPromise().
 //
 // Locks, in the order in which they may be taken:
 //
 //   rank  lock          count  guards
-//   50    grow_lock_      1    the making of chunks and of threads' own blocks, the lists of them
+//   50    grow_lock_      1    allocating chunks and threads' own blocks, the lists of them
 //   51    bucket_lock_  128    the chains of the buckets b with b % 128 == i
 //   52    list_lock_      1    reuse list, free list, allocated count
 //
-//   - at most one bucket lock per thread at a time, and none under grow_lock_;
-//   - list_lock_ may be taken inside a bucket lock, never the other way round: eviction therefore
-//     drops list_lock_ before it unlinks from a bucket;
-//   - a chunk is allocated under grow_lock_ alone, so that a thread that finds the free list empty
-//     meanwhile waits for the chunk instead of finding nothing;
+//   - a thread holds at most one bucket lock, and none together with grow_lock_;
+//   - list_lock_ may be taken inside a bucket lock, never the other way round: so eviction releases
+//     list_lock_ before it unlinks a block from its bucket;
+//   - a chunk is allocated under grow_lock_ and without list_lock_. So a thread that finds the free
+//     list empty meanwhile waits for the chunk instead of answering that all blocks are held, and
+//     threads that only release blocks do not wait;
 //   - no lock is held while a file is read, so two threads that miss on one block at once may
 //     both read it. The later one finds the other's block when it inserts, under the bucket's
-//     lock, and gives its own back: a chain never holds a key twice.
+//     lock, and gives its own back: a chain never contains a key twice.
 
 #pragma once
 
@@ -37,7 +38,7 @@
 #include "ptc/cache/cache_stats.h"
 #include "util/base/tg_lock.h"
 
-/// A block that is wanted, and what it takes to read it.
+/// A block that a lookup needs, and how to read it.
 struct PtcBlockRequest {
     PtcBlockSource& file;
     std::int64_t index;            ///< first point, or the parent's reference
@@ -47,9 +48,9 @@ struct PtcBlockRequest {
 /// Why there is no block.
 struct PtcNoBlock {
     enum class Reason {
-        kAllHeld,     ///< each block is held by some thread
-        kNoMemory,    ///< for the block's records
-        kUnreadable,  ///< the file cannot be read there
+        kAllHeld,     ///< threads hold all blocks
+        kNoMemory,    ///< no memory for the block's records
+        kUnreadable,  ///< reading the file failed
     };
     Reason reason = Reason::kAllHeld;
     int error = 0;  ///< errno of an unreadable file; 0: its content is damaged
@@ -74,25 +75,25 @@ public:
     /// Gives one hold back. Caller: holds the block.
     void Release(PtcCacheBlock& block);
 
-    /// A block beside the cache, for one thread to read into when every block is held. It counts
-    /// neither for the capacity nor for the slots; its memory is charged like any other's, and it
+    /// A block outside the capacity, into which one thread reads while all blocks are held. The
+    /// statistics' slots do not include it; its memory is charged like that of other blocks. It
     /// lives as long as the cache. Null: no memory.
     PtcCacheBlock* MakeOwnBlock();
 
-    /// Reads what `request` names into `block`, unless it is there, and counts what is read. False:
-    /// `*why` has the reason, unreadable files are reported, and the block holds nothing.
-    /// Caller: made `block` with MakeOwnBlock() and is its one user.
+    /// Reads what `request` names into `block`, unless it is already there, and counts what is
+    /// read. False: `*why` has the reason, an unreadable file is reported, and the block is empty.
+    /// Caller: made `block` with MakeOwnBlock() and is its only user.
     bool ReadInto(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats,
                   PtcNoBlock* why);
 
     std::int32_t Capacity() const { return capacity_; }
 
-    /// The promise that is broken, in words, or null. Lists, chains, states and the memory charged
-    /// must agree. Caller: nobody else is inside; blocks may be held.
+    /// The first invariant that is broken, in words, or null. Lists, chains, states and the memory
+    /// charged must agree. Caller: no other thread is inside; blocks may be held.
     const char* BrokenPromise() const;
 
 protected:
-    /// What distinguishes the two caches beside the virtual functions.
+    /// The difference between the two caches, apart from the virtual functions.
     struct Kind {
         PtcFiguresOf figures;
         void (*report_unreadable)(const char* file_name);
@@ -101,10 +102,11 @@ protected:
     /// `capacity`: at least 1. `stats` are charged with memory and outlive the cache.
     PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCacheStats& stats);
 
-    /// Caller: has called FreeBlocks() while the virtual functions were still its own.
+    /// Caller: has called FreeBlocks() in its own destructor, because FreeBlocks() calls the
+    /// derived class's virtual functions.
     virtual ~PtcSharedCache() = default;
 
-    /// Frees all blocks and takes their memory off the statistics.
+    /// Frees all blocks and subtracts their memory from the statistics.
     void FreeBlocks();
 
     void Charge(std::int64_t bytes) { (shared_stats_.*kind_.figures).memory.Charge(bytes); }
@@ -119,17 +121,17 @@ private:
     /// The bucket's number before it is masked.
     virtual std::uint64_t HashOf(std::uint32_t identity, std::int64_t index) const = 0;
 
-    /// Makes records and data arrays large enough for the file's items. False: no memory; what
-    /// the block has is charged all the same.
+    /// Makes records and data arrays large enough for the file's items. False: no memory; the
+    /// memory that the block has then is charged nevertheless.
     virtual bool MakeRoom(PtcCacheBlock& block, const PtcBlockSource& file) = 0;
 
-    /// Reads the block from the file and clears what the file does not fill.
+    /// Reads the block from the file, and clears the records that the file does not fill.
     virtual CloudStatus Fill(PtcCacheBlock& block, const PtcBlockRequest& request) = 0;
 
-    /// How many items one reading counts for.
+    /// The number of items that the statistics count when the block is read.
     virtual unsigned long ItemsIn(const PtcBlockRequest& request) const = 0;
 
-    /// Bytes charged for what the block has now.
+    /// The bytes charged for the records and data that the block has now.
     virtual std::int64_t BytesOf(const PtcCacheBlock& block) const = 0;
 
     virtual void FreeData(PtcCacheBlock& block) = 0;
@@ -167,7 +169,8 @@ private:
     const std::size_t bucket_mask_;
     PtcCacheStats& shared_stats_;
 
-    // Guarded by the locks of their buckets: BucketRead and BucketWrite are the proof.
+    // Each head is guarded by its bucket's lock; a BucketRead or BucketWrite proves that it is
+    // held.
     const PtcBlockLinks heads_;
     mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
 
@@ -176,7 +179,9 @@ private:
     std::vector<std::unique_ptr<PtcCacheBlock[]>> chunks_ UTIL_GUARDED_BY(grow_lock_);
     std::vector<std::unique_ptr<PtcCacheBlock>> own_blocks_ UTIL_GUARDED_BY(grow_lock_);
 
-    alignas(64) TgSpinByte list_lock_;  // away from what lookups read all the time
+    // Starts a cache line: these members change with each block that becomes idle or is claimed,
+    // and lookups of other threads read the members above.
+    alignas(64) TgSpinByte list_lock_;
     PtcCacheBlock* idle_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released last
     PtcCacheBlock* idle_tail_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released longest ago
     PtcCacheBlock* free_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< never held data

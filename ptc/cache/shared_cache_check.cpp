@@ -1,4 +1,4 @@
-// What must hold in a shared cache whenever nobody is inside.
+// Checks the invariants of a shared cache, which hold whenever no thread is inside.
 
 #include <cstddef>
 #include <unordered_set>
@@ -10,7 +10,7 @@ const char* PtcSharedCache::BrokenPromise() const {
     return BrokenList();
 }
 
-/// Chains: each block once, under its own key, and never a key twice.
+/// Chains: each block is in one chain, that of its key, and no key occurs twice.
 const char* PtcSharedCache::BrokenChain() const {
     for (std::size_t bucket = 0; bucket <= bucket_mask_; ++bucket) {
         const tbb::spin_rw_mutex::scoped_lock lock(bucket_lock_[bucket % kBucketLocks], false);
@@ -30,7 +30,7 @@ const char* PtcSharedCache::BrokenChain() const {
     return nullptr;
 }
 
-/// Lists: every block is free, idle or held, and the memory of all is what was charged.
+/// Lists: every block is free, idle or held, and the sum of their memory equals the memory charged.
 const char* PtcSharedCache::BrokenList() const UTIL_NO_THREAD_ANALYSIS {
     std::unordered_set<const PtcCacheBlock*> listed;
     for (const PtcCacheBlock* block = free_head_; block; block = block->reuse_next) {

@@ -1,4 +1,4 @@
-// What a thread's table does when it does not hold the block.
+// A thread's table: lookups of blocks that the table does not hold.
 
 #include "ptc/cache/thread_cache.h"
 
@@ -26,8 +26,9 @@ void PtcThreadTable::ReleaseAll() {
         if (slots_[place].block) Empty(place);
 }
 
-/// Gets the block from the shared cache into its slot. What the slot holds goes first, so that a
-/// thread never holds more blocks than its capacity.
+/// Gets the block from the shared cache and stores it in its slot. The block that was in the slot
+/// is released before, so that a thread never holds more blocks than its capacity, and that block
+/// can serve this very request.
 void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) {
     if (!made_ && !MakeSlots()) {
         why_not_ = {PtcNoBlock::Reason::kNoMemory};
@@ -40,7 +41,8 @@ void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) 
     if (!block) return ReadPastCache(request);
     slots_[place] = {request.index, ~request.file.Identity(), block->records, block};
     if (++held_ == capacity_) {
-        // Another slot is occupied, because a capacity is at least 2.
+        // Lookups that hit keep no record of their order, so the victim is the next block in the
+        // order of the slots. There is one: a capacity is at least 2, so another slot is occupied.
         do cursor_ = (cursor_ + 1) & mask_;
         while (!slots_[cursor_].block || cursor_ == place);
         Empty(cursor_);
@@ -48,8 +50,8 @@ void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) 
     return block->records;
 }
 
-/// For a request that the cache has just refused: the same records in a block of the thread's own,
-/// if the reason was that all blocks are held. The block keeps what was read last.
+/// After a failed request: if all blocks were held, reads the same records into a block of the
+/// thread's own. The block keeps the records that were read last, for the next such request.
 void* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
     if (all_held_ == AllHeld::kNull || why_not_.reason != PtcNoBlock::Reason::kAllHeld)
         return nullptr;

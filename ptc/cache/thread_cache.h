@@ -1,11 +1,12 @@
 // `PtcThreadCache`: the blocks that one thread holds, in front of the shared caches.
 //
 // Units      capacities in blocks.
-// Errors     a table's lookup answers null when the shared cache does, a record's never because
-//            all blocks are held. WhyNot() has the reason.
+// Errors     a table's lookup answers null when the shared cache does. With kReadPastCache, as in a
+//            PtcThreadCache, it never does so because all blocks are held. WhyNot() has the reason.
 // Ownership  a table owns its holds, not the blocks. A record that a lookup answers is valid until
-//            the thread's next lookup of the same kind: that one may give the block back.
-// Threads    one: the thread it belongs to. Locks are the shared caches'.
+//            the thread's next lookup of the same kind, which may release the block.
+// Threads    only the thread that owns it, except where a function says otherwise. Takes only the
+//            locks of the shared caches.
 
 #pragma once
 
@@ -16,17 +17,17 @@
 #include "ptc/cache/block_caches.h"
 
 /// The blocks of one kind that a thread holds, found by their key. A lookup that finds its block
-/// here takes no lock and changes nothing that another thread looks at.
+/// here takes no lock and writes nothing that other threads write; only reports read the counter.
 ///
-/// The table never holds as many blocks as its capacity when a lookup is over, so as many threads
-/// as the budget counts always leave a block for the next lookup. More threads than that may hold
-/// every block: a table that reads past the cache then reads into a block of the thread's own.
+/// When a lookup is over, the table holds fewer blocks than its capacity. So if no more threads
+/// look up than the budget counts, there is always a block for the next lookup. More threads may
+/// hold all blocks; a table with kReadPastCache then reads into a block of the thread's own.
 class PtcThreadTable : public TgUncopyable {
 public:
     /// What a lookup answers when other threads hold all blocks.
     enum class AllHeld { kNull, kReadPastCache };
 
-    /// `capacity`: at least 2. `stats` count the thread's lookups.
+    /// `capacity`: at least 2. `stats`: the thread's figures.
     PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
                    PtcFiguresOf figures, AllHeld all_held);
     ~PtcThreadTable() { ReleaseAll(); }
@@ -34,7 +35,8 @@ public:
     /// Gives every hold back.
     void ReleaseAll();
 
-    /// Lookups that ended in the table; the thread's statistics do not contain them. Any thread.
+    /// The number of lookups that found their block in the table. The thread's statistics do not
+    /// contain them. Any thread.
     unsigned long Found() const { return found_.load(std::memory_order_relaxed); }
 
     /// Why the last lookup answered null.
@@ -48,7 +50,8 @@ protected:
         const std::uint32_t identity = file.Identity();
         const Slot& slot = slots_[hash & mask_];
         if (IsSameBlock(~slot.not_identity, slot.index, identity, index)) [[likely]] {
-            // One writer: a load and a store instead of a locked increment.
+            // Only the owner writes, so a load and a store replace a locked increment. It is
+            // atomic, because reports of other threads read it meanwhile.
             found_.store(Found() + 1, std::memory_order_relaxed);
             return slot.records;
         }
@@ -58,7 +61,8 @@ protected:
 private:
     friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
 
-    /// A block that is held, and what a lookup needs of it, so that it reads nothing else.
+    /// A block that is held, and copies of all that a lookup needs, so that a lookup reads only the
+    /// slot.
     /// The identity is stored complemented: kNoFile becomes 0, so zeroed memory is a table of empty
     /// slots, and the pages of slots that are never used stay untouched.
     struct Slot {
@@ -81,9 +85,9 @@ private:
     const std::int32_t capacity_;
     std::size_t cursor_ = 0;                 ///< the slot of the last victim
     std::unique_ptr<Slot[], PtcFree> made_;  ///< by the first lookup
-    Slot no_slot_{};                         ///< stands for them until then
+    Slot no_slot_{};                         ///< an empty table of one slot, until then
     const AllHeld all_held_;
-    PtcCacheBlock* own_ = nullptr;  ///< beside the cache; made when first needed
+    PtcCacheBlock* own_ = nullptr;  ///< outside the cache's capacity; made when first needed
     PtcNoBlock why_not_;
     PtcSharedCache& cache_;
     PtcCacheStats& stats_;
@@ -96,7 +100,7 @@ public:
                   AllHeld all_held = AllHeld::kNull)
         : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::points, all_held) {}
 
-    /// Point `index` of `file`, or null. A record behind the file's last point, in the same block,
+    /// Point `index` of `file`, or null. A record after the file's last point, in the same block,
     /// is all zero.
     const PtcPoint* Get(PtcBlockSource& file, std::int64_t index) {
         const std::int64_t first = PtcPointCache::FirstOf(index);
@@ -115,30 +119,30 @@ public:
 
     /// The eight children of the node at `reference`, or null. `children`: the eight references of
     /// the node's record, from which the block is read; 0 gives a zeroed record. The root is the
-    /// one child of reference 0. Caller: the pair is true, because the cache keeps the block under
-    /// `reference` for all threads.
+    /// one child of reference 0. Caller: `children` belongs to `reference`, because all threads
+    /// find the block under `reference`.
     const PtcNode* Get(PtcBlockSource& file, std::int64_t reference, const std::int64_t* children) {
         return static_cast<const PtcNode*>(
             Find(file, reference, children, PtcNodeCache::Hash(file.Identity(), reference)));
     }
 };
 
-/// What one rendering thread keeps to itself: the blocks it holds and its counts.
+/// One rendering thread's own data: the blocks it holds and its counts.
 ///
 /// Made for a thread's first lookup; freed with its PtcCacheSet, never when the thread ends,
-/// because the counts outlive the thread. A thread that ends gives its holds back, and the record
-/// goes to the next thread that comes: counts go on, and a host that starts and ends threads all
-/// the time has no more records than threads that lived at once.
+/// because the counts outlive the thread. A thread that ends gives its holds back, and another
+/// thread reuses the record: counts continue, and a host that starts and ends threads all the time
+/// has no more records than threads that lived at once.
 ///
 ///   member         written by   read by
 ///   index          the set      any thread: never changes afterwards
 ///   points, nodes  the owner    the owner
 ///   stats          the owner    any thread: counters are atomic and have one writer
 ///
-/// Owners follow each other under the set's registry lock.
+/// The owner changes under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
 public:
-    /// What the tables are in front of, and how many blocks they may hold.
+    /// The caches behind the tables, and how many blocks the tables may hold.
     struct Front {
         PtcPointCache& points;
         std::int32_t point_blocks;

@@ -54,10 +54,10 @@ std::unique_ptr<CloudReader> OpenCloud(const char* name, std::string* why,
 std::unique_ptr<CloudReader> OpenCloud(std::unique_ptr<ByteSource> source, const char* name,
                                        std::string* why, const OpenOptions& options = {});
 
-/// Reads the header of `cloud`, whose input stands behind the version; the input then stands at the
+/// Reads the header of `cloud`, whose input is just behind the version; afterwards it is at the
 /// first point. Null, or why the file is refused. `places`: filled as far as the header can be
-/// read. `listener`: hears of every fault and decides which of them end the reading. Without one
-/// the first fault ends it for which a file is refused.
+/// read. `listener`: hears of every fault and decides which of them end the reading. Without one,
+/// the first fault for which a file is refused ends it.
 const char* ReadHeader(CloudReader& cloud, CountCheck counts, HeaderPlaces* places,
                        HeaderListener* listener = nullptr);
 

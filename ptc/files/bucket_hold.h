@@ -1,7 +1,7 @@
-// UtFileManager::BucketHold -- one bucket's lock held for one scope, and the proof of it.
+// UtFileManager::BucketHold -- holds one bucket's lock for a scope, and proves that it is held.
 //
-// Which of the 512 locks it is depends on a file, so clang cannot name it. Functions that need it
-// take the proof as an argument. Part of the manager's implementation.
+// clang's analysis cannot name the lock, because a file decides which of the 512 it is. Functions
+// that need the lock take a BucketHold as an argument. Part of the manager's implementation.
 
 #pragma once
 
@@ -9,8 +9,8 @@
 
 class UtFileManager::BucketHold : public TgUncopyable {
 public:
-    /// `hash`: a name's hash, or an identity, or a bucket's number: what counts are the low bits,
-    /// in which all three agree.
+    /// `hash`: a name's hash, a file's identity or a bucket's number. Only the low bits are used,
+    /// and these are equal in all three.
     [[nodiscard]] BucketHold(UtFileManager& manager, std::uint32_t hash) noexcept
         : guard_(manager.bucket_locks_[hash & (manager.sizes_.buckets - 1) & (kBucketLocks - 1)]) {}
 

@@ -1,7 +1,7 @@
-// The counters behind the identities: one for each value that the low bits can have.
+// The counters of the identities: one for each value of the low bits.
 //
-// They belong to the process and not to the manager: one that is made after a shut-down must not
-// start again at the first identity.
+// They belong to the process and not to the manager: a manager that is made after a shut-down must
+// not give out the first identities again.
 
 #include "ptc/files/file_identity.h"
 
@@ -12,7 +12,7 @@
 namespace file_identity {
 namespace {
 
-/// The last count would make kNoFile where the low bits are all set.
+/// One less than the largest count, which would make kNoFile where the low bits are all set.
 constexpr std::uint32_t kLastCount = (kNoFile >> kNameBits) - 1;
 
 constinit std::array<std::atomic<std::uint32_t>, kNameMask + 1> given_out{};

@@ -1,8 +1,8 @@
-// Hash identities of files: never given out twice in a process, and alike for files of one name.
+// Identities of files: a process never gives out one twice. Its low bits come from the file's name.
 //
-// An identity is what the block caches know a file by: two files with the same one would get each
-// other's points. So its upper bits count, and only its low bits come from the name, for tables
-// that find a file by either.
+// The block caches use the identity as the file's key: two files with the same identity would get
+// each other's points. So the upper bits are a counter. Only the low bits come from the name, so
+// that a hash table can find a file by its identity or by its name.
 //
 // Units      none.
 // Errors     kNone when the identities of a name are used up, after a million of them.
@@ -17,17 +17,18 @@
 namespace file_identity {
 
 constexpr std::uint32_t kNone = 0;
-/// What the caches call a block without a file. No file has it.
+/// The identity in the key of a block without a file. No file has it.
 constexpr std::uint32_t kNoFile = 0xFFFFFFFF;
 
 constexpr int kNameBits = 12;
-/// Identity and name hash agree in these bits. Enough for the locks of the manager's buckets and
-/// for the tables of threads that hold up to 4096 files.
+/// An identity and the hash of its file's name are equal in these bits. They are enough to choose
+/// the lock of a manager's bucket, and to address a thread's table of up to 4096 slots.
 constexpr std::uint32_t kNameMask = (1U << kNameBits) - 1;
 
 std::uint32_t NameHash(std::string_view name) noexcept;
 
-/// A fresh identity for a file whose name has `name_hash`; its low bits are enough.
+/// A new identity for a file whose name has `name_hash`. Only the low bits of the hash are used,
+/// so an identity of the same file serves as well.
 std::uint32_t New(std::uint32_t name_hash) noexcept;
 
 }  // namespace file_identity

@@ -1,4 +1,5 @@
-// The file manager's life, its files' common part, the idle list, the figures, the checker.
+// Makes and releases the file manager; the idle list, the counts, the check of the invariants, and
+// the base class of files.
 
 #include "ptc/files/file_manager.h"
 
@@ -18,12 +19,12 @@
 
 namespace {
 
-/// Files whose manager is gone while they are in use. Those that nobody releases stay until the
-/// unload.
+/// Files that were in use when their manager was destroyed. Those that are never released stay
+/// until the unload.
 using OutlivedFiles = std::unordered_set<UtFileManager::File*>;
 
-/// Where the one manager is. Tables have a share in it: one whose thread is just ending may give
-/// its holds back while the manager is let go.
+/// Owns the one manager. Tables share the ownership, because a table may give its holds back, at
+/// the end of its thread, while another thread releases the manager.
 struct Place {
     ~Place() {
         for (const UtFileManager::File* file : outlived) delete file;
@@ -36,7 +37,7 @@ struct Place {
     ThreadSlot<ThreadFiles> tables{ThreadSlotEnd::kFreeWithThread};
 };
 
-/// A copy that free() takes; null for null.
+/// A copy for free(); null for null.
 char* CopyName(const char* name) {
     if (!name) return nullptr;
     char* const copy = strdup(name);
@@ -78,7 +79,8 @@ void UtFileManager::Shutdown() {
     place.tables.DropAll();
 }
 
-/// Stores with each file how often the threads' tables use it.
+/// Adds up for each file how often the threads' tables use it, because its object must live until
+/// as many releases have come.
 void UtFileManager::CountUsesLeft() noexcept {
     TgSpinGuard hold(tables_lock_);
     for (ThreadFiles* table = tables_; table; table = table->next_)
@@ -112,7 +114,7 @@ UtFileManager::~UtFileManager() {
             try {
                 place.outlived.insert(file);
             } catch (const std::bad_alloc&) {
-                // Not listed: the file lives until its last use is released all the same.
+                // Not listed, so the unload does not free it; its last release does.
             }
         }
     }
@@ -139,7 +141,9 @@ void UtFileManager::FillStats(TgStats* stats) {
                 file = buckets_[b][i];
                 if (file->is_reservation_ || !file->is_usable_) continue;
             }
-            stats->file_log.Add(file->Name());  // stays with the manager from here on
+            // Without the lock, because Add() allocates. The file and its name live as long as the
+            // manager, because only reservations are ever removed from a bucket.
+            stats->file_log.Add(file->Name());
         }
     }
 }
@@ -150,11 +154,11 @@ const char* UtFileManager::BrokenPromise() {
     int idle = 0;
     for (const Bucket& bucket : buckets_) {
         for (const File* file : bucket) {
-            const bool should_be_idle = file->References() == 1 && file->IsOpen() &&
+            const bool should_be_idle = file->Holders() == 1 && file->IsOpen() &&
                                         !file->stays_open_.load(std::memory_order_relaxed);
             if (file->is_reservation_) return "no name waits for an opener";
             if (!names.insert(file->Name()).second) return "each name has one object";
-            if (file->References() < 1) return "the manager holds each file";
+            if (file->Holders() < 1) return "the manager holds each file";
             if (file->is_closing_) return "no file is being closed";
             if (file->IsOpen() && !file->IsUsable()) return "a failed file is not open";
             if (should_be_idle != idle_.Lists(*file))

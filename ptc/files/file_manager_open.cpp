@@ -1,10 +1,12 @@
-// How a name becomes an open file, and how an idle file is closed to make room.
+// Opens files by name, and closes idle files to make room.
 //
-// Counts and flags of a file change under its bucket's lock. A request counts itself in there and
-// learns in the same moment whether the file is ready. If it is not, the request waits for the
-// file's `opening_` and then opens the file, unless somebody has. Closing goes the other way
-// round: with `opening_` taken, it makes sure under the bucket's lock that nobody is counted in,
-// and marks the file, so that whoever comes from there on waits for `opening_`.
+// Counts and flags of a file change under its bucket's lock. A request adds its hold under that
+// lock and reads there whether the file is ready. If it is not ready, the request waits for the
+// file's `opening_` and then opens the file, unless another thread has opened it by then. A thread
+// that closes a file takes `opening_` first. Then it checks under the bucket's lock that no thread
+// holds the file and sets `is_closing_`, so that later requests wait for `opening_`. So no file is
+// closed after a request has found it ready, and the locks of buckets, which only spin, are held
+// for a few instructions.
 
 #include <algorithm>
 #include <array>
@@ -19,24 +21,25 @@
 
 namespace {
 
-/// How many idle files are closed when the process has no descriptor left. More than one: others
-/// in the process need some too.
+/// How many idle files are closed when the process has no descriptor left. More than one, because
+/// other code of the process needs descriptors, too.
 constexpr int kShortageBatch = 8;
 
-/// A lack of descriptors, which closing files helps against.
+/// The process or the system has no descriptor left: closing files helps.
 bool LacksDescriptors(std::int32_t code) {
     return code == EMFILE || code == ENFILE;
 }
 
-/// A failure that says nothing about the file.
+/// The failure does not depend on the file, so a later attempt may succeed.
 bool IsShortage(std::int32_t code) {
     return LacksDescriptors(code) || code == ENOMEM;
 }
 
 }  // namespace
 
-/// Takes a name's place while its opener runs; others wait for its `opening_`. All that have a
-/// reference own it: the last one that gives its reference back deletes it.
+/// Occupies a name's entry while the opener runs, because no file is opened under a bucket's lock.
+/// The thread that opens has locked `opening_`, so other requests for the name wait for it. All its
+/// holders own it: the last one to drop its hold deletes it.
 class UtFileManager::Reservation final : public File {
 public:
     Reservation(const char* name, std::uint32_t hash)
@@ -46,11 +49,11 @@ public:
 };
 
 void UtFileManager::DropReservation::operator()(Reservation* reservation) const noexcept {
-    // acquire and release: pairs with the drops of the other references
-    if (reservation->references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete reservation;
+    // acquire and release: pairs with the drops of the other holds
+    if (reservation->holders_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete reservation;
 }
 
-/// A name that nobody has asked for yet.
+/// A name that is requested for the first time.
 struct UtFileManager::NewFile {
     const char* name;
     std::uint32_t hash;
@@ -77,7 +80,7 @@ UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, Th
             case Condition::kBeingOpened: {
                 const ReservationRef theirs(static_cast<Reservation*>(file));
                 TgMutexGuard wait(theirs->opening_);
-                break;  // the name has its file by now, or is free again
+                break;  // by now the name has its file, or its entry is free again
             }
             case Condition::kUnknown:
                 if (!OpenUnknown({name, hash, opener, asking}, &file, why)) break;
@@ -93,7 +96,7 @@ UtFileManager::File* UtFileManager::FindIn(const Bucket& bucket, std::string_vie
     return found == bucket.end() ? nullptr : *found;
 }
 
-/// Finds the name's file and counts the caller in, unless the file has failed.
+/// Finds the name's file and adds a hold for the caller, unless the file has failed.
 UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_t hash,
                                              File** file) {
     const BucketHold hold(*this, hash);
@@ -101,15 +104,18 @@ UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_
     if (!found) return Condition::kUnknown;
     *file = found;
     if (!found->is_usable_) return Condition::kFailed;
-    const std::uint32_t before = found->references_.fetch_add(1, std::memory_order_relaxed);
+    const std::uint32_t before = found->holders_.fetch_add(1, std::memory_order_relaxed);
     if (found->is_reservation_) return Condition::kBeingOpened;
     if (before == 1) idle_.Remove(*found);
     return found->IsOpen() && !found->is_closing_ ? Condition::kReady : Condition::kNotReady;
 }
 
-/// False: the name has got a file or another reservation meanwhile.
+/// Inserts the reservation. False: meanwhile the name has a file or another reservation.
 bool UtFileManager::Put(Reservation& reservation, std::uint32_t hash) {
-    Bucket larger;  // made, and its predecessor freed, without the lock
+    // No memory is allocated or freed under the lock: a larger vector is made outside, and swapped
+    // in under the lock if the bucket is still full. Other threads may have filled the bucket
+    // further in between, so the size is checked again.
+    Bucket larger;
     for (;;) {
         std::size_t needed = 0;
         {
@@ -132,7 +138,7 @@ bool UtFileManager::Put(Reservation& reservation, std::uint32_t hash) {
     }
 }
 
-/// Puts `file` where the reservation stands; null frees the name.
+/// Replaces the reservation with `file`; null removes it and so frees the name.
 void UtFileManager::Replace(const Reservation& reservation, File* file,
                             std::uint32_t hash) noexcept {
     const BucketHold hold(*this, hash);
@@ -145,16 +151,17 @@ void UtFileManager::Replace(const Reservation& reservation, File* file,
     }
 }
 
-/// False: another thread was faster. True: `*opened` is the file, or null.
+/// Runs the opener for a new name. False: another thread was faster. True: `*opened` is the file,
+/// or null.
 bool UtFileManager::OpenUnknown(const NewFile& wanted, File** opened, FileFailure* why) {
     const ReservationRef mine(new Reservation(wanted.name, wanted.hash));
-    TgMutexGuard hold(mine->opening_);
+    TgMutexGuard hold(mine->opening_);  // before any thread can find the reservation
     if (!Put(*mine, wanted.hash)) return false;
 
     MakeRoom(wanted.asking);
     std::unique_ptr<File> file = RunOpener(wanted.name, wanted.opener, wanted.asking);
     if (file && file->is_usable_ && file->IsOpen()) {
-        file->references_.store(2, std::memory_order_relaxed);  // ours, and this thread's
+        file->holders_.store(2, std::memory_order_relaxed);  // ours, and this thread's
         opened_.fetch_add(1, std::memory_order_relaxed);
         *opened = file.get();
         Replace(*mine, file.release(), wanted.hash);
@@ -169,8 +176,9 @@ bool UtFileManager::OpenUnknown(const NewFile& wanted, File** opened, FileFailur
     } else if (why) {
         *why = {ENOMEM, {}};
     }
-    // A file that has failed stays and answers for its name, so that millions of requests for what
-    // is not there do not become millions of attempts. A shortage says nothing about the file.
+    // A failed file stays under its name, so that millions of requests for a missing file do not
+    // become millions of attempts to open it. After a shortage the name becomes free, because the
+    // next attempt may succeed.
     const bool stays = file && !IsShortage(file->LastError());
     Replace(*mine, stays ? file.release() : nullptr, wanted.hash);
     return true;
@@ -204,10 +212,10 @@ AccessStatus UtFileManager::Renew(File& file, bool is_only_use, ThreadFiles& ask
     }
     TgMutexGuard hold(file.opening_);
     {
-        // From here on a request for the file waits for `opening_`.
+        // Once `is_closing_` is set, a request for the file waits for `opening_`.
         const BucketHold bucket(*this, file.Identity());
         constexpr std::uint32_t kOursAndTheCallers = 2;
-        if (file.References() > kOursAndTheCallers || !is_only_use) return AccessStatus::kOk;
+        if (file.Holders() > kOursAndTheCallers || !is_only_use) return AccessStatus::kOk;
         file.is_closing_ = true;
     }
     AccessStatus status = CloseHeld(file);
@@ -240,25 +248,28 @@ AccessStatus UtFileManager::OpenAgain(File& file, ThreadFiles& asking, const TgM
     return opened;
 }
 
-/// Counts one more file as open, and closes an idle one when that is one too many.
+/// Counts one more file as open. If the limit was reached before, closes an idle file. The count
+/// comes first, so that threads that open at the same time each see the others' files.
 void UtFileManager::MakeRoom(ThreadFiles& asking) noexcept {
     if (open_files_.fetch_add(1, std::memory_order_relaxed) < sizes_.limit) return;
-    // What the thread keeps without using it is idle as soon as it is given back, and closed then.
+    // A file that only this thread kept becomes idle when it is given back, and GiveBack() closes
+    // an idle file because the count is above the limit.
     if (CloseIdle(1) == 0) asking.GiveBackOne();
 }
 
-/// Closes a few files that nobody uses. 0: there are none.
+/// Closes a few files that no thread uses, and answers how many. 0: there are none.
 int UtFileManager::CloseForDescriptors(ThreadFiles& asking) noexcept {
     for (int i = 0; i < kShortageBatch && asking.GiveBackOne(); ++i) {
     }
     const int closed = CloseIdle(kShortageBatch);
     if (closed > 0) return closed;
-    // Threads that are parked keep what they have released: only they know of it.
+    // Other threads keep released files in their tables, and a thread that waits never empties its
+    // own.
     return TakeBackUnused(nullptr) ? CloseIdle(kShortageBatch) : 0;
 }
 
-/// Gives back a few holds that threads keep without using them, of any file or only of one.
-/// False: there are none.
+/// Gives back a few holds that threads keep without using them: of `only`, or of any file if it is
+/// null. False: there are none.
 bool UtFileManager::TakeBackUnused(const File* only) noexcept {
     std::array<File*, kShortageBatch> taken;
     std::size_t count = 0;
@@ -275,7 +286,7 @@ void UtFileManager::GiveBack(File& file) noexcept {
     bool is_idle = false;
     {
         const BucketHold hold(*this, file.Identity());
-        if (file.references_.fetch_sub(1, std::memory_order_relaxed) == 2)
+        if (file.holders_.fetch_sub(1, std::memory_order_relaxed) == 2)
             is_idle = ListIfIdle(file, hold);
     }
     if (is_idle && file.WantsRenewal()) {
@@ -285,14 +296,15 @@ void UtFileManager::GiveBack(File& file) noexcept {
     }
 }
 
-/// Lists a file that is open and held by nobody. False: it is not, or somebody sees to it.
+/// Lists the file if it is open, no thread holds it and no thread is closing it. False: it is not
+/// listed by this call.
 bool UtFileManager::ListIfIdle(File& file, const BucketHold&) noexcept {
-    if (file.References() != 1 || file.is_closing_ || !file.IsOpen()) return false;
+    if (file.Holders() != 1 || file.is_closing_ || !file.IsOpen()) return false;
     return !file.stays_open_.load(std::memory_order_relaxed) && idle_.Push(file);
 }
 
-/// Closes up to `wanted` files, those first that have been idle longest. A file that cannot be
-/// closed becomes the newest idle one and does not keep others from being closed.
+/// Closes up to `wanted` files, starting with the one that has been idle longest. A file that
+/// cannot be closed moves to the head of the list, so that each idle file is tried once.
 int UtFileManager::CloseIdle(int wanted) noexcept {
     int closed = 0;
     for (int tries = idle_.Count(); tries > 0 && closed < wanted; --tries) {
@@ -303,15 +315,19 @@ int UtFileManager::CloseIdle(int wanted) noexcept {
     return closed;
 }
 
-/// Closes a file that has been taken off the list, if nobody holds it by now.
+/// Closes a file that this thread has removed from the idle list, if no thread has requested it
+/// since.
 bool UtFileManager::CloseVictim(File& victim) noexcept {
     bool is_closed = false;
-    // Tried only: this thread may have another file's `opening_`.
+    // TryLock(), because this thread may have another file's `opening_`: two threads that waited
+    // for each other's would never go on.
     if (victim.opening_.TryLock()) {
         bool is_mine;
         {
             const BucketHold hold(*this, victim.Identity());
-            is_mine = victim.References() == 1 && victim.IsOpen() && !idle_.Lists(victim);
+            // Listed again: another thread has used it since and is done, so it is not the file
+            // that has been idle longest.
+            is_mine = victim.Holders() == 1 && victim.IsOpen() && !idle_.Lists(victim);
             victim.is_closing_ = is_mine;
         }
         if (is_mine) {

@@ -1,4 +1,4 @@
-// A managed file's opening and closing, and the question whether it is still the same file.
+// Opens and closes a managed file, and finds out whether the file has changed since.
 
 #include "ptc/files/managed_file.h"
 
@@ -14,8 +14,8 @@ namespace {
 
 constinit std::atomic<bool> files_are_transient{false};
 
-/// Everything that points and nodes depend on. A header with a value that is no number is equal to
-/// none, which costs no more than blocks that are read again.
+/// Compares everything that points and nodes depend on. A header that contains a NaN equals no
+/// header, itself included; then blocks are read again, which is slower but never wrong.
 bool IsSameHeader(const StoredHeader& a, const StoredHeader& b) {
     const auto same_variables = [](const CloudVariables& x, const CloudVariables& y) {
         return x.types == y.types && x.names == y.names;
@@ -74,7 +74,7 @@ AccessStatus PtcManagedFile::Create(const CloudDescription& description) noexcep
     } catch (const std::bad_alloc&) {
         return Fail(ENOMEM);
     }
-    StayOpen(true);  // closed and opened again, it would be empty
+    StayOpen(true);  // opening it again would not continue the writing
     MarkOpen();
     return AccessStatus::kOk;
 }
@@ -103,8 +103,10 @@ AccessStatus PtcManagedFile::Read() {
     constexpr int kTries = 3;
     auto fresh = std::make_unique<PtcRecordReader>();
     std::optional<Stamp> stamp;
-    // A file that is replaced at this moment must not give the header of one and the points of the
-    // other. One that changes all the time is taken as it is: its stamp will not fit again.
+    // If the file is replaced at this moment, the header must not come from the old file and the
+    // points from the new one: the stamp must be the same before and after the opening. A file that
+    // keeps changing is accepted after the last try. Its stamp differs at the next opening, which
+    // then gives it a new identity.
     for (int i = 0; i < kTries && (i == 0 || stamp != StampOf(Name())); ++i) {
         stamp = StampOf(Name());
         std::string why;
@@ -159,7 +161,7 @@ std::int32_t PtcManagedFile::FloatsPerNode() const {
 CloudStatus PtcManagedFile::ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) {
     if (!reader_) return CloudStatus::kFailed;
     if (!is_transient_) return reader_->ReadPoints(first, count, records);
-    TgMutexGuard hold(reader_lock_);  // every reader moves the one cursor
+    TgMutexGuard hold(reader_lock_);  // all reads move the reader's one cursor
     return reader_->ReadPoints(first, count, records);
 }
 

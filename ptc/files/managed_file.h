@@ -1,20 +1,20 @@
 // PtcManagedFile -- a point cloud file as the manager and the caches see it, and its opener.
 //
 // Units      those of ptc/cloud/record_reader.h; error codes are errno values, or -1 when the
-// system
-//            has none: for a file that is no readable point cloud, and a description that is
-//            refused.
+//            system has none: for a file that is no readable point cloud, and for a description
+//            that is refused.
 // Errors     close() and reopen() answer 0 or a code, and keep the code; reads answer 1 or 0.
-//            Nothing is reported but what the reader reports.
-// Ownership  owns the reader, or the cloud that it writes. The manager, or a caller alone, owns it.
+//            Only the reader reports messages.
+// Ownership  owns the reader, or the cloud that it writes. The manager owns the file; a file
+//            without a manager belongs to its caller.
 // Threads    reads from any thread that holds the file, several at once. While a file is written,
-//            only the thread that writes uses it. What opens, closes and finishes a file is called
-//            by its manager or through ptc/access.h.
+//            only the thread that writes uses it. The manager or ptc/access.h calls the functions
+//            that open, close and finish a file.
 //
 // Locks:
 //
 //   rank  lock          count   guards
-//   22    reader_lock_  1 file  exchanging the reader; the reading of a file in memory; finishing
+//   22    reader_lock_  1 file  replacing the reader; finishing; the cursor of a file in memory
 
 #pragma once
 
@@ -30,8 +30,8 @@
 #include "ptc/cloud/writer.h"
 #include "ptc/files/file_manager.h"
 
-/// Whether files made from here on are transient: their points are read at once and kept in memory
-/// until the manager goes.
+/// Sets whether files that are made later are transient: opening such a file reads all its points,
+/// and memory keeps them until the manager is destroyed.
 void SetTransientFiles(bool are_transient);
 
 class PtcManagedFile final : public UtFileManager::File, public PtcBlockSource {
@@ -40,20 +40,20 @@ public:
     explicit PtcManagedFile(const char* name);
     ~PtcManagedFile() override;
 
-    /// Makes the file and opens it for writing. The description's name does not count; without
-    /// matrices it gets the format 640 x 480 with pixel aspect 1.
+    /// Makes the file and opens it for writing. Name() replaces the description's name. A
+    /// description without matrices gets the format 640 x 480 with pixel aspect 1.
     AccessStatus Create(const CloudDescription& description) noexcept;
 
-    /// Closes what is read. A transient file stays as it is, and the answer is success; a file that
-    /// is being written is refused.
+    /// Closes a file that is read. A transient file stays open, and the call succeeds. Fails with
+    /// EBUSY while the file is being written.
     AccessStatus close() noexcept override;
 
-    /// Opens the file for reading, the first time as well as later. One that has changed since it
-    /// was read last becomes another file for the caches.
+    /// Opens the file for reading, for the first time or again. A file that has changed since the
+    /// last opening gets a new identity, so that the caches do not answer its old blocks.
     AccessStatus reopen() noexcept override;
 
-    /// Completes a file that is written, which then has to be reopened to be read; sets a transient
-    /// one back to its first point. Failed: nothing is open, or not all is on disk.
+    /// Completes a file that is being written; reading it requires reopen(). Sets a transient
+    /// file back to its first point. Failed: nothing is open, or not everything reached the disk.
     CloudStatus Complete();
 
     bool IsTransient() const { return is_transient_; }
@@ -62,9 +62,9 @@ public:
     /// Closes the file and forgets its header: nothing can be read any more.
     void Outlive() noexcept override;
 
-    /// What the header says; null when the file was never open.
+    /// The file's header; null when the file was never open.
     const CloudHeader* Header() const;
-    /// Whether points, nodes and variables can be asked for.
+    /// Whether points, nodes and variables can be read.
     bool IsReading() const { return reader_ != nullptr; }
     /// The cloud to be written; null when the file is not being written.
     CloudWriter* Writing() { return writing_.get(); }
@@ -81,7 +81,7 @@ public:
 private:
     friend class PtcOpener;
 
-    /// What tells a file from what it was before, without reading it.
+    /// Detects that a file has changed, without reading it.
     struct Stamp {
         dev_t device;
         ino_t inode;
@@ -99,11 +99,11 @@ private:
     const bool is_transient_;
     bool is_managed_ = false;
 
-    // Exchanged while nobody else uses the file, and under the lock; read without it.
+    // Replaced under the lock while nobody else uses the file; therefore read without the lock.
     TgMutex reader_lock_;
     std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
     std::unique_ptr<CloudWriter> writing_;
-    std::int64_t points_ = 0;  ///< of the reader's header, for lookups: one pointer less to follow
+    std::int64_t points_ = 0;  ///< copy of the header's count: lookups follow one pointer less
 
     std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
 };

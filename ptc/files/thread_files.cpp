@@ -1,4 +1,4 @@
-// A thread's table: probing, keeping, growing, closing gaps.
+// A thread's table of files: opening, releasing, and the hash table itself.
 
 #include "ptc/files/thread_files.h"
 
@@ -37,12 +37,12 @@ ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& op
         File* const file = slots_[known].file;
         if (Use(known)) return file;
     }
-    if (held_ == slots_.size()) Grow();  // ahead, so that nothing can fail behind the acquiring
+    if (held_ == slots_.size()) Grow();  // first, so that nothing can fail after Acquire()
     File* const file = manager_->Acquire(name, opener, *this, opened, why);
     if (!file) return nullptr;
-    // Looked for again: an Acquire() that found no room has given files of this table back.
+    // Searched again, because Acquire() may have given back files of this table to make room.
     if (const std::size_t held = Find(*file); held != kNone && Use(held)) {
-        manager_->GiveBack(*file);  // one hold a thread
+        manager_->GiveBack(*file);  // a table has one hold on each file
         return file;
     }
     Insert({file, 1});
@@ -50,7 +50,8 @@ ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& op
     return file;
 }
 
-/// Counts one use more. False: the hold was taken, and the slot is empty now.
+/// Counts one use more. False: another thread has taken the hold; the slot is empty now. From one
+/// use on, no other thread writes the count, so a plain store is enough.
 bool ThreadFiles::Use(std::size_t index) noexcept {
     std::atomic<std::uint32_t>& count = slots_[index].uses;
     std::uint32_t uses = count.load(std::memory_order_relaxed);
@@ -68,7 +69,8 @@ void ThreadFiles::Release(File& file) noexcept {
     if (index == kNone) return;
     const std::uint32_t uses = UsesOf(slots_[index]);
     if (uses == 0) return;
-    // release: pairs with the acquire in TakeUnused(), so that this thread's reads are over
+    // release: pairs with the acquire in TakeUnused(), so that the thread that takes the hold and
+    // closes the file comes after this thread's reads
     slots_[index].uses.store(uses - 1, std::memory_order_release);
     if (uses > 1) return;
     if (held_ <= static_cast<std::size_t>(manager_->GetSizes().allowance) && !manager_->IsFull() &&
@@ -81,7 +83,7 @@ AccessStatus ThreadFiles::Renew(File& file) noexcept {
     const std::size_t index = Find(file);
     if (index == kNone || UsesOf(slots_[index]) == 0) return AccessStatus::kOk;
     const std::uint32_t uses = UsesOf(slots_[index]);
-    (void)TakeOut(index);  // a hold that is used is nobody else's
+    (void)TakeOut(index);  // never fails: other threads take only holds without a use
     const AccessStatus status = manager_->Renew(file, uses == 1, *this);
     Insert({&file, uses});
     return status;
@@ -94,7 +96,8 @@ std::size_t ThreadFiles::TakeUnused(const File* only, std::span<File*> taken) no
         if (count == taken.size()) break;
         if (!slot.file || (only && slot.file != only)) continue;
         std::uint32_t unused = 0;
-        // acquire: pairs with the release in Release(), so that the owner's reads are over
+        // acquire: pairs with the release in Release(), so that closing the file comes after the
+        // owner's reads
         if (slot.uses.compare_exchange_strong(unused, kTaken, std::memory_order_acquire,
                                               std::memory_order_relaxed))
             taken[count++] = slot.file;
@@ -102,7 +105,8 @@ std::size_t ThreadFiles::TakeUnused(const File* only, std::span<File*> taken) no
     return count;
 }
 
-/// Empties a slot. False: another thread has taken its hold.
+/// Empties a slot. True: the caller must give the hold back. False: another thread has taken it.
+/// Reads the count under the lock: TakeUnused() writes kTaken under it, so the two agree.
 bool ThreadFiles::TakeOut(std::size_t index) noexcept {
     TgSpinGuard hold(lock_);
     const bool is_ours = slots_[index].uses.load(std::memory_order_relaxed) != kTaken;
@@ -136,9 +140,9 @@ std::size_t ThreadFiles::Find(const File& file) const {
     return kNone;
 }
 
-/// Finds a file before its identity is known: the name's hash leads to the same slot as long as
-/// the mask takes no more bits than the two have in common. A larger table leaves it to the
-/// manager.
+/// Finds a file before its identity is known. The name's hash leads to the same slot as the
+/// identity as long as the mask has no more bits than the two have in common. In a larger table
+/// this finds nothing, and the manager searches by the name.
 std::size_t ThreadFiles::FindByName(std::string_view name) const {
     if (Mask() > file_identity::kNameMask) return kNone;
     const std::uint32_t hash = file_identity::NameHash(name) & file_identity::kNameMask;
@@ -165,14 +169,14 @@ void ThreadFiles::Place(const Slot& slot) noexcept {
     ++held_;
 }
 
-/// Empties a slot and closes the gap: files behind it move up, so that none is cut off from the
-/// slot where its search begins.
+/// Empties a slot and moves later files into the gap, because a search ends at the first empty
+/// slot: no empty slot may lie between a file and the slot where its search begins.
 void ThreadFiles::Erase(std::size_t index) noexcept {
     std::size_t gap = index;
     for (std::size_t i = (index + 1) & Mask(); i != index && slots_[i].file; i = (i + 1) & Mask()) {
         const std::size_t from_home = (i - Home(slots_[i].file->Identity())) & Mask();
         const std::size_t from_gap = (i - gap) & Mask();
-        if (from_home < from_gap) continue;  // its search begins behind the gap
+        if (from_home < from_gap) continue;  // its search begins after the gap
         slots_[gap] = slots_[i];
         gap = i;
     }

@@ -1,9 +1,10 @@
 // ThreadFiles -- the files that one thread holds, and how often it uses each.
 //
-// A thread keeps a file that it has given back, up to its allowance, so that asking for the same
-// names again and again touches nothing that threads share. It keeps none while as many files are
-// open as may be: then others need them to be idle. When the system has no descriptors left,
-// another thread may take back what this one keeps without using it.
+// A thread keeps files that it has released, up to its allowance, so that requests for the same
+// names again and again touch nothing that threads share. It keeps none while the limit of open
+// files is reached, so that the manager can close them for other threads. When the system has no
+// descriptor left, or a file must be renewed, other threads may take the holds that this one keeps
+// without using them.
 //
 // Units      files and uses are counted.
 // Errors     null for a file that cannot be opened. Throws std::bad_alloc when memory runs out, and
@@ -16,14 +17,15 @@
 //   rank  lock    count      guards
 //   26    lock_   1 a table  changes of the slots by the owner, reading them by other threads
 //
-// The owner reads its slots without the lock. A hold changes hands by its count of uses alone:
+// The owner reads its slots without the lock. The count of uses alone decides who has the hold:
 //
 //            Open() +1              TakeUnused()
-//   n ... 1 <----------> 0 (kept) ----------------> taken: the slot waits for the owner to empty it
-//            Release() -1
+//   n ... 1 <----------> 0 (kept) ----------------> kTaken: the taker has the hold; the owner
+//            Release() -1                           empties the slot later
 //
-// Only 0 -> 1 and 0 -> taken race, so only they are compare-and-swaps: opening a file that the
-// thread keeps takes one locked instruction, and none if the thread uses it already.
+// The thread whose compare-and-swap changes 0 has the hold. Only 0 -> 1 and 0 -> kTaken can
+// collide, so only they are compare-and-swaps: opening a file that the thread keeps takes one
+// locked instruction, and none if the thread uses it already.
 
 #pragma once
 
@@ -40,12 +42,15 @@
 /// if that is earlier. Both give every hold back.
 ///
 ///   member     written by                       read by
-///   manager_   its maker                        the owner: never changes
-///   slots_     the owner; whoever frees it      the owner; any thread under the lock
+///   manager_   the constructor                  the owner: never changes
+///   slots_     the owner; the thread that       the owner; any thread under the lock
+///              frees the table
 ///   the rest   the owner                        the owner
 ///
-/// The slots are a hash table: a file's search begins at (identity * 3) & (slots - 1) and goes on
-/// from slot to slot up to the first empty one.
+/// Other threads write only one thing: the count of uses, from 0 to kTaken.
+///
+/// The slots are a hash table: the search for a file begins at (identity * 3) & (slots - 1) and
+/// continues with the next slots up to the first empty one.
 class ThreadFiles : public TgUncopyable {
 public:
     using File = UtFileManager::File;
@@ -53,25 +58,26 @@ public:
     explicit ThreadFiles(std::shared_ptr<UtFileManager> manager);
     ~ThreadFiles();
 
-    /// The file called `name`, open and used once more by this thread, or null. `opener` and
-    /// `*opened` are those of UtFileManager::Acquire().
+    /// The file called `name`, open, with one more use by this thread; or null. `opener`, `*opened`
+    /// and `*why` are those of UtFileManager::Acquire().
     File* Open(const char* name, UtFileManager::Opener& opener, bool* opened,
                FileFailure* why = nullptr);
 
-    /// One use of `file` fewer. A file that this thread does not use is ignored.
+    /// Ends one use of `file`. Does nothing if this thread does not use it.
     void Release(File& file) noexcept;
 
-    /// Gives back the hold on one file that is not used. False: there is none.
+    /// Gives back the hold on one file that this thread does not use. False: there is none.
     bool GiveBackOne() noexcept;
 
     /// See UtFileManager::Renew(). Caller: this thread uses the file.
     AccessStatus Renew(File& file) noexcept;
 
-    /// Takes holds that are not used, of any file or of `only`, for the caller to give back; as
-    /// many as fit into `taken`. Answers their number. Any thread.
+    /// Takes holds without a use, on `only` or, if that is null, on any file, up to the size of
+    /// `taken`; the caller gives them back. Answers their number. Any thread.
     std::size_t TakeUnused(const File* only, std::span<File*> taken) noexcept;
 
-    /// Calls `use(file, uses)` for every file that is used. Caller: the owner is not inside.
+    /// Calls `use(file, uses)` for every file that the owner uses. Any thread.
+    /// Caller: the owner is not inside.
     template <class Use>
     void ForEachUse(Use use) noexcept {
         TgSpinGuard hold(lock_);
@@ -101,7 +107,7 @@ private:
             return *this;
         }
     };
-    static constexpr std::uint32_t kTaken = 0xFFFFFFFF;  ///< as a count of uses
+    static constexpr std::uint32_t kTaken = 0xFFFFFFFF;  ///< count of uses: the hold is gone
     static constexpr std::size_t kNone = ~std::size_t{0};
 
     static std::uint32_t UsesOf(const Slot& slot) {
@@ -122,12 +128,12 @@ private:
 
     const std::shared_ptr<UtFileManager> manager_;
 
-    // Guarded by the manager's lock of tables.
+    // Guarded by the manager's tables_lock_.
     ThreadFiles* next_ = nullptr;
-    ThreadFiles** back_ = nullptr;  ///< the pointer that points here
+    ThreadFiles** back_ = nullptr;  ///< the pointer to this table: the list's head or a next_
 
     TgSpinByte lock_;
-    std::vector<Slot> slots_;  ///< a power of two; read by the owner without the lock
+    std::vector<Slot> slots_;  ///< a power of two of them; the owner reads them without the lock
     std::size_t held_ = 0;     ///< occupied slots
-    std::size_t hand_ = 0;     ///< where the search for an unused file goes on
+    std::size_t hand_ = 0;     ///< the slot where GiveBackOne() continues its search
 };

@@ -262,6 +262,10 @@ TEST_F(Doors, ARunOfPointsIsThatOfSingleLookups) {
     }
     EXPECT_EQ(PtcGetPoints(file.Get(), 0, 1000, {}), 1000) << "nothing wanted, nothing written";
 
+    std::int32_t counted = 0;
+    EXPECT_TRUE(PtcGetHeaderValue(file.Get(), "npoints", &counted));
+    EXPECT_EQ(counted, 1000);
+    EXPECT_FALSE(PtcGetHeaderValue(file.Get(), "npoint", &counted));
     PtcVariables points, nodes;
     ASSERT_TRUE(PtcGetVariables(file.Get(), &points, &nodes));
     EXPECT_EQ(points.names, (std::vector<std::string>{"glow", "number"}));

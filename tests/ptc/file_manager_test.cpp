@@ -83,7 +83,7 @@ TEST_F(PtcFileManager, OpensANameOnceAndHandsOutTheSameObject) {
     EXPECT_TRUE(opened_);
     EXPECT_EQ(Open("a"), a);
     EXPECT_FALSE(opened_);
-    EXPECT_EQ(a->References(), 2U) << "one for this thread, one for the manager";
+    EXPECT_EQ(a->Holders(), 2U) << "one for this thread, one for the manager";
     EXPECT_EQ(table_->Uses(*a), 2U);
     EXPECT_NE(Open("b"), a);
     for (int i = 0; i < 3; ++i) table_->Release(*a);  // once too often
@@ -142,7 +142,7 @@ TEST_F(PtcFileManager, TablesGrowAndShrinkWithoutLosingAFile) {
     for (int i = 0; i < 100; ++i) {
         File* const last = Open(std::to_string(i));
         table_->Release(*last);
-        EXPECT_EQ(last->References(), 2U) << "what was used last is kept";
+        EXPECT_EQ(last->Holders(), 2U) << "what was used last is kept";
     }
     EXPECT_EQ(table_->Held(), 37U) << "another number than the allowance is kept";
 }
@@ -156,13 +156,13 @@ TEST_F(PtcFileManager, WhatAThreadKeepsUnusedMakesRoomForItsOwnNextFileOnly) {
         EXPECT_EQ(table_->Uses(*kept), 1U) << "another thread has given it back";
         table_->Release(*kept);
         for (const char* name : {"a", "b", "c"}) OpenIn(other, name);
-        EXPECT_EQ(kept->References(), 2U);
+        EXPECT_EQ(kept->Holders(), 2U);
         EXPECT_NE(Open("d"), nullptr);
         EXPECT_FALSE(kept->IsOpen());
         EXPECT_EQ(disk_.most_open, 4);
-        EXPECT_EQ(OpenIn(other, "d")->References(), 3U);
+        EXPECT_EQ(OpenIn(other, "d")->Holders(), 3U);
     }
-    EXPECT_EQ(Open("d")->References(), 2U) << "the other thread has ended";
+    EXPECT_EQ(Open("d")->Holders(), 2U) << "the other thread has ended";
 }
 
 TEST_F(PtcFileManager, AFileThatIsClosedWhileItIsHeldIsOpenedByTheNextRequest) {
@@ -175,7 +175,7 @@ TEST_F(PtcFileManager, AFileThatIsClosedWhileItIsHeldIsOpenedByTheNextRequest) {
         EXPECT_EQ(manager_->OpenFiles(), 0);
         EXPECT_EQ(Open("a"), a);
         EXPECT_TRUE(a->IsOpen());
-        EXPECT_EQ(a->References(), 2U) << "one hold a thread, however often it asks";
+        EXPECT_EQ(a->Holders(), 2U) << "one hold a thread, however often it asks";
         EXPECT_EQ(table_->Uses(*a), 2U);
     }
 }
