@@ -1,4 +1,4 @@
-// One delivered batch: samples that share a byte range evenly.
+// One delivered batch: samples of equal size, one after another in the host's memory.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 #include "ptc/format/record_code.h"
 
-/// The host's samples, read where they are; no alignment is promised. Borrowed for one call.
+/// The host's samples. They are not copied, and may be unaligned. Borrowed for one call.
 struct Batch {
     static constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
 

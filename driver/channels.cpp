@@ -1,4 +1,4 @@
-// Channel names to variable declarations.
+// Reads variable declarations from channel names.
 
 #include "driver/channels.h"
 
@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
-/// Splits "class type name" or "type name"; the class says nothing about a point. The name ends
-/// at its first dot. With fewer than two words the type stays empty.
+/// Splits "class type name" or "type name" and ignores the class, which does not concern points.
+/// The name ends at its first dot. With fewer than two words, type and name are empty.
 void AddDeclaration(std::string_view text, Channels* channels) {
     const std::string_view first = TakeWord(&text, kBlanks);
     const std::string_view second = TakeWord(&text, kBlanks);
@@ -36,8 +36,8 @@ void AddDeclaration(std::string_view text, Channels* channels) {
 
 /// The driver's own count of a type's floats.
 ///
-/// KEPT: whole texts are compared here, while the file counts by prefix, so an array type is
-/// unknown, gives a warning, and then has its suffix multiplied in.
+/// KEPT: this compares whole texts, but the file compares prefixes. So an array type is unknown
+/// here and gives a warning; its suffix is then multiplied in.
 /// Test: DriverChannels.SizesOfDriverAndFile
 std::int32_t DriverSize(const std::string& type) {
     std::int32_t size = 1;

@@ -1,4 +1,4 @@
-// Channel names to variable declarations: the text behind the bar, sizes and area flags.
+// Reads variable declarations from channel names: the text after the bar, sizes, area flags.
 //
 // Units      sizes in floats of one sample.
 // Ownership  everything is copied from the host's texts.
@@ -23,20 +23,20 @@ struct Channels {
     /// Floats of a sample's data, as the driver counts them; what the simplifier works on.
     std::int32_t data_size = 0;
 
-    /// The larger of the driver's count and the file's: a buffered point's row.
+    /// Floats of a buffered point's row: the larger of the driver's count and the file's.
     std::int32_t row_size = 0;
 };
 
-/// Reads the declarations of all channels. One single channel "...|float _none" declares nothing.
-/// kUndefined: a channel without a bar; nothing is printed. kBadParameters: a channel without a
-/// type, or one with a size that no sample can have; `driver_name` prints why. A type that is not
-/// known counts as one float; a warning goes to standard output.
+/// Reads the declarations of all channels. A single channel "...|float _none" declares nothing.
+/// kUndefined: a channel has no bar; nothing is printed. kBadParameters: a channel has no type, or
+/// a size that is not possible for a sample; an error is printed under `driver_name`. An unknown
+/// type counts as one float; a warning goes to standard output.
 DriverStatus ReadChannels(const char* driver_name, std::span<const DspyFormat> formats,
                           Channels* channels);
 
 /// One byte for each data float, 1 where the variable of that index is an area.
 ///
-/// KEPT: the flags are those of the variables but are read by the position of the float in the
-/// data. The two agree while every variable is one float wide; floats at or above the variable
-/// count are no areas. Test: DriverSimplify.AreaFlagsGoByFloatPosition
+/// KEPT: flag i is that of variable i, but the simplifier uses it for float i of the data. The two
+/// agree while every variable is one float wide; floats from the variable count on are not areas.
+/// Test: DriverSimplify.AreaFlagsGoByFloatPosition
 std::vector<std::uint8_t> AreaFlags(const Channels& channels);

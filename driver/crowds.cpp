@@ -1,4 +1,4 @@
-// Crowds: gathering, splitting on demand, searching by index order.
+// Crowds: gathers records, splits nodes on demand, searches in index order.
 
 #include "driver/crowds.h"
 
@@ -8,11 +8,12 @@
 
 namespace {
 
-/// Nodes of up to so many records are not split.
+/// Nodes of at most this many records are not split.
 constexpr std::uint32_t kSmallNode = 16;
 
-/// So many of a node's records, and no more than an eighth of a large one, are looked at before it
-/// is split.
+/// At most this many of a node's records are examined before the node is split; of a smaller node
+/// an eighth, but at least kSmallNode. So examining in vain costs little beside the split, which
+/// passes over all records of the node.
 constexpr std::uint32_t kPatience = 128;
 
 /// Bounds of a node without records.
@@ -49,8 +50,12 @@ std::int32_t Crowds::Find(std::uint32_t crowd, const Wish& wish) {
     return found_;
 }
 
-/// Recurses once a level. A split leaves no more than seven eighths on one side, which 32-bit
-/// indexes allow about 160 times.
+/// Searches below a node. The child with the better rank comes first, so that the other one is
+/// often skipped. Skipping never loses the answer: a node's rank is at least as good as that of any
+/// record in it, and KeepApart() is never wrongly true.
+///
+/// Recurses once a level. A split leaves at most seven eighths on one side, which 32-bit indexes
+/// allow about 160 times.
 void Crowds::Visit(std::uint32_t index) {
     if (!nodes_[index].children) Trim(nodes_[index]);
     if (Rank(nodes_[index].lowest, nodes_[index].highest) >= best_rank_) return;
@@ -71,7 +76,9 @@ void Crowds::Visit(std::uint32_t index) {
     nodes_[index].highest = std::max(nodes_[left].highest, nodes_[left + 1].highest);
 }
 
-/// Looks at the node's records from the wished end. False when there are too many for that.
+/// Examines the node's records from the wished end; the first one that matches decides, because the
+/// members are in index order. False: the node has too many records and must be split. In a
+/// uniform node one live record decides for all, and Trim() leaves live records at both ends.
 bool Crowds::Settles(const Node& node) {
     const std::uint32_t count = node.end - node.begin;
     const std::uint32_t steps =
@@ -92,8 +99,8 @@ bool Crowds::Settles(const Node& node) {
     return node.is_uniform || steps == count;
 }
 
-/// Splits a node in two at about the middle of an axis, the lower coordinates first. Answers false
-/// when too few of its records are left for that.
+/// Splits a node in two, at about the median of an axis, the lower coordinates first. The partition
+/// is stable, so both halves keep their index order. False: too few of its records are left.
 bool Crowds::Split(std::uint32_t index) {
     KeepLive(nodes_[index]);
     const auto [begin, end] = std::pair(nodes_[index].begin, nodes_[index].end);
@@ -109,8 +116,8 @@ bool Crowds::Split(std::uint32_t index) {
     for (std::uint32_t i = begin; i < end; ++i) keys_.push_back(key(members_[i]));
     const auto half = keys_.begin() + count / 2;
     std::nth_element(keys_.begin(), half, keys_.end());
-    // What is equal stays together, below the cut or above it. Where that leaves too little on one
-    // side the node is cut in the order of its records, so that the tree is never deep.
+    // Equal keys stay together, below or above the cut. If that leaves too few records on one side,
+    // the node is cut in the order of its records instead, so that the tree is never deep.
     const float pivot = *half;
     const auto below = std::count_if(keys_.begin(), half, [&](float k) { return k < pivot; });
     const auto above = std::count_if(half, keys_.end(), [&](float k) { return k > pivot; });
@@ -145,8 +152,8 @@ std::uint32_t Crowds::AddNode(std::uint32_t begin, std::uint32_t end, std::uint3
             low[k] = std::min(low[k], value);
             high[k] = std::max(high[k], value);
             if (!std::isnan(value)) continue;
-            // Data that are not numbers differ from nothing, so they are on both sides of every
-            // cut.
+            // A NaN among the data never makes two records different, so such a record may match
+            // any query: its bounds are infinite.
             low[k] = -kInfinity;
             high[k] = kInfinity;
         }
@@ -156,7 +163,8 @@ std::uint32_t Crowds::AddNode(std::uint32_t begin, std::uint32_t end, std::uint3
     return index;
 }
 
-/// Takes the records that are gone from both ends. Each is taken once, so this costs nothing much.
+/// Removes records that are gone from both ends. Each record is removed once, so the cost of all
+/// calls together is one step a record.
 void Crowds::Trim(Node& node) const {
     while (node.begin < node.end && IsGone(members_[node.begin])) ++node.begin;
     while (node.begin < node.end && IsGone(members_[node.end - 1])) --node.end;
@@ -172,7 +180,7 @@ void Crowds::KeepLive(Node& node) {
     node.end = static_cast<std::uint32_t>(end - first);
 }
 
-/// Each axis in its turn, of those along which the records differ.
+/// The next axis, in turn, along which the records differ. Caller: the node is not uniform.
 std::uint32_t Crowds::NextAxis(std::uint32_t index) const {
     const auto axes = static_cast<std::uint32_t>(rules_.Axes());
     const float* const low = bounds_.data() + std::size_t{index} * 2 * axes;
@@ -183,7 +191,7 @@ std::uint32_t Crowds::NextAxis(std::uint32_t index) const {
     return axis;
 }
 
-/// Lower is better: how a node or a record with such indexes ranks for the wish.
+/// The rank of a node or a record with these indexes for the wish: the lowest rank is the best.
 std::int32_t Crowds::Rank(std::int32_t lowest, std::int32_t highest) const {
     return wish_.end == End::kFirst ? lowest : -highest;
 }

@@ -1,16 +1,17 @@
 // Crowds: leaves of the octree with very many records, each searched through a tree of its own.
 //
-// The octree cannot split records at one place, nor those whose distances are lost beside a large
-// radius. A crowd is split by everything that decides about a pair -- positions, normals and data
-// -- so that a search passes over what cannot be a partner. It answers by the order of the
-// records, as a walk over the leaf would.
+// The octree cannot split records at one place, nor records whose distances vanish in rounding
+// beside a large radius. A crowd's tree splits by all numbers that decide about a pair: positions,
+// normals and data. So a search skips whole nodes that contain no partner. The answer depends only
+// on the order of the records and is the same as that of a walk over the leaf.
 //
-// A node is split when looking at its outermost records does not settle a search: crowds whose
-// records are mostly alike are never split at all. Records with equal coordinates stay together.
+// A node is split only when a search cannot be decided by its first (or last) records: crowds
+// whose records are mostly alike are never split. Records with equal coordinates stay together.
 //
 // Ownership  borrows rules, records and removed flags.
-// Errors     std::bad_alloc when the trees find no memory; StartPass() makes a crowd usable again.
-// Threads    one caller at a time: a search splits nodes and forgets records that are gone.
+// Errors     std::bad_alloc when there is no memory for the trees; StartPass() makes the crowds
+//            usable again.
+// Threads    one caller at a time: a search splits nodes and drops records that are gone.
 
 #pragma once
 
@@ -26,13 +27,13 @@ class Crowds {
 public:
     static constexpr std::int32_t kNobody = -1;
 
-    /// A leaf of up to so many records is not a crowd: a walk over it is as fast as a search.
+    /// A leaf of at most this many records is not a crowd: a walk over it is as fast as a search.
     static constexpr std::int32_t kLargestLeaf = 64;
 
     enum class End { kFirst, kLast };
 
-    /// What is looked for: the first or last record behind record `query` that is alike and within
-    /// `reach`, a squared distance.
+    /// A search for the first or last record after record `query` that is alike and within `reach`,
+    /// a squared distance.
     struct Wish {
         std::int32_t query;
         float reach;
@@ -43,18 +44,19 @@ public:
            std::span<const std::uint8_t> removed)
         : rules_(rules), records_(records), removed_(removed) {}
 
-    /// Caller: calls this before each pass. Within one, only records up to the query may change,
-    /// queries come in index order, and a record that is removed stays so.
+    /// Caller: calls this before each pass. Within a pass, queries come in index order, only
+    /// records up to the query change, and a removed record stays removed.
     void StartPass();
 
-    /// The crowd of a leaf, gathered when it is first asked for in a pass.
+    /// The crowd of a leaf; the first call in a pass gathers its records.
     std::uint32_t Of(const SimplifyNode& leaf, std::int32_t query);
 
-    /// The record of the crowd that the wish is for, or kNobody.
+    /// The record of the crowd that fulfils the wish, or kNobody.
     std::int32_t Find(std::uint32_t crowd, const Wish& wish);
 
 private:
-    /// A run of `members_`, in index order. Its lowest and highest index bound those that are left.
+    /// The range [begin, end) of `members_`, in index order. `lowest` and `highest` bound the
+    /// indexes of those that are left.
     struct Node {
         std::int32_t lowest;
         std::int32_t highest;
@@ -62,7 +64,7 @@ private:
         std::uint32_t end;
         std::uint32_t children;  // index of the first of two; 0: not split
         std::uint32_t axis;      // along which the parent is split
-        bool is_uniform;         // all coordinates are equal
+        bool is_uniform;         // its records have equal coordinates
     };
 
     std::uint32_t AddNode(std::uint32_t begin, std::uint32_t end, std::uint32_t axis);

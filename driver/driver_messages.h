@@ -1,7 +1,7 @@
-// The driver's own lines to the person who watches the render: one function for each.
+// The driver's own messages to the person who watches the render: one function for each.
 //
 // Units      counts of points.
-// Errors     none. What is printed under a null driver name is nothing at all.
+// Errors     none. Under a null driver name nothing is printed.
 // Ownership  texts are borrowed during the call.
 // Threads    any.
 
@@ -20,7 +20,7 @@
 
 namespace driver_messages {
 
-/// On standard output, without the driver's name. `type` is printed as it is.
+/// Prints on standard output, without the driver's name. `type` is printed unchanged.
 inline void TypeIsUnknown(const std::string& type) {
     std::printf("error: unknown variable type '%s' in pointcloud display driver\n", type.c_str());
 }
@@ -46,8 +46,9 @@ inline void FileCannotBeCreated(const char* driver_name, std::string_view file_n
                 reason.c_str());
 }
 
-/// Allocates nothing, so that the line also comes out when memory has run out.
-/// `kept`: points that a reader of the file finds; exactly the type that clouds count with.
+/// Allocates nothing, so that the line is printed even when memory has run out.
+/// `kept`: points that a reader of the file finds; exactly the type of a cloud's counts, so that no
+/// caller converts.
 inline void FileIsIncomplete(const char* driver_name, std::string_view file_name,
                              const SystemReason& reason, std::same_as<std::int64_t> auto kept) {
     DriverError(driver_name, "cannot write all of '%s': %s; %lld points are kept\n",

@@ -1,4 +1,4 @@
-// Grids that were delivered before.
+// Recognises grids that were delivered before: the test for equality, and a hash table of cells.
 
 #include "driver/duplicate_grids.h"
 
@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::size_t kFirstHeads = 4096;
 
-// What "the same" means.
+// The tolerances of the test for equality.
 constexpr float kKeyTolerance = 0.01f;
 constexpr float kPositionTolerance = 3e-5f;  // relative to the new value
 constexpr float kNormalTolerance = 0.001f;
@@ -57,17 +57,17 @@ GridSignature Sign(const Batch& grid) {
     return signature;
 }
 
-/// A float's place in the order of all floats, so that neighbours differ by 1 and both zeros
-/// share a place.
+/// The number of a float in the order of all floats: neighbours differ by 1, and both zeros have
+/// the same number. So a relative tolerance becomes a largest difference of ranks.
 std::int32_t Rank(float value) {
     const auto bits = std::bit_cast<std::int32_t>(value);
     return bits < 0 ? static_cast<std::int32_t>(0x80000000U - static_cast<std::uint32_t>(bits))
                     : bits;
 }
 
-// Two positions within the relative tolerance lie at most 504 places apart: 3e-5 of a value
-// that has at most 2^24 places below it. A cell is so much wider that most lookups see one cell
-// an axis, and never more than two.
+// The ranks of two positions within the relative tolerance differ by at most 504: floats near a
+// value are at least 2^-24 of it apart, and 3e-5 * 2^24 is less than 504. A cell is so much wider
+// than the reach that most lookups search one cell an axis, and none more than two.
 constexpr std::int32_t kReach = 512;
 constexpr int kCellBits = 12;
 
@@ -95,23 +95,26 @@ Cell CellOf(const GridSignature& grid) {
 
 bool DuplicateGrids::IsCopy(const Batch& grid) {
     const GridSignature signature = Sign(grid);
-    // No difference of keys that are not finite lies within the tolerance: such a grid equals none.
+    // The difference of a key that is not finite is never within the tolerance: such a grid equals
+    // no other.
     if (!std::isfinite(signature.key)) return false;
     if (Find(signature)) return true;
     try {
         Remember(signature);
     } catch (const std::bad_alloc&) {
-        // The grid itself is not lost; a copy of it will not be recognised.
+        // The grid itself is not lost; only a copy of it will not be recognised.
     }
     return false;
 }
 
+/// Searches every cell that an equal grid's first position can be in: up to two an axis, so up to
+/// eight. A corner whose upper cell equals the lower one on some axis is one already searched.
 bool DuplicateGrids::Find(const GridSignature& grid) const {
     if (heads_.empty()) return false;
     Cell low;
     Cell high;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        // A finite value's rank is far enough from both ends of 32 bits.
+        // No overflow: the rank of a finite value is far from both ends of 32 bits.
         const std::int32_t rank = Rank(grid.samples[0].position[axis]);
         low[axis] = CellOf(rank - kReach);
         high[axis] = CellOf(rank + kReach);

@@ -1,4 +1,4 @@
-// Grids that were delivered before: what is remembered of each and how one is recognised.
+// `DuplicateGrids`: recognises grids that were delivered before.
 //
 // Errors     a grid is not remembered when memory runs out.
 // Ownership  copies what it keeps of a batch.
@@ -11,7 +11,7 @@
 
 #include "driver/batch.h"
 
-/// One remembered grid: enough of it to know it again without looking at every sample.
+/// One remembered grid: enough of it to recognise it without comparing every sample.
 struct GridSignature {
     struct Sample {
         float position[3];
@@ -26,11 +26,11 @@ struct GridSignature {
 
 /// Every grid delivered so far.
 ///
-/// Two grids are the same when they have as many samples, share one of 4096 buckets of the key,
-/// and agree in key and in three samples within tolerances that are fixed numbers. That test
-/// decides. It is made only for candidates, which are looked up by the cell of the first sample's
-/// position: keys alone coincide all over some scenes, such as a slanting plane, and every grid
-/// would be compared with every other.
+/// Two grids are the same when they have the same number of samples, their keys are in the same one
+/// of 4096 buckets, and keys and three samples agree within fixed tolerances. Only this test
+/// decides. The candidates for it are found by the cell of the first sample's position, not by the
+/// key: in some scenes, such as a slanting plane, all keys are equal, and every grid would be
+/// compared with every other one.
 class DuplicateGrids {
 public:
     /// Whether `grid` is a copy of an earlier one. If not, it is remembered.

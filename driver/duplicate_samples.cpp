@@ -1,4 +1,4 @@
-// Single samples that were delivered before.
+// Recognises single samples that were delivered before: the test, and the trees of samples.
 
 #include "driver/duplicate_samples.h"
 
@@ -24,7 +24,8 @@ bool IsSameSample(const SampleAxes& sample, const SampleAxes& stored, float reac
 }
 
 /// The point of a node's box that is nearest to `sample`. Rounded subtraction, square and sum
-/// never reverse the order of two values, so a node whose nearest point is no match holds none.
+/// never reverse the order of two values. So if the nearest point is not the same as the sample, no
+/// sample in the node is.
 SampleAxes NearestOf(const SampleTreeNode& node, const SampleAxes& sample) {
     SampleAxes nearest;
     for (std::size_t axis = 0; axis < nearest.size(); ++axis)
@@ -40,7 +41,7 @@ SingleSampleTree::SingleSampleTree(std::vector<SampleAxes> samples) : samples_(s
     Build(0, static_cast<std::uint32_t>(samples_.size()));
 }
 
-/// Recurses once for each halving of the count.
+/// Recurses once for each halving of the count, so at most 32 levels deep.
 void SingleSampleTree::Build(std::uint32_t first, std::uint32_t count) {
     const std::size_t self = nodes_.size();
     SampleTreeNode node{samples_[first], samples_[first], first, count, 0};
@@ -67,7 +68,8 @@ void SingleSampleTree::Build(std::uint32_t first, std::uint32_t count) {
 
 bool SingleSampleTree::Holds(const SampleAxes& sample, float reach) const {
     if (nodes_.empty()) return false;
-    std::array<std::uint32_t, 64> waiting;  // one for each level, and 32 bits bound the levels
+    // One node waits for each level, and a count of 32 bits is halved at most 32 times.
+    std::array<std::uint32_t, 64> waiting;
     std::size_t waiting_count = 0;
     waiting[waiting_count++] = 0;
     while (waiting_count > 0) {
@@ -88,7 +90,8 @@ bool SingleSampleTree::Holds(const SampleAxes& sample, float reach) const {
 bool DuplicateSamples::IsCopy(const PointHead& sample) {
     const SampleAxes axes = {sample.position[0], sample.position[1], sample.position[2],
                              sample.normal[0],   sample.normal[1],   sample.normal[2]};
-    // A value that is not finite is within reach of nothing: such a sample equals no other.
+    // The distance to a value that is not finite is never within reach: such a sample equals no
+    // other.
     for (const float axis : axes)
         if (!std::isfinite(axis)) return false;
 
@@ -96,7 +99,7 @@ bool DuplicateSamples::IsCopy(const PointHead& sample) {
     try {
         Remember(axes);
     } catch (const std::bad_alloc&) {
-        // The sample itself is not lost; a copy of it will not be recognised.
+        // The sample itself is not lost; only a copy of it will not be recognised.
     }
     return false;
 }
@@ -115,7 +118,9 @@ void DuplicateSamples::Remember(const SampleAxes& sample) {
     recent_.push_back(sample);
     if (recent_.size() < kRecent) return;
 
-    // As when counting in binary: full trees empty into the first empty place above them.
+    // Like counting in binary: the trees before the first empty place, together with the recent
+    // samples, have exactly the size of that place's tree. So a sample moves once for each place,
+    // and there are only as many trees as the count of samples has bits.
     std::size_t place = 0;
     while (place < trees_.size() && !trees_[place].Samples().empty()) ++place;
     std::vector<SampleAxes> merged = recent_;

@@ -1,4 +1,4 @@
-// Single samples that were delivered before.
+// `DuplicateSamples`: recognises single samples that were delivered before.
 //
 // Errors     a sample is not remembered when memory runs out.
 // Ownership  copies what it keeps of a sample.
@@ -11,19 +11,19 @@
 
 #include "ptc/format/record_code.h"
 
-/// Position and normal, the six axes by which a single sample is known again.
+/// Position and normal: the six axes by which a single sample is recognised.
 using SampleAxes = std::array<float, 6>;
 
 /// One node of a tree over remembered samples: the box around them, in all six axes.
 struct SampleTreeNode {
     SampleAxes low;
     SampleAxes high;
-    std::uint32_t first;  ///< its samples are consecutive
+    std::uint32_t first;  ///< index of its first sample; the others follow it
     std::uint32_t count;
     std::uint32_t upper;  ///< the second child; the first one follows its parent; 0: a leaf
 };
 
-/// A balanced tree over a fixed set of samples; its depth is that of a halving.
+/// A balanced tree over a fixed set of samples: each level halves the count.
 class SingleSampleTree {
 public:
     explicit SingleSampleTree(std::vector<SampleAxes> samples);
@@ -42,11 +42,11 @@ private:
 
 /// Every single sample delivered so far.
 ///
-/// A sample is a copy when an earlier one lies closer than the square root of 0.001 times the new
-/// one's radius and every normal component agrees within 0.001. The answer does not depend on how
-/// the samples are kept. They are kept in balanced trees, each twice as large as the one before or
-/// empty, so that no order of arrival makes the search slow: a million samples
-/// in line, or all at one place, cost what scattered ones cost.
+/// A sample is a copy when an earlier one is closer than the square root of 0.001 times the new
+/// one's radius, and every normal component agrees within 0.001. The answer does not depend on how
+/// the samples are kept. They are kept in balanced trees, each either empty or twice as large as a
+/// full tree of the place before, so that no order of arrival makes the search slow: a million
+/// samples in a line, or all at one place, cost as much as scattered ones.
 class DuplicateSamples {
 public:
     /// Whether `sample` is a copy of an earlier one. If not, it is remembered.

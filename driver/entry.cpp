@@ -41,7 +41,8 @@ std::vector<Parameter> Translated(std::span<const DspyParameter> given) {
     return parameters;
 }
 
-/// The batch that the arguments describe. False: it has no sample, or samples without a radius.
+/// The batch that the arguments describe. False: it has no sample, or its samples are too short for
+/// a point.
 bool ReadBatch(int first, int last, const unsigned char* data, int length, Batch* batch) {
     const std::int64_t count = std::int64_t{last} - first + 1;
     if (!data || count < 1) return false;
@@ -92,7 +93,7 @@ int DspyImageDeepData(void* image, int first, int last, int, int, const unsigned
 
 int DspyImageClose(void* image) {
     if (!image) return kDspyBadParameters;
-    // KEPT: closing an open image is a success whatever happened while writing; a loss is printed.
+    // KEPT: closing an open image succeeds, even if writing has failed; a loss is printed.
     // Test: Plugin.ALossIsToldAtTheClose
     CloseImage(std::unique_ptr<PointCloudImage>(static_cast<PointCloudImage*>(image)));
     return kDspySuccess;

@@ -18,7 +18,7 @@ DriverStatus AnswerQuery(int type, int data_length, void* data) {
 
 namespace {
 
-/// Runs `step`. False: it was ended by an exception.
+/// Runs `step`. False: an exception ended it.
 template <class Step>
 bool Completes(Step step) noexcept {
     try {
@@ -32,7 +32,7 @@ bool Completes(Step step) noexcept {
 }  // namespace
 
 void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept {
-    // However the one ends, the other is done: what has been written gets its header.
+    // Both steps run, even if the first one fails, so that the points written get their header.
     CloudWriter& cloud = *image->writer;
     bool is_whole = Completes([&] {
         if (image->simplifier) FlushBuffer(*image);

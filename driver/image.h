@@ -32,42 +32,42 @@ inline constexpr const char* kDefaultFileName = "qv.ptc";
 /// Longest file name, in bytes.
 inline constexpr std::size_t kMaxFileName = 4095;
 
-/// What recognises repeated batches; there only when duplicates are to be dropped.
+/// Recognises repeated batches; exists only if the image drops duplicates.
 struct Duplicates {
     DuplicateGrids grids;
     DuplicateSamples samples;
 };
 
-/// What thins the points; there only when they are to be simplified.
+/// Thins the points; exists only if the image is simplified.
 struct Simplifier {
     SimplifySettings settings;
     PointBuffer buffer;
 };
 
 struct PointCloudImage {
-    // Set at open, and constant from there on.
-    std::optional<std::string> driver_name;  ///< under which messages are printed; none: no message
+    // Set at open; constant after it.
+    std::optional<std::string> driver_name;  ///< printed with messages; none: no messages
     std::string file_name;
 
     std::unique_ptr<CloudWriter> writer;
 
-    // KEPT: nothing reads these four. They belong to the handle, for a debugger that looks
-    // into it, and are kept where the samples pass anyway, so that they cost no pass of their own.
+    // KEPT: no code reads these four members. They are for a debugger that examines the handle, and
+    // are updated where the samples are read anyway, so that they need no loop of their own.
     // Test: DriverIntake.AHandleKeepsTheCountAndTheBoxOfWhatItAccepted
     std::int32_t variable_count = 0;
     std::vector<std::int32_t> variable_sizes;
-    std::int64_t accepted_samples = 0;  ///< whether or not they reach the file
-    PositionBox accepted_positions;     ///< of them, up to a batch that could not be written
+    std::int64_t accepted_samples = 0;  ///< also those that do not reach the file
+    PositionBox accepted_positions;     ///< of these samples, up to a batch that was not written
 
     std::optional<Duplicates> duplicates;
     std::optional<Simplifier> simplifier;
 
-    std::int64_t lost_points = 0;  ///< for want of memory; reported at the close
+    std::int64_t lost_points = 0;  ///< because memory ran out; reported at the close
 
     const char* DriverName() const { return driver_name ? driver_name->c_str() : nullptr; }
 };
 
-/// What a host hands over to open an image. A null file name counts as empty.
+/// The host's arguments for opening an image. A null file name counts as empty.
 struct OpenRequest {
     const char* driver_name;  ///< null: nothing is printed for this image
     const char* file_name;
@@ -77,22 +77,23 @@ struct OpenRequest {
 
 /// Opens an image and its file (image_open.cpp). `*image` is set on success only.
 ///
-/// KEPT: a handle that cannot be allocated is a success without a handle.
+/// KEPT: if there is no memory for the handle, the call succeeds and sets no handle.
 /// Test: DriverFaults.LeaveAFileThatHoldsWhatItCountsAndAreTold
 DriverStatus OpenImage(const OpenRequest& request, PointCloudImage** image);
 
-/// Answers query `type`; kUnsupported for a type that is not known.
+/// Answers query `type`; kUnsupported for an unknown type.
 DriverStatus AnswerQuery(int type, int data_length, void* data);
 
 /// Takes one batch (intake.cpp). A batch that is a copy of an earlier one is dropped.
-/// kNoResource: points found no memory, of this batch or of those that were buffered; all others
-/// are taken. Throws std::bad_alloc when that ended the taking.
+/// kNoResource: there was no memory for some points, of this batch or of those that were buffered;
+/// all other points are stored. Throws std::bad_alloc when memory runs out before the end
+/// of the batch; then all its points count as lost.
 DriverStatus TakeBatch(PointCloudImage& image, const Batch& batch);
 
-/// Thins the buffered points, writes what is left of them, and empties the buffer (intake.cpp).
-/// A point that finds no memory is left out and counted in `lost_points`.
+/// Thins the buffered points, writes those that are left, and empties the buffer (intake.cpp).
+/// Leaves out points for which there is no memory, and counts them in `lost_points`.
 void FlushBuffer(PointCloudImage& image);
 
-/// Writes what is still buffered and completes the file. A file that is not whole is reported under
-/// the driver's name; the image is freed in any case.
+/// Writes the points that are still buffered and completes the file. An incomplete file is reported
+/// under the driver's name; the image is freed in any case.
 void CloseImage(std::unique_ptr<PointCloudImage> image) noexcept;

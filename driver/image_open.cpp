@@ -1,4 +1,4 @@
-// Opening an image, step by step.
+// Opens an image: reads names, options and channels, creates the file, fills the handle.
 
 #include <algorithm>
 #include <new>
@@ -12,13 +12,13 @@ namespace {
 
 constexpr int kDefaultBufferSize = 10000;
 
-/// The host delivers little-endian values, whatever it had in mind.
+/// Makes the host deliver little-endian values, whatever byte order it has proposed.
 void ChooseByteOrder(std::span<DspyFormat> formats) {
     constexpr unsigned kBoth = kDspyBigEndian | kDspyLittleEndian;
     for (DspyFormat& format : formats) format.type = (format.type & ~kBoth) | kDspyLittleEndian;
 }
 
-/// What the parameters say of repeated batches and of thinning.
+/// The parameters that concern repeated batches and thinning.
 struct Options {
     int drops_duplicates = runtime::HostWorkers() > 1 ? 1 : 0;
     int simplifies = 0;
@@ -48,7 +48,8 @@ std::vector<const char*> Texts(const std::vector<std::string>& strings) {
     return texts;
 }
 
-/// Creates the file that `file_name` names as given: the default name is the handle's alone.
+/// Creates the file. `file_name`: the host's name, even if empty; only the handle has the default
+/// name.
 std::unique_ptr<CloudWriter> CreateFile(const std::string& file_name, const Channels& channels,
                                         std::span<const Parameter> parameters,
                                         const Projection& projection, std::string* why) {

@@ -1,4 +1,4 @@
-// One delivered batch: repeats dropped, points written or buffered.
+// Takes delivered batches: drops repeats, writes or buffers points.
 
 #include <new>
 
@@ -11,8 +11,8 @@ bool IsRepeat(Duplicates& duplicates, const Batch& batch) {
                            : duplicates.samples.IsCopy(batch.Head(0));
 }
 
-/// Makes room for a batch; what is buffered is flushed first when the batch would not fit, or when
-/// there is no memory for both together.
+/// Makes room for a batch. Flushes the buffered points first if the batch does not fit, or if there
+/// is no memory for both together.
 void MakeRoom(PointCloudImage& image, std::size_t more) {
     PointBuffer& buffer = image.simplifier->buffer;
     if (static_cast<std::int64_t>(buffer.Count() + more) > buffer.Capacity()) FlushBuffer(image);
@@ -25,8 +25,8 @@ void MakeRoom(PointCloudImage& image, std::size_t more) {
     }
 }
 
-/// Points without extent are left out: they have no surface that could merge. Points that are
-/// written as they come are not.
+/// Leaves out points without extent, because they have no surface that could merge. (Without a
+/// simplifier, such points are written like others.)
 void StoreBatch(PointBuffer& buffer, const Batch& batch, PositionBox* positions) {
     for (std::size_t i = 0; i < batch.count; ++i) {
         const PointHead head = batch.Head(i);

@@ -1,4 +1,4 @@
-// The octree: splitting nodes into octants, refitting boxes.
+// The octree: splits nodes into octants, refits boxes.
 
 #include "driver/octree.h"
 
@@ -22,17 +22,17 @@ struct Box {
     }
 };
 
-/// A comparison with a value that is not a number is false, so such a position falls into octant 0.
+/// A comparison with a NaN is false, so a NaN counts to the lower half of its axis.
 std::uint8_t Octant(const float* center, const float* position) {
     const int octant = (center[0] <= position[0] ? 1 : 0) + (center[1] <= position[1] ? 2 : 0) +
                        (center[2] <= position[2] ? 4 : 0);
     return static_cast<std::uint8_t>(octant);
 }
 
-/// Sorts the records into octants without a copy; `octants` are theirs and move along.
+/// Sorts the records into octants in place; `octants`, one for each record, are sorted with them.
 ///
-/// KEPT: two markers that swap from both ends are not the only way to do this, but the order in
-/// which they leave the records decides which points merge.
+/// KEPT: two markers swap records from both ends. The order that this gives the records decides
+/// which points merge, so another way of sorting would change the results.
 /// Test: DriverSimplify.AgreesWithThePlainAlgorithm
 void Partition(std::span<PointRecord> records, std::span<std::uint8_t> octants,
                const std::array<std::int32_t, 8>& counts) {
@@ -59,7 +59,7 @@ void Octree::Build(std::span<PointRecord> records) {
     SimplifyNode root{};
     root.count = static_cast<std::int32_t>(records.size());
     nodes_.push_back(root);
-    // Children go behind their parent, so this visits every node once, without recursion.
+    // Children are added after their parent, so this visits every node once, without recursion.
     for (std::size_t index = 0; index < nodes_.size(); ++index) Split(index, records);
 }
 
@@ -83,7 +83,7 @@ void Octree::Split(std::size_t index, std::span<PointRecord> records) {
     if (node.count <= kLeafRecords) return;
     if (Octant(center, corners.min) == Octant(center, corners.max)) return;
 
-    // Once for each record: the partition looks at the octants many times.
+    // Computed once for each record, because the partition reads the octants many times.
     const auto octants = std::span(octants_).subspan(static_cast<std::size_t>(node.first));
     std::array<std::int32_t, 8> counts{};
     for (std::size_t i = 0; i < own.size(); ++i) {
@@ -102,13 +102,14 @@ void Octree::Split(std::size_t index, std::span<PointRecord> records) {
         SimplifyNode child{};
         child.count = count;
         child.first = first;
-        nodes_.push_back(child);  // `node` may be gone from here on
+        nodes_.push_back(child);  // may move the nodes: `node` is invalid from here on
         first += count;
     }
     Partition(own, octants, counts);
 }
 
 void Octree::Refit(std::span<const PointRecord> records, std::span<const std::uint8_t> removed) {
+    // Backwards: children come after their parent, so their boxes are complete before it.
     for (std::size_t index = nodes_.size(); index-- > 0;) {
         SimplifyNode& node = nodes_[index];
         Box box;

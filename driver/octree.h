@@ -1,4 +1,4 @@
-// The octree over buffered points, in which the simplifier looks for partners.
+// The octree over buffered points, in which the simplifier searches for partners.
 
 #pragma once
 
@@ -19,29 +19,29 @@ struct SimplifyNode {
     bool is_empty;             ///< no record below this node is left
 };
 
-/// Nodes over a run of records, the root first, every child behind its parent.
+/// Nodes over a range of records, the root first, every child after its parent.
 ///
-/// Which node a record falls into, the boxes and the order of the records are part of the result
-/// of a simplification; the same input builds the same tree.
+/// The result of a simplification depends on the nodes of the records, on the boxes and on the
+/// order of the records; the same input builds the same tree.
 ///
 /// Units      world space; counts in records.
-/// Errors     std::bad_alloc when the nodes find no memory; the records are all there, in some
-///            order.
+/// Errors     std::bad_alloc when there is no memory for the nodes; then all records are still
+///            there, in some order.
 /// Ownership  owns the nodes; borrows the records for one call.
 /// Threads    one caller at a time.
 class Octree {
 public:
-    /// Most records of a leaf that could still be split.
+    /// A node of at most this many records is a leaf.
     static constexpr std::int32_t kLeafRecords = 16;
 
-    /// At most `max_nodes` nodes are ever made.
+    /// Build() throws std::bad_alloc instead of making more than `max_nodes` nodes.
     explicit Octree(std::size_t max_nodes = SIZE_MAX) : max_nodes_(max_nodes) {}
 
     /// Builds the tree and puts the records into its order. Boxes enclose the records' spheres.
     void Build(std::span<PointRecord> records);
 
     /// Shrinks every box to the positions of the records that are left, and marks nodes without
-    /// any. The records stay where they are.
+    /// any. Does not move records.
     void Refit(std::span<const PointRecord> records, std::span<const std::uint8_t> removed);
 
     std::vector<SimplifyNode>& Nodes() { return nodes_; }

@@ -1,4 +1,4 @@
-// When two records may merge.
+// The limits of a pair, and the bounds of a distance to many records at once.
 
 #include "driver/pair_rules.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// From here on a channel difference is no limit at all.
+/// A largest difference of channels from this value on means no limit.
 constexpr float kNoDifferenceLimit = 1e15f;
 
 bool IsNumber(const float* triple) {
@@ -41,7 +41,9 @@ bool PairRules::KeepApart(const PointRecord& query, const float* low, const floa
     if (AreTooFar(query.head.position, low, high, reach)) return true;
 
     const float* const n = query.head.normal;
-    float products[3];  // the largest that the bounds allow; a NaN never makes two records alike
+    // The largest products that the bounds allow. If `a` is NaN, a record with that coordinate is
+    // not alike, so `b` is the bound. If `b` is NaN, the sum is, too, and keeps nothing apart.
+    float products[3];
     for (std::size_t i = 0; i < 3; ++i) {
         const float a = n[i] * low[3 + i];
         const float b = n[i] * high[3 + i];
@@ -61,10 +63,11 @@ bool PairRules::KeepApart(const PointRecord& query, const float* low, const floa
 bool PairRules::AreTooFar(const float* p, const float* low, const float* high, float reach) const {
     const float squared = ToBox(p, low, high);
     if (!is_raster_space_) return squared > reach;
-    // At one place the distance is known, and may be no number, which is never near.
+    // If all records are at one place, their distance is known; a NaN is never near.
     const float near_divisor = Divisor((p[2] + low[2]) * 0.5f);
     if (std::equal(low, low + 3, high)) return !(InPixels(squared, near_divisor) <= reach);
-    // A larger divisor makes a smaller distance; between two depths none is larger than at both.
+    // A larger divisor gives a smaller distance. The divisor is linear in the depth, so between two
+    // depths its absolute value is at most the larger one of the two ends.
     const float a = std::fabs(near_divisor);
     const float b = std::fabs(Divisor((p[2] + high[2]) * 0.5f));
     if (std::isnan(a) || std::isnan(b)) return false;

@@ -1,4 +1,4 @@
-// When two records may merge: how far apart they are, and whether they are alike.
+// `PairRules`: decides whether two records may merge: their distance, and whether they are alike.
 //
 // Units      squared distances, in world units or in pixels.
 // Ownership  borrows settings and projection.
@@ -16,7 +16,7 @@ class PairRules {
 public:
     PairRules(const SimplifySettings& settings, const Projection& projection);
 
-    /// The largest squared distance of a pair; no number when no pair can ever be near enough.
+    /// The largest squared distance of a pair; NaN when no pair can be near enough.
     float Limit() const { return limit_; }
     bool IsRasterSpace() const { return is_raster_space_; }
 
@@ -28,7 +28,7 @@ public:
         return InPixels(squared, Divisor((p[2] + q[2]) * 0.5f));
     }
 
-    /// To a node's box, by the depth of the query; 0 inside it.
+    /// The squared distance to a node's box, converted at the query's depth; 0 inside the box.
     float SquaredDistance(const PointRecord& query, const SimplifyNode& node) const {
         const float* const p = query.head.position;
         const float squared = ToBox(p, node.box_min, node.box_max);
@@ -45,7 +45,7 @@ public:
         return true;
     }
 
-    /// Whether there can be a partner for the record, and the record one for another.
+    /// Whether the record can have a partner or be one.
     bool CanMerge(const PointRecord& record) const;
 
     // Every number that decides about a pair is a coordinate: three of the position, three of the
@@ -60,8 +60,8 @@ public:
     }
 
     /// Whether no record with coordinates from `low` to `high` is both alike and within `reach`.
-    /// Never true wrongly: rounding keeps the order of values, so the formula of a pair, fed with
-    /// the bounds, bounds what it answers for every record between them.
+    /// Never wrongly true: rounding keeps the order of values, so the formula of a pair, applied to
+    /// the bounds, gives a bound of its result for every record between them.
     bool KeepApart(const PointRecord& query, const float* low, const float* high,
                    float reach) const;
 
@@ -92,5 +92,5 @@ private:
     float limit_;
     float min_dot_;
     float max_difference_;
-    std::vector<std::size_t> compared_;  // floats of the data, no areas
+    std::vector<std::size_t> compared_;  // indexes of the data's floats that are not areas
 };

@@ -1,4 +1,4 @@
-// The partner search.
+// The partner search: walks down the octree, and searches small leaves and crowds.
 
 #include "driver/partner_search.h"
 
@@ -8,8 +8,8 @@
 
 namespace {
 
-/// A candidate must be nearer than this share of the best so far. At distance 0 every later
-/// candidate at distance 0 qualifies, so the last one visited wins.
+/// A candidate replaces the best one so far if its squared distance is at most this share of the
+/// best. At distance 0 every later candidate at distance 0 qualifies, so the last one wins.
 constexpr float kNearer = 0.999f;
 
 }  // namespace
@@ -28,7 +28,8 @@ std::int32_t PartnerSearch::PartnerOf(std::int32_t index, std::int32_t record_co
     query_index_ = index;
     record_count_ = record_count;
     best_ = rules_.Limit();
-    // Data lie in the order of arrival, far from their neighbours': a merge would wait for both.
+    // The data are stored in the order of arrival, so records that are neighbours here have theirs
+    // far apart: without a prefetch, a merge would wait for both rows.
     __builtin_prefetch(query_->data);
     partner_ = kNobody;
     if (std::isnan(best_)) return kNobody;
@@ -37,7 +38,7 @@ std::int32_t PartnerSearch::PartnerOf(std::int32_t index, std::int32_t record_co
 }
 
 /// Recurses once a level. Every split halves the extent on some axis, which single precision
-/// allows a few hundred times, so the depth is bounded whatever the points.
+/// allows a few hundred times, so the depth is bounded for any points.
 void PartnerSearch::SearchNode(SimplifyNode& node) {
     if (query_index_ >= node.first + node.count || node.first >= record_count_) return;
     if (node.child_count == 0) {
@@ -60,7 +61,7 @@ void PartnerSearch::SearchLeaf(SimplifyNode& leaf) {
     try {
         SearchCrowd(leaf);
     } catch (const std::bad_alloc&) {
-        // A walk answers the same, however long it takes.
+        // A walk gives the same answer, only slower.
         crowds_.StartPass();
         best_ = best;
         partner_ = partner;
@@ -83,8 +84,9 @@ void PartnerSearch::WalkLeaf(SimplifyNode& leaf) {
     if (begin == leaf.first && end == leaf.first + leaf.count) leaf.is_empty = !saw_record;
 }
 
-/// Takes what a walk over the leaf would take, one after the other. A record that is near enough
-/// to be taken next comes after the one just taken: otherwise it would have been found first.
+/// Takes the same records as a walk over the leaf, one after the other, each with one search for
+/// the first record within the reach. Each search may begin at the start of the leaf: its reach is
+/// smaller, so a record before the last one taken would have been found by the search before.
 void PartnerSearch::SearchCrowd(const SimplifyNode& leaf) {
     if (!rules_.CanMerge(*query_)) return;
     const std::uint32_t crowd = crowds_.Of(leaf, query_index_);
@@ -94,12 +96,13 @@ void PartnerSearch::SearchCrowd(const SimplifyNode& leaf) {
         Take(found, rules_.SquaredDistance(*query_, records_[static_cast<std::size_t>(found)]));
         return true;
     };
-    // Nothing keeps out a record at distance 0, and the last of them stays.
+    // A walk takes every record at distance 0, so it ends with the last of them.
     if (take(0, Crowds::End::kLast) || !take(best_ * kNearer, Crowds::End::kFirst)) return;
+    // nextafter() makes each reach smaller than the one before, so that the loop ends.
     while (take(std::min(best_ * kNearer, std::nextafter(best_, 0.0f)), Crowds::End::kFirst)) {
     }
-    // Where a share of the distance is the distance itself -- at infinity, and at the smallest
-    // numbers there are -- each record takes the place of the one before, too.
+    // At infinity and at the smallest numbers, the share of a distance equals the distance. There
+    // a walk takes every record at the same distance, so it ends with the last of them, too.
     if (best_ <= best_ * kNearer) (void)take(best_, Crowds::End::kLast);
 }
 

@@ -22,17 +22,17 @@ public:
                   const Projection& projection);
     PartnerSearch(const PartnerSearch&) = delete;  // the crowds borrow the rules
 
-    /// Whether the tree's boxes must enclose the records' spheres. What these add to a box is of no
-    /// use to a search that measures in world units, so leaving it out changes the speed and not
-    /// the result. But distances in pixels do not grow with the distance to a box, and an
-    /// infinite distance within an infinite limit is not beyond any box.
+    /// Whether the tree's boxes must enclose the records' spheres. For distances in world units,
+    /// boxes around the positions suffice: smaller boxes make the search faster and do not change
+    /// its result. But distances in pixels do not grow with the distance to a box, and an infinite
+    /// distance can be within an infinite limit; there the result depends on the boxes.
     bool NeedsSpheres() const { return rules_.IsRasterSpace() || std::isinf(rules_.Limit()); }
 
     /// Caller: calls this before each pass over the records.
     void StartPass() { crowds_.StartPass(); }
 
-    /// The partner of record `index`, or kNobody. `record_count`: the records of the tree.
-    /// Caller: calls this in index order, and removes the partner.
+    /// The partner of record `index`, or kNobody. `record_count`: the number of records in the
+    /// tree. Caller: calls this in index order, and removes the partner.
     std::int32_t PartnerOf(std::int32_t index, std::int32_t record_count);
 
 private:

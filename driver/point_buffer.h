@@ -24,7 +24,8 @@ static_assert(sizeof(PointRecord) == 40);
 /// Threads    one caller at a time.
 class PointBuffer {
 public:
-    /// `capacity`: how many points it grows to in ever larger steps; more only on demand.
+    /// `capacity`: up to this count, the room doubles when it is used up; above it, the room is as
+    /// large as Reserve() requests.
     PointBuffer(std::int64_t capacity, std::size_t row_floats)
         : capacity_(capacity), row_floats_(row_floats) {}
 
@@ -35,12 +36,12 @@ public:
     /// Caller: the records stored since the last Clear() are in the order of their rows.
     void Reserve(std::size_t count);
 
-    /// Stores one point behind the others. Caller: has reserved room for it.
+    /// Stores one point after the others. Caller: has reserved room for it.
     void Add(const PointHead& head, const PointData& data);
 
     std::span<PointRecord> Records() { return {records_.get(), count_}; }
 
-    /// One byte a record, 1 when the record is merged away; all 0 in a buffer being filled.
+    /// One byte a record, 1 when the record is merged away; all 0 while the buffer is filled.
     std::span<std::uint8_t> Removed() { return {removed_.get(), count_}; }
 
     /// Floats of one row.

@@ -19,9 +19,9 @@ struct Projection {
     std::array<float, 3> format{};  ///< x resolution, y resolution, pixel aspect ratio
 };
 
-/// Takes over "NP", "OriginalSize" and "PixelAspectRatio" of an image that is being opened, and
-/// answers what holds from now on. Without "NP" the matrix is the identity, without
-/// "OriginalSize" the resolution stays, without "PixelAspectRatio" the ratio is 0.
+/// Stores "NP", "OriginalSize" and "PixelAspectRatio" of an image that is being opened, and answers
+/// the new projection. Without "NP" the matrix is the identity, without "OriginalSize" the
+/// resolution stays unchanged, without "PixelAspectRatio" the ratio is 0.
 Projection UpdateProjection(std::span<const Parameter> parameters);
 
 Projection CurrentProjection();

@@ -12,11 +12,11 @@
 
 namespace {
 
-/// Below this share of live records the tree is built again instead of being refitted.
+/// If fewer than this share of the tree's records are live, the tree is rebuilt, not refitted.
 constexpr float kRebuildShare = 0.2f;
 
-/// Merges `from` into `into`: positions, normals and values by their radii, areas by addition, so
-/// that the merged disc is as large as both.
+/// Merges `from` into `into`: positions, normals and values are weighted by the radii, areas are
+/// added. The radius grows so that the merged disc has the area of both.
 void Merge(PointRecord& into, const PointRecord& from, std::span<const std::uint8_t> area_flags) {
     const float into_radius = into.head.radius;
     const float from_radius = from.head.radius;
@@ -28,7 +28,7 @@ void Merge(PointRecord& into, const PointRecord& from, std::span<const std::uint
         into.head.position[axis] = into.head.position[axis] * w + from.head.position[axis] * v;
         normal[axis] = normal[axis] * w + from.head.normal[axis] * v;
     }
-    // Opposite normals may cancel: the result is not a number then, and never merges again.
+    // Opposite normals may cancel. The normal is NaN then, and the record never merges again.
     const float length =
         std::sqrt(normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2]);
     for (int axis = 0; axis < 3; ++axis) normal[axis] /= length;
@@ -39,7 +39,7 @@ void Merge(PointRecord& into, const PointRecord& from, std::span<const std::uint
             area_flags[k] ? into.data[k] + from.data[k] : into.data[k] * w + from.data[k] * v;
 }
 
-/// One pass over the first `count` records. Answers how many were merged away.
+/// One pass over `records`. Answers how many of them were merged away.
 std::int32_t MergePass(PartnerSearch& search, std::span<PointRecord> records,
                        std::span<std::uint8_t> removed, const SimplifySettings& settings) {
     std::int32_t merged = 0;
@@ -60,7 +60,7 @@ std::int32_t MergePass(PartnerSearch& search, std::span<PointRecord> records,
 /// Moves the live records to the front by swapping from both ends.
 void Compact(std::span<PointRecord> records, std::span<std::uint8_t> removed) {
     std::size_t low = 0;
-    std::size_t high = records.size();  // one behind
+    std::size_t high = records.size();  // one after the record that is examined
     for (;;) {
         while (low < records.size() && !removed[low]) ++low;
         while (high > 0 && removed[high - 1]) --high;

@@ -1,8 +1,8 @@
-// Bake: windows of grids, shaded in parallel and delivered in order.
+// Bake: shades windows of grids in parallel and delivers them in order.
 //
-// The two take turns: all threads shade a window, then this thread alone delivers it. A driver
-// takes a small part of the time, so little is lost against doing both at once, and no queue, no
-// lock and no order between threads has to be got right.
+// Shading and delivering alternate: all threads shade a window, then this thread alone delivers it.
+// A driver takes a small part of the time, so doing both at once would save little, and this way
+// needs no queue, no lock and no order between threads.
 
 #include "tools/bake/bake.h"
 
@@ -27,7 +27,7 @@ using Samples = std::vector<float>;
 constexpr std::uint64_t kWindowSamples = 8192;
 
 /// Dices and shades one grid. A sample's seed is its grid's number and its place in the grid, so
-/// its rays are the same whichever thread shades it, and when.
+/// its rays do not depend on the thread that shades it, nor on the time.
 Samples ShadeGrid(const Scene& scene, const Shader& shader, std::uint32_t grid) {
     std::vector<Micropolygon> micropolygons;
     const Surface& surface = scene.Dice(grid, &micropolygons);
@@ -41,7 +41,7 @@ Samples ShadeGrid(const Scene& scene, const Shader& shader, std::uint32_t grid) 
 }
 
 /// The deliveries from the front of `plan` that make one window: at least one, and no more than
-/// enough fresh samples. Repeats cost no shading and are not counted.
+/// needed for enough new samples. Repeats are not counted, because they need no shading.
 std::span<const Delivery> NextWindow(std::span<const Delivery> plan, int threads) {
     const std::uint64_t most = kWindowSamples * static_cast<std::uint64_t>(threads);
     std::uint64_t fresh = 0;
@@ -70,7 +70,7 @@ BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Deli
         const std::span<const Delivery> window = NextWindow(rest, threads);
         rest = rest.subspan(window.size());
 
-        // Every index writes its own element: the threads share nothing that changes.
+        // Every index writes its own element, so no two threads write the same memory.
         const Stopwatch watch;
         std::vector<Samples> shaded(window.size());
         ParallelFor(window.size(), threads, [&](std::size_t i) {
@@ -82,7 +82,7 @@ BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Deli
         for (std::size_t i = 0; i < window.size(); ++i) {
             const Delivery& delivery = window[i];
             const bool repeat = delivery.kind == Delivery::Kind::kRepeat;
-            // A grid's first delivery is in an earlier bucket, so it waits here by now.
+            // A grid's first delivery is in an earlier bucket, so the grid is in `waiting`.
             if (repeat) shaded[i] = std::move(waiting.extract(delivery.grid).mapped());
             image->Deliver(shaded[i]);
             totals.grids += 1;

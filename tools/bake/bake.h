@@ -1,4 +1,4 @@
-// Bake: shades a scene's grids and hands them to the driver, in the plan's order.
+// Bake: shades a scene's grids and delivers them to the driver, in the plan's order.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 
 namespace bake {
 
-/// What was done. Repeats are counted in `grids` and `samples` as well. The seconds are wall time
-/// of the shading alone; DriverImage has the driver's time.
+/// The figures of a bake. `grids` and `samples` include repeats. The seconds are the wall time of
+/// the shading alone; DriverImage has the driver's time.
 struct BakeTotals {
     std::uint64_t grids = 0;
     std::uint64_t samples = 0;
@@ -26,13 +26,13 @@ struct BakeTotals {
 /// How many samples a plan delivers, repeats included.
 std::uint64_t CountSamples(const std::vector<Delivery>& plan);
 
-/// Carries out the plan. Throws Failure when the driver refuses a grid; what was delivered before
-/// stays delivered.
+/// Executes the plan. Throws Failure when the driver refuses a grid; the grids delivered before it
+/// stay delivered.
 ///
-/// `threads` threads shade, a window of grids at a time; only this
-/// thread calls the driver. Memory holds one window and the grids that will be delivered
-/// again, which in a plan by bucket rows is at most what two neighbouring rows share. The samples
-/// are the same for any number of threads.
+/// `threads` threads shade, a window of grids at a time; only this thread calls the driver. Memory
+/// contains one window and the grids that will be delivered again; in a plan by bucket rows, these
+/// are at most the grids that two neighbouring rows share. The samples are the same for any number
+/// of threads.
 BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,
                 int threads, DriverImage* image, Progress* progress);
 

@@ -1,4 +1,4 @@
-// BoundedChild: fork, limits, pipe.
+// BoundedChild: forks, sets the limits, connects the pipe.
 
 #include "tools/bake/bounded_child.h"
 
@@ -21,7 +21,7 @@ namespace bake {
 
 namespace {
 
-/// The address space that this process takes; 0 when it is not known.
+/// The address space that this process uses; 0 when it is unknown.
 std::uint64_t AddressSpace() {
     std::FILE* const file = std::fopen("/proc/self/statm", "re");
     unsigned long pages = 0;
@@ -42,7 +42,7 @@ bool Bound(std::uint64_t memory) {
 
 /// Prepares the child before its work. False: the system refused.
 bool Isolate(std::uint64_t memory, pid_t parent) {
-    // No one would end a child that outlived the program.
+    // Otherwise nothing would end a child that outlives the program.
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) return false;
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0 || dup2(nowhere, STDERR_FILENO) < 0)
@@ -52,7 +52,7 @@ bool Isolate(std::uint64_t memory, pid_t parent) {
     return setrlimit(RLIMIT_CORE, &no_core) == 0 && taken > 0 && Bound(taken + memory);
 }
 
-/// Never returns, and leaves the program's own buffers and exit functions alone.
+/// Never returns; neither runs the program's exit functions nor flushes its buffers.
 [[noreturn]] void RunChild(int to, const std::function<void(std::FILE*)>& work) {
     std::FILE* const stream = fdopen(to, "w");
     if (!stream) _exit(1);
@@ -100,7 +100,7 @@ std::string BoundedChild::Wait() {
 
 void BoundedChild::AllowMore(std::uint64_t memory) {
     rlimit limit{};
-    // What exceeds the limit is refused when it is allocated.
+    // An allocation beyond the limit fails.
     if (getrlimit(RLIMIT_AS, &limit) == 0) (void)Bound(limit.rlim_cur + memory);
 }
 

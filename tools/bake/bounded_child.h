@@ -1,13 +1,13 @@
-// BoundedChild: work done in a process of its own, with bounded memory, for what is not trusted.
+// BoundedChild: runs untrusted work in a process of its own, with bounded memory.
 //
 // Units      bytes of address space.
-// Errors     the constructor throws Failure when the process cannot be made or bounded; how the
-//            work ended is for Wait() to say.
+// Errors     the constructor throws Failure when the process cannot be made or bounded; Wait()
+//            answers how the work ended.
 // Ownership  owns the process and the pipe; the process ends with this object.
 // Threads    made while the program has one thread only; one caller at a time.
 //
-// The child is a copy of the program at that moment. Nothing that happens in it, be it a crash or
-// exhausted memory, reaches the program itself, and nothing that it prints the terminal.
+// The child is a copy of the program at that moment. A crash or exhausted memory in the child does
+// not affect the program, and the child's output does not reach the terminal.
 
 #pragma once
 
@@ -23,8 +23,8 @@ namespace bake {
 
 class BoundedChild {
 public:
-    /// Starts `work`, which may take `memory` more than the program has by then. What it writes to
-    /// `to` comes out of From(). It must not throw.
+    /// Starts `work`, which may use `memory` more than the program uses then. From() reads what it
+    /// writes to `to`. It must not throw.
     BoundedChild(std::uint64_t memory, const std::function<void(std::FILE* to)>& work);
     ~BoundedChild();
     BoundedChild(const BoundedChild&) = delete;
@@ -32,10 +32,10 @@ public:
 
     std::FILE* From() const { return from_.get(); }
 
-    /// Waits for the end. The answer: what went wrong, in words; empty: nothing.
+    /// Waits for the end. Answers what failed, in words; empty if nothing did.
     std::string Wait();
 
-    /// Lets the work take more memory. Caller: is the work.
+    /// Lets the work use more memory. Caller: is the work itself.
     static void AllowMore(std::uint64_t memory);
 
 private:
@@ -43,7 +43,7 @@ private:
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
 
-    pid_t process_ = -1;  ///< -1: waited for
+    pid_t process_ = -1;  ///< -1: Wait() has returned
     std::unique_ptr<std::FILE, Close> from_;
 };
 

@@ -7,7 +7,7 @@ namespace bake {
 namespace {
 
 constexpr float kFrontDepth = 2.8f;    // from the eye to the room's open front, at z = -1
-constexpr float kFrontMargin = 1.05f;  // how much wider than the front the picture is
+constexpr float kFrontMargin = 1.05f;  // width of the picture, relative to the front
 constexpr float kNear = 0.1f;
 constexpr float kFar = 100.0f;
 
@@ -56,7 +56,7 @@ RasterBox Camera::Cover(Vec3f centre, float radius) const {
     const float half_height = static_cast<float>(height_) / 2;
     const float x = (1 + centre.x * m[0] / depth) * half_width;
     const float y = (1 - centre.y * m[5] / depth) * half_height;
-    // The disc is taken to face the eye; turned another way it covers hardly more, mostly less.
+    // Computed for a disc that faces the eye; other discs cover hardly more, and mostly less.
     const float radius_x = radius * m[0] / depth * half_width;
     const float radius_y = radius * m[5] / depth * half_height;
     return {x - radius_x, y - radius_y, x + radius_x, y + radius_y};

@@ -9,8 +9,8 @@
 //   ndc = clip.xyz / clip.w            x and y from -1 to 1 across the picture, z from 0 to 1
 //   raster.x = (1 + ndc.x) / 2 * width, raster.y = (1 - ndc.y) / 2 * height: y runs downwards
 //
-// A straight view keeps the depth a function of z alone, elements 11 and 15 of WorldToNdc(), which
-// is all that a driver's raster-space measure looks at.
+// The view is straight, so the depth depends on z alone, by elements 11 and 15 of WorldToNdc().
+// A driver that measures in raster space uses only these for the depth.
 //
 // Units      world units; raster positions and radii in pixels.
 // Errors     none; width and height are at least 1.
@@ -45,7 +45,8 @@ public:
     const Matrix& WorldToEye() const { return world_to_eye_; }
     const Matrix& WorldToNdc() const { return world_to_ndc_; }
 
-    /// What a disc that faces the eye covers. Caller: the disc is in the room, so before the eye.
+    /// The rectangle that a disc facing the eye covers. Caller: the disc is in the room, and so in
+    /// front of the eye.
     RasterBox Cover(Vec3f centre, float radius) const;
 
 private:

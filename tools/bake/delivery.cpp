@@ -1,8 +1,8 @@
-// Delivery: finding the buckets of each grid, sorting the deliveries.
+// Delivery: finds the buckets of each grid, and sorts the deliveries.
 //
 // A renderer bounds a grid on the raster and puts it into the first bucket that the bounds reach.
-// When that bucket is done, what reaches further is handed on to the next. The plan has
-// the result: one entry for each delivery of a grid, sorted by bucket.
+// When that bucket is done, grids that reach further are passed to the next. The plan contains the
+// result: one entry for each delivery of a grid, sorted by bucket.
 
 #include "tools/bake/delivery.h"
 
@@ -16,7 +16,7 @@ namespace bake {
 
 namespace {
 
-/// The raster box of all discs together: what a renderer would bound a grid by.
+/// The raster box of all discs together, with which a renderer would bound a grid.
 RasterBox CoverAll(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
     constexpr float kFar = std::numeric_limits<float>::max();
     RasterBox all = {kFar, kFar, -kFar, -kFar};
@@ -28,22 +28,22 @@ RasterBox CoverAll(const Camera& camera, const std::vector<Micropolygon>& microp
     return all;
 }
 
-/// The column or row of buckets that a raster coordinate falls into; what lies beyond the picture
-/// belongs to the bucket at its edge.
+/// The column or row of buckets that contains a raster coordinate. Coordinates outside the picture
+/// belong to the bucket at its edge.
 std::uint32_t BucketAlong(float coordinate, int pixels) {
     const float inside = std::clamp(coordinate, 0.0f, static_cast<float>(pixels - 1));
     return static_cast<std::uint32_t>(inside) / kBucketPixels;
 }
 
-/// The first bucket that a grid comes up with, and the second, which may be the same.
+/// The first and the second bucket with which a grid is delivered; they may be the same.
 struct Buckets {
     std::uint32_t first;
     std::uint32_t second;
     std::uint32_t samples;
 };
 
-/// A grid that reaches over several columns comes up again one bucket to the right of its first;
-/// one that stays in its column, a row further down.
+/// A grid over several columns is delivered again one bucket to the right of its first one; a grid
+/// in one column, one row further down.
 Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
     const RasterBox box = CoverAll(camera, micropolygons);
     const std::uint32_t per_row =
@@ -60,8 +60,8 @@ Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropo
 }  // namespace
 
 std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, int threads) {
-    // Grids are diced here for their bounds and once more when they are shaded: dicing is cheap
-    // beside shading, and to keep all micropolygons would take memory for the whole scene.
+    // Grids are diced here for their bounds, and again when they are shaded: dicing is cheap beside
+    // shading, and keeping all micropolygons would take memory for the whole scene.
     std::vector<Buckets> buckets(scene.GridCount());
     ParallelFor(buckets.size(), threads, [&](std::size_t grid) {
         std::vector<Micropolygon> micropolygons;
@@ -78,7 +78,7 @@ std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, i
             {first, grid, samples, twice ? Delivery::Kind::kFirst : Delivery::Kind::kOnly});
         if (twice) plan.push_back({second, grid, samples, Delivery::Kind::kRepeat});
     }
-    // No grid comes up twice in one bucket, so the order is complete.
+    // No grid is delivered twice in one bucket, so no two entries compare as equal.
     std::sort(plan.begin(), plan.end(), [](const Delivery& a, const Delivery& b) {
         return std::tie(a.bucket, a.grid) < std::tie(b.bucket, b.grid);
     });

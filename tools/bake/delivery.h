@@ -1,8 +1,8 @@
-// Delivery: the order in which a render hands over its grids, and which ones it hands over twice.
+// Delivery: the order in which a render delivers its grids, and which ones it delivers twice.
 //
-// A picture is made in square buckets, row by row. A grid comes up with the first bucket that it
-// covers a part of; if it reaches into others, it comes up again with the next one of them. Two
-// neighbouring buckets therefore both have it, and a driver has to find the repeat by itself.
+// A picture is made in square buckets, row by row. A grid is delivered with the first bucket that
+// it covers a part of; if it reaches into others, it is delivered again with the next one of them.
+// So two neighbouring buckets both contain it, and a driver has to find the repeat by itself.
 //
 // Units      buckets are numbered row by row from the upper left corner of the picture.
 // Errors     none.

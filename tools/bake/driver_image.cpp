@@ -1,4 +1,4 @@
-// DriverImage: the four calls, their times and the meaning of their answers.
+// DriverImage: makes the four calls, measures their times, checks their answers.
 
 #include "tools/bake/driver_image.h"
 
@@ -11,7 +11,7 @@ namespace bake {
 
 namespace {
 
-/// The interface's codes as its documentation calls them.
+/// The names of the interface's codes.
 const char* InWords(int code) {
     switch (code) {
         case kDspyUnsupported:
@@ -27,7 +27,7 @@ const char* InWords(int code) {
     }
 }
 
-/// `about`: what the call was for, with a blank before it, or nothing.
+/// `about`: the purpose of the call, with a blank before it, or nothing.
 void RequireSuccess(const char* function, const std::string& about, int code) {
     if (code != kDspySuccess)
         throw Failure(fmt::format("{}{} failed: {} ({})", function, about, InWords(code), code));
@@ -54,10 +54,10 @@ DriverImage::DriverImage(const DriverLibrary& library, const std::string& file,
                               parameters.data(), static_cast<int>(formats.size()), formats.data(),
                               nullptr);
     });
-    if (code != kDspySuccess) image_ = nullptr;  // there is nothing to close
+    if (code != kDspySuccess) image_ = nullptr;  // no image to close
     RequireSuccess("DspyImageOpen", fmt::format(" of {}", file), code);
     if (!image_) throw Failure("DspyImageOpen answered success but opened no image");
-    // The destructor does not run for an object that never came to be.
+    // The destructor does not run if the constructor throws.
     try {
         RequireDeepData();
     } catch (...) {
@@ -70,14 +70,14 @@ void DriverImage::RequireDeepData() {
     int wanted = 0;
     const int code = Timed(
         [&] { return library_.Query()(image_, kDspyQueryDeepData, int{sizeof wanted}, &wanted); });
-    // Both ways of saying no: not to know the query, and to answer it with 0.
+    // A driver refuses in one of two ways: it does not know the query, or answers it with 0.
     if (code != kDspyUnsupported) RequireSuccess("DspyImageQuery", "", code);
     if (code == kDspyUnsupported || wanted == 0)
         throw Failure(fmt::format("driver {} takes no deep data", library_.Name()));
 }
 
 DriverImage::~DriverImage() {
-    // The image is still open only while a failure unwinds, which is the one to report.
+    // The image is still open only while a failure is thrown, and that failure is reported.
     if (image_) library_.Close()(image_);
 }
 

@@ -19,29 +19,30 @@ namespace bake {
 
 class DriverImage {
 public:
-    /// Opens the image and makes sure that the driver takes deep data.
-    /// `tally`: counts all that is delivered.
+    /// Opens the image and checks that the driver takes deep data.
+    /// `tally`: counts all samples that are delivered.
     DriverImage(const DriverLibrary& library, const std::string& file, ImageRequest& request,
                 Tally& tally);
     ~DriverImage();
     DriverImage(const DriverImage&) = delete;
     DriverImage& operator=(const DriverImage&) = delete;
 
-    /// Hands over one grid.
+    /// Delivers one grid.
     void Deliver(const std::vector<float>& samples);
 
     /// Completes the image. Nothing may be delivered afterwards.
     void Close();
 
-    /// How long the driver's functions have run in all.
+    /// The total time of the driver's functions.
     double Seconds() const { return seconds_; }
 
 private:
-    /// Calls one of the driver's functions and takes its time.
+    /// Calls one of the driver's functions and measures its time.
     template <class Call>
     int Timed(const Call& call);
 
-    /// Asks the open image's driver; a driver for pixels only is of no use here.
+    /// Queries the driver of the open image, because a driver that takes only pixels is useless
+    /// here.
     void RequireDeepData();
 
     const DriverLibrary& library_;

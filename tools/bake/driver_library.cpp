@@ -1,4 +1,4 @@
-// DriverLibrary: loading the shared object, finding the four functions.
+// DriverLibrary: loads the shared object, finds the four functions.
 
 #include "tools/bake/driver_library.h"
 
@@ -13,8 +13,8 @@ namespace bake {
 
 namespace {
 
-/// The whole object is linked at once, so that a missing symbol shows here and not in mid-render;
-/// its symbols stay its own, so that two drivers do not meet.
+/// Links the whole object at once, so that a missing symbol fails here and not during a render.
+/// Keeps its symbols local, so that two drivers do not use each other's.
 void* Load(const std::string& path) {
     const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
     void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -22,7 +22,7 @@ void* Load(const std::string& path) {
     return handle;
 }
 
-/// The function `name` of the loaded object, which stays the object's.
+/// The function `name` of the loaded object, valid while the object is loaded.
 template <class Function>
 Function* Find(void* handle, const std::string& path, const char* name) {
     void* const address = dlsym(handle, name);

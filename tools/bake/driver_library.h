@@ -16,7 +16,7 @@ namespace bake {
 
 class DriverLibrary {
 public:
-    /// `path`: a file; without a slash it is taken from the working directory, never searched for.
+    /// `path`: a file; without a slash it is in the working directory, and is not searched for.
     explicit DriverLibrary(const std::string& path);
 
     DriverLibrary(const DriverLibrary&) = delete;
@@ -32,7 +32,7 @@ public:
     DspyImageCloseFunction* Close() const { return close_; }
 
 private:
-    /// Gives the shared object back to the system.
+    /// Closes the shared object.
     struct Unload {
         void operator()(void* handle) const;
     };

@@ -1,7 +1,7 @@
-// ImageRequest: collecting parameters and channels, and the samples in the channels' order.
+// ImageRequest: collects parameters and channels, and writes samples in the channels' order.
 //
 // The interface's structures point to texts and values that must outlive the call, so each value is
-// first put where it stays and then pointed to.
+// first stored where it stays, and then the structure points to it.
 
 #include "tools/bake/image_request.h"
 
@@ -11,7 +11,7 @@ namespace bake {
 
 namespace {
 
-/// As a renderer names its outputs: the output's own name, a bar, the declaration.
+/// Named like a renderer's outputs: the output's own name, a bar, the declaration.
 /// AppendSample() gives the values in this order.
 constexpr const char* kChannels[] = {
     "_area|varying float _area",
@@ -19,7 +19,7 @@ constexpr const char* kChannels[] = {
     "_occlusion|varying float _occlusion",
 };
 
-/// 32-bit float, most significant byte first; a driver sets the order that it wants.
+/// 32-bit float, most significant byte first; a driver sets the order that it needs.
 constexpr unsigned kFloatBigEndian = 1 | kDspyBigEndian;
 
 }  // namespace
@@ -33,8 +33,8 @@ ImageRequest::ImageRequest(const Camera& camera, const DriverSettings& settings)
     AddFloats("OriginalSize", {static_cast<float>(width_), static_cast<float>(height_)});
     AddFloats("PixelAspectRatio", {1});
 
-    // An absent parameter and one with the default value are different things to a driver that has
-    // defaults of its own, so only the parameters that were given are sent.
+    // A driver may have other defaults than this program, so only the parameters that the user has
+    // given are sent.
     const auto add_flag = [&](const char* name, const std::optional<bool>& flag) {
         if (flag) AddInteger(name, *flag ? 1 : 0);
     };

@@ -1,4 +1,4 @@
-// ImageRequest: what a driver gets when an image is opened: its parameters and channels.
+// ImageRequest: the parameters and channels that a driver gets when an image is opened.
 //
 // Units      see Camera for the matrices; the settings are the driver's own.
 // Errors     none.
@@ -19,7 +19,7 @@
 
 namespace bake {
 
-/// The driver's settings; what is absent is not sent, and the driver takes its own default.
+/// The driver's settings. An absent one is not sent, and the driver uses its own default.
 struct DriverSettings {
     std::optional<bool> eliminate_duplicates;
     std::optional<bool> simplify;
@@ -32,7 +32,7 @@ struct DriverSettings {
 
 class ImageRequest {
 public:
-    /// Sends the camera's matrices and size always, of the settings those that are there.
+    /// Always sends the camera's matrices and size, and those settings that are present.
     ImageRequest(const Camera& camera, const DriverSettings& settings);
     ImageRequest(const ImageRequest&) = delete;
     ImageRequest& operator=(const ImageRequest&) = delete;
@@ -48,13 +48,13 @@ public:
     std::vector<DspyFormat>& Formats() { return formats_; }
 
 private:
-    /// `name`: a literal. The values are copied to where they stay.
+    /// `name`: a literal. The values are copied.
     void AddFloats(const char* name, std::vector<float> values);
     void AddInteger(const char* name, int value);
 
     const int width_;
     const int height_;
-    std::deque<std::vector<float>> floats_;  // deques: growing moves nothing that is pointed to
+    std::deque<std::vector<float>> floats_;  // deques keep their elements in place when they grow
     std::deque<int> integers_;
     std::deque<std::string> channels_;
     std::vector<DspyParameter> parameters_;
@@ -64,10 +64,10 @@ private:
 /// Floats of one sample: position, normal and radius, then the channels in their order.
 inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1;
 
-/// Which of them is the sample's area.
+/// The index of the sample's area among them.
 inline constexpr std::size_t kSampleArea = 7;
 
-/// Puts one sample behind `*samples`.
+/// Appends one sample to `*samples`.
 void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
                   std::vector<float>* samples);
 

@@ -23,8 +23,8 @@ namespace bake {
 
 namespace {
 
-/// The room, the things in it and the dust. The dust comes last: its grids' numbers do not move
-/// the seeds of the others.
+/// The room, the things in it and the dust. The dust comes last, so that it does not change the
+/// numbers, and so the seeds, of the other grids.
 Scene MakeScene(const Options& options, const Dicing& dicing, MeshReport* mesh) {
     Scene scene = options.mesh.empty()
                       ? MakeCornellBox(dicing)
@@ -45,7 +45,7 @@ void PrintMesh(const MeshReport& mesh) {
                    Printable(mesh.first_complaint));
 }
 
-/// The last word on standard output; figures in columns.
+/// The summary on standard output, with figures in columns.
 void PrintSummary(const Options& options, const BakeTotals& totals, const DriverImage& image,
                   const std::string& file) {
     fmt::print("delivered  {} grids, {} samples\n", totals.grids, totals.samples);
@@ -56,8 +56,8 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
     fmt::print("output     {}, {}\n", Printable(options.output), file);
 }
 
-/// The driver is loaded first and the image opened before the shading: their faults
-/// show before the long part begins.
+/// Loads the driver first and opens the image before the shading, so that their faults appear
+/// before the long part begins.
 void Run(const Options& options) {
     const Camera camera(options.width, options.height);
     const DriverLibrary library(options.driver);
@@ -90,7 +90,7 @@ int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
     if (!status) Run(options);
-    // A full disk behind standard output shows up only when the last of it is written.
+    // If standard output is a file on a full disk, only the last write fails.
     FlushOut();
     return status.value_or(0);
 }

@@ -1,7 +1,7 @@
-// Mesh files: importing in a child process, taking over what it found.
+// Mesh files: imports them in a child process, and receives the mesh from it.
 //
-// A bound on memory holds for a whole process, and importers for some forty formats have faults
-// beyond memory; both stay in the child.
+// A memory limit applies to a whole process, and importers for some forty formats have faults other
+// than memory; a child process confines both.
 
 #include "tools/bake/mesh_file.h"
 
@@ -20,12 +20,12 @@ namespace bake {
 
 namespace {
 
-/// The child's first byte, which says what follows.
+/// The child's first byte: the kind of data that follows.
 constexpr char kMeshFollows = 'm';
 constexpr char kReasonFollows = 'r';
 
-/// The parts of a mesh on their way through a pipe. A failure shows at the other end: something is
-/// missing there.
+/// Sends the parts of a mesh through a pipe. The receiver notices a failure, because data are
+/// missing.
 class Sender {
 public:
     explicit Sender(std::FILE* to) : to_(to) {}

@@ -11,7 +11,7 @@
 
 namespace bake {
 
-/// A file's triangles in its own coordinates, right-handed, every part where the file places it.
+/// A file's triangles in the file's coordinates, right-handed, with all parts in their places.
 struct MeshFile {
     std::vector<Vec3d> vertices;
     std::vector<Vec3f> normals;  ///< one for each vertex, of any length, null where there is none
@@ -19,13 +19,13 @@ struct MeshFile {
 
     std::uint64_t broken_faces = 0;  ///< left out: a vertex does not exist or is not finite
     std::uint64_t flat_faces = 0;    ///< left out: points and lines
-    std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
+    std::uint64_t complaints = 0;    ///< errors that the importer has repaired
     std::string first_complaint;
 };
 
 /// Reads all triangles of `file`, in a process of its own whose memory is bounded by the size of
-/// the file: importers believe what headers promise. Caller: the program has one thread. Throws
-/// Failure when the file cannot be read or has no triangle.
+/// the file, because importers allocate whatever a header says. Caller: the program has one thread.
+/// Throws Failure when the file cannot be read or has no triangle.
 MeshFile ReadMeshFile(const std::string& file);
 
 }  // namespace bake

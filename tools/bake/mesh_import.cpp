@@ -1,4 +1,4 @@
-// Mesh import: reading, sorting out broken faces, triangles.
+// Mesh import: reads a file, removes broken faces, makes triangles.
 
 #include "tools/bake/mesh_import.h"
 
@@ -24,8 +24,8 @@ namespace bake {
 
 namespace {
 
-/// Files as they are. Each one that is opened accounts for memory: a format may spread a mesh over
-/// several, and a header may promise what no file holds.
+/// The system's files. Each file that is opened raises the memory limit by its size: a format may
+/// spread a mesh over several files, and a header may name more data than any file contains.
 class AccountedFiles : public Assimp::DefaultIOSystem {
 public:
     Assimp::IOStream* Open(const char* file, const char* mode) override {
@@ -39,7 +39,7 @@ private:
     std::set<std::string> opened_;
 };
 
-/// Counts the errors after which Assimp goes on: it mends such places in its own way.
+/// Counts the errors after which Assimp continues: it repairs such places in its own way.
 class Complaints : public Assimp::LogStream {
 public:
     explicit Complaints(MeshFile* mesh) : mesh_(*mesh) {}
@@ -56,7 +56,7 @@ private:
     MeshFile& mesh_;
 };
 
-/// Assimp's reason, on one line. Memory that runs out is an exception's name there.
+/// Assimp's reason, on one line. When memory runs out, Assimp's text is an exception's name.
 [[noreturn]] void Fail(std::string why) {
     const auto has = [&](const char* name) { return why.find(name) != why.npos; };
     if (has("bad_alloc") || has("bad_array_new_length") || has("vector::"))
@@ -75,8 +75,8 @@ bool IsWhole(const aiFace& face, const aiMesh& part) {
     });
 }
 
-/// Takes out the faces that name a vertex that does not exist or that is not a place (infinite, no
-/// number): the steps that follow would use it unchecked. Counts them, and points and lines.
+/// Removes faces with a vertex that does not exist or is not finite, because later steps would use
+/// it unchecked. Counts them, and points and lines.
 void DropBrokenFaces(aiMesh* part, MeshFile* mesh) {
     unsigned kept = 0;
     for (unsigned i = 0; i < part->mNumFaces; ++i) {
@@ -103,7 +103,7 @@ void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
     }
     for (unsigned i = 0; i < part.mNumFaces; ++i) {
         const aiFace& face = part.mFaces[i];
-        // Moved to its place, a vertex may have become infinite.
+        // A vertex may have become infinite when it was moved to its place.
         if (face.mNumIndices == 3 && IsWhole(face, part))
             mesh->triangles.push_back(
                 {base + face.mIndices[0], base + face.mIndices[1], base + face.mIndices[2]});
@@ -114,7 +114,7 @@ void AppendTriangles(const aiMesh& part, MeshFile* mesh) {
 
 /// The scene as the file has it, without broken faces. Caller: `importer` has read it.
 void SortOutFaces(Assimp::Importer& importer, MeshFile* mesh) {
-    // The importer hands out what it owns as constant, but takes it as it finds it afterwards.
+    // The importer returns its scene as constant, but its later steps use the changed scene.
     auto* const scene = const_cast<aiScene*>(importer.GetScene());
     std::uint64_t points = 0;
     std::uint64_t faces = 0;
@@ -133,13 +133,13 @@ void SortOutFaces(Assimp::Importer& importer, MeshFile* mesh) {
 
 MeshFile ImportMesh(const std::string& file) {
     MeshFile mesh;
-    // Both belong to Assimp from here on.
+    // Assimp owns both from here on.
     Assimp::DefaultLogger::create(nullptr, Assimp::Logger::NORMAL, 0);
     Assimp::DefaultLogger::get()->attachStream(new Complaints(&mesh), Assimp::Logger::Err);
 
-    // Faces become triangles, points and lines go, and every part is moved to where the file's
-    // hierarchy puts it. Normals are left as they are: Assimp would smooth over every edge of a
-    // part whose faces share vertices.
+    // Makes triangles of the faces, removes points and lines, and moves every part to its place in
+    // the file's hierarchy. Does not compute normals: Assimp would smooth over every edge of a part
+    // whose faces share vertices.
     Assimp::Importer importer;
     importer.SetIOHandler(new AccountedFiles);
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,

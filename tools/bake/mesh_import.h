@@ -1,4 +1,4 @@
-// Mesh import: a file through Assimp, which is not to be trusted with broken ones.
+// Mesh import: reads a file through Assimp, whose importers may fail badly on broken files.
 
 #pragma once
 
@@ -9,12 +9,12 @@
 
 namespace bake {
 
-/// Memory for each byte that is read, and for what does not grow with them.
+/// Memory allowed for each byte that is read, and the fixed amount in addition.
 inline constexpr std::uint64_t kImportShare = 100;
 inline constexpr std::uint64_t kImportBase = std::uint64_t{256} << 20;
 
-/// Reads all triangles of `file`. Throws Failure with the reason alone. Caller: a BoundedChild's
-/// work with kImportBase, which gets kImportShare more for every byte of the files that are read.
+/// Reads all triangles of `file`. Throws Failure with the reason alone. Caller: is the work of a
+/// BoundedChild with kImportBase; the limit grows by kImportShare for each byte that is read.
 MeshFile ImportMesh(const std::string& file);
 
 }  // namespace bake

@@ -1,9 +1,9 @@
-// Vertex normals: gathering the corners of one place, splitting them along creases.
+// Vertex normals: gathers the corners at one place, and splits them along creases.
 //
-// Files share vertices between triangles or repeat them, as they please, so places are compared by
+// Some files share vertices between triangles, others repeat them. So places are compared by
 // coordinates: the corners of all triangles are sorted by place, and each run of equal places is
-// settled by itself. Every corner takes the mean of those triangles in its run that are not beyond
-// a crease as seen from its own, and corners that arrive at the same normal share a vertex.
+// processed by itself. A corner's normal is the mean of those triangles in its run that no crease
+// separates from the corner's own. Corners with the same normal share a vertex.
 
 #include "tools/bake/mesh_normals.h"
 
@@ -20,8 +20,8 @@ namespace {
 /// Triangles whose normals are farther apart than 60 degrees do not share a vertex normal.
 constexpr float kCreaseDot = 0.5f;
 
-/// Where more triangles than this meet, all of them share one normal: comparing each with each
-/// would take a time that grows with their square.
+/// If more triangles than this meet, all of them share one normal, because the time to compare each
+/// with each grows with the square of their number.
 constexpr std::size_t kMostCompared = 256;
 
 /// One corner of a triangle.
@@ -51,8 +51,8 @@ public:
     }
 
 private:
-    /// A triangle as it arrives at this place. Its share of a normal is its angle here: a flat side
-    /// counts the same whether it is cut into one triangle or into many.
+    /// A triangle with a corner at this place. Its weight in a normal is its angle here, so that a
+    /// flat side has the same weight whether it is one triangle or many.
     struct Side {
         Vec3f normal;
         float angle;
@@ -65,12 +65,12 @@ private:
         };
         const Vec3f one = at(1) - at(0);
         const Vec3f other = at(2) - at(0);
-        // Mirroring has turned the triangles round: outside is against their spans.
+        // Mirroring has reversed the triangles: their spans point inwards.
         const Vec3f normal = -Normalized(Span(mesh_, corner.triangle));
         return {normal, std::atan2(Length(Cross(one, other)), Dot(one, other))};
     }
 
-    /// A vertex of this place with this very normal, new if there is none yet.
+    /// The vertex of this place with exactly this normal; makes it if there is none.
     std::uint32_t VertexWith(Vec3f position, Vec3f normal) {
         const auto begin = normals_.begin() + static_cast<std::ptrdiff_t>(first_);
         const auto found = std::find(begin, normals_.end(), normal);
@@ -84,7 +84,7 @@ private:
 
     TriangleMesh& mesh_;
     std::vector<Vec3f>& normals_;
-    const std::size_t first_;  ///< the vertices from here on are this place's
+    const std::size_t first_;  ///< the first vertex of this place; the others follow it
 };
 
 bool IsUsable(Vec3f normal) {

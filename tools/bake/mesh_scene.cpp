@@ -1,7 +1,7 @@
-// The room with a mesh on its floor: fitting the mesh to the stage, taking care of its normals.
+// The room with a mesh on its floor: fits the mesh to the stage, and prepares its normals.
 //
-// Camera, lamp and walls stay where they are for every mesh: the mesh is scaled, so that all of
-// it is seen, lit from above and coloured by the walls, whatever its units are.
+// Camera, lamp and walls are the same for every mesh. The mesh is scaled, so that for any units all
+// of it is seen, lit from above and coloured by the walls.
 
 #include <fmt/format.h>
 
@@ -25,13 +25,13 @@ namespace bake {
 
 namespace {
 
-/// Bright and nearly grey: the colours on it are those of the walls.
+/// Bright and nearly grey, so that the walls give the mesh its colours.
 constexpr Material kClay = {{0.72f, 0.66f, 0.58f}, {}};
 
 /// Just above the room's floor, so that a flat mesh does not coincide with it.
 constexpr double kStand = -0.998;
 
-/// Turns vertices and normals about the y axis: +z goes towards +x.
+/// Turns vertices and normals about the y axis, from +z towards +x.
 void Turn(double degrees, MeshFile* file) {
     const double angle = degrees * std::numbers::pi / 180;
     const double c = std::cos(angle);
@@ -42,8 +42,8 @@ void Turn(double degrees, MeshFile* file) {
     for (Vec3f& n : file->normals) n = {cf * n.x + sf * n.z, n.y, cf * n.z - sf * n.x};
 }
 
-/// The mesh's vertices in the room, on the middle of the stage. Files are right-handed
-/// with their front at +z: z is mirrored, so that the front faces the eye and left stays left.
+/// The mesh's vertices in the room, in the middle of the stage. Files are right-handed with their
+/// front at +z. So z is mirrored: the front faces the eye, and left stays left.
 std::vector<Vec3f> FitToStage(const MeshFile& file) {
     constexpr double kMost = std::numeric_limits<double>::max();
     Vec3d low = {kMost, kMost, kMost};
@@ -55,7 +55,7 @@ std::vector<Vec3f> FitToStage(const MeshFile& file) {
             high = Most(high, v);
         }
     }
-    // A flat mesh has an extent of zero, and then the others decide: no extent divides by zero.
+    // The largest extent decides. The last term keeps the division finite when all extents are 0.
     const double scale =
         1 / std::max({(high.y - low.y) / kStageHeight, (high.x - low.x) / kStageWidth,
                       (high.z - low.z) / kStageWidth, std::numeric_limits<double>::min()});
@@ -69,7 +69,7 @@ std::vector<Vec3f> FitToStage(const MeshFile& file) {
     return vertices;
 }
 
-/// Takes out the triangles without an area: they have no normal and no samples.
+/// Removes triangles without an area: they have no normal and no samples.
 void DropFlat(TriangleMesh* mesh) {
     std::vector<std::array<std::uint32_t, 3>> with_area;
     for (std::size_t i = 0; i < mesh->triangles.size(); ++i)
@@ -77,9 +77,9 @@ void DropFlat(TriangleMesh* mesh) {
     mesh->triangles = std::move(with_area);
 }
 
-/// The normals of all vertices, unit length, on the side that is to be shaded. A file that gives
-/// normals knows its sides; computed ones follow the order of the corners, which says nothing about
-/// what is outside, but a closed mesh does.
+/// The normals of all vertices, of unit length, on the side that is to be shaded. Normals from the
+/// file are on its outer side. Computed ones depend on the order of the corners, which may be
+/// wrong; for a closed mesh, its volume shows whether it is.
 std::vector<Vec3f> MakeNormals(std::vector<Vec3f> normals, bool is_closed, Sides sides,
                                TriangleMesh* mesh) {
     for (Vec3f& normal : normals) normal.z = -normal.z;  // mirrored like the vertices
@@ -98,7 +98,7 @@ Scene MakeMeshScene(const MeshChoice& choice, const Dicing& dicing, MeshReport* 
     MeshFile file = ReadMeshFile(choice.file);
     Turn(choice.degrees, &file);
     TriangleMesh mesh{FitToStage(file), file.triangles};
-    // Seen with the flat triangles, which may close gaps between others.
+    // Computed before the flat triangles are removed, because they may close gaps between others.
     const bool is_closed = IsClosed(mesh);
     DropFlat(&mesh);
     if (mesh.triangles.empty())

@@ -1,4 +1,4 @@
-// The sides of a mesh: edges by place, volume by triangles.
+// The sides of a mesh: counts edges by place, adds up the volume of the triangles.
 
 #include "tools/bake/mesh_sides.h"
 

@@ -8,13 +8,13 @@
 
 namespace bake {
 
-/// Whether the triangles enclose something: at every edge an even number of them meet. Vertices at
-/// the same place are one vertex.
+/// Whether the mesh is closed: an even number of triangles meet at every edge. Vertices at the same
+/// place count as one vertex.
 bool IsClosed(const TriangleMesh& mesh);
 
-/// Whether the normals of a closed mesh point inwards on the whole, as computed ones do when its
-/// corners are in the wrong order: the volume that it encloses is negative then. An open mesh
-/// encloses none; for it the answer depends on its place.
+/// Whether the normals of a closed mesh point inwards, as computed ones do when the corners are in
+/// the wrong order: then the volume that it encloses is negative. An open mesh encloses no volume;
+/// its answer depends on its place.
 bool PointsInwards(const TriangleMesh& mesh, const std::vector<Vec3f>& normals);
 
 }  // namespace bake

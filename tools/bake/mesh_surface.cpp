@@ -1,8 +1,8 @@
-// MeshSurface: cutting into pieces, ordering them, filling grids, dicing one.
+// MeshSurface: cuts triangles into pieces, orders these, fills grids, dices a grid.
 //
 // Of a triangle only its pieces are kept, usually one; cells and micropolygons are made when a grid
-// is diced, and not kept. Counting cells and making them share one enumeration, so
-// that a grid never holds more than was counted for it.
+// is diced, and not kept. Counting cells and making them share one enumeration, so that a grid
+// never contains more cells than were counted for it.
 
 #include "tools/bake/mesh_surface.h"
 
@@ -25,8 +25,8 @@ std::uint64_t Spread(std::uint64_t value) {
     return value;
 }
 
-/// A point's place on the curve: the bits of its three coordinates, interleaved. All of the room
-/// is inside.
+/// A point's place on the curve: the bits of its three coordinates, interleaved. The curve covers
+/// the whole room.
 std::uint64_t CurvePlace(Vec3f point) {
     const auto cell = [](float coordinate) {
         const float inside = std::clamp(coordinate / 2 + 0.5f, 0.0f, 1.0f);
@@ -78,8 +78,8 @@ std::array<Vec3f, 3> MeshSurface::CornersOf(const Piece& piece) const {
 }
 
 void MeshSurface::CutIntoPieces() {
-    // A piece must fit one grid, and must not be longer than one: a grid of a few long strips would
-    // lie across half the picture.
+    // A piece must not have more cells than a grid, and must not be longer than one: a grid of a
+    // few long strips would extend over half the picture.
     const float longest_edge = dicing_.size * static_cast<float>(dicing_.grid);
     const int most_cells = dicing_.grid * dicing_.grid;
     std::vector<Piece> open;
@@ -96,7 +96,7 @@ void MeshSurface::CutIntoPieces() {
                 pieces_.push_back(piece);
                 continue;
             }
-            // Across the longest edge both halves get rounder, so this ends, and soon.
+            // Halving the longest edge makes both halves less elongated, so this ends soon.
             const Barycentric middle = Halfway(piece.corners[from], piece.corners[to]);
             open.push_back(piece);
             open.back().corners[to] = middle;
@@ -107,7 +107,7 @@ void MeshSurface::CutIntoPieces() {
 }
 
 void MeshSurface::SortAlongCurve() {
-    // Pieces in one place of the curve keep their order: the sort has nothing left to choose.
+    // Pieces at the same place of the curve keep their order, so that the result is unique.
     std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
     order.reserve(pieces_.size());
     for (std::uint32_t i = 0; i < pieces_.size(); ++i) {
@@ -150,7 +150,7 @@ void MeshSurface::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolyg
 }
 
 Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) const {
-    // A cell's points are given within its piece, the piece's within the triangle.
+    // A cell's points are weights of its piece's corners, and these are weights of the triangle's.
     const auto in_triangle = [&](const Barycentric& in_piece) {
         Barycentric weights{};
         for (std::size_t i = 0; i < 3; ++i)
@@ -167,7 +167,8 @@ Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) c
     Vec3f facing = Normalized(
         Cross(mesh_.vertices[b] - mesh_.vertices[a], mesh_.vertices[c] - mesh_.vertices[a]));
     const Vec3f blended = Blended(normals_, piece.triangle, middle);
-    // The file's normals say which side is out, its winding need not; opposite normals can cancel.
+    // The normals decide which side is outside, not the order of the corners. Opposite normals can
+    // cancel.
     if (Dot(facing, blended) < 0) facing = -facing;
     Vec3f normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
     if (eye_ && Dot(facing, *eye_ - centre) < 0) {

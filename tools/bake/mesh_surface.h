@@ -1,8 +1,8 @@
 // MeshSurface: a triangle mesh diced into grids, with triangles of any size and shape.
 //
-// Triangles of more cells than a grid are halved across their longest edge. The pieces are put in
-// the order of a space-filling curve and filled into grids one after the other, so that a grid is
-// a small neighbourhood of the mesh, in whatever order the file has its triangles.
+// Triangles with more cells than a grid are halved at their longest edge. The pieces are sorted
+// along a space-filling curve and filled into grids one after the other, so that a grid is a small
+// neighbourhood of the mesh, for any order of the triangles in the file.
 //
 // Units      world units.
 // Errors     none; the caller removes triangles without area and normals without length.
@@ -20,8 +20,8 @@ namespace bake {
 
 class MeshSurface : public Surface {
 public:
-    /// `normals`: of unit length, one for each vertex of `mesh`. `eye`: where all micropolygons
-    /// turn their normals to, if anywhere.
+    /// `normals`: of unit length, one for each vertex of `mesh`. `eye`: the point towards which all
+    /// micropolygons turn their normals, if given.
     MeshSurface(const Material& material, const Dicing& dicing, TriangleMesh mesh,
                 std::vector<Vec3f> normals, const std::optional<Vec3f>& eye);
 
@@ -30,7 +30,7 @@ public:
     TriangleMesh Tessellate() const override { return mesh_; }
 
 private:
-    /// All of a triangle, or what halving left of it.
+    /// A whole triangle, or a part of it after halving.
     struct Piece {
         std::uint32_t triangle;
         std::array<Barycentric, 3> corners;

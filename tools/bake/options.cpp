@@ -1,4 +1,4 @@
-// Options: the options' names, ranges and help, through CLI11.
+// Options: their names, ranges and help, with CLI11.
 
 #include "tools/bake/options.h"
 
@@ -24,7 +24,8 @@ constexpr int kMostPixels = 16384;
 constexpr int kMostThreads = 256;
 constexpr float kMostFloat = std::numeric_limits<float>::max();
 
-/// A number from `low` to `high`. Unlike CLI::Range it refuses "nan", which is below nothing.
+/// A number from `low` to `high`. Unlike CLI::Range it refuses "nan", for which all comparisons are
+/// false.
 template <class Number>
 CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
@@ -36,18 +37,18 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
         what);
 }
 
-/// A whole number in a range that is also the text of the help.
+/// A whole number in a range; the help shows the range.
 CLI::Validator Count(int low, int high) {
     return Within(low, high, fmt::format("{} to {}", low, high));
 }
 
-/// "WxH" into two numbers of pixels.
+/// Reads "WxH" as two numbers of pixels.
 bool ParseSize(const std::string& text, int* width, int* height) {
     const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
     return ParseTwoNumbers(text, 'x', width, height) && fits(*width) && fits(*height);
 }
 
-/// What is in the room and how it is seen.
+/// The options for the things in the room and for the picture.
 void AddSceneOptions(CLI::App& app, Options* options) {
     CLI::Option* const mesh =
         app.add_option("--mesh", options->mesh, "put the mesh of FILE in the room (OBJ, PLY, ...)")
@@ -83,7 +84,7 @@ void AddSceneOptions(CLI::App& app, Options* options) {
         ->group("Scene");
 }
 
-/// How many samples there are and how good they are.
+/// The options for the number and the quality of samples.
 void AddShadingOptions(CLI::App& app, Options* options) {
     app.add_option("--density", options->density, "micropolygons along a wall of the room")
         ->capture_default_str()
@@ -107,7 +108,7 @@ void AddShadingOptions(CLI::App& app, Options* options) {
 /// One option for each parameter of the driver; a parameter is sent only when its option is given.
 void AddDriverOptions(CLI::App& app, DriverSettings* settings) {
     constexpr const char* kGroup = "Driver parameters (sent only when given)";
-    // A flag that is not named stays absent; named with its opposite it is sent as 0.
+    // A flag that is not given stays absent; its opposite is sent as 0.
     const auto flag = [&](const char* names, std::optional<bool>* value, const char* help) {
         app.add_flag_function(
                names, [value](std::int64_t count) { *value = count > 0; }, help)

@@ -11,7 +11,7 @@
 
 namespace bake {
 
-/// What the program is to do, with the defaults. Paths are as the user wrote them.
+/// All options, with their defaults. Paths are as the user wrote them.
 struct Options {
     std::string driver;
     std::string output = "bake.ptc";
@@ -24,15 +24,14 @@ struct Options {
     int width = 256;              ///< of the picture, in pixels
     int height = 256;
     Quality quality = {256, true};
-    int threads = 1;  ///< that shade; by default one for each processor
+    int threads = 1;  ///< for shading; by default one for each processor
     bool ascii = false;
     bool quiet = false;
     DriverSettings settings;
 };
 
-/// Fills `*options`; every value is within its range afterwards. The answer: the exit status when
-/// the program has nothing left to do: 0 after printing the help or the version, 2 after saying
-/// what is wrong.
+/// Fills `*options`; every value is within its range afterwards. Answers an exit status if the
+/// program must end: 0 after printing the help or the version, 2 after reporting a wrong usage.
 std::optional<int> ParseOptions(int argc, char** argv, Options* options);
 
 }  // namespace bake

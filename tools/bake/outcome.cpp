@@ -1,4 +1,4 @@
-// Outcome: the file's header against the file, and the file against the tally.
+// Outcome: compares the file's header with the file, and the file with the tally.
 
 #include "tools/bake/outcome.h"
 
@@ -19,8 +19,8 @@ namespace {
 /// Points that a driver merges at a time by default.
 constexpr int kDefaultBufferSize = 10000;
 
-/// How much of a sum of areas may be lost by rounding: each merge rounds to a float, a point has
-/// merged with no more others than a buffer holds, and the text form has seven digits.
+/// The part of a sum of areas that rounding may lose: each merge rounds to a float, a point merges
+/// with at most as many others as a buffer contains, and the text form has seven digits.
 double RoundingShare(const DriverSettings& settings, std::uint64_t merges) {
     constexpr double kFloatRounding = 1.0 / (1 << 24);
     constexpr double kTextRounding = 1e-6;
@@ -29,7 +29,7 @@ double RoundingShare(const DriverSettings& settings, std::uint64_t merges) {
            kTextRounding;
 }
 
-/// The header is the last thing that a driver writes: a bake that broke off left an older one.
+/// A driver writes the header last, so an interrupted bake has left an older one.
 void RequireWhole(const std::string& file, const StoredCloud& cloud) {
     if (cloud.found < cloud.promised)
         throw Failure(fmt::format("{}: points are missing: the header promises {}, {} are there",
@@ -53,7 +53,7 @@ void RequirePoints(const std::string& file, const StoredCloud& cloud, const Tall
     if (cloud.found < least)
         throw Failure(fmt::format("{}: points are missing: the cloud has {}, it should have {}{}",
                                   file, cloud.found, least, drops || thins ? " or more" : ""));
-    // A sum of NaN, as a broken mesh has it, passes: it is not less than anything.
+    // A sum that is NaN, as of a broken mesh, passes: all comparisons with it are false.
     const double least_area =
         kept.area * (1 - RoundingShare(settings, tally.All().samples - cloud.found));
     if (thins && cloud.has_area && cloud.area < least_area)

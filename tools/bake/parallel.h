@@ -1,4 +1,4 @@
-// ParallelFor: one piece of work for every index, spread over threads that end with it.
+// ParallelFor: does one piece of work for every index, on threads that end with the call.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 namespace bake {
 
 /// Calls `work(index)` once for each index below `count`, on `threads` threads, and returns when
-/// all are done. Which thread takes which index is open, so `work` must not depend on it.
+/// all are done. Any thread may take any index, so `work` must not depend on the thread.
 /// The first exception of a call ends the rest and is thrown to the caller.
 template <class Work>
 void ParallelFor(std::size_t count, int threads, const Work& work) {

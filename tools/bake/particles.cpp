@@ -1,4 +1,4 @@
-// Particles: where each speck of dust is.
+// Particles: computes the place of each speck of dust.
 
 #include "tools/bake/particles.h"
 
@@ -16,7 +16,7 @@ constexpr Material kDust = {{0.9f, 0.86f, 0.78f}, {}};
 constexpr Vec3f kLowest = {-0.95f, 0.35f, -0.95f};
 constexpr Vec3f kSpan = {1.9f, 0.6f, 1.9f};
 
-/// Keeps the specks' seeds apart from those of other samples.
+/// Makes the specks' seeds different from those of other samples.
 constexpr std::uint64_t kSeed = 0xD057'0000'0000'0000u;
 
 }  // namespace

@@ -11,7 +11,7 @@
 
 namespace bake {
 
-/// Specks are made when they are diced, from their number alone, so any count takes no memory.
+/// A speck is made when it is diced, from its number alone, so any count needs no memory.
 /// Rays pass through them: dust neither hides nor lights anything.
 class Particles : public Surface {
 public:

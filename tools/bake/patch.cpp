@@ -1,4 +1,4 @@
-// Patch: measuring, dicing and tessellating a function over the unit square.
+// Patch: measures, dices and tessellates a function over the unit square.
 //
 // Micropolygons of neighbouring parts need not meet corner to corner: each has a disc that reaches
 // to its own corners, and along a common edge the discs of both sides overlap.
@@ -57,7 +57,7 @@ Shape Torus(Vec3f centre, float ring, float tube) {
 
 Patch::Patch(const Material& material, const Dicing& dicing, Shape shape, int facets)
     : Surface(material), dicing_(dicing), shape_(std::move(shape)), facets_(facets) {
-    // All parts are the same rectangle of parameters, large enough for the widest place.
+    // All parts are equal rectangles of parameters, with enough of them for the widest place.
     const Extent whole = Measure({0, 1, 0, 1});
     const float grid = dicing.size * static_cast<float>(dicing.grid);
     parts_u_ = Steps(whole.along_u, grid);
@@ -97,7 +97,7 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
     const int j = static_cast<int>(grid) / parts_u_;
     const Part part = {Step(i, parts_u_), Step(i + 1, parts_u_), Step(j, parts_v_),
                        Step(j + 1, parts_v_)};
-    // Where the surface is narrower than elsewhere, the inside of a torus for one, fewer do.
+    // Where the surface is narrower, as on the inside of a torus, fewer suffice.
     const Extent extent = Measure(part);
     const int count_u = std::min(Steps(extent.along_u, dicing_.size), dicing_.grid);
     const int count_v = std::min(Steps(extent.along_v, dicing_.size), dicing_.grid);

@@ -1,7 +1,7 @@
 // Repeatable sampling: hashes for seeds, an even sequence of points in the unit square.
 //
-// Everything here is integer arithmetic up to the last conversion. A sample's numbers depend on
-// its grid, its place in the grid and the ray's number, never on the thread that asks.
+// All arithmetic is on integers, except the last conversion. A sample's numbers depend on its grid,
+// its place in the grid and the ray's number, never on the thread.
 
 #pragma once
 
@@ -36,8 +36,8 @@ constexpr Point2 RandomPoint(std::uint64_t seed) {
 }
 
 /// Point `index` of an additive sequence that fills the square evenly at any length: the steps are
-/// the powers of the plastic number's inverse, in 32-bit fixed point. `seed` shifts it as a whole,
-/// so that neighbouring samples make different errors, which the eye takes for a fine grain.
+/// the powers of the plastic number's inverse, in 32-bit fixed point. `seed` shifts all points, so
+/// that neighbouring samples have different errors, which look like a fine grain.
 constexpr Point2 EvenPoint(std::uint64_t seed, std::uint32_t index) {
     const std::uint64_t shift = Hash(seed);
     return {Fraction(static_cast<std::uint32_t>(shift >> 32) + index * 0xC13FA9A9u),

@@ -1,7 +1,7 @@
-// RayTracer: handing the surfaces to Embree, asking single rays.
+// RayTracer: passes the surfaces to Embree, traces single rays.
 //
-// Rays are asked one at a time: an answer cannot depend on which other rays were asked with it, and
-// so not on how the work was divided.
+// Rays are traced one at a time, so that an answer depends neither on other rays nor on the way
+// the work is divided.
 
 #include "tools/bake/ray_tracer.h"
 
@@ -16,8 +16,8 @@ namespace bake {
 
 namespace {
 
-// One building thread always gives the same tree. One instruction set for all machines: wider
-// ones round differently in places, and a hit that moves by a bit moves a sample's value.
+// One building thread always makes the same tree. One instruction set for all machines, because
+// wider ones round differently in places, and one different bit in a hit changes a sample's value.
 constexpr const char* kDeviceSettings = "threads=1,isa=sse4.2";
 
 /// A copy of `items` as a buffer of `geometry`.
@@ -82,19 +82,19 @@ std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3f origin, Vec3f direction) 
     rtcIntersect1(tree_.get(), &context, &query);
     if (query.hit.geomID == RTC_INVALID_GEOMETRY_ID) return std::nullopt;
 
-    // Facets have no inside for light: a ray that meets one from behind sees that side.
+    // Facets have two sides: a ray that hits one from behind sees its back.
     const Vec3f normal = Normalized(Vec3f{query.hit.Ng_x, query.hit.Ng_y, query.hit.Ng_z});
     return Hit{query.ray.tfar, Dot(normal, direction) > 0 ? -normal : normal,
                &scene_.Surfaces()[query.hit.geomID]->GetMaterial()};
 }
 
 bool RayTracer::Blocked(Vec3f from, Vec3f to) const {
-    // The direction is the whole way, so that its end is exactly at 1.
+    // The direction is the whole way, so that the end of the ray is exactly at 1.
     RTCRay ray = Ray(from, to - from, 1);
     RTCIntersectContext context;
     rtcInitIntersectContext(&context);
     rtcOccluded1(tree_.get(), &context, &ray);
-    return ray.tfar < 0;  // Embree's mark for "something was met"
+    return ray.tfar < 0;  // Embree's mark for a hit
 }
 
 }  // namespace bake

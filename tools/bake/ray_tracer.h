@@ -1,9 +1,10 @@
-// RayTracer: what a ray meets in a scene, answered by Embree.
+// RayTracer: finds the surface that a ray hits, with Embree.
 //
 // Units      world units; directions have unit length.
 // Errors     the constructor throws Failure when Embree cannot start or cannot build.
 // Ownership  borrows the scene, which must outlive it; owns Embree's device and tree.
-// Threads    built by one thread; any number may ask at once. An answer depends on the ray alone.
+// Threads    one thread builds it; any number may trace rays at once. An answer depends on the ray
+//            alone.
 
 #pragma once
 
@@ -40,7 +41,7 @@ private:
     using Device = std::unique_ptr<RTCDeviceTy, Release>;
     using Tree = std::unique_ptr<RTCSceneTy, Release>;
 
-    /// Hands one surface's triangles to Embree, under `number`.
+    /// Passes one surface's triangles to Embree, under `number`.
     void Attach(const Surface& surface, unsigned number);
 
     const Scene& scene_;

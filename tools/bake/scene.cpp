@@ -14,8 +14,8 @@ void Scene::Add(std::unique_ptr<Surface> surface) {
 }
 
 const Surface& Scene::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const {
-    // A surface without grids shares its first number with the next one: the last of equals owns
-    // it.
+    // A surface without grids has the same first number as the next one; the last surface with that
+    // number owns the grid.
     const auto behind = std::upper_bound(first_grid_.begin(), first_grid_.end(), grid);
     const auto index = static_cast<std::size_t>(std::distance(first_grid_.begin(), behind)) - 1;
     const Surface& surface = *surfaces_[index];

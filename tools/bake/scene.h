@@ -16,7 +16,7 @@
 
 namespace bake {
 
-/// A parallelogram that shines to the side of Cross(edge_u, edge_v), equally bright from anywhere.
+/// A parallelogram that shines to the side of Cross(edge_u, edge_v), equally bright from all sides.
 struct AreaLight {
     Vec3f corner;
     Vec3f edge_u;
@@ -31,20 +31,20 @@ class Scene {
 public:
     explicit Scene(const AreaLight& light) : light_(light) {}
 
-    /// Puts a surface behind the others: its grids take the next numbers.
+    /// Appends a surface: its grids get the next numbers.
     void Add(std::unique_ptr<Surface> surface);
 
     const AreaLight& Light() const { return light_; }
     const std::vector<std::unique_ptr<Surface>>& Surfaces() const { return surfaces_; }
     std::uint32_t GridCount() const { return first_grid_.back(); }
 
-    /// Dices grid `grid` of the scene. The answer: the surface that it belongs to.
+    /// Dices grid `grid` of the scene, and answers the surface that it belongs to.
     const Surface& Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const;
 
 private:
     AreaLight light_;
     std::vector<std::unique_ptr<Surface>> surfaces_;
-    std::vector<std::uint32_t> first_grid_{0};  ///< of each surface, and one behind the last
+    std::vector<std::uint32_t> first_grid_{0};  ///< of each surface, and the number of all grids
 };
 
 /// A room with coloured walls and a lamp under its ceiling, open towards the eye, empty.
@@ -63,23 +63,23 @@ enum class Sides {
     kOuter,    ///< where normals point: the file's; of a closed mesh without any, outwards; else by
                ///< the order of the corners
     kFlipped,  ///< the other one
-    kSeen,     ///< of every facet the one that faces the camera
+    kSeen,     ///< the side of each facet that faces the camera
 };
 
-/// A mesh file, and how far to turn the mesh about its height before it is shown. Its front, the
-/// +z side of the file, then moves to the right.
+/// A mesh file, and the angle by which the mesh is turned about its vertical axis. Turning moves
+/// its front, the +z side of the file, to the right.
 struct MeshChoice {
     std::string file;
     double degrees;
     Sides sides = Sides::kOuter;
 };
 
-/// What a user should know about a mesh. Faces and triangles that were left out are counted.
+/// A mesh's figures for the user: its triangles, and the faces and triangles that were left out.
 struct MeshReport {
     std::uint64_t triangles = 0;     ///< that are shaded
     std::uint64_t broken_faces = 0;  ///< with a vertex that does not exist or is not finite
     std::uint64_t without_area = 0;  ///< points, lines, and triangles that are no larger
-    std::uint64_t complaints = 0;    ///< errors that the importer mended by itself
+    std::uint64_t complaints = 0;    ///< errors that the importer has repaired
     std::string first_complaint;
     bool is_closed = false;
 };

@@ -1,10 +1,11 @@
 // Shader: direct light from the lamp, one bounce and ambient occlusion by tracing rays.
 //
-// Two sets of rays leave a micropolygon. One goes to even points of the lamp and gives the direct
-// light. The other spreads over the hemisphere, denser towards the normal as light counts more
-// from there; each of its rays is used twice: how near it hits gives the occlusion, and what the
-// lamp sends to the place that it hits gives the bounce. Light that takes more than one bounce is
-// left out, as is the lamp where a ray of the second set hits it: the first set has counted it.
+// Two sets of rays leave a micropolygon. The rays of the first go to evenly spread points of the
+// lamp and give the direct light. Those of the second spread over the hemisphere, denser towards
+// the normal, because light from there counts more. Each of these gives two values: its length
+// gives the occlusion, and the lamp's light at the place that it hits gives the bounce. Light with
+// more than one bounce is left out. So is the lamp where a ray of the second set hits it, because
+// the first set has counted it.
 
 #include "tools/bake/shader.h"
 
@@ -18,8 +19,8 @@ namespace {
 
 constexpr float kPi = std::numbers::pi_v<float>;
 
-/// How far from a surface rays start, so that they do not meet it again through rounding or
-/// through the facets of a curved one.
+/// The distance from a surface at which rays start, so that they do not hit it again because of
+/// rounding or of the facets of a curved one.
 constexpr float kLiftOff = 1e-3f;
 
 /// Things farther away than half the room do not occlude.
@@ -31,15 +32,15 @@ struct Tangents {
     Vec3f t;
 };
 Tangents TangentsOf(Vec3f n) {
-    // No branch but the sign, and no direction in which the division fails.
+    // The only branch is the sign, and for no direction is the divisor 0.
     const float sign = std::copysign(1.0f, n.z);
     const float a = -1 / (sign + n.z);
     const float b = n.x * n.y * a;
     return {{1 + sign * n.x * n.x * a, sign * b, -sign * n.x}, {b, sign + n.y * n.y * a, -n.y}};
 }
 
-/// A direction above `normal` for a point of the unit square, the denser the steeper: what
-/// arrives along even points needs no weight.
+/// A direction above `normal` for a point of the unit square. Evenly spread points give directions
+/// that are denser towards the normal, so that their light needs no weights.
 Vec3f CosineDirection(Vec3f normal, const Tangents& tangents, Point2 point) {
     const float around = 2 * kPi * point.u;
     const float along_surface = std::sqrt(point.v);
@@ -67,7 +68,7 @@ Vec3f Shader::FromLamp(const Receiver& receiver, Vec3f point) const {
     // The shadow ray ends just before the lamp, which is a surface of the scene itself.
     if (tracer_.Blocked(receiver.origin, receiver.origin + way * (1 - kLiftOff))) return {};
     const float squared = Dot(way, way);
-    // Both cosines have a length too much in them, hence the fourth power of the distance.
+    // Both cosines still contain the distance as a factor, hence its fourth power.
     return light_.emission * (arriving * leaving / (kPi * squared * squared));
 }
 
@@ -92,10 +93,10 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
                                                 EvenPoint(SeedFor(seed, Purpose::kHemisphere), k));
         const auto hit = tracer_.Nearest(here.origin, direction);
         if (!hit) continue;
-        // Falls off evenly, so that nothing shows where the reach ends.
+        // Falls to 0 evenly, so that no edge is visible where the reach ends.
         occlusion += std::max(0.0f, 1 - hit->distance / kOcclusionReach);
         if (!quality_.bounce) continue;
-        // One ray to the lamp from there: its error is one of many, and they average out.
+        // One ray from there to the lamp: its error is one of many, which average out.
         const Receiver there = {here.origin + direction * hit->distance + hit->facing * kLiftOff,
                                 hit->facing};
         const Point2 point = RandomPoint(SeedFor(seed, Purpose::kBounce) + k);

@@ -1,4 +1,4 @@
-// Shader: how bright and how hidden a micropolygon is.
+// Shader: computes the light on a micropolygon, and its occlusion.
 //
 // Units      radiosity as the colour that an eye sees of a matt surface; occlusion from 0 to 1.
 // Errors     none.
@@ -30,7 +30,7 @@ public:
     Shader(const Scene& scene, const RayTracer& tracer, const Quality& quality)
         : light_(scene.Light()), tracer_(tracer), quality_(quality) {}
 
-    /// `seed`: a number of this micropolygon alone; it decides all its rays.
+    /// `seed`: a number of this micropolygon alone; it determines all its rays.
     Shade Evaluate(const Micropolygon& micropolygon, const Material& material,
                    std::uint64_t seed) const;
 
@@ -41,8 +41,8 @@ private:
         Vec3f normal;
     };
 
-    /// The light that falls on the receiver from one point of the lamp, scaled as if all of the
-    /// lamp were there: the mean over even points is what the lamp sends.
+    /// The light that falls on the receiver from one point of the lamp, scaled as if the whole lamp
+    /// were there: the mean over evenly spread points is the light of the lamp.
     Vec3f FromLamp(const Receiver& receiver, Vec3f point) const;
 
     const AreaLight& light_;

@@ -6,7 +6,7 @@
 
 namespace bake {
 
-/// Runs on the steady clock: setting the time of day does not show.
+/// Uses the steady clock, so that setting the time of day has no effect.
 class Stopwatch {
 public:
     double Seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }

@@ -1,7 +1,7 @@
 // Stored clouds: the header and the points, in the order of docs/format.md.
 //
-// The reader is the host's own and knows only what it needs: the driver's library
-// could make the same mistake in reading as in writing.
+// This reader shares no code with the driver, whose library could make the same mistake in reading
+// as in writing. It reads only the values that the comparison needs.
 
 #include "tools/bake/stored_cloud.h"
 
@@ -32,14 +32,14 @@ constexpr double kMostPoints = 9007199254740992.0;  // beyond these a double ski
 constexpr std::int32_t kMostFloats = 1 << 24;       // of data a point; above: damage
 constexpr std::string_view kAreaDeclaration = "float _area";
 
-/// The places of the values that are needed in the binary header, and of its declarations.
+/// The offsets, in the binary header, of the values that are needed and of the declarations.
 constexpr std::size_t kPointsAt = 8;
 constexpr std::size_t kNodesAt = 40;
 constexpr std::size_t kVariablesAt = 328;
 constexpr std::size_t kDataFloatsAt = 332;
 constexpr std::size_t kDeclarationsAt = 336;
 
-/// The file from its start on. A failed read ends in a Failure and is never its end.
+/// Reads the file from its start. A failed read throws Failure and is never taken for the end.
 class Input {
 public:
     explicit Input(const std::string& file) : name_(file), file_(OpenStream(file.c_str(), "rbe")) {
@@ -53,7 +53,7 @@ public:
         return whole;
     }
 
-    /// A line without its newline. False: the file ends before a newline.
+    /// Reads a line, without its newline. False: the file ends before a newline.
     bool ReadLine(std::string_view* line) {
         errno = 0;
         const auto length = getline(&line_.text, &line_.room, file_.get());
@@ -137,7 +137,7 @@ public:
     }
 
 private:
-    /// The answer: the first of the declarations.
+    /// Answers the first declaration.
     std::string SkipDeclarations(std::int32_t count) {
         std::string first;
         std::string_view line;
@@ -235,7 +235,7 @@ StoredCloud Measure(Input& input, Cloud cloud) {
 std::optional<StoredCloud> ReadStoredCloud(const std::string& file) {
     Input input(file);
     std::array<char, kTextMagic.size()> magic{};
-    (void)input.Read(magic.data(), magic.size());  // a shorter file is of neither form
+    (void)input.Read(magic.data(), magic.size());  // a shorter file has neither form
     input.Rewind();
     const std::string_view begin(magic.data(), magic.size());
     if (begin.starts_with(kBinaryMagic)) return Measure(input, BinaryCloud(input));

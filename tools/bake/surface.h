@@ -1,9 +1,10 @@
-// Surface: something that can be diced into grids of micropolygons and met by rays.
+// Surface: an object that can be diced into grids of micropolygons and hit by rays.
 //
 // Units      world units; areas in their square.
-// Errors     none of its own; a surface that cannot be made fails where it is made.
-// Ownership  a scene owns its surfaces; what they hand out is the caller's.
-// Threads    surfaces do not change once made, any number of threads may dice them at once.
+// Errors     none of its own; the code that makes a surface reports failures.
+// Ownership  a scene owns its surfaces; the caller owns the results of their members.
+// Threads    surfaces do not change after they are made; any number of threads may dice them at
+//            once.
 
 #pragma once
 
@@ -23,13 +24,13 @@ struct Dicing {
     int grid;    ///< micropolygons along the edge of a full grid, at least 2
 };
 
-/// How many steps of at most `step` a `length` takes, at least one. A length that exceeds a whole
-/// number of steps by rounding only does not get another step.
+/// The number of steps of at most `step` in a `length`, at least one. A length that exceeds a whole
+/// number of steps only by rounding does not get another step.
 inline int Steps(float length, float step) {
     return std::max(1, static_cast<int>(std::ceil(length / step - 1e-3f)));
 }
 
-/// What light does at a surface: a part of each colour is reflected, evenly into all directions.
+/// How a surface reflects light: a part of each colour, evenly into all directions.
 struct Material {
     Vec3f albedo;
     Vec3f emission;  ///< of a lamp; black elsewhere
@@ -39,7 +40,7 @@ struct Material {
 struct Micropolygon {
     Vec3f centre;
     Vec3f normal;  ///< unit length, interpolated where the surface is smooth
-    Vec3f facing;  ///< unit length, straight up from the facet itself: rays leave to this side
+    Vec3f facing;  ///< unit normal of the flat facet itself: rays leave to this side
     float radius;  ///< from the centre to the farthest corner: a disc of it hides the facet
     float area;
 };
@@ -63,8 +64,8 @@ public:
     /// How many grids cover the surface.
     virtual std::uint32_t GridCount() const = 0;
 
-    /// Replaces `*micropolygons` by those of one grid, always in the same order. A grid has at
-    /// least one and at most as many as a full grid.
+    /// Replaces `*micropolygons` with those of one grid, always in the same order. A grid has at
+    /// least one, and at most those of a full grid.
     virtual void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const = 0;
 
     /// The triangles that rays hit; none when rays pass.

@@ -1,4 +1,4 @@
-// Tally: sorting the beginnings of grids into cubes.
+// Tally: sorts the first positions of grids into cubes.
 
 #include "tools/bake/tally.h"
 
@@ -16,7 +16,7 @@ void AddTo(Amount* sum, const Amount& more) {
     sum->area += more.area;
 }
 
-/// A cube's number on one axis, and that of the neighbour which a place is nearer to.
+/// On one axis, the number of a place's cube, and that of the neighbour to which it is nearer.
 std::array<std::uint64_t, 2> CubesAt(float coordinate, double edge) {
     const double place = double{coordinate} / edge;
     const double own = std::floor(place);
@@ -30,7 +30,7 @@ std::array<std::uint64_t, 2> CubesAt(float coordinate, double edge) {
 
 }  // namespace
 
-// What is nearer than half an edge is in the same cube or in one that the place is nearer to.
+// A place nearer than half an edge is in the same cube, or in a neighbour on the nearer side.
 Tally::Tally(float size) : edge_(double{size} / 16) {}
 
 void Tally::Add(const std::vector<float>& samples) {

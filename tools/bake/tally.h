@@ -1,8 +1,8 @@
-// Tally: how much a driver was given, and how much of it cannot be a repeat of something else.
+// Tally: counts the samples that a driver was given, and those that cannot be repeats.
 //
 // Units      samples; their areas are summed as the floats that the driver gets.
 // Errors     none.
-// Ownership  keeps one number for each place where a grid began.
+// Ownership  keeps one number for each grid's first position.
 // Threads    one thread at a time.
 
 #pragma once
@@ -29,9 +29,9 @@ public:
 
     const Amount& All() const { return all_; }
 
-    /// The grids that differ clearly from each one before: in how many samples they have, or in
-    /// where they begin, by at least a thirty-second of a micropolygon. A driver that drops repeats
-    /// has to compare more closely than that, so it keeps all of these.
+    /// The grids that clearly differ from all earlier ones: in their number of samples, or by at
+    /// least a thirty-second of a micropolygon in their first position. A driver that drops repeats
+    /// must compare more exactly than that, so it keeps all of these.
     const Amount& Distinct() const { return distinct_; }
 
 private:

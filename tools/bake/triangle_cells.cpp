@@ -1,4 +1,4 @@
-// The cells of one triangle: cutting at the height, into columns, into cells.
+// The cells of one triangle: cuts it at the height, into columns, into cells.
 //
 //               /|\            The height is on the longest edge, so its foot lies between the
 //            /__| |  \         ends and both halves are right triangles. A half is cut into columns
@@ -30,7 +30,7 @@ constexpr Barycentric Blend(const Barycentric& a, const Barycentric& b, float t)
     return {a[0] + (b[0] - a[0]) * t, a[1] + (b[1] - a[1]) * t, a[2] + (b[2] - a[2]) * t};
 }
 
-/// A height this near to a corner, in cells, is taken to be at the corner: the cut would leave a
+/// A height this near to a corner, in cells, is moved to the corner, because the cut would leave a
 /// sliver on that side.
 constexpr float kSliver = 1e-2f;
 
@@ -107,7 +107,7 @@ Cell CellAt(const RightTriangle& half, const Place& place) {
     return cell;
 }
 
-/// Calls `use(half, place)` for every cell of a triangle that is more than one.
+/// Calls `use(half, place)` for every cell of a triangle that has more than one.
 template <class Use>
 void ForEachPlace(const std::array<Vec3f, 3>& corners, float size, const Use& use) {
     for (const RightTriangle& half : CutAtHeight(corners, size)) {

@@ -23,10 +23,10 @@ struct Cell {
     Barycentric middle;
 };
 
-/// How many cells AppendCells() adds, without making them.
+/// The number of cells that AppendCells() adds; does not make them.
 int CountCells(const std::array<Vec3f, 3>& corners, float size);
 
-/// Puts the triangle's cells behind `*cells`, always in the same order. `size`: the longest edge
+/// Appends the triangle's cells to `*cells`, always in the same order. `size`: the longest edge
 /// that a cell should have. Caller: the corners do not all coincide.
 void AppendCells(const std::array<Vec3f, 3>& corners, float size, std::vector<Cell>* cells);
 
