@@ -14,6 +14,7 @@
 //   20    create_lock    1             the one manager, while it is made and let go; the files
 //                                      that outlive a manager
 //   21    opening_       1 a file      the file's opening, reopening and closing
+//   22    shortage_lock_ 1             closing files because descriptors ran out
 //   23    bucket_locks_  512           the buckets, and the counts and flags of the files in them
 //   24    idle lock_     1             the idle list and its links
 //   25    tables lock    1             the list of all threads' tables
@@ -116,7 +117,11 @@ public:
     /// Closes a file that is read and opens it again. While other threads use it, or this one more
     /// than once, that is left to the first opening after the last of them has given it back.
     /// Caller: holds it, but not in `asking`, where its place depends on the file's identity.
-    AccessStatus Renew(File& file, bool is_only_use, ThreadFiles& asking) noexcept;
+    AccessStatus Renew(File& file, bool is_only_use, ThreadFiles& asking,
+                       FileFailure* why) noexcept;
+
+    /// One hold more on a file of this manager, open or not.
+    void HoldAgain(File& file) noexcept;
 
     /// Takes one hold back. The last one makes the file idle.
     void GiveBack(File& file) noexcept;
@@ -191,16 +196,18 @@ private:
     bool OpenUnknown(const NewFile& wanted, File** opened, FileFailure* why);
     static File* FindIn(const Bucket& bucket, std::string_view name);
     std::unique_ptr<File> RunOpener(const char* name, Opener& opener, ThreadFiles& asking);
+    AccessStatus OpenOutsideTables(File& file, ThreadFiles& asking, FileFailure* why) noexcept;
     /// `opening`: the proof that the file's lock is held.
     AccessStatus OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard& opening);
     AccessStatus CloseHeld(File& file) noexcept;
     void MakeRoom(ThreadFiles& asking) noexcept;
-    int CloseForDescriptors(ThreadFiles& asking) noexcept;
+    bool CloseForDescriptors(ThreadFiles& asking, std::uint64_t closed_before) noexcept;
     bool TakeBackUnused(const File* only) noexcept;
     int CloseIdle(int wanted) noexcept;
     bool CloseVictim(File& victim) noexcept;
     bool ListIfIdle(File& file, const BucketHold& bucket) noexcept;
     void CountUsesLeft() noexcept;
+    void OutliveUsed() noexcept;
     Bucket& BucketOf(std::uint32_t hash) { return buckets_[hash & (sizes_.buckets - 1)]; }
 
     // Immutable after construction.
@@ -220,6 +227,8 @@ private:
 
     // Guards itself.
     IdleFiles idle_;
+
+    TgMutex shortage_lock_;
 
     // Guarded. Tables link themselves.
     friend class ThreadFiles;
@@ -334,6 +343,7 @@ private:
 
     // Written while the manager is let go; guarded by create_lock from then on.
     std::uint32_t uses_left_ = 0;
+    bool is_left_alone_ = false;  ///< the manager is destroyed: the last use destroys the file
 
     TgMutex opening_;
 };

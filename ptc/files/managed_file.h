@@ -14,7 +14,7 @@
 // Locks:
 //
 //   rank  lock          count   guards
-//   22    reader_lock_  1 file  exchanging the reader; the reading of a file in memory; finishing
+//   27    reader_lock_  1 file  exchanging the reader; the reading of a file in memory; finishing
 
 #pragma once
 

@@ -29,14 +29,17 @@ ThreadFiles::~ThreadFiles() {
             manager_->GiveBack(*slot.file);
 }
 
+ThreadFiles::File* ThreadFiles::OpenKept(const char* name) noexcept {
+    const std::size_t known = FindByName(name);
+    if (known == kNone || !slots_[known].file->IsOpen()) return nullptr;
+    File* const file = slots_[known].file;
+    return Use(known) ? file : nullptr;
+}
+
 ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& opener, bool* opened,
                                      FileFailure* why) {
     *opened = false;
-    const std::size_t known = FindByName(name);
-    if (known != kNone && slots_[known].file->IsOpen()) {
-        File* const file = slots_[known].file;
-        if (Use(known)) return file;
-    }
+    if (File* const kept = OpenKept(name)) return kept;
     if (held_ == slots_.size()) Grow();  // ahead, so that nothing can fail behind the acquiring
     File* const file = manager_->Acquire(name, opener, *this, opened, why);
     if (!file) return nullptr;
@@ -70,6 +73,8 @@ void ThreadFiles::Release(File& file) noexcept {
     if (uses == 0) return;
     // release: pairs with the acquire in TakeUnused(), so that this thread's reads are over
     slots_[index].uses.store(uses - 1, std::memory_order_release);
+    // For the compiler: UtFileManager::Renew() has the barrier between this and the reading below.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     if (uses > 1) return;
     if (held_ <= static_cast<std::size_t>(manager_->GetSizes().allowance) && !manager_->IsFull() &&
         !file.WantsRenewal())
@@ -77,12 +82,11 @@ void ThreadFiles::Release(File& file) noexcept {
     if (TakeOut(index)) manager_->GiveBack(file);
 }
 
-AccessStatus ThreadFiles::Renew(File& file) noexcept {
-    const std::size_t index = Find(file);
-    if (index == kNone || UsesOf(slots_[index]) == 0) return AccessStatus::kOk;
-    const std::uint32_t uses = UsesOf(slots_[index]);
-    (void)TakeOut(index);  // a hold that is used is nobody else's
-    const AccessStatus status = manager_->Renew(file, uses == 1, *this);
+AccessStatus ThreadFiles::Renew(File& file, FileFailure* why) noexcept {
+    const std::uint32_t uses = Uses(file);
+    if (uses == 0) return manager_->Renew(file, true, *this, why);
+    (void)TakeOut(Find(file));  // a hold that is used is nobody else's
+    const AccessStatus status = manager_->Renew(file, uses == 1, *this, why);
     Insert({&file, uses});
     return status;
 }

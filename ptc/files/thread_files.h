@@ -58,14 +58,17 @@ public:
     File* Open(const char* name, UtFileManager::Opener& opener, bool* opened,
                FileFailure* why = nullptr);
 
+    /// What Open() answers for a file that this thread keeps or uses already; null for others.
+    File* OpenKept(const char* name) noexcept;
+
     /// One use of `file` fewer. A file that this thread does not use is ignored.
     void Release(File& file) noexcept;
 
     /// Gives back the hold on one file that is not used. False: there is none.
     bool GiveBackOne() noexcept;
 
-    /// See UtFileManager::Renew(). Caller: this thread uses the file.
-    AccessStatus Renew(File& file) noexcept;
+    /// See UtFileManager::Renew(). Caller: holds the file, in this table or beside it.
+    AccessStatus Renew(File& file, FileFailure* why = nullptr) noexcept;
 
     /// Takes holds that are not used, of any file or of `only`, for the caller to give back; as
     /// many as fit into `taken`. Answers their number. Any thread.
