@@ -72,7 +72,8 @@ void PtcRelease(PtcManagedFile* file) noexcept;
 /// Completes a file and ends this use of it. One that was written is whole on disk afterwards and
 /// can be read. One that was read is opened anew, so that a replaced file is read anew; while
 /// others use it, that happens when the last of them has released it. A transient file is set back
-/// to its first point. Answers 1 for success and 0 for failure.
+/// to its first point. Answers 1 for success and 0 for failure. A thread that does not use the file
+/// may finish it, too, and ends no use.
 std::int32_t PtcFinish(PtcManagedFile* file);
 
 /// One use of a file for a scope. Make and destroy it in the same thread.

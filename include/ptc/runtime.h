@@ -23,7 +23,8 @@ int PtcGetThreadCount() noexcept;
 using PtcMessageHandler = int (*)(int code, int severity, const char* text);
 
 /// Installs `handler`; null installs the default one, which prints on standard error. The handler
-/// runs in the thread that reports, with no lock of the library held; it may use the library.
+/// runs in the thread that reports, with no lock of the library held; it may use the library, but
+/// for PtcShutdown(), and throws nothing.
 void PtcSetMessageHandler(PtcMessageHandler handler) noexcept;
 
 /// Makes the caches with these sizes, unless they exist, and decides whether files opened from

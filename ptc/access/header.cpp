@@ -33,6 +33,11 @@ bool Find(const PtcManagedFile* file, const CloudVariables CloudHeader::*variabl
           std::span<const char* const> names, std::int32_t* offsets, std::int32_t* sizes) {
     const CloudHeader* const header = HeaderOf(file);
     if (!header) return false;
+    if (!names.empty() && (!names.data() || !offsets || !sizes)) {
+        SetFailure(PtcFailureCode::kBadArgument, file->Name(),
+                   "no names or no place for the answer");
+        return false;
+    }
     if (!file->IsReading()) {
         SetFailure(PtcFailureCode::kBadArgument, file->Name(), "is not open for reading");
         return false;
@@ -50,6 +55,10 @@ std::span<const char* const> Names(int count, const char* const* names) {
 bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept {
     const CloudHeader* const from = HeaderOf(file);
     if (!from) return false;
+    if (!header) {
+        SetFailure(PtcFailureCode::kBadArgument, file->Name(), "no place for the answer");
+        return false;
+    }
     header->points = from->point_count;
     header->nodes = from->node_count;
     std::copy_n(from->box_min.begin(), 3, header->box);

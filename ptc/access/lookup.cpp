@@ -63,6 +63,8 @@ void SetNoRecord(const PtcManagedFile* file, const char* what) noexcept {
         SetFailure(PtcFailureCode::kBadArgument, nullptr, "no file");
     } else if (file->HasOutlivedManager()) {
         SetFailure(PtcFailureCode::kShutDown, file->Name(), "was closed by the shut-down");
+    } else if (!file->IsReading()) {
+        SetFailure(PtcFailureCode::kBadArgument, file->Name(), "is not open for reading");
     } else {
         SetFailure(PtcFailureCode::kNoSuchRecord, file->Name(), what, 0, "there is none");
     }

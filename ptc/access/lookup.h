@@ -9,5 +9,5 @@
 /// Stores why the cache has no record of `file`. `what`: the record, such as "point 17".
 void SetLookupFailure(const PtcManagedFile& file, const char* what, const PtcNoBlock& why) noexcept;
 
-/// Stores that a record does not exist, or that the file is closed for good.
+/// Stores that a record does not exist, or why `file` has none at all.
 void SetNoRecord(const PtcManagedFile* file, const char* what) noexcept;

@@ -6,6 +6,7 @@
 #include "ptc/access.h"
 #include "ptc/access/last_failure.h"
 #include "ptc/cache/cache_set.h"
+#include "ptc/cloud/cloud_messages.h"
 #include "ptc/files/managed_file.h"
 #include "ptc/files/thread_files.h"
 #include "util/host/config.h"
@@ -44,6 +45,14 @@ void SetOpenFailure(const char* name, const FileFailure& why) {
     }
 }
 
+/// Calls what opens a file. Its messages come behind it, but ahead of the failure that is stored:
+/// their handler may use the library.
+template <class Call>
+auto WithMessagesBehind(Call call) {
+    const cloud_messages::OpeningMessages wait;
+    return call();
+}
+
 /// `make_manager` is called when there is none.
 template <class MakeManager>
 PtcManagedFile* Open(const char* name, bool* opened, MakeManager make_manager) {
@@ -60,19 +69,39 @@ PtcManagedFile* Open(const char* name, bool* opened, MakeManager make_manager) {
         SetFailure(PtcFailureCode::kNoMemory, name, "no memory for the caches");
         return nullptr;
     }
+    if (UtFileManager::File* const kept = table->OpenKept(name))
+        return static_cast<PtcManagedFile*>(kept);
     PtcOpener opener;
     FileFailure why;
-    auto* const file = static_cast<PtcManagedFile*>(table->Open(name, opener, opened, &why));
+    auto* const file = static_cast<PtcManagedFile*>(
+        WithMessagesBehind([&] { return table->Open(name, opener, opened, &why); }));
     if (!file) SetOpenFailure(name, why);
     return file;
 }
 
+/// A hold on a managed file that this thread does not use, so that nobody closes it meanwhile.
+class HoldOfAnother : public TgUncopyable {
+public:
+    HoldOfAnother(PtcManagedFile& file, ThreadFiles* table)
+        : file_(file), manager_(table && table->Uses(file) == 0 ? &table->Manager() : nullptr) {
+        if (manager_) manager_->HoldAgain(file_);
+    }
+    ~HoldOfAnother() {
+        if (manager_) manager_->GiveBack(file_);
+    }
+
+private:
+    PtcManagedFile& file_;
+    UtFileManager* const manager_;
+};
+
 /// Opens a file that is closed although the caller uses it.
 bool BringOpen(PtcManagedFile& file, ThreadFiles* table) {
     FileFailure why;
-    const AccessStatus opened = table           ? table->Manager().BringOpen(file, *table, &why)
-                                : file.IsOpen() ? AccessStatus::kOk
-                                                : file.reopen();
+    const AccessStatus opened = WithMessagesBehind([&] {
+        if (table) return table->Manager().BringOpen(file, *table, &why);
+        return file.IsOpen() ? AccessStatus::kOk : file.reopen();
+    });
     if (!Failed(opened)) return true;
     SetOpenFailure(file.Name(), {ToErrorCode(opened), std::move(why.reason)});
     return false;
@@ -85,25 +114,24 @@ CloudStatus FinishWritten(PtcManagedFile& file, ThreadFiles* table) {
         SetFailure(PtcFailureCode::kCannotWrite, file.Name(), "cannot be written",
                    file.Writing()->file.Error());
     // The manager never closed a transient file.
-    const AccessStatus read_back =
-        table && !file.IsTransient() ? table->Manager().Reopen(file, *table) : file.reopen();
+    const AccessStatus read_back = WithMessagesBehind([&] {
+        return table && !file.IsTransient() ? table->Manager().Reopen(file, *table) : file.reopen();
+    });
     if (!Failed(read_back)) return completed;
     if (!Failed(completed)) SetOpenFailure(file.Name(), {ToErrorCode(read_back), {}});
     return CloudStatus::kFailed;
 }
 
 CloudStatus FinishRead(PtcManagedFile& file, ThreadFiles* table) {
-    AccessStatus renewed = AccessStatus::kOk;
-    if (!file.IsTransient()) {
-        if (table) {
-            renewed = table->Renew(file);
-        } else {
-            renewed = file.close();
-            if (!Failed(renewed)) renewed = file.reopen();
-        }
-    }
+    FileFailure why;
+    const AccessStatus renewed = WithMessagesBehind([&] {
+        if (file.IsTransient()) return AccessStatus::kOk;
+        if (table) return table->Renew(file, &why);
+        const AccessStatus closed = file.close();
+        return Failed(closed) ? closed : file.reopen();
+    });
     if (!Failed(renewed)) return file.Complete();
-    SetOpenFailure(file.Name(), {ToErrorCode(renewed), {}});
+    SetOpenFailure(file.Name(), {ToErrorCode(renewed), std::move(why.reason)});
     return CloudStatus::kFailed;
 }
 
@@ -113,6 +141,7 @@ CloudStatus Finish(PtcManagedFile& file) {
         return CloudStatus::kFailed;
     }
     ThreadFiles* const table = file.IsManaged() ? UtFileManager::Get() : nullptr;
+    const HoldOfAnother hold(file, table);
     const bool was_written = file.Writing() != nullptr;
     if (!BringOpen(file, table)) return CloudStatus::kFailed;
     return was_written ? FinishWritten(file, table) : FinishRead(file, table);

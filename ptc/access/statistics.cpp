@@ -48,6 +48,10 @@ bool AddFiles(PtcStatistics* statistics) {
 }  // namespace
 
 bool PtcGetStatistics(PtcStatistics* statistics) noexcept {
+    if (!statistics) {
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "no place for the answer");
+        return false;
+    }
     *statistics = {};
     return CatchNoMemory(nullptr, false, [&] {
         const bool has_caches = AddCaches(statistics);

@@ -62,7 +62,7 @@ PtcNodeKey PtcChildren::Key(int octant) const {
 
 const PtcNode* PtcGetRoot(PtcManagedFile* file, PtcNodeKey* key) {
     const CloudHeader* const header = file ? file->Header() : nullptr;
-    if (!header || header->node_count == 0) {
+    if (!header || !file->IsReading() || header->node_count == 0) {
         SetNoRecord(file, "the octree");
         return nullptr;
     }

@@ -223,8 +223,10 @@ bool PtcSharedCache::ReadInto(PtcCacheBlock& block, const PtcBlockRequest& reque
     if (block.Holds(request.file.Identity(), request.index)) return true;
     block.identity = kNoFile;
     block.index = kNoIndex;
-    if (!Read(block, request, stats, why)) {
-        Report(request, *why);
+    PtcNoBlock reason;  // `*why` is the table's, which a handler's lookups change
+    if (!Read(block, request, stats, &reason)) {
+        Report(request, reason);
+        *why = reason;
         return false;
     }
     block.identity = request.file.Identity();

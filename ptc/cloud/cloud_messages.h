@@ -11,16 +11,46 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "util/base/uncopyable.h"
 #include "util/host/message.h"
 
 namespace cloud_messages {
 
 inline constexpr int kCode = 4;  ///< of every message about a cloud
 
+/// While one lives, the messages about files that its thread opens wait; the destructor reports
+/// them. Files are opened under locks, and a message's handler may open files itself.
+///
+/// Ownership  copies the names.
+/// Threads    its own; one a thread at a time.
+class OpeningMessages : public TgUncopyable {
+public:
+    [[nodiscard]] OpeningMessages() { waiting = this; }
+    inline ~OpeningMessages();
+
+    /// Stores a message for later. False: the thread's messages do not wait. Throws std::bad_alloc.
+    static bool Add(const std::string& file_name) {
+        if (waiting) waiting->compressed_.push_back(file_name);
+        return waiting != nullptr;
+    }
+
+private:
+    static inline constinit thread_local OpeningMessages* waiting = nullptr;
+
+    std::vector<std::string> compressed_;
+};
+
 /// T43050: the file is compressed, so the octree in it is not used.
 inline void OctreeIsCompressed(const std::string& file_name) {
+    if (OpeningMessages::Add(file_name)) return;
     MsgReport("T43050", kCode, kMsgWarning, file_name.c_str());
+}
+
+OpeningMessages::~OpeningMessages() {
+    waiting = nullptr;
+    for (const std::string& file_name : compressed_) OctreeIsCompressed(file_name);
 }
 
 /// T43051: a block of points could not be read. `file_name`: null if the file has none.

@@ -77,6 +77,7 @@ void UtFileManager::Shutdown() {
     }
     if (last) last->CountUsesLeft();
     place.tables.DropAll();
+    if (last) last->OutliveUsed();
 }
 
 /// Adds up for each file how often the threads' tables use it, because its object must live until
@@ -87,10 +88,23 @@ void UtFileManager::CountUsesLeft() noexcept {
         table->ForEachUse([](File& file, std::uint32_t uses) { file.uses_left_ += uses; });
 }
 
+/// Closes for good what is in use. A thread that is just ending may keep the manager for a moment
+/// longer, and nobody may read until then.
+void UtFileManager::OutliveUsed() noexcept {
+    for (const Bucket& bucket : buckets_) {
+        for (File* const file : bucket) {
+            if (file->uses_left_ == 0) continue;
+            TgMutexGuard hold(file->opening_);  // that thread may be closing it
+            file->Outlive();
+            file->has_outlived_.store(true, std::memory_order_relaxed);
+        }
+    }
+}
+
 void UtFileManager::ReleaseOutlived(File& file) noexcept {
     auto& place = process_wide::The<Place>();
     TgMutexGuard hold(place.create_lock);
-    if (--file.uses_left_ > 0) return;
+    if (--file.uses_left_ > 0 || !file.is_left_alone_) return;
     place.outlived.erase(&file);
     delete &file;
 }
@@ -103,14 +117,17 @@ UtFileManager::UtFileManager(const Sizes& sizes) : sizes_(sizes), buckets_(sizes
 UtFileManager::~UtFileManager() {
     for (const Bucket& bucket : buckets_) {
         for (File* file : bucket) {
+            if (!file->HasOutlivedManager()) {
+                delete file;
+                continue;
+            }
+            auto& place = process_wide::The<Place>();
+            TgMutexGuard hold(place.create_lock);
             if (file->uses_left_ == 0) {
                 delete file;
                 continue;
             }
-            file->Outlive();
-            file->has_outlived_.store(true, std::memory_order_relaxed);
-            auto& place = process_wide::The<Place>();
-            TgMutexGuard hold(place.create_lock);
+            file->is_left_alone_ = true;
             try {
                 place.outlived.insert(file);
             } catch (const std::bad_alloc&) {

@@ -14,6 +14,7 @@
 //   20    create_lock    1             making and releasing the one manager; the files that outlive
 //                                      a manager
 //   21    opening_       1 a file      the file's opening, reopening and closing
+//   22    shortage_lock_ 1             closing files because descriptors ran out
 //   23    bucket_locks_  512           the buckets, and the counts and flags of the files in them
 //   24    idle lock_     1             the idle list and its links
 //   25    tables_lock_   1             the list of all threads' tables
@@ -117,7 +118,11 @@ public:
     /// `is_only_use` is false, this only marks it: it is closed when its last hold is given back,
     /// and the next request opens it. Caller: holds the file and has removed it from `asking`,
     /// because the opening may change its identity, which determines its slot there.
-    AccessStatus Renew(File& file, bool is_only_use, ThreadFiles& asking) noexcept;
+    AccessStatus Renew(File& file, bool is_only_use, ThreadFiles& asking,
+                       FileFailure* why) noexcept;
+
+    /// Adds a hold on a file of this manager, open or not.
+    void HoldAgain(File& file) noexcept;
 
     /// Ends one hold. The end of the last thread's hold makes the file idle.
     void GiveBack(File& file) noexcept;
@@ -192,16 +197,18 @@ private:
     bool OpenUnknown(const NewFile& wanted, File** opened, FileFailure* why);
     static File* FindIn(const Bucket& bucket, std::string_view name);
     std::unique_ptr<File> RunOpener(const char* name, Opener& opener, ThreadFiles& asking);
+    AccessStatus OpenOutsideTables(File& file, ThreadFiles& asking, FileFailure* why) noexcept;
     /// `opening`: proves that the file's `opening_` is held.
     AccessStatus OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard& opening);
     AccessStatus CloseHeld(File& file) noexcept;
     void MakeRoom(ThreadFiles& asking) noexcept;
-    int CloseForDescriptors(ThreadFiles& asking) noexcept;
+    bool CloseForDescriptors(ThreadFiles& asking, std::uint64_t closed_before) noexcept;
     bool TakeBackUnused(const File* only) noexcept;
     int CloseIdle(int wanted) noexcept;
     bool CloseVictim(File& victim) noexcept;
     bool ListIfIdle(File& file, const BucketHold& bucket) noexcept;
     void CountUsesLeft() noexcept;
+    void OutliveUsed() noexcept;
     Bucket& BucketOf(std::uint32_t hash) { return buckets_[hash & (sizes_.buckets - 1)]; }
 
     // Immutable after construction.
@@ -221,6 +228,8 @@ private:
 
     // Has its own lock.
     IdleFiles idle_;
+
+    TgMutex shortage_lock_;
 
     // Guarded. Tables insert and remove themselves.
     friend class ThreadFiles;
@@ -340,6 +349,7 @@ private:
 
     // Written under tables_lock_ by Shutdown(); guarded by create_lock after it.
     std::uint32_t uses_left_ = 0;
+    bool is_left_alone_ = false;  ///< the manager is destroyed: the last use destroys the file
 
     TgMutex opening_;
 };

@@ -8,6 +8,10 @@
 // closed after a request has found it ready, and the locks of buckets, which only spin, are held
 // for a few instructions.
 
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -28,6 +32,16 @@ constexpr int kShortageBatch = 8;
 /// The process or the system has no descriptor left: closing files helps.
 bool LacksDescriptors(std::int32_t code) {
     return code == EMFILE || code == ENFILE;
+}
+
+/// Every thread of the process passes a full barrier before this returns, so that threads that
+/// release a file need none. On a system without it, a thread that releases the file at the same
+/// moment may keep it as it is.
+void BarrierInAllThreads() noexcept {
+    if (::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0) return;
+    // The first time in this process.
+    ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0);
+    ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
 }
 
 /// The failure does not depend on the file, so a later attempt may succeed.
@@ -74,7 +88,7 @@ UtFileManager::File* UtFileManager::Acquire(const char* name, Opener& opener, Th
                 file->CopyFailure(why);
                 return nullptr;
             case Condition::kNotReady:
-                if (!Failed(BringOpen(*file, asking, why))) return file;
+                if (!Failed(OpenOutsideTables(*file, asking, why))) return file;
                 GiveBack(*file);
                 return nullptr;
             case Condition::kBeingOpened: {
@@ -107,7 +121,9 @@ UtFileManager::Condition UtFileManager::Take(std::string_view name, std::uint32_
     const std::uint32_t before = found->holders_.fetch_add(1, std::memory_order_relaxed);
     if (found->is_reservation_) return Condition::kBeingOpened;
     if (before == 1) idle_.Remove(*found);
-    return found->IsOpen() && !found->is_closing_ ? Condition::kReady : Condition::kNotReady;
+    const bool is_outdated = before == 1 && found->WantsRenewal();
+    return found->IsOpen() && !found->is_closing_ && !is_outdated ? Condition::kReady
+                                                                  : Condition::kNotReady;
 }
 
 /// Inserts the reservation. False: meanwhile the name has a file or another reservation.
@@ -187,9 +203,10 @@ bool UtFileManager::OpenUnknown(const NewFile& wanted, File** opened, FileFailur
 std::unique_ptr<UtFileManager::File> UtFileManager::RunOpener(const char* name, Opener& opener,
                                                               ThreadFiles& asking) {
     for (;;) {
+        const std::uint64_t closed_before = GetCounts().reclaimed;
         std::unique_ptr<File> file = opener.open(name);
         if (!file || file->IsOpen() || !LacksDescriptors(file->LastError())) return file;
-        if (CloseForDescriptors(asking) == 0) return file;
+        if (!CloseForDescriptors(asking, closed_before)) return file;
     }
 }
 
@@ -206,20 +223,32 @@ AccessStatus UtFileManager::Reopen(File& file, ThreadFiles& asking) {
     return Failed(closed) || file.IsOpen() ? closed : OpenAgain(file, asking, hold);
 }
 
-AccessStatus UtFileManager::Renew(File& file, bool is_only_use, ThreadFiles& asking) noexcept {
+AccessStatus UtFileManager::Renew(File& file, bool is_only_use, ThreadFiles& asking,
+                                  FileFailure* why) noexcept {
     file.wants_renewal_.store(true, std::memory_order_relaxed);
+    // A thread that is giving the file back either sees the wish or has stored that it keeps it.
+    BarrierInAllThreads();
     while (TakeBackUnused(&file)) {
     }
+    return is_only_use ? OpenOutsideTables(file, asking, why) : AccessStatus::kOk;
+}
+
+/// Opens a file that is closed, and opens one anew that wants it and is held by the caller alone.
+/// Caller: holds it, but not in `asking`.
+AccessStatus UtFileManager::OpenOutsideTables(File& file, ThreadFiles& asking,
+                                              FileFailure* why) noexcept {
     TgMutexGuard hold(file.opening_);
+    bool is_mine;
     {
         // Once `is_closing_` is set, a request for the file waits for `opening_`.
         const BucketHold bucket(*this, file.Identity());
         constexpr std::uint32_t kOursAndTheCallers = 2;
-        if (file.Holders() > kOursAndTheCallers || !is_only_use) return AccessStatus::kOk;
-        file.is_closing_ = true;
+        is_mine = file.WantsRenewal() && file.Holders() <= kOursAndTheCallers;
+        file.is_closing_ = is_mine;
     }
-    AccessStatus status = CloseHeld(file);
+    AccessStatus status = is_mine ? CloseHeld(file) : AccessStatus::kOk;
     if (!Failed(status) && !file.IsOpen()) status = OpenAgain(file, asking, hold);
+    if (Failed(status)) file.CopyFailure(why);
     const BucketHold bucket(*this, file.Identity());
     file.is_closing_ = false;
     return status;
@@ -236,9 +265,12 @@ AccessStatus UtFileManager::CloseHeld(File& file) noexcept {
 AccessStatus UtFileManager::OpenAgain(File& file, ThreadFiles& asking, const TgMutexGuard&) {
     MakeRoom(asking);
     file.wants_renewal_.store(false, std::memory_order_relaxed);
-    AccessStatus opened = file.reopen();
-    while (LacksDescriptors(ToErrorCode(opened)) && CloseForDescriptors(asking) > 0)
+    AccessStatus opened;
+    std::uint64_t closed_before;
+    do {
+        closed_before = GetCounts().reclaimed;
         opened = file.reopen();
+    } while (LacksDescriptors(ToErrorCode(opened)) && CloseForDescriptors(asking, closed_before));
     if (Failed(opened)) {
         open_files_.fetch_sub(1, std::memory_order_relaxed);
         open_errors_.fetch_add(1, std::memory_order_relaxed);
@@ -257,15 +289,19 @@ void UtFileManager::MakeRoom(ThreadFiles& asking) noexcept {
     if (CloseIdle(1) == 0) asking.GiveBackOne();
 }
 
-/// Closes a few files that no thread uses, and answers how many. 0: there are none.
-int UtFileManager::CloseForDescriptors(ThreadFiles& asking) noexcept {
+/// Closes a few files that no thread uses, for an opening that failed since `closed_before` files
+/// had been closed. False: there are none, and no other thread has closed one since.
+bool UtFileManager::CloseForDescriptors(ThreadFiles& asking, std::uint64_t closed_before) noexcept {
+    // One thread at a time: what one has taken to close it, another does not find.
+    TgMutexGuard hold(shortage_lock_);
+    if (GetCounts().reclaimed != closed_before) return true;
     for (int i = 0; i < kShortageBatch && asking.GiveBackOne(); ++i) {
     }
-    const int closed = CloseIdle(kShortageBatch);
-    if (closed > 0) return closed;
     // Other threads keep released files in their tables, and a thread that waits never empties its
-    // own.
-    return TakeBackUnused(nullptr) ? CloseIdle(kShortageBatch) : 0;
+    // own. A file is idle when the last of its holds has been given back.
+    while (CloseIdle(kShortageBatch) == 0 && TakeBackUnused(nullptr)) {
+    }
+    return GetCounts().reclaimed != closed_before;
 }
 
 /// Gives back a few holds that threads keep without using them: of `only`, or of any file if it is
@@ -280,6 +316,11 @@ bool UtFileManager::TakeBackUnused(const File* only) noexcept {
     }
     for (File* const file : std::span(taken).first(count)) GiveBack(*file);
     return count > 0;
+}
+
+void UtFileManager::HoldAgain(File& file) noexcept {
+    const BucketHold hold(*this, file.Identity());
+    if (file.holders_.fetch_add(1, std::memory_order_relaxed) == 1) idle_.Remove(file);
 }
 
 void UtFileManager::GiveBack(File& file) noexcept {

@@ -14,7 +14,7 @@
 // Locks:
 //
 //   rank  lock          count   guards
-//   22    reader_lock_  1 file  replacing the reader; finishing; the cursor of a file in memory
+//   27    reader_lock_  1 file  replacing the reader; finishing; the cursor of a file in memory
 
 #pragma once
 

@@ -29,14 +29,17 @@ ThreadFiles::~ThreadFiles() {
             manager_->GiveBack(*slot.file);
 }
 
+ThreadFiles::File* ThreadFiles::OpenKept(const char* name) noexcept {
+    const std::size_t known = FindByName(name);
+    if (known == kNone || !slots_[known].file->IsOpen()) return nullptr;
+    File* const file = slots_[known].file;
+    return Use(known) ? file : nullptr;
+}
+
 ThreadFiles::File* ThreadFiles::Open(const char* name, UtFileManager::Opener& opener, bool* opened,
                                      FileFailure* why) {
     *opened = false;
-    const std::size_t known = FindByName(name);
-    if (known != kNone && slots_[known].file->IsOpen()) {
-        File* const file = slots_[known].file;
-        if (Use(known)) return file;
-    }
+    if (File* const kept = OpenKept(name)) return kept;
     if (held_ == slots_.size()) Grow();  // first, so that nothing can fail after Acquire()
     File* const file = manager_->Acquire(name, opener, *this, opened, why);
     if (!file) return nullptr;
@@ -72,6 +75,8 @@ void ThreadFiles::Release(File& file) noexcept {
     // release: pairs with the acquire in TakeUnused(), so that the thread that takes the hold and
     // closes the file comes after this thread's reads
     slots_[index].uses.store(uses - 1, std::memory_order_release);
+    // For the compiler: UtFileManager::Renew() has the barrier between this and the reading below.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     if (uses > 1) return;
     if (held_ <= static_cast<std::size_t>(manager_->GetSizes().allowance) && !manager_->IsFull() &&
         !file.WantsRenewal())
@@ -79,12 +84,11 @@ void ThreadFiles::Release(File& file) noexcept {
     if (TakeOut(index)) manager_->GiveBack(file);
 }
 
-AccessStatus ThreadFiles::Renew(File& file) noexcept {
-    const std::size_t index = Find(file);
-    if (index == kNone || UsesOf(slots_[index]) == 0) return AccessStatus::kOk;
-    const std::uint32_t uses = UsesOf(slots_[index]);
-    (void)TakeOut(index);  // never fails: other threads take only holds without a use
-    const AccessStatus status = manager_->Renew(file, uses == 1, *this);
+AccessStatus ThreadFiles::Renew(File& file, FileFailure* why) noexcept {
+    const std::uint32_t uses = Uses(file);
+    if (uses == 0) return manager_->Renew(file, true, *this, why);
+    (void)TakeOut(Find(file));  // never fails: other threads take only holds without a use
+    const AccessStatus status = manager_->Renew(file, uses == 1, *this, why);
     Insert({&file, uses});
     return status;
 }

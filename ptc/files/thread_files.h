@@ -63,14 +63,17 @@ public:
     File* Open(const char* name, UtFileManager::Opener& opener, bool* opened,
                FileFailure* why = nullptr);
 
+    /// What Open() answers for a file that this thread keeps or uses; null for others.
+    File* OpenKept(const char* name) noexcept;
+
     /// Ends one use of `file`. Does nothing if this thread does not use it.
     void Release(File& file) noexcept;
 
     /// Gives back the hold on one file that this thread does not use. False: there is none.
     bool GiveBackOne() noexcept;
 
-    /// See UtFileManager::Renew(). Caller: this thread uses the file.
-    AccessStatus Renew(File& file) noexcept;
+    /// See UtFileManager::Renew(). Caller: holds the file, in this table or beside it.
+    AccessStatus Renew(File& file, FileFailure* why = nullptr) noexcept;
 
     /// Takes holds without a use, on `only` or, if that is null, on any file, up to the size of
     /// `taken`; the caller gives them back. Answers their number. Any thread.

@@ -134,6 +134,8 @@ TEST_F(PtcAccess, AFinishedFileIsReadWhereItWasWritten) {
         const std::string name = folder_.File(std::string("written") + mode);
         PtcManagedFile* const file = WriteManaged(name, 3);
         EXPECT_EQ(Read(*file, 0), -1) << "it is being written";
+        EXPECT_EQ(PtcGetPoint(file, 0), nullptr);
+        EXPECT_STREQ(PtcLastFailure().what, "is not open for reading");
         // Others come and go; a file that is being written must not be closed for them.
         for (const char* other : {"a", "b", "c"})
             PtcRelease(PtcOpenManaged(WriteCloud(other).c_str()));

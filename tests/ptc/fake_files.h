@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <barrier>
 #include <memory>
 #include <set>
 #include <string>
@@ -20,6 +21,8 @@ struct FakeDisk {
     std::atomic<int> closed_while_used{0};
     std::set<std::string> pinned;  ///< names of files that stay open
     bool changes = false;          ///< files are found changed when they are reopened
+    /// Two meetings in the next close(): before and behind whatever the test does meanwhile.
+    std::atomic<std::barrier<>*> at_close{nullptr};
 
     /// Lets `count` calls fail with `error`, after as many as `behind`. Answers the calls so far.
     int FailNext(int count, int error, int behind = 0) {
@@ -66,6 +69,10 @@ public:
     }
     AccessStatus close() noexcept override {
         if (users > 0) ++disk_->closed_while_used;
+        if (std::barrier<>* const meeting = disk_->at_close.exchange(nullptr)) {
+            meeting->arrive_and_wait();
+            meeting->arrive_and_wait();
+        }
         const AccessStatus status = Try();
         if (Failed(status)) return status;
         --disk_->open_now;

@@ -319,6 +319,27 @@ TEST(PtcFileManagerLife, EndsBeforeItsThreadsDo) {
         step.arrive_and_wait();
         outliving.join();
     }
+    {  // a thread that is just ending keeps the manager, but no handle alive
+        UtFileManager::Create(1, 1, 4);
+        std::barrier closing(2);
+        std::thread ending([&] { open("a"); });
+        ending.join();
+        FakeOpener opener(&disk);
+        bool opened = false;
+        File* const used = UtFileManager::Get()->Open("used", opener, &opened);
+        ending = std::thread([&] {
+            open("a");
+            disk.at_close = &closing;
+        });
+        closing.arrive_and_wait();
+        UtFileManager::Shutdown();
+        EXPECT_TRUE(used->HasOutlivedManager());
+        EXPECT_FALSE(used->IsOpen());
+        UtFileManager::ReleaseOutlived(*used);
+        closing.arrive_and_wait();
+        ending.join();
+        EXPECT_EQ(disk.open_now, 0);
+    }
     for (int round = 0; round < 50; ++round) {  // threads may end meanwhile
         UtFileManager::Create(8, 2, 4);
         std::barrier used(5);
