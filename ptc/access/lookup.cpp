@@ -13,7 +13,7 @@ namespace {
 class PointName {
 public:
     explicit PointName(std::int64_t index) {
-        std::snprintf(text_, sizeof text_, "point %lld", static_cast<long long>(index));
+        (void)std::snprintf(text_, sizeof text_, "point %lld", static_cast<long long>(index));
     }
     const char* c_str() const { return text_; }
 
@@ -49,7 +49,7 @@ void CopyRun(const PtcPoint* points, std::int64_t count, std::int32_t floats,
 void SetLookupFailure(const PtcManagedFile& file, const char* what,
                       const PtcNoBlock& why) noexcept {
     char text[64];
-    std::snprintf(text, sizeof text, "%s cannot be read", what);
+    (void)std::snprintf(text, sizeof text, "%s cannot be read", what);
     if (why.reason == PtcNoBlock::Reason::kUnreadable) {
         SetFailure(PtcFailureCode::kUnreadable, file.Name(), text, why.error,
                    why.error != 0 ? nullptr : "the file is damaged there");

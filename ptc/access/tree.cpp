@@ -41,8 +41,8 @@ const PtcNode* Records(PtcManagedFile& file, const PtcNodeKey& key) {
     if (records) return records;
     char what[64] = "the octree's root";
     if (key.Reference() != 0)
-        std::snprintf(what, sizeof what, "children of the node at %lld",
-                      static_cast<long long>(key.Reference()));
+        (void)std::snprintf(what, sizeof what, "children of the node at %lld",
+                            static_cast<long long>(key.Reference()));
     const PtcNoBlock no_memory{PtcNoBlock::Reason::kNoMemory};
     SetLookupFailure(file, what, cache ? cache->WhyNoNodes() : no_memory);
     return nullptr;

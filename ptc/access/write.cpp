@@ -17,7 +17,7 @@
 class PtcCloudWriter {
 public:
     /// False: the failure is stored. Throws std::bad_alloc, as all members do.
-    bool Begin(const PtcCloudDescription& description);
+    bool Begin(const PtcCloudDescription& wanted);
     bool WritePoint(const float* position, const float* normal, float radius, const float* data);
     bool WriteNode(const PtcNewNode& node, const std::int64_t (*children)[kNodeChildren],
                    std::int64_t* reference);

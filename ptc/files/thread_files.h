@@ -105,6 +105,7 @@ private:
         Slot(File* held, std::uint32_t count) : file(held), uses(count) {}
         Slot(const Slot& other) : Slot(other.file, other.uses.load(std::memory_order_relaxed)) {}
         Slot& operator=(const Slot& other) {
+            if (this == &other) return *this;
             file = other.file;
             uses.store(other.uses.load(std::memory_order_relaxed), std::memory_order_relaxed);
             return *this;

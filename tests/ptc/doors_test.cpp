@@ -10,6 +10,8 @@
 #include <thread>
 
 #include "ptc/access.h"
+#include "ptc/cache/cache_set.h"
+#include "ptc/files/thread_files.h"
 #include "ptc/statistics.h"
 #include "ptc/tree.h"
 #include "ptc/writer.h"
@@ -26,6 +28,10 @@ protected:
         PtcSetMessageHandler([](int, int, const char*) { return 0; });
     }
     ~Doors() override {
+        if (ThreadFiles* const table = UtFileManager::Get()) {
+            EXPECT_STREQ(table->Manager().BrokenPromise(), nullptr);
+        }
+        EXPECT_STREQ(BrokenCachePromise(), nullptr);
         PtcShutdown();
         PtcSetMessageHandler(nullptr);
     }
@@ -289,6 +295,10 @@ TEST_F(Doors, FinishingReadsAReplacedFileAnew) {
     std::filesystem::remove(name);
     EXPECT_EQ(PtcFinish(file), 0);
     EXPECT_EQ(PtcLastFailure().system_error, ENOENT);
+    replace(500);
+    std::jthread([&] { EXPECT_EQ(PtcFinish(file), 1); }).join();
+    EXPECT_STREQ(UtFileManager::Get()->Manager().BrokenPromise(), nullptr);
+    EXPECT_EQ(points_of(PtcFile(name.c_str()).Get()), 500);
 }
 
 TEST_F(Doors, ARunOfPointsIsThatOfSingleLookups) {
