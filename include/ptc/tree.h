@@ -48,13 +48,15 @@ public:
     /// 0 <= `octant` < kNodeChildren. An absent child is all zero.
     const PtcNode& operator[](int octant) const { return records_[octant]; }
 
-    /// The key of one child. It names no node where the child is absent.
+    /// The key of one child. It names no node where the child is absent, and once this object is no
+    /// longer valid: the records may be those of another node by then.
     PtcNodeKey Key(int octant) const;
 
 private:
     friend struct PtcKeyInside;
 
     const PtcNode* records_ = nullptr;
+    std::uint64_t moment_[3] = {};  ///< of the lookup: shutdowns, its thread, the thread's lookups
     PtcNodeKey parent_;
 };
 

@@ -21,8 +21,23 @@ struct PtcKeyInside {
     static PtcChildren Children(const PtcNode* records, const PtcNodeKey& parent) {
         PtcChildren children;
         children.records_ = records;
+        Moment(children.moment_);
         children.parent_ = parent;
         return children;
+    }
+    /// Tells this lookup of the thread from its later ones and from those after a shutdown.
+    static void Moment(std::uint64_t* moment) {
+        const this_thread::Current now = this_thread::current;
+        const bool is_alive =
+            now.life == this_thread::life_of_set.load(std::memory_order_relaxed) && now.record;
+        moment[0] = is_alive ? now.life : 0;
+        moment[1] = is_alive ? now.record->index : 0;
+        moment[2] = is_alive ? now.record->NodeLookups() : 0;
+    }
+    static bool IsValid(const PtcChildren& children) {
+        std::uint64_t now[3];
+        Moment(now);
+        return children.records_ && std::equal(now, now + 3, children.moment_);
     }
     static bool IsOf(const PtcNodeKey& key, const PtcManagedFile& file) {
         return key.file_ == file.Identity();
@@ -56,7 +71,7 @@ bool PtcNodeKey::IsLeaf() const {
 }
 
 PtcNodeKey PtcChildren::Key(int octant) const {
-    if (!records_ || !parent_.HasChild(octant)) return {};
+    if (!parent_.HasChild(octant) || !PtcKeyInside::IsValid(*this)) return {};
     return PtcKeyInside::Key(parent_.file_, parent_.children_[octant], records_[octant].children);
 }
 

@@ -172,6 +172,9 @@ public:
     /// Gives every hold back; the tables stay.
     void ReleaseAll();
 
+    /// How many lookups of nodes the thread has begun. Caller: is the owner.
+    unsigned long NodeLookups() const { return nodes_.Found() + stats.nodes.lookups.Value(); }
+
     /// Adds the thread's figures to `total`. Any thread; the owner may look up meanwhile.
     void AddTo(PtcCacheStats* total) const;
 

@@ -351,6 +351,14 @@ TEST_F(Doors, AWalkSkipsWhatItIsToldToAndCountsItsSteps) {
     const PtcNode* const record = PtcGetRoot(file.Get(), &root);
     EXPECT_EQ(nodes, 1 + kNodeChildren - std::count(record->children, record->children + 8, 0));
 
+    const PtcChildren outdated = PtcGetChildren(file.Get(), root);
+    int octant = 0;
+    while (!root.HasChild(octant)) ++octant;
+    EXPECT_NE(outdated.Key(octant).Reference(), 0);
+    std::thread([&] { EXPECT_EQ(outdated.Key(octant).Reference(), 0); }).join();
+    (void)PtcGetRoot(file.Get(), nullptr);
+    EXPECT_EQ(outdated.Key(octant).Reference(), 0) << "its records may be another node's by now";
+
     std::string few = BytesOf({3000});
     const double counted = 5;
     std::memcpy(few.data() + 40, &counted, sizeof counted);
