@@ -19,6 +19,7 @@ enum class PtcFailureCode : std::int32_t {
     kCannotWrite = 6,   ///< the system refused: `system_error` says why
     kNoMemory = 7,
     kShutDown = 8,  ///< the handle is older than the last PtcShutdown()
+    kStopped = 9,   ///< the caller's progress function ended the work
 };
 
 struct PtcFailure {

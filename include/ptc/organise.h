@@ -1,0 +1,72 @@
+// Organising: point clouds into one whose points stand in the order of an octree, which follows
+// them; and merging, which is the same without the octree.
+//
+//   const char* const inputs[] = {"a.ptc", "b.ptc"};
+//   PtcOrganiseSummary summary;
+//   if (!PtcOrganise({.inputs = inputs, .input_count = 2, .output = "all.ptc"}, &summary))
+//       std::fputs(PtcLastFailure().text, stderr);
+//
+// Units      memory in bytes; indexes count points from 0.
+// Errors     false, and PtcLastFailure() (ptc/failure.h) says why; then nothing of the output
+// stays,
+//            and a file that had its name before still has it. Nothing is thrown.
+// Ownership  texts and arrays are the caller's and are not kept.
+// Threads    any function from any thread; calls with different outputs are independent.
+//
+// Inputs may be binary, text or gzip. Each has the variables of the first one, matched by name and
+// type, in any order; matrices and image format are those of the first. docs/format.md describes
+// the result.
+
+#pragma once
+
+#include <cstdint>
+
+#include "ptc/failure.h"
+
+/// Hears how far the work is: `done` grows from 0 to 1. False ends the work, which then fails with
+/// PtcFailureCode::kStopped. Called by the thread that called the library.
+using PtcProgress = bool (*)(void* context, double done);
+
+struct PtcOrganiseRequest {
+    const char* const* inputs = nullptr;
+    int input_count = 0;
+    const char* output = nullptr;  ///< may be one of the inputs
+
+    int leaf_points = 0;  ///< the most in a leaf, unless they are all in one place; 0: default
+    bool drop_repeats = false;  ///< of points with the same bytes only the first is kept
+
+    /// Bounds what the process takes for this call. Parts of a larger cloud go to unnamed files in
+    /// the folder that TMPDIR names, or in /tmp. Neither memory nor threads change the result.
+    std::int64_t memory = std::int64_t{1} << 30;
+    int threads = 0;  ///< 0: as many as ptc/runtime.h says
+
+    PtcProgress progress = nullptr;
+    void* context = nullptr;  ///< for `progress`
+};
+
+struct PtcOrganiseSummary {
+    std::int64_t points;      ///< in the output
+    std::int64_t not_finite;  ///< of these, the last ones, which no node covers
+    std::int64_t repeats;     ///< left out
+    std::int64_t nodes;
+    std::int64_t leaves;
+    std::int32_t depth;           ///< of the deepest leaf; 0: the root is the only node
+    std::int64_t bytes_in_parts;  ///< that went to files in TMPDIR
+};
+
+/// Writes the points of `inputs` as one organised binary file. `summary`: may be null. Refuses more
+/// points than the 32 bits of a node's fields count, 2147483647.
+bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary) noexcept;
+
+struct PtcMergeRequest {
+    const char* const* inputs = nullptr;
+    int input_count = 0;
+    const char* output = nullptr;  ///< may be one of the inputs
+
+    PtcProgress progress = nullptr;
+    void* context = nullptr;  ///< for `progress`
+};
+
+/// Writes the points of `inputs`, one after the other in the order given, as one binary file
+/// without an octree. `points`, unless null: how many.
+bool PtcMerge(const PtcMergeRequest& request, std::int64_t* points) noexcept;
