@@ -11,7 +11,8 @@ FORMAT = UTIL | RECORDS | {"ptc/format"}
 CLOUD = FORMAT | {"ptc/cloud"}
 FILES = CLOUD | {"ptc/files"}
 CACHE = CLOUD | {"ptc/cache"}
-ACCESS = FILES | CACHE | {"include", "ptc/access"}
+ORGANISE = CLOUD | {"include/ptc/organise.h", "include/ptc/failure.h", "ptc/organise"}
+ACCESS = FILES | CACHE | ORGANISE | {"include", "ptc/access"}
 DRIVER = CLOUD | {"include/ptc/dspy.h", "driver"}
 PTC_TOOL = ACCESS | {"tools/common", "tools/ptc"}
 
@@ -30,6 +31,7 @@ MAY_INCLUDE = {
     "ptc/cloud": CLOUD,
     "ptc/files": FILES,
     "ptc/cache": CACHE,
+    "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
