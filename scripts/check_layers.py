@@ -13,6 +13,7 @@ FILES = CLOUD | {"ptc/files"}
 CACHE = CLOUD | {"ptc/cache"}
 ORGANISE = CLOUD | {"include/ptc/organise.h", "include/ptc/failure.h", "ptc/organise"}
 ACCESS = FILES | CACHE | ORGANISE | {"include", "ptc/access"}
+LOOKUP = ACCESS | {"ptc/lookup"}
 DRIVER = CLOUD | {"include/ptc/dspy.h", "driver"}
 PTC_TOOL = ACCESS | {"tools/common", "tools/ptc"}
 
@@ -33,6 +34,7 @@ MAY_INCLUDE = {
     "ptc/cache": CACHE,
     "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
+    "ptc/lookup": LOOKUP,
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "include/ptc/dspy.h"},
