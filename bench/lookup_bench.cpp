@@ -60,9 +60,8 @@ struct Positions {
     }
 };
 
-using Peer =
-    nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, Positions>, Positions,
-                                        3, std::uint32_t>;
+using Peer = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, Positions>,
+                                                 Positions, 3, std::uint32_t>;
 
 /// Squared distances and indexes, kMost for each place.
 struct Found {
@@ -71,8 +70,8 @@ struct Found {
     std::vector<std::int64_t> indexes;
 };
 
-void AskPeer(const Peer& peer, const std::vector<float>& places, std::size_t begin,
-             std::size_t end, Found* found) {
+void AskPeer(const Peer& peer, const std::vector<float>& places, std::size_t begin, std::size_t end,
+             Found* found) {
     std::uint32_t indexes[kMost];
     for (std::size_t i = begin; i < end; ++i) {
         peer.knnSearch(&places[3 * i], kMost, indexes, &found->squared[kMost * i]);
@@ -130,7 +129,8 @@ Rate RateOf(std::vector<double> rates) {
 /// The file, the peer over the same points, and how both are asked.
 class Bench {
 public:
-    Bench(std::int64_t points, int rounds) : rounds_(rounds), points_(surface_points::Make(points)) {
+    Bench(std::int64_t points, int rounds)
+        : rounds_(rounds), points_(surface_points::Make(points)) {
         spacing_ = surface_points::Spacing(static_cast<std::int64_t>(points_.size()));
         std::printf("%zu points, spacing %g\n", points_.size(), double{spacing_});
         Write(name_, false);
@@ -267,8 +267,8 @@ void Bench::BuildPeer() {
     std::size_t best_leaf = 0;
     const auto build = [&](std::size_t leaf) {
         peer_.reset();
-        peer_ = std::make_unique<Peer>(3, positions_,
-                                       nanoflann::KDTreeSingleIndexAdaptorParams(leaf));
+        peer_ =
+            std::make_unique<Peer>(3, positions_, nanoflann::KDTreeSingleIndexAdaptorParams(leaf));
         peer_->buildIndex();
     };
     for (const std::size_t leaf : {8u, 10u, 16u, 24u, 32u}) {

@@ -95,7 +95,8 @@ std::vector<float> PlainLookup::Data(const PlainFound& point) const {
     std::vector<float> data;
     for (std::size_t v = 0; v < sizes_.size(); ++v)
         for (std::size_t i = 0; i < sizes_[v]; ++i)
-            data.push_back(cloud.begin[v] < 0 ? 0 : own[cloud.begin[v] + static_cast<std::ptrdiff_t>(i)]);
+            data.push_back(
+                cloud.begin[v] < 0 ? 0 : own[cloud.begin[v] + static_cast<std::ptrdiff_t>(i)]);
     return data;
 }
 

@@ -74,9 +74,9 @@ struct ManyPlaces {
     }
 };
 
-/// How what `lookup` finds differs from what `plain` finds, in the first place where it does; empty:
-/// it is the same, to the bit. Asks for each place alone when `one_by_one`, else for all at once.
-/// Bit i of `unwanted` leaves out array i of PtcNearestArrays.
+/// How what `lookup` finds differs from what `plain` finds, in the first place where it does;
+/// empty: it is the same, to the bit. Asks for each place alone when `one_by_one`, else for all at
+/// once. Bit i of `unwanted` leaves out array i of PtcNearestArrays.
 std::string DifferenceOfNearest(const PtcLookup& lookup, const PlainLookup& plain,
                                 const ManyPlaces& places, const PtcNearest& wanted,
                                 bool one_by_one = true, unsigned unwanted = 0);

@@ -126,9 +126,8 @@ std::string TreeCloud(std::vector<TreePoint> points, const TreeShape& shape, std
     if (shape.has_tree && shape.has_strays_behind)
         strays = std::stable_partition(points.begin(), points.end(), IsFinite);
     if (shape.has_tree && shape.is_sorted)
-        std::stable_sort(points.begin(), strays, [](const TreePoint& a, const TreePoint& b) {
-            return Key(a) < Key(b);
-        });
+        std::stable_sort(points.begin(), strays,
+                         [](const TreePoint& a, const TreePoint& b) { return Key(a) < Key(b); });
     const auto covered = static_cast<std::size_t>(strays - points.begin());
     for (const TreePoint& point : points) {
         const std::array<float, 4>& d = point.data;

@@ -23,11 +23,12 @@ struct TreeShape {
     TokenForm form = TokenForm::kBinary;
     Declared declared = Declared::kGlowNumber;
 
-    std::size_t leaf_points = 16;     ///< most in a leaf
-    bool is_sorted = true;            ///< along a curve; else nodes cover runs of the order given
-    bool has_strays_behind = true;    ///< points without a finite position are behind the root's run
-    bool nodes_share_box = false;     ///< every node has the box of the root
-    unsigned single_children_in = 8;  ///< one of as many nodes has one child that covers the same run
+    std::size_t leaf_points = 16;   ///< most in a leaf
+    bool is_sorted = true;          ///< along a curve; else nodes cover runs of the order given
+    bool has_strays_behind = true;  ///< points without a finite position are behind the root's run
+    bool nodes_share_box = false;   ///< every node has the box of the root
+    unsigned single_children_in =
+        8;  ///< one of as many nodes has one child that covers the same run
 };
 
 /// The bytes of such a cloud. Boxes enclose the spheres of the points whose positions are finite;
