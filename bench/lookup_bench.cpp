@@ -1,8 +1,9 @@
 // Measures lookups beside nanoflann, which has all points in memory and one tree over them: the
 // nearest 8 of many surface points, and filtered values.
 //
-// usage: lookup_bench [POINTS [ROUNDS]]    by default 1000000 and 5
+// usage: lookup_bench [POINTS [ROUNDS [TEXT]]]    by default 1000000, 5 and all
 //
+// TEXT: only the lines that contain it.
 // Both look for the same places in turns, and every answer is compared. A line is a ratio: queries
 // a second of the lookup through that of nanoflann, the best round of each, and in brackets the
 // median of the rounds' ratios.
@@ -126,11 +127,26 @@ Rate RateOf(std::vector<double> rates) {
     return {rates.back(), rates[rates.size() / 2]};
 }
 
+/// Prints how many blocks were looked up since `before`, for each of `queries`, and how many of
+/// these had to be read.
+void PrintBlocks(const PtcStatistics& before, double queries) {
+    PtcStatistics now{};
+    (void)PtcGetStatistics(&now);
+    const auto each = [&](std::uint64_t after, std::uint64_t first) {
+        return static_cast<double>(after - first) / queries;
+    };
+    std::printf("  blocks looked up, and read: nodes %.1f, %.2f; points %.1f, %.2f a query\n",
+                each(now.nodes.lookups, before.nodes.lookups),
+                each(now.nodes.misses, before.nodes.misses),
+                each(now.points.lookups, before.points.lookups),
+                each(now.points.misses, before.points.misses));
+}
+
 /// The file, the peer over the same points, and how both are asked.
 class Bench {
 public:
-    Bench(std::int64_t points, int rounds)
-        : rounds_(rounds), points_(surface_points::Make(points)) {
+    Bench(std::int64_t points, int rounds, const char* text)
+        : rounds_(rounds), text_(text), points_(surface_points::Make(points)) {
         spacing_ = surface_points::Spacing(static_cast<std::int64_t>(points_.size()));
         std::printf("%zu points, spacing %g\n", points_.size(), double{spacing_});
         Write(name_, false);
@@ -157,7 +173,8 @@ public:
         Compare("all cached, a walk", name_, walk, AskOneByOne);
         Compare("all cached, a walk, asked at once", name_, walk, AskMany);
         const Rate nan = Compare("with a point that is not finite", with_nan_, random, AskOneByOne);
-        std::printf("%-46s %6.2f\n", "  through that without it", nan.best / all.best);
+        if (nan.best > 0 && all.best > 0)
+            std::printf("%-46s %6.2f\n", "  through that without it", nan.best / all.best);
         Filter(random, 1.5f);
         Filter(random, 2);
         Configure(1, 0.1);
@@ -213,7 +230,10 @@ private:
     void Scale(const char* what, const MakePlaces& make) const;
     void Filter(const MakePlaces& make, float spacings) const;
 
+    bool IsWanted(const char* what) const { return std::strstr(what, text_) != nullptr; }
+
     const int rounds_;
+    const char* const text_;
     const std::vector<Point> points_;
     const std::string name_ = "/tmp/lookup_bench." + std::to_string(getpid());
     const std::string with_nan_ = name_ + ".nan";
@@ -286,11 +306,14 @@ void Bench::BuildPeer() {
 
 Rate Bench::Compare(const char* what, const std::string& name, const MakePlaces& make,
                     Ask ask) const {
+    if (!IsWanted(what)) return {};
     const PtcFile file(name.c_str());
     PtcManagedFile* const files[] = {file.Get()};
     const PtcLookup lookup({files, 1});
     if (!lookup) Die("making a lookup");
     std::vector<double> own, ratios, peers;
+    PtcStatistics before{};
+    double asked = 0;
     for (int round = -1; round < rounds_; ++round) {
         const std::vector<float> places = make(static_cast<unsigned>(round + 1));
         Found right(places.size() / 3);
@@ -299,11 +322,13 @@ Rate Bench::Compare(const char* what, const std::string& name, const MakePlaces&
             for (unsigned extra = 0; extra < 20; ++extra)
                 (void)Round(lookup, make(1000 + extra), 1, ask, &found);
             (void)RoundOfPeer(places, 1, &right);
+            (void)PtcGetStatistics(&before);
             continue;
         }
         peers.push_back(RoundOfPeer(places, 1, &right));
         own.push_back(Round(lookup, places, 1, ask, &found));
         ratios.push_back(own.back() / peers.back());
+        asked += static_cast<double>(places.size()) / 3;
         if (found.squared != right.squared) Die("other distances than the peer's");
         std::size_t others = 0;
         for (std::size_t i = 0; i < found.indexes.size(); ++i)
@@ -315,10 +340,12 @@ Rate Bench::Compare(const char* what, const std::string& name, const MakePlaces&
     std::printf("%-46s %6.2f (%.2f)   %8.0f, nanoflann %8.0f a second\n", what,
                 rate.best / RateOf(peers).best, RateOf(ratios).median, rate.best,
                 RateOf(peers).best);
+    PrintBlocks(before, asked);
     return rate;
 }
 
 void Bench::Scale(const char* what, const MakePlaces& make) const {
+    if (!IsWanted(what)) return;
     const PtcFile file(name_.c_str());
     PtcManagedFile* const files[] = {file.Get()};
     const PtcLookup lookup({files, 1});
@@ -343,6 +370,7 @@ void Bench::Scale(const char* what, const MakePlaces& make) const {
 }
 
 void Bench::Filter(const MakePlaces& make, float spacings) const {
+    if (!IsWanted("samples")) return;
     const char* const names[] = {"_radiosity"};
     const PtcFile file(name_.c_str());
     PtcManagedFile* const files[] = {file.Get()};
@@ -373,11 +401,13 @@ void Bench::Filter(const MakePlaces& make, float spacings) const {
 int main(int count, char** arguments) {
     const std::int64_t points = count > 1 ? std::atoll(arguments[1]) : 1'000'000;
     const int rounds = count > 2 ? std::atoi(arguments[2]) : 5;
+    const char* const text = count > 3 ? arguments[3] : "";
     if (points < 200'000 || rounds < 1) {
-        std::fputs("usage: lookup_bench [POINTS [ROUNDS]]    at least 200000 points\n", stderr);
+        std::fputs("usage: lookup_bench [POINTS [ROUNDS [TEXT]]]    at least 200000 points\n",
+                   stderr);
         return 2;
     }
     PtcSetThreadCount(2);
-    Bench(points, rounds).Run();
+    Bench(points, rounds, text).Run();
     return 0;
 }
