@@ -13,11 +13,16 @@
 struct LookedUpFile {
     PtcManagedFile* file = nullptr;                 ///< null: left out
     std::shared_ptr<const TreeInMemory> in_memory;  ///< null: the octree is in the file
-    PtcNode root{};
     std::int64_t root_reference = 0;
     std::int64_t points = 0;            ///< no octree leads to more
     std::int64_t nodes = 0;             ///< likewise
     std::vector<std::int32_t> offsets;  ///< of each variable in a point's data; -1: it has none
+};
+
+struct LookedUpFiles {
+    std::vector<LookedUpFile> files;
+    std::vector<PtcNode> roots;  ///< of the files, and others up to a multiple of four
+    std::uint64_t number = 0;    ///< no other lookup of the process has it
 };
 
 /// The floats of one variable in an answer.

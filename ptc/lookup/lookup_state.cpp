@@ -3,6 +3,7 @@
 #include "ptc/lookup/lookup_state.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <span>
 
@@ -15,18 +16,18 @@ namespace {
 constexpr int kDefaultKilobytes = 1 << 20;
 
 /// Finds the octree in the file itself. False: the failure is stored.
-bool UseOwnTree(PtcThreadCache& cache, LookedUpFile* use) {
-    const PtcNode* const root = RootRecord(&cache, use->file);
-    if (!root) return false;
-    use->root = *root;
-    use->root.data = nullptr;  // it is valid only now
+bool UseOwnTree(PtcThreadCache& cache, LookedUpFile* use, PtcNode* root) {
+    const PtcNode* const record = RootRecord(&cache, use->file);
+    if (!record) return false;
+    *root = *record;
+    root->data = nullptr;  // it is valid only now
     use->root_reference = use->file->Header()->root_position;
     use->nodes = use->file->Header()->node_count;
     return true;
 }
 
 /// Finds or makes the octree in memory. False: the failure is stored, and reported.
-bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use) {
+bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use, PtcNode* root) {
     using Problem = TreeInMemory::Problem;
     const std::int64_t kilobytes = ConfigGetCount("/lumrd/pointcloudmemory", kDefaultKilobytes);
     auto problem = Problem::kNone;
@@ -44,13 +45,13 @@ bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use) {
         cloud_messages::PointsAreUnreadable(name);
     }
     if (!use->in_memory) return false;
-    use->root = use->in_memory->Root();
+    *root = use->in_memory->Root();
     use->nodes = use->in_memory->NodeCount();
     return true;
 }
 
-/// Fills `use` with what a lookup needs of `file`. False: the failure is stored.
-bool Use(PtcManagedFile* file, LookedUpFile* use) {
+/// Fills `use` and `root` with what a lookup needs of `file`. False: the failure is stored.
+bool Use(PtcManagedFile* file, LookedUpFile* use, PtcNode* root) {
     PtcThreadCache* const cache = ThisThreadCache();
     if (!cache) {
         SetFailure(PtcFailureCode::kNoMemory, nullptr, "memory ran out");
@@ -65,7 +66,7 @@ bool Use(PtcManagedFile* file, LookedUpFile* use) {
     try {
         // A text file has no places that can be read without those before them.
         const bool has_tree = file->Header()->node_count > 0 && !file->IsText();
-        return has_tree ? UseOwnTree(*cache, use) : UseTreeInMemory(*cache, use);
+        return has_tree ? UseOwnTree(*cache, use, root) : UseTreeInMemory(*cache, use, root);
     } catch (const std::bad_alloc&) {
         SetFailure(PtcFailureCode::kNoMemory, file->Name(), "memory ran out");
         return false;
@@ -82,13 +83,16 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
         cloud_messages::TooManyClouds();
     }
     files.resize(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        LookedUpFile& use = files[static_cast<std::size_t>(i)];
-        if (::Use(clouds.files[i], &use)) continue;
+    roots.resize((files.size() + 3) / 4 * 4);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        LookedUpFile& use = files[i];
+        if (::Use(clouds.files[i], &use, &roots[i])) continue;
         use.file = nullptr;
         is_whole = false;
     }
     life = this_thread::life_of_set.load(std::memory_order_relaxed);
+    static constinit std::atomic<std::uint64_t> lookups{0};
+    number = lookups.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
@@ -132,19 +136,39 @@ void PtcLookup::State::StoreData(const LookedUpFile& file, const PtcPoint& point
     }
 }
 
+/// The nearest points, the nearest first; valid until the thread's next search.
+std::span<const Candidate> PtcLookup::State::Search(LookupThread& thread, const PtcPlace& place,
+                                                    const PtcNearest& wanted) const {
+    LookupScratch& scratch = thread.Scratch();
+    const auto run = [&](float limit) {
+        NearestSearch search(place, wanted, limit, scratch.candidates);
+        scratch.search.Run(*this, &thread.cache, place.position, search);
+        return scratch.candidates.Sorted();
+    };
+    const float within = wanted.within * wanted.within;
+    // Points that the normals leave out would have to be left out of the hint.
+    if (place.normal && wanted.least_dot > -1) return run(within);
+    const float hint = scratch.hint.For(number, wanted.most, place.position);
+    std::span<const Candidate> nearest = run(std::min(within, hint));
+    // Fewer than were there for the other place: part of a file could not be read meanwhile.
+    if (std::ssize(nearest) < wanted.most && hint < within) nearest = run(within);
+    if (std::ssize(nearest) == wanted.most)
+        scratch.hint.Found(number, wanted.most, place.position, nearest.back().squared_distance);
+    return nearest;
+}
+
 bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
                                const PtcNearest& wanted, const PtcNearestArrays& arrays,
                                std::int32_t* found) const {
     *found = 0;
     if (!IsFinite(place.position)) return true;
     LookupScratch& scratch = thread.Scratch();
-    NearestSearch search(place, wanted, scratch.candidates);
-    scratch.search.Run(files, &thread.cache, place.position, search);
+    const std::span<const Candidate> nearest = Search(thread, place, wanted);
     const bool with_records =
         arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0);
     bool all_read = scratch.search.AllRead();
     std::int64_t at = 0;
-    for (const Candidate& candidate : scratch.candidates.Sorted()) {
+    for (const Candidate& candidate : nearest) {
         const PtcPoint* const point = with_records ? Record(&thread.cache, candidate) : nullptr;
         if (with_records && !point) {
             all_read = false;
@@ -172,7 +196,7 @@ bool PtcLookup::State::Sample(LookupThread& thread, const PtcPlace& place, const
     FilterSums& sums = scratch.sums;
     sums.Clear(static_cast<std::size_t>(floats), variables.size());
     FilterSearch search(place, filter, files, variables, sums);
-    scratch.search.Run(files, &thread.cache, place.position, search);
+    scratch.search.Run(*this, &thread.cache, place.position, search);
     for (std::size_t i = 0; i < variables.size(); ++i) {
         const double weight = sums.weights[i];
         weights[i] = static_cast<float>(weight);
