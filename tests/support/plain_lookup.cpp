@@ -108,7 +108,7 @@ namespace {
 /// point that is not finite counts as 0.
 double Weight(const PointHead& head, const PtcPlace& place, const PtcFilter& filter) {
     const double own = std::isfinite(head.radius) ? head.radius : 0;
-    const double reach = std::max(own * own, double{filter.radius * filter.radius});
+    const double reach = own > filter.radius ? own * own : filter.radius * filter.radius;
     const double near = 1 - SquaredDistance(head.position, place.position) / reach;
     if (!(near > 0)) return 0;
     const float* const n = head.normal;
