@@ -63,17 +63,19 @@ private:
     const std::int64_t begin_;
 };
 
-/// Calls `look_up(thread)` for a lookup that can be used. False: it cannot, `look_up` answers
-/// false, or memory runs out.
+/// Calls `look_up(thread)` with the calling thread's scratch memory. False: `look_up` answers
+/// false, memory runs out, or the lookup is of no use. `life`: the one in which it was made; null:
+/// it was not.
 template <class LookUp>
-bool InThread(bool has_state, std::uint64_t life, LookUp look_up) {
-    if (has_state && life != this_thread::life_of_set.load(std::memory_order_relaxed)) {
+bool InThread(const std::uint64_t* life, LookUp look_up) {
+    if (!life) return Refuse("the lookup could not be made");
+    if (*life != this_thread::life_of_set.load(std::memory_order_relaxed)) {
         SetFailure(PtcFailureCode::kShutDown, nullptr,
                    "the files of the lookup were closed by the shut-down");
         return false;
     }
     return CatchNoMemory(nullptr, false, [&] {
-        PtcThreadCache* const cache = has_state ? ThisThreadCache() : nullptr;
+        PtcThreadCache* const cache = ThisThreadCache();
         if (!cache) throw std::bad_alloc();
         LookupThread thread(*cache);
         return look_up(thread);
@@ -144,7 +146,7 @@ bool PtcLookup::Nearest(const PtcPlace& place, const PtcNearest& wanted,
     *found = 0;
     if (!place.position) return Refuse("no position");
     if (!IsSound(wanted)) return false;
-    return InThread(state_ != nullptr, state_ ? state_->life : 0, [&](LookupThread& thread) {
+    return InThread(state_ ? &state_->life : nullptr, [&](LookupThread& thread) {
         const LookupTime time(thread.cache.stats.getpoints_time, thread.cache.stats);
         return state_->Nearest(thread, place, wanted, arrays, found);
     });
@@ -158,7 +160,7 @@ bool PtcLookup::NearestOfMany(const PtcPlaces& places, const PtcNearest& wanted,
     std::fill_n(found, places.count, 0);
     if (!places.positions) return Refuse("no positions");
     if (!IsSound(wanted)) return false;
-    return InThread(state_ != nullptr, state_ ? state_->life : 0, [&](LookupThread& thread) {
+    return InThread(state_ ? &state_->life : nullptr, [&](LookupThread& thread) {
         const LookupTime time(thread.cache.stats.getpoints_time, thread.cache.stats);
         return ForMany(thread, places, [&](std::int64_t i) {
             return state_->Nearest(thread, PlaceOf(places, i), wanted,
@@ -184,7 +186,7 @@ bool PtcLookup::SampleMany(const PtcPlaces& places, const PtcFilter& filter, flo
     std::fill_n(values, places.count * floats, 0.0f);
     std::fill_n(weights, places.count * variables, 0.0f);
     if (!IsSound(filter)) return false;
-    return InThread(state_ != nullptr, state_ ? state_->life : 0, [&](LookupThread& thread) {
+    return InThread(state_ ? &state_->life : nullptr, [&](LookupThread& thread) {
         const LookupTime time(thread.cache.stats.texture3d_time, thread.cache.stats);
         return ForMany(thread, places, [&](std::int64_t i) {
             return state_->Sample(thread, PlaceOf(places, i), filter, values + i * floats,

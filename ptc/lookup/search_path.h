@@ -33,6 +33,7 @@ public:
         // This way round a value that is not a number ends the path, too.
         while (nodes_.size() > 1 && !(nodes_.back().reached - travelled_ > needed))
             nodes_.pop_back();
+        if (nodes_.size() <= 1) travelled_ = 0;
     }
 
     /// Where a search in `file` begins; null: at the root.

@@ -9,12 +9,13 @@
 #include "ptc/cache/cache_set.h"
 #include "ptc/format/point_bounds.h"
 #include "ptc/format/record_storage.h"
+#include "ptc/lookup/waiting_node.h"
 #include "ptc/organise/octree_nodes.h"
 #include "ptc/organise/point_order.h"
 
 namespace {
 
-constexpr std::size_t kLeafPoints = 16;
+constexpr std::size_t kLeafPoints = WaitingNode::kScanned;
 constexpr std::int64_t kPiece = 8192;  // points that are read at a time
 
 std::size_t Unsigned(std::int64_t value) {
