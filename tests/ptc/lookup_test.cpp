@@ -156,12 +156,17 @@ void WriteRandom(const std::string& file, Form form, Places places, std::size_t 
 
 // --- what is asked ---
 
-/// Places of all kinds, far from each other or along a way.
+/// Places of all kinds: far from each other, each a step from the one before, or ever closer to a
+/// point.
 ManyPlaces RandomPlaces(const PlainLookup& plain, Places places, std::size_t count,
                         bool has_normals, std::mt19937& random) {
-    ManyPlaces many;
-    const bool is_walk = random() % 2 == 0;
+    enum class Way { kNone, kSteps, kApproach };
+    const Way way = OneOf(random, {Way::kNone, Way::kNone, Way::kSteps, Way::kApproach});
     const float step = OneOf(random, {1e-6f, 0.001f, 0.02f, 0.3f}) * Extent(places);
+    ManyPlaces many;
+    float before[3];
+    float from[3];
+    Direction(random, from);
     for (std::size_t i = 0; i < count; ++i) {
         float at[3];
         float normal[3];
@@ -171,10 +176,14 @@ ManyPlaces RandomPlaces(const PlainLookup& plain, Places places, std::size_t cou
         const PointHead* const head = heads.empty() ? nullptr : &heads[random() % heads.size()];
         if (head && random() % 2) std::copy_n(head->position, 3, at);  // at a point
         if (head && random() % 2) std::copy_n(head->normal, 3, normal);
-        const auto how = random() % (is_walk ? 100 : 16);
-        if (is_walk && i > 0) std::copy_n(many.positions.end() - 3, 3, at);
-        for (float& coordinate : at)
-            if (is_walk) coordinate += step * Coordinate(random);
+        if (i > 0 && way != Way::kNone) std::copy_n(before, 3, at);
+        const float left = 1 - static_cast<float>(i) / static_cast<float>(count);
+        for (int axis = 0; axis < 3; ++axis) {
+            if (way == Way::kSteps) at[axis] += step * Coordinate(random);
+            before[axis] = at[axis];
+            if (way == Way::kApproach) at[axis] += left * from[axis] * Extent(places);
+        }
+        const auto how = random() % (way == Way::kNone ? 16 : 100);
         if (how < 4) at[random() % 3] += OneOf(random, {1e-6f, 0.01f, -0.3f}) * Extent(places);
         if (how == 4) at[random() % 3] = OneOf(random, {1e3f, -1e6f, 1e19f, 1e30f, -3e38f});
         if (how == 5) at[random() % 3] = OneOf(random, {kNaN, kInfinity, -kInfinity});
@@ -290,11 +299,13 @@ protected:
             const bool one_by_one = random() % 2 == 0;
             const ManyPlaces at = RandomPlaces(plain, places, asked, random() % 2, random);
             const unsigned unwanted = random() % 3 == 0 ? static_cast<unsigned>(random()) : 0;
-            ASSERT_EQ(
-                DifferenceOfNearest(lookup, plain, at, RandomWish(Extent(places), random), one_by_one, unwanted),
-                "");
+            ASSERT_EQ(DifferenceOfNearest(lookup, plain, at, RandomWish(Extent(places), random),
+                                          one_by_one, unwanted),
+                      "");
             if (places == Places::kTiny) continue;  // weights are made of squares that are nothing
-            ASSERT_EQ(DifferenceOfSamples(lookup, plain, at, RandomFilter(Extent(places), random), one_by_one), "");
+            ASSERT_EQ(DifferenceOfSamples(lookup, plain, at, RandomFilter(Extent(places), random),
+                                          one_by_one),
+                      "");
         }
     }
 
@@ -304,7 +315,8 @@ protected:
 TEST_P(LookupOf, AnswersWhatAPlainWalkFinds) {
     for (int round = 0; round < GetParam().rounds * Rounds(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
-        std::mt19937 random(static_cast<unsigned>(round * 16 + static_cast<int>(GetParam().places)));
+        std::mt19937 random(
+            static_cast<unsigned>(round * 16 + static_cast<int>(GetParam().places)));
         Try(random);
         End();
         if (HasFatalFailure()) return;
@@ -321,6 +333,30 @@ INSTANTIATE_TEST_SUITE_P(Points, LookupOf,
                                          RandomCase{"Vast", Places::kVast, 12},
                                          RandomCase{"Far", Places::kFar, 12}),
                          [](const auto& tested) { return std::string(tested.param.name); });
+
+// A search may use what the last one has found, but not that all is infinitely far away.
+TEST_F(Lookup, StepsFromWhereSquaresOverflowMissNothing) {
+    std::mt19937 random(1);
+    for (int tree = 0; tree < 10; ++tree) {
+        OpenBytes(TreeCloud(RandomPoints(Places::kFar, 3000, random), {}, random));
+        const PtcLookup lookup = Made();
+        const PlainLookup plain = Plain();
+        for (int i = 0; i < 50; ++i) {
+            float from[3];
+            Direction(random, from);
+            const float* const to = plain.Heads(0)[random() % 3000].position;
+            for (const float left : {2.4e19f, 1.5e19f}) {
+                ManyPlaces place;
+                for (int axis = 0; axis < 3; ++axis)
+                    place.positions.push_back(to[axis] + left * from[axis]);
+                ASSERT_EQ(DifferenceOfNearest(lookup, plain, place, {8, 1.6e19f}), "");
+                ASSERT_EQ(DifferenceOfSamples(lookup, plain, place, {1.6e19f}), "");
+                ASSERT_EQ(DifferenceOfNearest(lookup, plain, place, {8}), "");
+            }
+        }
+        End();
+    }
+}
 
 // --- other orders of the same points ---
 
