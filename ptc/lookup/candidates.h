@@ -24,8 +24,8 @@ struct Candidate {
     std::int32_t place;  ///< of the point in its tree; the index where the file has the tree
 
     bool operator<(const Candidate& other) const {
-        if (squared_distance != other.squared_distance) [[likely]]
-            return squared_distance < other.squared_distance;
+        if (squared_distance < other.squared_distance) return true;
+        if (squared_distance > other.squared_distance) return false;
         return file != other.file ? file < other.file : index < other.index;
     }
 };
@@ -53,10 +53,11 @@ public:
         if (most_ > kSorted) {
             AddToHeap(candidate);
         } else {
+            Candidate* const held = held_.data();
             std::size_t at = count_ < most_ ? count_++ : count_ - 1;
-            for (; at > 0 && candidate < held_[at - 1]; --at) held_[at] = held_[at - 1];
-            held_[at] = candidate;
-            if (count_ == most_) last_ = held_[count_ - 1];
+            for (; at > 0 && !(held[at - 1] < candidate); --at) held[at] = held[at - 1];
+            held[at] = candidate;
+            if (count_ == most_) last_ = held[count_ - 1];
         }
     }
 
