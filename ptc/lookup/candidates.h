@@ -16,17 +16,17 @@
 #include <span>
 #include <vector>
 
+/// A point that a search has found. No octree counts more points than 32 bits do.
 struct Candidate {
     float squared_distance;
     std::int32_t file;
-    std::int64_t index;  ///< of the point in its file
-    std::int64_t place;  ///< of the point in its tree; the index where the file has the tree
+    std::int32_t index;  ///< of the point in its file
+    std::int32_t place;  ///< of the point in its tree; the index where the file has the tree
 
     bool operator<(const Candidate& other) const {
-        if (squared_distance != other.squared_distance)
-            return squared_distance < other.squared_distance;
-        if (file != other.file) return file < other.file;
-        return index < other.index;
+        if (squared_distance < other.squared_distance) return true;
+        if (squared_distance > other.squared_distance) return false;
+        return file != other.file ? file < other.file : index < other.index;
     }
 };
 
@@ -44,10 +44,8 @@ public:
     float SquaredDistance() const { return last_.squared_distance; }
 
     /// Whether a point of `file`, with `index` or a greater one, that far away could be wanted.
-    bool Wants(float squared_distance, std::int32_t file, std::int64_t index) const {
-        if (squared_distance != last_.squared_distance)
-            return squared_distance < last_.squared_distance;
-        return file < last_.file || (file == last_.file && index < last_.index);
+    bool Wants(float squared_distance, std::int32_t file, std::int32_t index) const {
+        return Candidate{squared_distance, file, index, 0} < last_;
     }
 
     /// Caller: it is wanted.
@@ -55,10 +53,11 @@ public:
         if (most_ > kSorted) {
             AddToHeap(candidate);
         } else {
+            Candidate* const held = held_.data();
             std::size_t at = count_ < most_ ? count_++ : count_ - 1;
-            for (; at > 0 && candidate < held_[at - 1]; --at) held_[at] = held_[at - 1];
-            held_[at] = candidate;
-            if (count_ == most_) last_ = held_[count_ - 1];
+            for (; at > 0 && !(held[at - 1] < candidate); --at) held[at] = held[at - 1];
+            held[at] = candidate;
+            if (count_ == most_) last_ = held[count_ - 1];
         }
     }
 

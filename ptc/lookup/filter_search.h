@@ -46,12 +46,12 @@ public:
 
     /// A box of a node encloses its points' spheres, so a sphere that reaches the place has it in
     /// its box.
-    bool Wants(float bound, std::int32_t, std::int64_t) const {
+    bool Wants(float bound, std::int32_t, std::int32_t) const {
         return bound == 0 || bound < squared_radius_;
     }
 
     void Visit(const PointRun& run) {
-        for (std::int64_t i = 0; i < run.count; ++i) {
+        for (std::int32_t i = 0; i < run.count; ++i) {
             const PtcPoint& point = run.points[i];
             const double weight = Weight(point);
             if (weight > 0) Add(files_[static_cast<std::size_t>(run.file)], point.data, weight);

@@ -29,12 +29,12 @@ public:
     }
 
     float Limit() const { return candidates_.SquaredDistance(); }
-    bool Wants(float bound, std::int32_t file, std::int64_t index) const {
+    bool Wants(float bound, std::int32_t file, std::int32_t index) const {
         return candidates_.Wants(bound, file, index);
     }
 
     void Visit(const PointRun& run) {
-        std::int64_t i = 0;
+        std::int32_t i = 0;
         for (; i + 4 <= run.count; i += 4) {
             const auto distances = from_.ToPoints(run.points + i);
             for (unsigned lanes = squared_distance::MaskAtMost(distances, Limit()); lanes != 0;
@@ -47,11 +47,11 @@ public:
     }
 
 private:
-    void Offer(float distance, const PointRun& run, std::int64_t i) {
+    void Offer(float distance, const PointRun& run, std::int32_t i) {
         // This way round NaN is refused, too.
         if (!(distance <= Limit())) return;
-        const std::int64_t place = run.place + i;
-        const std::int64_t index = run.indexes ? run.indexes[i] : place;
+        const std::int32_t place = run.place + i;
+        const std::int32_t index = run.indexes ? run.indexes[i] : place;
         if (!candidates_.Wants(distance, run.file, index) || !Fits(run.points[i], distance)) return;
         candidates_.Add({distance, run.file, index, place});
     }

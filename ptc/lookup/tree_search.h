@@ -18,6 +18,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <utility>
 #include <vector>
@@ -32,8 +33,8 @@
 struct PointRun {
     std::int32_t file;
     const PtcPoint* points;
-    std::int64_t count;
-    std::int64_t place;           ///< of the first one in its tree
+    std::int32_t count;
+    std::int32_t place;           ///< of the first one in its tree
     const std::int32_t* indexes;  ///< of the points in their file; null: the places
 };
 
@@ -65,7 +66,8 @@ private:
     template <class Search>
     void BeginIn(const LookedUpFiles& files, std::size_t file, float bound, Search& search);
     template <class Search>
-    void Descend(const LookedUpFile& file, const WaitingNode& node, Search& search);
+    void Descend(const LookedUpFile& file, const WaitingNode& node, unsigned children,
+                 Search& search);
     template <class Search>
     void Scan(const LookedUpFile& file, const WaitingNode& leaf, Search& search);
 
@@ -80,12 +82,13 @@ private:
 
     void GiveUp(std::int32_t file, const LookedUpFile& damaged, const char* why);
 
-    std::vector<WaitingNode> waiting_;
+    WaitingNodes waiting_;
     SearchPath path_;
     bool is_on_path_ = false;  ///< the node to be visited next is the last one of the path
     std::vector<Left> left_;
     PtcThreadCache* cache_ = nullptr;
     squared_distance::From from_{kOrigin};
+    float limit_ = 0;  ///< of the search at its begin
     bool all_read_ = true;
 
     static constexpr float kOrigin[3] = {};
@@ -98,30 +101,30 @@ void TreeSearch::Run(const LookedUpFiles& files, PtcThreadCache* cache, const fl
     from_ = squared_distance::From(place);
     all_read_ = true;
     path_.Move(files.number, place, std::sqrt(double{search.Limit()}));
+    limit_ = search.Limit();
     Begin(files, search);
-    while (!waiting_.empty()) {
-        const WaitingNode& top = waiting_.back();
+    while (!waiting_.IsEmpty()) {
+        const WaitingNode& top = waiting_.Top();
+        waiting_.Pop();
         const auto& file = files.files[static_cast<std::size_t>(top.file)];
         if (left_[static_cast<std::size_t>(top.file)].nodes < 0 ||
             !search.Wants(top.bound, top.file, file.in_memory ? 0 : top.first)) {
-            waiting_.pop_back();
             is_on_path_ = false;
             continue;
         }
-        const WaitingNode node = top;
-        waiting_.pop_back();
-        if (node.IsOpened()) {
-            Descend(file, node, search);
+        const unsigned children = top.IsLarge() ? top.Children() : 0;
+        if (children != 0) {
+            Descend(file, WaitingNode(top), children, search);
         } else {
-            Scan(file, node, search);
+            Scan(file, top, search);
         }
     }
 }
 
-/// Lets the roots wait, or the node in which the path ends.
 template <class Search>
 void TreeSearch::Begin(const LookedUpFiles& files, Search& search) {
-    waiting_.clear();
+    waiting_.Clear();
+    waiting_.MakeRoom(files.files.size());
     left_.resize(files.files.size());
     for (std::size_t four = files.roots.size(); four > 0;) {
         four -= 4;
@@ -133,14 +136,9 @@ void TreeSearch::Begin(const LookedUpFiles& files, Search& search) {
             BeginIn(files, four + static_cast<std::size_t>(lane), bounds[lane], search);
         }
     }
-    if (Search::kNearestFirst && waiting_.size() > 1)
-        std::stable_sort(
-            waiting_.begin(), waiting_.end(),
-            [](const WaitingNode& a, const WaitingNode& b) { return a.bound > b.bound; });
-    if (waiting_.empty()) return;
-    const WaitingNode& first = waiting_.back();
-    is_on_path_ = first.IsOpened();
-    if (is_on_path_ && !path_.NodeFor(first.file)) path_.Begin(first);
+    if (Search::kNearestFirst && waiting_.Count() > 1) waiting_.SortByDistance();
+    is_on_path_ = !waiting_.IsEmpty() && waiting_.Top().IsLarge();
+    if (is_on_path_ && !path_.NodeFor(waiting_.Top().file)) path_.Begin(waiting_.Top());
 }
 
 template <class Search>
@@ -152,14 +150,16 @@ void TreeSearch::BeginIn(const LookedUpFiles& files, std::size_t file, float bou
     const LookedUpFile& use = files.files[file];
     left_[file] = {use.nodes - 1, use.points};
     const WaitingNode* const known = path_.NodeFor(number);
-    if (known) waiting_.push_back(*known);
-    if (!known) waiting_.emplace_back().Set(0, number, use.root_reference, files.roots[file]);
-    waiting_.back().bound = bound;
+    WaitingNode& node = waiting_.Push();
+    if (known) node = *known;
+    if (!known) node.Set(bound, number, use.root_reference, files.roots[file]);
+    node.bound = bound;
 }
 
 /// Lets the children of `node` wait that the search wants.
 template <class Search>
-void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, Search& search) {
+void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, unsigned children,
+                         Search& search) {
     const bool is_on_path = std::exchange(is_on_path_, false);
     const PtcNode* const records = ChildrenOf(file, node);
     if (!records) return;
@@ -174,7 +174,7 @@ void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, Sear
     }
     Octant octants[kNodeChildren];
     int count = 0;
-    for (wanted &= node.children_there; wanted != 0;) {
+    for (wanted &= children; wanted != 0;) {
         const int i = std::bit_width(wanted) - 1;
         wanted ^= 1U << i;
         const float bound = bounds[i];
@@ -190,18 +190,18 @@ void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, Sear
         GiveUp(node.file, file, "it has more nodes than the header counts");
         return;
     }
+    waiting_.MakeRoom(kNodeChildren);
     for (int i = 0; i < count; ++i) {
         const int octant = octants[i].number;
-        waiting_.emplace_back().Set(octants[i].bound, node.file, node.children[octant],
-                                    records[octant]);
+        waiting_.Push().Set(octants[i].bound, node.file, node.children[octant], records[octant]);
     }
-    is_on_path_ = is_on_path && count > 0 && waiting_.back().IsOpened();
-    if (!is_on_path_) return;
+    if (!is_on_path || count == 0 || !waiting_.Top().IsLarge()) return;
     float others = HUGE_VALF;
-    const unsigned siblings = node.children_there & ~(1U << octants[count - 1].number);
-    for (int i = 0; i < kNodeChildren; ++i)
-        if (siblings >> i & 1U) others = std::min(others, bounds[i]);
-    path_.Add(waiting_.back(), others);
+    for (unsigned rest = children & ~(1U << octants[count - 1].number); rest != 0; rest &= rest - 1)
+        others = std::min(others, bounds[std::countr_zero(rest)]);
+    // A path that the next search cannot follow is not worth the copies.
+    is_on_path_ = others > limit_;
+    if (is_on_path_) path_.Add(waiting_.Top(), others);
 }
 
 /// Visits the points of a leaf, block by block.
@@ -221,11 +221,16 @@ void TreeSearch::Scan(const LookedUpFile& file, const WaitingNode& leaf, Search&
     }
     constexpr std::int64_t kBlock = PtcPointCache::kPoints;
     const std::int64_t end = std::int64_t{leaf.first} + leaf.count;
+    if (end > std::numeric_limits<std::int32_t>::max()) {
+        GiveUp(leaf.file, file, "its leaves have more points than an octree can count");
+        return;
+    }
     for (std::int64_t at = leaf.first; at < end;) {
         const std::int64_t run_end = std::min(at - at % kBlock + kBlock, end);
         const PtcPoint* const points = PointRecordOf(cache_, *file.file, at);
         if (points) {
-            search.Visit({leaf.file, points, run_end - at, at, nullptr});
+            search.Visit({leaf.file, points, static_cast<std::int32_t>(run_end - at),
+                          static_cast<std::int32_t>(at), nullptr});
         } else {
             all_read_ = false;
         }
