@@ -18,10 +18,10 @@
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/node_faults.h"
-#include "tools/ptc/inspect/print_columns.h"
-#include "tools/ptc/inspect/print_table.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/point_scan.h"
+#include "tools/ptc/print_columns.h"
+#include "tools/ptc/print_table.h"
 #include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
 

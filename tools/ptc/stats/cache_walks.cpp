@@ -21,7 +21,7 @@
 #include "ptc/tree.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
-#include "tools/ptc/foreign_file.h"
+#include "tools/ptc/open_through_caches.h"
 
 namespace {
 
@@ -158,20 +158,6 @@ std::uint64_t StepsInAll(const PtcFile& file, WalkKind kind, const WalkPlan& pla
 }
 
 }  // namespace
-
-PtcFile OpenThroughCaches(const InputFile& file) {
-    PtcFile open(file.Path().c_str());
-    if (open) return open;
-    const PtcFailure why = PtcLastFailure();
-    const bool is_foreign = why.code == PtcFailureCode::kNotACloud;
-    throw Failure(file.Name() + ": " + why.reason + (is_foreign ? ConvertHint(file) : ""));
-}
-
-PtcHeader HeaderOf(const PtcFile& file) {
-    PtcHeader header{};
-    (void)PtcGetHeader(file.Get(), &header);  // an open file has one
-    return header;
-}
 
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     const PtcFile open = OpenThroughCaches(file);

@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <string>
 
-#include "ptc/access.h"
 #include "tools/common/input_file.h"
 
 enum class WalkKind {
@@ -36,11 +35,6 @@ struct WalkOutcome {
     bool is_cut = false;  ///< the limit has ended it
     std::string missing;  ///< what could not be read, in words; empty: nothing
 };
-
-/// Opens `file` through the library. Fails with its reason.
-PtcFile OpenThroughCaches(const InputFile& file);
-
-PtcHeader HeaderOf(const PtcFile& file);
 
 /// Walks over `file`. The same plan makes the same lookups every time; a limit may end them early.
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan);

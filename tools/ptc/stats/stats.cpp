@@ -17,6 +17,7 @@
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
+#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
 #include "util/text/printable_text.h"
@@ -45,14 +46,6 @@ struct StatsOptions {
     std::int64_t kilobytes = 0;
     std::int64_t lookups = 0;
     bool xml = false;
-};
-
-/// Closes the library's files at the end of a scope.
-struct Shutdown {
-    Shutdown() = default;
-    Shutdown(const Shutdown&) = delete;
-    Shutdown& operator=(const Shutdown&) = delete;
-    ~Shutdown() { PtcShutdown(); }
 };
 
 std::string Line(const std::string& name, const WalkOutcome& outcome) {
@@ -86,7 +79,7 @@ int Stats(const StatsOptions& options) {
             : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
     if (options.lookups == 0) plan.limit = kUsualLimit;
     PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
-    const Shutdown at_end;
+    const LibraryShutdown at_end;
     const PtcFile open = OpenThroughCaches(file);
     const PtcHeader header = HeaderOf(open);
     plan.lookups = options.lookups > 0 ? options.lookups : header.points;

@@ -1,6 +1,6 @@
 // Columns of printed points and nodes.
 
-#include "tools/ptc/inspect/print_columns.h"
+#include "tools/ptc/print_columns.h"
 
 #include <fmt/format.h>
 
