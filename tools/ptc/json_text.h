@@ -30,7 +30,7 @@ public:
     }
     void End(char bracket) {
         --depth_;
-        if (!is_empty_ && !stays_on_line_) NewLine();
+        if (!is_empty_ && lines_ == 0) NewLine();
         text_ += bracket;
         is_empty_ = false;
     }
@@ -61,8 +61,19 @@ public:
         End(']');
     }
 
-    /// Whether what follows stays on one line.
-    void StayOnLine(bool stays) { stays_on_line_ = stays; }
+    // The same with all that is between the brackets on one line.
+    void BeginLine(char bracket) {
+        Begin(bracket);
+        ++lines_;
+    }
+    void BeginLine(std::string_view key, char bracket) {
+        Begin(key, bracket);
+        ++lines_;
+    }
+    void EndLine(char bracket) {
+        End(bracket);
+        --lines_;
+    }
 
     const std::string& Text() const { return text_; }
 
@@ -80,7 +91,7 @@ private:
         is_behind_key_ = is_empty_ = false;
     }
     void NewLine() {
-        if (stays_on_line_) {
+        if (lines_ > 0) {
             if (!text_.ends_with('[') && !text_.ends_with('{')) text_ += ' ';
             return;
         }
@@ -92,5 +103,5 @@ private:
     std::size_t depth_ = 1;  ///< the whole text is an item of a list
     bool is_empty_ = true;   ///< nothing is between the brackets yet
     bool is_behind_key_ = false;
-    bool stays_on_line_ = false;
+    int lines_ = 0;  ///< begun and not ended, one within the other
 };

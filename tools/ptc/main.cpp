@@ -14,7 +14,8 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks, repairs, converts, measures and draws point cloud files.\n"
+    "Looks at, prints, checks, repairs, converts, organises, looks up, measures and draws point "
+    "cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
 /// Messages of the library about files. Here the commands report failures themselves, each in one
@@ -48,6 +49,10 @@ int RunCommandLine(int argc, char** argv) {
     AddCheck(app, &status);
     AddRepair(app, &status);
     AddConvert(app, &status);
+    AddOrganise(app, &status);
+    AddMerge(app, &status);
+    AddQuery(app, &status);
+    AddTransfer(app, &status);
     AddStats(app, &status);
     AddView(app, &status);
     try {

@@ -51,7 +51,7 @@ std::vector<PrintColumn> Choose(const InputFile& file, const PrintOptions& optio
                                 const std::vector<PrintGroup>& variables) {
     own.insert(own.end(), variables.begin(), variables.end());
     try {
-        return ChooseColumns(own, options.variables);
+        return ColumnsOf(ChooseGroups(own, options.variables));
     } catch (const Failure& failure) {
         throw Failure(file.Name() + ": " + failure.what());
     }

@@ -9,7 +9,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ptc/access.h"
@@ -20,11 +19,11 @@
 #include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
+#include "tools/ptc/thread_option.h"
 #include "util/text/printable_text.h"
 
 namespace {
 
-constexpr int kMostThreads = 256;
 constexpr std::int64_t kMostKilobytes = 1 << 30;
 /// How long a walk may take when its number of lookups is not given.
 constexpr std::chrono::seconds kUsualLimit{2};
@@ -42,7 +41,7 @@ const std::map<std::string, WalkKind>& Walks() {
 struct StatsOptions {
     std::string file;
     std::vector<std::string> walks;  ///< none: all that the file has something for
-    int threads = 0;
+    int threads = 1;
     std::int64_t kilobytes = 0;
     std::int64_t lookups = 0;
     bool xml = false;
@@ -73,10 +72,7 @@ std::vector<std::string> Chosen(const StatsOptions& options, const InputFile& fi
 int Stats(const StatsOptions& options) {
     const InputFile file(options.file);
     WalkPlan plan;
-    plan.threads =
-        options.threads > 0
-            ? options.threads
-            : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+    plan.threads = options.threads;
     if (options.lookups == 0) plan.limit = kUsualLimit;
     PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
     const LibraryShutdown at_end;
@@ -119,10 +115,7 @@ void AddStats(CLI::App& app, int* status) {
         ->delimiter(',')
         ->check(CLI::IsMember(Walks()))
         ->type_name("A,B,...");
-    command
-        ->add_option("--threads", options->threads,
-                     "threads that read; default: one for each processor")
-        ->check(CLI::Range(1, kMostThreads));
+    AddThreadOption(*command, &options->threads);
     command
         ->add_option("--memory", options->kilobytes,
                      "KB that each thread may hold of points, and of nodes; default: 10240")

@@ -1,0 +1,14 @@
+// Spacing: how far apart the points of clouds are, from a sample of them.
+
+#pragma once
+
+#include <span>
+
+#include "ptc/lookup.h"
+
+/// The distance between neighbours of a square grid that would be as dense as the clouds typically
+/// are on their surface; 0 when there are no two points apart. `lookup` is made of `files`.
+///
+/// For up to 1000 points, spread evenly over all files, the distance d to the 8th nearest that
+/// faces the same half of the directions makes sqrt(pi / 8) d; the answer is the median of these.
+float TypicalSpacing(const PtcLookup& lookup, std::span<PtcManagedFile* const> files);
