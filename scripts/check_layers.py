@@ -11,7 +11,9 @@ FORMAT = UTIL | RECORDS | {"ptc/format"}
 CLOUD = FORMAT | {"ptc/cloud"}
 FILES = CLOUD | {"ptc/files"}
 CACHE = CLOUD | {"ptc/cache"}
-ACCESS = FILES | CACHE | {"include", "ptc/access"}
+ORGANISE = CLOUD | {"include/ptc/organise.h", "include/ptc/failure.h", "ptc/organise"}
+ACCESS = FILES | CACHE | ORGANISE | {"include", "ptc/access"}
+LOOKUP = ACCESS | {"ptc/lookup"}
 DRIVER = CLOUD | {"include/ptc/dspy.h", "driver"}
 PTC_TOOL = ACCESS | {"tools/common", "tools/ptc"}
 
@@ -30,7 +32,9 @@ MAY_INCLUDE = {
     "ptc/cloud": CLOUD,
     "ptc/files": FILES,
     "ptc/cache": CACHE,
+    "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
+    "ptc/lookup": LOOKUP,
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "include/ptc/dspy.h"},

@@ -84,13 +84,22 @@ struct PtcNearestArrays {
     float* data = nullptr;  ///< PtcLookup::FloatsPerPoint() floats a point
 };
 
-/// How values are filtered.
+/// How values are filtered: as the mean of the points' values, each with the weight
+///
+///   (1 - d^2 / h^2)^2 * a    at a distance d below h, otherwise 0
+///
+/// h is the filter's radius or the point's own, whichever is greater, so there are no gaps between
+/// points whose discs meet. a = (n - l) / (1 - l), but not below 0, with the dot product n of the
+/// place's normal and the point's, and l the filter's least dot product; it is 1 when the place or
+/// the point has no normal. The value is the sum of weight times value over the sum of weights, in
+/// double precision, so a constant comes back as it is, and the value is continuous wherever points
+/// are near. A point whose value is not finite does not count for that variable.
+///
+/// Source: normalised weights, D. Shepard, "A two-dimensional interpolation function for
+/// irregularly-spaced data", 1968; the biweight kernel of kernel regression.
 struct PtcFilter {
-    /// A point counts at distances below this or below its own radius, whichever is greater. 1.5 to
-    /// 2 times the distance between neighbours is best; 0 leaves the points' own radii.
-    float radius = 0;
-    /// Points count whose normals have a greater dot product with the place's than this.
-    float least_dot = 0;
+    float radius = 0;     ///< 1.5 to 2 times the distance between neighbours is best
+    float least_dot = 0;  ///< below 1
 };
 
 class PtcLookup {
@@ -130,7 +139,8 @@ public:
                        const PtcNearestArrays& arrays, std::int32_t* found) const noexcept;
 
     /// Filters the variables' values at `place`. `values`: FloatsPerPoint() floats; `weights`: the
-    /// sum of the weights for each variable, 0 where there is nothing and the values are 0.
+    /// sum of the weights for each variable, 0 where there is nothing and the values are 0. The
+    /// sums run over the files in their order, in each over the points in the order of its octree.
     bool Sample(const PtcPlace& place, const PtcFilter& filter, float* values,
                 float* weights) const noexcept;
 

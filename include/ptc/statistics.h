@@ -27,7 +27,16 @@ struct PtcCacheNumbers {
 struct PtcStatistics {
     PtcCacheNumbers points;
     PtcCacheNumbers nodes;
-    double read_seconds;  ///< spent on reading blocks, all threads together
+    // Times of all threads together.
+    double read_seconds;     ///< reading blocks
+    double nearest_seconds;  ///< lookups of nearest points
+    double sample_seconds;   ///< filtered lookups
+    double search_seconds;   ///< of both, in octrees
+    double load_seconds;     ///< reading files whose points are kept in memory
+    double build_seconds;    ///< making the octrees of these
+
+    std::int64_t cloud_memory;   ///< points of files without an octree
+    std::int64_t octree_memory;  ///< their octrees
 
     std::uint64_t files_opened;
     std::uint64_t files_reopened;

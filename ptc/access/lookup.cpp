@@ -26,8 +26,8 @@ private:
     return nullptr;
 }
 
-[[gnu::noinline]] const PtcPoint* NotRead(const PtcManagedFile& file, std::int64_t index) {
-    const PtcThreadCache* const cache = ThisThreadCache();
+[[gnu::noinline]] const PtcPoint* NotRead(const PtcThreadCache* cache, const PtcManagedFile& file,
+                                          std::int64_t index) {
     const PtcNoBlock no_memory{PtcNoBlock::Reason::kNoMemory};
     SetLookupFailure(file, PointName(index).c_str(), cache ? cache->WhyNoPoint() : no_memory);
     return nullptr;
@@ -70,15 +70,18 @@ void SetNoRecord(const PtcManagedFile* file, const char* what) noexcept {
     }
 }
 
+const PtcPoint* PointRecordOf(PtcThreadCache* cache, PtcManagedFile& file, std::int64_t index) {
+    const PtcPoint* const point = cache ? cache->GetPoint(file, index) : nullptr;
+    if (!point) [[unlikely]]
+        return NotRead(cache, file, index);
+    return point;
+}
+
 const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
     // The last block has records beyond the last point; these are no points.
     if (!file || index < 0 || index >= file->PointCount()) [[unlikely]]
         return NoSuchPoint(file, index);
-    PtcThreadCache* const cache = ThisThreadCache();
-    const PtcPoint* const point = cache ? cache->GetPoint(*file, index) : nullptr;
-    if (!point) [[unlikely]]
-        return NotRead(*file, index);
-    return point;
+    return PointRecordOf(ThisThreadCache(), *file, index);
 }
 
 std::int64_t PtcGetPoints(PtcManagedFile* file, std::int64_t first, std::int64_t count,

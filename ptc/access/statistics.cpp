@@ -24,12 +24,23 @@ PtcCacheNumbers Numbers(const PtcCacheFigures& figures) {
             figures.memory.Current(), figures.memory.Peak()};
 }
 
+double Seconds(const UtHresTimerStat& time) {
+    return time.Ticks() / hres_clock::TicksPerSecond();
+}
+
 bool AddCaches(PtcStatistics* statistics) {
     PtcCacheStats total;
     if (!MergeCacheStats(&total)) return false;
     statistics->points = Numbers(total.points);
     statistics->nodes = Numbers(total.nodes);
-    statistics->read_seconds = total.cache_read_time.Ticks() / hres_clock::TicksPerSecond();
+    statistics->read_seconds = Seconds(total.cache_read_time);
+    statistics->nearest_seconds = Seconds(total.getpoints_time);
+    statistics->sample_seconds = Seconds(total.texture3d_time);
+    statistics->search_seconds = Seconds(total.traverse_octrees_time);
+    statistics->load_seconds = Seconds(total.file_read_time);
+    statistics->build_seconds = Seconds(total.build_octrees_time);
+    statistics->cloud_memory = total.cloud_memory.Current();
+    statistics->octree_memory = total.octree_memory.Current();
     return true;
 }
 

@@ -45,25 +45,31 @@ struct PtcKeyInside {
     static const std::int64_t* References(const PtcNodeKey& key) { return key.children_; }
 };
 
-namespace {
-
-/// The records of a node's children; null, and the failure is stored.
-const PtcNode* Records(PtcManagedFile& file, const PtcNodeKey& key) {
-    PtcThreadCache* const cache = ThisThreadCache();
+const PtcNode* ChildRecords(PtcThreadCache* cache, PtcManagedFile& file, std::int64_t reference,
+                            const std::int64_t* children) {
     const PtcNode* const records =
-        cache ? cache->GetNodeChildren(file, key.Reference(), PtcKeyInside::References(key))
-              : nullptr;
-    if (records) return records;
+        cache ? cache->GetNodeChildren(file, reference, children) : nullptr;
+    if (records) [[likely]]
+        return records;
     char what[64] = "the octree's root";
-    if (key.Reference() != 0)
+    if (reference != 0)
         (void)std::snprintf(what, sizeof what, "children of the node at %lld",
-                            static_cast<long long>(key.Reference()));
+                            static_cast<long long>(reference));
     const PtcNoBlock no_memory{PtcNoBlock::Reason::kNoMemory};
     SetLookupFailure(file, what, cache ? cache->WhyNoNodes() : no_memory);
     return nullptr;
 }
 
-}  // namespace
+const PtcNode* RootRecord(PtcThreadCache* cache, PtcManagedFile* file) {
+    const CloudHeader* const header = file ? file->Header() : nullptr;
+    if (!header || !file->IsReading() || header->node_count == 0) {
+        SetNoRecord(file, "the octree");
+        return nullptr;
+    }
+    // Kept like the children of a node: the root is the one child of reference 0.
+    const std::int64_t root[kNodeChildren] = {header->root_position};
+    return ChildRecords(cache, *file, 0, root);
+}
 
 bool PtcNodeKey::IsLeaf() const {
     return std::all_of(children_, children_ + kNodeChildren,
@@ -76,16 +82,9 @@ PtcNodeKey PtcChildren::Key(int octant) const {
 }
 
 const PtcNode* PtcGetRoot(PtcManagedFile* file, PtcNodeKey* key) {
-    const CloudHeader* const header = file ? file->Header() : nullptr;
-    if (!header || !file->IsReading() || header->node_count == 0) {
-        SetNoRecord(file, "the octree");
-        return nullptr;
-    }
-    // Kept like the children of a node: the root is the one child of reference 0.
-    const std::int64_t root[kNodeChildren] = {header->root_position};
-    const PtcNode* const record = Records(*file, PtcKeyInside::Key(file->Identity(), 0, root));
+    const PtcNode* const record = RootRecord(ThisThreadCache(), file);
     if (record && key)
-        *key = PtcKeyInside::Key(file->Identity(), header->root_position, record->children);
+        *key = PtcKeyInside::Key(file->Identity(), file->Header()->root_position, record->children);
     return record;
 }
 
@@ -98,7 +97,9 @@ PtcChildren PtcGetChildren(PtcManagedFile* file, const PtcNodeKey& key) {
     } else if (key.IsLeaf()) {
         SetNoRecord(file, "children of a leaf");
     } else {
-        return PtcKeyInside::Children(Records(*file, key), key);
+        return PtcKeyInside::Children(
+            ChildRecords(ThisThreadCache(), *file, key.Reference(), PtcKeyInside::References(key)),
+            key);
     }
     return {};
 }

@@ -16,12 +16,26 @@ void Append(std::string* text, std::string_view format, Number value) {
     AppendFormatted(format, std::span(&value, 1), text);
 }
 
+void AppendLabel(std::string* text, std::string_view label) {
+    constexpr std::size_t kLabelWidth = 16;
+    text->append(label).append(kLabelWidth - label.size(), ' ');
+}
+
+void AppendTime(std::string* text, std::string_view label, const UtHresTimerStat& time) {
+    AppendLabel(text, label);
+    Append(text, "%14.2f s\n", time.Ticks() / hres_clock::TicksPerSecond());
+}
+
+void AppendMegabytes(std::string* text, std::string_view label, const UtMemStat& memory) {
+    AppendLabel(text, label);
+    Append(text, "%13.2f MB\n", static_cast<double>(memory.Current()) / kMegabyte);
+}
+
 /// Appends one line: a label, and what `column` appends for points and for nodes.
 template <class Column>
 void AppendLine(std::string* text, std::string_view label, const PtcCacheStats& total,
                 Column column) {
-    constexpr std::size_t kLabelWidth = 16;
-    text->append(label).append(kLabelWidth - label.size(), ' ');
+    AppendLabel(text, label);
     column(total.points);
     column(total.nodes);
     text->append("\n");
@@ -68,7 +82,15 @@ std::string CacheReportTable(const PtcCacheStats& total) {
     count("  items read", &PtcCacheFigures::read);
     megabytes("  memory", &UtMemStat::Current);
     megabytes("  memory, peak", &UtMemStat::Peak);
-    text.append("  read time     ");
-    Append(&text, "%14.2f s\n", total.cache_read_time.Ticks() / hres_clock::TicksPerSecond());
+    AppendTime(&text, "  read time", total.cache_read_time);
+    text.append("Lookups in point clouds\n");
+    AppendTime(&text, "  nearest points", total.getpoints_time);
+    AppendTime(&text, "  filtered", total.texture3d_time);
+    AppendTime(&text, "  in octrees", total.traverse_octrees_time);
+    text.append("Octrees in memory\n");
+    AppendTime(&text, "  files read", total.file_read_time);
+    AppendTime(&text, "  built", total.build_octrees_time);
+    AppendMegabytes(&text, "  points", total.cloud_memory);
+    AppendMegabytes(&text, "  nodes", total.octree_memory);
     return text;
 }

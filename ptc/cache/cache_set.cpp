@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 #include "util/base/process_wide.h"
@@ -124,6 +125,26 @@ PtcThreadCache* this_thread::MakeRecord() {
     return current.record;
 }
 
+bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
+                  std::uint64_t* life) {
+    CacheHome& home = Home();
+    try {
+        TgMutexGuard hold(home.life_lock);
+        home.Make(0, 0, 0);
+        *life = life_of_set.load(std::memory_order_relaxed);
+        return home.set->Charge(points, octrees, limit);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+void DischargeClouds(std::int64_t points, std::int64_t octrees, std::uint64_t life) {
+    CacheHome& home = Home();
+    TgMutexGuard hold(home.life_lock);
+    if (home.set && life == life_of_set.load(std::memory_order_relaxed))
+        home.set->Charge(-points, -octrees, std::numeric_limits<std::int64_t>::max());
+}
+
 bool MergeCacheStats(PtcCacheStats* total) {
     CacheHome& home = Home();
     TgMutexGuard hold(home.life_lock);
@@ -183,6 +204,14 @@ void PtcCacheSet::MergeStats(PtcCacheStats* total) {
     stats_.update();
     total->merge(stats_);
     for (const Entry& entry : registry_) entry.record->AddTo(total);
+}
+
+bool PtcCacheSet::Charge(std::int64_t points, std::int64_t octrees, std::int64_t limit) {
+    const std::int64_t before = stats_.cloud_memory.Charged() + stats_.octree_memory.Charged();
+    if (points + octrees > limit - before) return false;
+    stats_.cloud_memory.Charge(points);
+    stats_.octree_memory.Charge(octrees);
+    return true;
 }
 
 const char* PtcCacheSet::BrokenPromise() const {

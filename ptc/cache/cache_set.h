@@ -67,6 +67,15 @@ inline PtcThreadCache* ThisThreadCache() {
     return MakeRecord();
 }
 
+/// Charges "pointCloudMem" and "pointOctreeMem" with points and octrees that a computation keeps in
+/// memory, unless the sum would be above `limit`. `*life`: the set's that is charged. Makes the
+/// caches when they are missing. False: above the limit, or no memory. Any thread.
+bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
+                  std::uint64_t* life);
+
+/// Ends a charge. Does nothing when the set that was charged is gone. Any thread.
+void DischargeClouds(std::int64_t points, std::int64_t octrees, std::uint64_t life);
+
 /// Adds the figures of all threads together to `total`. False: there are no caches.
 /// Any thread, while others look up.
 bool MergeCacheStats(PtcCacheStats* total);
@@ -101,6 +110,9 @@ public:
 
     /// See MergeCacheStats().
     void MergeStats(PtcCacheStats* total) UTIL_EXCLUDES(registry_lock_);
+
+    /// See ChargeClouds(). `limit`: none for what is freed. Caller: one thread at a time.
+    bool Charge(std::int64_t points, std::int64_t octrees, std::int64_t limit);
 
     /// See PtcSharedCache::BrokenPromise().
     const char* BrokenPromise() const;

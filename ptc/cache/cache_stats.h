@@ -78,7 +78,8 @@ public:
         {"nodeCacheActualMem", "Octree node cache memory"},
     };
 
-    // The caches keep cache_read_time; the others belong to the computations that use the caches.
+    // The caches keep cache_read_time; the others, and both memories, belong to the computations
+    // that use the caches.
     UtHresTimerStat texture3d_time{"texture3DPointcloudTime", "Total pointcloud texture3d()"};
     UtHresTimerStat getpoints_time{"getpointsTime", "Total getpoints()"};
     UtHresTimerStat subsurface_time{"subsurfaceTime", "Total subsurface()"};
@@ -90,8 +91,8 @@ public:
     UtHresTimerStat build_octrees_time{"buildOctreesTime", "Octrees building time"};
     UtHresTimerStat traverse_octrees_time{"traverseOctreesTime", "Octrees traversal time"};
     UtHresTimerStat rasterize_time{"rasterizeTime", "Point-based rasterization time"};
-    UtMemStat cloud_memory{"pointCloudMem", "Point cloud memory"};
-    UtMemStat octree_memory{"pointOctreeMem", "Point octree memory"};
+    PtcChargedMemory cloud_memory{"pointCloudMem", "Point cloud memory"};
+    PtcChargedMemory octree_memory{"pointOctreeMem", "Point octree memory"};
 };
 
 /// Selects a cache's figures: `&PtcCacheStats::points` or `&PtcCacheStats::nodes`.

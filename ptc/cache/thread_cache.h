@@ -127,6 +127,12 @@ public:
     }
 };
 
+/// What a computation over the blocks keeps for a thread from one call to the next.
+class PtcThreadScratch : public TgUncopyable {
+public:
+    virtual ~PtcThreadScratch() = default;
+};
+
 /// One rendering thread's own data: the blocks it holds and its counts.
 ///
 /// Made for a thread's first lookup; freed with its PtcCacheSet, never when the thread ends,
@@ -138,6 +144,7 @@ public:
 ///   index          the set      any thread: never changes afterwards
 ///   points, nodes  the owner    the owner
 ///   stats          the owner    any thread: counters are atomic and have one writer
+///   scratch        the owner    the owner
 ///
 /// The owner changes under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
@@ -180,6 +187,7 @@ public:
 
     const std::uint32_t index;  ///< in the set's registry
     PtcCacheStats stats;
+    std::unique_ptr<PtcThreadScratch> scratch;  ///< null while a computation uses it, and at first
 
 private:
     static constexpr auto kPastCache = PtcThreadTable::AllHeld::kReadPastCache;

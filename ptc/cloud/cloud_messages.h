@@ -63,4 +63,14 @@ inline void NodesAreUnreadable(const char* file_name) {
     MsgReport("T43052", kCode, kMsgError, file_name ? file_name : "<nofile>");
 }
 
+/// T43053: a lookup is made of more files than it can have.
+inline void TooManyClouds() {
+    MsgReport("T43053", kCode, kMsgWarning);
+}
+
+/// T43054: an octree in memory is refused. `kilobytes`: the limit for all of them.
+inline void TooLargeForMemory(const char* file_name, long kilobytes) {
+    MsgReport("T43054", kCode, kMsgError, file_name ? file_name : "<nofile>", kilobytes);
+}
+
 }  // namespace cloud_messages

@@ -67,8 +67,7 @@ void PtcRecordReader::Close() {
 }
 
 CloudStatus PtcRecordReader::LoadPoints(CloudReader& cloud, std::string* why) {
-    const std::size_t floats = cloud.point_variables.DataFloats();
-    const std::size_t record = kHeadFloats + floats;
+    const std::size_t record = FloatsInMemory();
     PointHead head;
     std::size_t count = 0;
     values_.clear();
@@ -88,26 +87,41 @@ CloudStatus PtcRecordReader::LoadPoints(CloudReader& cloud, std::string* why) {
     return CloudStatus::kOk;
 }
 
-CloudStatus PtcRecordReader::ReadFromMemory(std::int64_t count, PtcPoint* records) {
-    const std::size_t floats = header_.point_variables.DataFloats();
-    const std::size_t record = kHeadFloats + floats;
-    for (std::int64_t i = 0; i < count; ++i) {
-        if (values_.size() - next_value_ < record) return CloudStatus::kFailed;
+/// Of one point of a file in memory.
+std::size_t PtcRecordReader::FloatsInMemory() const {
+    return kHeadFloats + header_.point_variables.DataFloats();
+}
+
+/// Copies `count` points from those in memory, beginning at float `at`.
+CloudStatus PtcRecordReader::CopyFromMemory(std::size_t at, std::int64_t count,
+                                            PtcPoint* records) const {
+    const std::size_t record = FloatsInMemory();
+    for (std::int64_t i = 0; i < count; ++i, at += record) {
+        if (values_.size() - at < record) return CloudStatus::kFailed;
         PointHead head;
-        std::memcpy(&head, &values_[next_value_], sizeof head);
+        std::memcpy(&head, &values_[at], sizeof head);
         StoreHead(head, &records[i]);
-        std::copy_n(values_.begin() + static_cast<std::ptrdiff_t>(next_value_ + kHeadFloats),
-                    floats, StorageOf(records[i]));
-        next_value_ += record;
+        std::copy_n(&values_[at] + kHeadFloats, record - kHeadFloats, StorageOf(records[i]));
     }
     return CloudStatus::kOk;
 }
 
+bool PtcRecordReader::HasRun(std::int64_t first, std::int64_t count) const {
+    return first >= 0 && count >= 0 && first <= header_.point_count &&
+           count <= header_.point_count - first;
+}
+
 CloudStatus PtcRecordReader::ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) {
-    if (is_in_memory_) return ReadFromMemory(count, records);
-    if (!source_ || first < 0 || count < 0 || first > header_.point_count ||
-        count > header_.point_count - first)
-        return CloudStatus::kFailed;
+    if (!is_in_memory_) return ReadPointsAnywhere(first, count, records);
+    const CloudStatus status = CopyFromMemory(next_value_, count, records);
+    if (!Failed(status)) next_value_ += Unsigned(count) * FloatsInMemory();
+    return status;
+}
+
+CloudStatus PtcRecordReader::ReadPointsAnywhere(std::int64_t first, std::int64_t count,
+                                                PtcPoint* records) {
+    if (!IsOpen() || !HasRun(first, count)) return CloudStatus::kFailed;
+    if (is_in_memory_) return CopyFromMemory(Unsigned(first) * FloatsInMemory(), count, records);
     return is_text_ ? text_points_.Read(first, count, records)
                     : ReadBinaryPoints(first, count, records);
 }

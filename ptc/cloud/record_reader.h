@@ -35,6 +35,7 @@ public:
     /// Closes the file and keeps the header; Open() opens it again.
     void Close();
     bool IsOpen() const { return source_ != nullptr || is_in_memory_; }
+    bool IsText() const { return is_text_; }
 
     /// The header. Caller: the file has been opened; it may be closed by now.
     const StoredHeader& Header() const { return header_; }
@@ -42,6 +43,9 @@ public:
     /// Fills `count` records from point `first` on; each one's `data` has room for the floats of a
     /// point. A file in memory ignores `first` and takes the next `count` points.
     CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
+
+    /// The same, but a file in memory answers the points asked for, too. Any thread.
+    CloudStatus ReadPointsAnywhere(std::int64_t first, std::int64_t count, PtcPoint* records);
 
     /// Fills record i for each of the eight `references` that is not 0, leaves the others alone.
     CloudStatus ReadNodeChildren(const std::int64_t* references, PtcNode* records);
@@ -52,8 +56,11 @@ public:
 private:
     struct Children;
 
+    bool HasRun(std::int64_t first, std::int64_t count) const;
+    std::size_t FloatsInMemory() const;
+
     CloudStatus LoadPoints(CloudReader& cloud, std::string* why);
-    CloudStatus ReadFromMemory(std::int64_t count, PtcPoint* records);
+    CloudStatus CopyFromMemory(std::size_t at, std::int64_t count, PtcPoint* records) const;
     CloudStatus ReadBinaryPoints(std::int64_t first, std::int64_t count, PtcPoint* records);
     bool ReadOneChild(Children& children, std::int64_t reference, PtcNode* record);
     bool IsSound(const NodeRecord& node, std::int64_t reference) const;

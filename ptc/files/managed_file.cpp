@@ -130,6 +130,10 @@ AccessStatus PtcManagedFile::Read() {
 }
 
 void PtcManagedFile::Outlive() noexcept {
+    {
+        TgMutexGuard hold(companion_lock_);
+        companion_.reset();
+    }
     TgMutexGuard hold(reader_lock_);
     reader_.reset();
     writing_.reset();
@@ -163,6 +167,11 @@ CloudStatus PtcManagedFile::ReadPoints(std::int64_t first, std::int64_t count, P
     if (!is_transient_) return reader_->ReadPoints(first, count, records);
     TgMutexGuard hold(reader_lock_);  // all reads move the reader's one cursor
     return reader_->ReadPoints(first, count, records);
+}
+
+CloudStatus PtcManagedFile::ReadPointsAnywhere(std::int64_t first, std::int64_t count,
+                                               PtcPoint* records) {
+    return reader_ ? reader_->ReadPointsAnywhere(first, count, records) : CloudStatus::kFailed;
 }
 
 CloudStatus PtcManagedFile::ReadNodeChildren(const std::int64_t* references, PtcNode* records) {

@@ -13,8 +13,9 @@
 //
 // Locks:
 //
-//   rank  lock          count   guards
-//   27    reader_lock_  1 file  replacing the reader; finishing; the cursor of a file in memory
+//   rank  lock             count   guards
+//   26    companion_lock_  1 file  the companion, also while it is made, for which the file is read
+//   27    reader_lock_     1 file  replacing the reader; finishing; the cursor of a file in memory
 
 #pragma once
 
@@ -33,6 +34,12 @@
 /// Sets whether files that are made later are transient: opening such a file reads all its points,
 /// and memory keeps them until the manager is destroyed.
 void SetTransientFiles(bool are_transient);
+
+/// What a computation makes of a file's content and keeps with the file.
+class PtcFileCompanion : public TgUncopyable {
+public:
+    virtual ~PtcFileCompanion() = default;
+};
 
 class PtcManagedFile final : public UtFileManager::File, public PtcBlockSource {
 public:
@@ -78,6 +85,28 @@ public:
     CloudStatus ReadPoints(std::int64_t first, std::int64_t count, PtcPoint* records) override;
     CloudStatus ReadNodeChildren(const std::int64_t* references, PtcNode* records) override;
 
+    /// The same as ReadPoints(), but a transient file, too, answers the points asked for, and its
+    /// cursor stays.
+    CloudStatus ReadPointsAnywhere(std::int64_t first, std::int64_t count, PtcPoint* records);
+
+    /// Whether the file is in text form, where reading a record means reading those before it.
+    bool IsText() const { return reader_ && reader_->IsText(); }
+
+    /// The file's companion; `make()`, which answers a shared pointer, makes it when there is none
+    /// or the file has changed since. Other threads that ask meanwhile wait. The companion lives
+    /// as long as the file, or longer with those who share it. Caller: uses the file, and `make`
+    /// reports no message.
+    template <class Make>
+    std::shared_ptr<const PtcFileCompanion> Companion(Make make) {
+        TgMutexGuard hold(companion_lock_);
+        if (!companion_ || companion_of_ != Identity()) {
+            companion_.reset();  // its memory is free for the new one
+            companion_ = make();
+            companion_of_ = Identity();
+        }
+        return companion_;
+    }
+
 private:
     friend class PtcOpener;
 
@@ -106,6 +135,10 @@ private:
     std::int64_t points_ = 0;  ///< copy of the header's count: lookups follow one pointer less
 
     std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
+
+    TgMutex companion_lock_;
+    std::shared_ptr<const PtcFileCompanion> companion_ UTIL_GUARDED_BY(companion_lock_);
+    std::uint32_t companion_of_ UTIL_GUARDED_BY(companion_lock_) = kNoFile;  ///< its identity
 };
 
 /// Makes managed point cloud files: for reading, or new ones for writing.

@@ -1,0 +1,27 @@
+// A file of a lookup: where its octree is, and which floats of its points are wanted.
+
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "ptc/files/managed_file.h"
+#include "ptc/lookup/tree_in_memory.h"
+#include "ptc/records.h"
+
+struct LookedUpFile {
+    PtcManagedFile* file = nullptr;                 ///< null: left out
+    std::shared_ptr<const TreeInMemory> in_memory;  ///< null: the octree is in the file
+    PtcNode root{};
+    std::int64_t root_reference = 0;
+    std::int64_t points = 0;            ///< no octree leads to more
+    std::int64_t nodes = 0;             ///< likewise
+    std::vector<std::int32_t> offsets;  ///< of each variable in a point's data; -1: it has none
+};
+
+/// The floats of one variable in an answer.
+struct WantedVariable {
+    std::int32_t offset = 0;
+    std::int32_t size = 0;
+};

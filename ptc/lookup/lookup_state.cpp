@@ -1,0 +1,186 @@
+// Makes a lookup: its files and their octrees, its variables.
+
+#include "ptc/lookup/lookup_state.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+#include "ptc/cloud/cloud_messages.h"
+#include "ptc/lookup/nearest_search.h"
+#include "util/host/config.h"
+
+namespace {
+
+constexpr int kDefaultKilobytes = 1 << 20;
+
+/// Finds the octree in the file itself. False: the failure is stored.
+bool UseOwnTree(PtcThreadCache& cache, LookedUpFile* use) {
+    const PtcNode* const root = RootRecord(&cache, use->file);
+    if (!root) return false;
+    use->root = *root;
+    use->root.data = nullptr;  // it is valid only now
+    use->root_reference = use->file->Header()->root_position;
+    use->nodes = use->file->Header()->node_count;
+    return true;
+}
+
+/// Finds or makes the octree in memory. False: the failure is stored, and reported.
+bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use) {
+    using Problem = TreeInMemory::Problem;
+    const std::int64_t kilobytes = ConfigGetCount("/lumrd/pointcloudmemory", kDefaultKilobytes);
+    auto problem = Problem::kNone;
+    use->in_memory = std::static_pointer_cast<const TreeInMemory>(use->file->Companion(
+        [&] { return TreeInMemory::Make(*use->file, cache, kilobytes * 1024, &problem); }));
+    const char* const name = use->file->Name();
+    // Reported only now, because the file's companion is made under a lock.
+    if (problem == Problem::kTooLarge) {
+        SetFailure(PtcFailureCode::kNoMemory, name,
+                   "has no octree, and is too large for one in memory", 0,
+                   "organize it with 'ptc organize'");
+        cloud_messages::TooLargeForMemory(name, static_cast<long>(kilobytes));
+    } else if (problem == Problem::kUnreadable) {
+        SetFailure(PtcFailureCode::kUnreadable, name, "its points cannot be read");
+        cloud_messages::PointsAreUnreadable(name);
+    }
+    if (!use->in_memory) return false;
+    use->root = use->in_memory->Root();
+    use->nodes = use->in_memory->NodeCount();
+    return true;
+}
+
+/// Fills `use` with what a lookup needs of `file`. False: the failure is stored.
+bool Use(PtcManagedFile* file, LookedUpFile* use) {
+    PtcThreadCache* const cache = ThisThreadCache();
+    if (!cache) {
+        SetFailure(PtcFailureCode::kNoMemory, nullptr, "memory ran out");
+        return false;
+    }
+    if (!file || file->HasOutlivedManager() || !file->IsReading()) {
+        SetNoRecord(file, "");
+        return false;
+    }
+    use->file = file;
+    use->points = file->PointCount();
+    try {
+        // A text file has no places that can be read without those before them.
+        const bool has_tree = file->Header()->node_count > 0 && !file->IsText();
+        return has_tree ? UseOwnTree(*cache, use) : UseTreeInMemory(*cache, use);
+    } catch (const std::bad_alloc&) {
+        SetFailure(PtcFailureCode::kNoMemory, file->Name(), "memory ran out");
+        return false;
+    }
+}
+
+}  // namespace
+
+void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
+    const int count = std::clamp(clouds.file_count, 0, kPtcMostLookupFiles);
+    if (clouds.file_count > kPtcMostLookupFiles) {
+        is_whole = false;
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "more than 100 files in one lookup");
+        cloud_messages::TooManyClouds();
+    }
+    files.resize(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        LookedUpFile& use = files[static_cast<std::size_t>(i)];
+        if (::Use(clouds.files[i], &use)) continue;
+        use.file = nullptr;
+        is_whole = false;
+    }
+    life = this_thread::life_of_set.load(std::memory_order_relaxed);
+}
+
+void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
+    const auto count = static_cast<std::size_t>(std::max(clouds.variable_count, 0));
+    variables.resize(count);
+    const std::span names(clouds.variables, count);
+    std::vector<std::int32_t> sizes(count);
+    for (LookedUpFile& use : files) {
+        if (!use.file) continue;
+        use.offsets.assign(count, -1);
+        ::FindVariables(use.file->Header()->point_variables, names, use.offsets.data(),
+                        sizes.data());
+        for (std::size_t i = 0; i < count; ++i) {
+            if (use.offsets[i] < 0) continue;
+            if (variables[i].size == 0) variables[i].size = sizes[i];
+            if (variables[i].size != sizes[i]) use.offsets[i] = -1;
+        }
+    }
+    for (WantedVariable& variable : variables) {
+        variable.offset = floats;
+        floats += variable.size;
+    }
+}
+
+/// The record of a point that a search has found. Null: it cannot be read again.
+const PtcPoint* PtcLookup::State::Record(PtcThreadCache* cache, const Candidate& candidate) const {
+    const LookedUpFile& use = files[static_cast<std::size_t>(candidate.file)];
+    return use.in_memory ? use.in_memory->Point(candidate.place)
+                         : PointRecordOf(cache, *use.file, candidate.index);
+}
+
+void PtcLookup::State::StoreData(const LookedUpFile& file, const PtcPoint& point,
+                                 float* data) const {
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        float* const to = data + variables[i].offset;
+        if (file.offsets[i] < 0) {
+            std::fill_n(to, variables[i].size, 0.0f);
+        } else {
+            std::copy_n(point.data + file.offsets[i], variables[i].size, to);
+        }
+    }
+}
+
+bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
+                               const PtcNearest& wanted, const PtcNearestArrays& arrays,
+                               std::int32_t* found) const {
+    *found = 0;
+    if (!IsFinite(place.position)) return true;
+    LookupScratch& scratch = thread.Scratch();
+    NearestSearch search(place, wanted, scratch.candidates);
+    scratch.search.Run(files, &thread.cache, place.position, search);
+    const bool with_records =
+        arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0);
+    bool all_read = scratch.search.AllRead();
+    std::int64_t at = 0;
+    for (const Candidate& candidate : scratch.candidates.Sorted()) {
+        const PtcPoint* const point = with_records ? Record(&thread.cache, candidate) : nullptr;
+        if (with_records && !point) {
+            all_read = false;
+            continue;
+        }
+        if (arrays.files) arrays.files[at] = candidate.file;
+        if (arrays.indexes) arrays.indexes[at] = candidate.index;
+        if (arrays.squared_distances) arrays.squared_distances[at] = candidate.squared_distance;
+        if (arrays.positions) std::copy_n(point->position, 3, arrays.positions + 3 * at);
+        if (arrays.normals) std::copy_n(point->normal, 3, arrays.normals + 3 * at);
+        if (arrays.radii) arrays.radii[at] = point->radius;
+        if (arrays.data)
+            StoreData(files[static_cast<std::size_t>(candidate.file)], *point,
+                      arrays.data + at * floats);
+        ++at;
+    }
+    *found = static_cast<std::int32_t>(at);
+    return all_read;
+}
+
+bool PtcLookup::State::Sample(LookupThread& thread, const PtcPlace& place, const PtcFilter& filter,
+                              float* values, float* weights) const {
+    if (!IsFinite(place.position)) return true;
+    LookupScratch& scratch = thread.Scratch();
+    FilterSums& sums = scratch.sums;
+    sums.Clear(static_cast<std::size_t>(floats), variables.size());
+    FilterSearch search(place, filter, files, variables, sums);
+    scratch.search.Run(files, &thread.cache, place.position, search);
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const double weight = sums.weights[i];
+        weights[i] = static_cast<float>(weight);
+        if (weight == 0) continue;
+        const auto begin = static_cast<std::size_t>(variables[i].offset);
+        const auto end = begin + static_cast<std::size_t>(variables[i].size);
+        for (std::size_t k = begin; k < end; ++k)
+            values[k] = static_cast<float>(sums.values[k] / weight);
+    }
+    return scratch.search.AllRead();
+}

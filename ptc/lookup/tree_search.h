@@ -1,0 +1,209 @@
+// TreeSearch: from the roots of several octrees down to the points that a search wants.
+//
+// Units      bounds are squared distances in world space.
+// Errors     a node or a block of points that cannot be read is left out, and so is the rest of a
+//            tree that leads to more nodes or points than its file counts; AllRead() then answers
+//            false, and the thread's last failure says why. Throws std::bad_alloc.
+// Ownership  borrows files and the thread's cache; owns the list of nodes that wait.
+// Threads    one caller at a time.
+//
+// The nodes that wait are a stack: the one to visit next is on top. References in a file lead to
+// earlier places, so no path is endless; two nodes of a damaged file may share children, so each
+// file's nodes and points are counted.
+
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "ptc/access/lookup.h"
+#include "ptc/lookup/looked_up_file.h"
+#include "ptc/lookup/squared_distance.h"
+
+/// Points of a tree that lie one behind the other.
+struct PointRun {
+    std::int32_t file;
+    const PtcPoint* points;
+    std::int64_t count;
+    std::int64_t place;           ///< of the first one in its tree
+    const std::int32_t* indexes;  ///< of the points in their file; null: the places
+};
+
+class TreeSearch {
+public:
+    /// `Search` is what wants points:
+    ///   static constexpr bool kNearestFirst      nearest nodes first; if not, in the file's order
+    ///   bool Wants(bound, file, index)           points of the file from `index` on, that far away
+    ///   void Visit(const PointRun&)
+    template <class Search>
+    void Run(std::span<const LookedUpFile> files, PtcThreadCache* cache, const float* place,
+             Search& search);
+
+    /// Whether the last Run() could read all it wanted.
+    bool AllRead() const { return all_read_; }
+
+private:
+    struct Waiting {
+        float bound;
+        std::int32_t file;
+        std::int32_t first;
+        std::int32_t count;
+        std::int64_t reference;
+        std::int64_t children[kNodeChildren];
+        bool is_leaf;
+    };
+    struct Left {
+        std::int64_t nodes;  ///< below 0: the file has been given up
+        std::int64_t points;
+    };
+    struct Octant {
+        float bound;
+        std::int32_t number;
+    };
+
+    static bool CopyChildren(const std::int64_t* from, std::int64_t* to) {
+        std::int64_t any = 0;
+        for (int i = 0; i < kNodeChildren; ++i) {
+            to[i] = from[i];
+            any |= from[i];
+        }
+        return any == 0;
+    }
+
+    void Push(float bound, std::int32_t file, std::int64_t reference, const PtcNode& node) {
+        Waiting& waiting = waiting_.emplace_back();
+        waiting.bound = bound;
+        waiting.file = file;
+        waiting.first = node.first_point;
+        waiting.count = node.point_count;
+        waiting.reference = reference;
+        waiting.is_leaf = CopyChildren(node.children, waiting.children);
+    }
+
+    template <class Search>
+    void Begin(std::span<const LookedUpFile> files, Search& search);
+    template <class Search>
+    void Descend(const LookedUpFile& file, const Waiting& node, Search& search);
+    template <class Search>
+    void Scan(const LookedUpFile& file, const Waiting& leaf, Search& search);
+
+    /// The records of the node's children; null: they cannot be read.
+    const PtcNode* ChildrenOf(const LookedUpFile& file, const Waiting& node) {
+        if (file.in_memory) return file.in_memory->ChildrenOf(node.children);
+        const PtcNode* const records =
+            ChildRecords(cache_, *file.file, node.reference, node.children);
+        all_read_ &= records != nullptr;
+        return records;
+    }
+
+    void GiveUp(std::int32_t file, const LookedUpFile& damaged, const char* why);
+
+    std::vector<Waiting> waiting_;
+    std::vector<Left> left_;
+    PtcThreadCache* cache_ = nullptr;
+    squared_distance::From from_{kOrigin};
+    bool all_read_ = true;
+
+    static constexpr float kOrigin[3] = {};
+};
+
+template <class Search>
+void TreeSearch::Run(std::span<const LookedUpFile> files, PtcThreadCache* cache, const float* place,
+                     Search& search) {
+    cache_ = cache;
+    from_ = squared_distance::From(place);
+    all_read_ = true;
+    Begin(files, search);
+    while (!waiting_.empty()) {
+        const Waiting node = waiting_.back();
+        waiting_.pop_back();
+        const auto& file = files[static_cast<std::size_t>(node.file)];
+        if (left_[static_cast<std::size_t>(node.file)].nodes < 0 ||
+            !search.Wants(node.bound, node.file, file.in_memory ? 0 : node.first))
+            continue;
+        if (node.is_leaf) {
+            Scan(file, node, search);
+        } else {
+            Descend(file, node, search);
+        }
+    }
+}
+
+/// Lets the roots wait.
+template <class Search>
+void TreeSearch::Begin(std::span<const LookedUpFile> files, Search& search) {
+    waiting_.clear();
+    left_.resize(files.size());
+    for (std::size_t i = files.size(); i-- > 0;) {
+        const LookedUpFile& file = files[i];
+        if (!file.file) continue;
+        const auto number = static_cast<std::int32_t>(i);
+        const float bound = from_.ToBox(file.root.box);
+        if (!search.Wants(bound, number, 0)) continue;
+        left_[i] = {file.nodes - 1, file.points};
+        Push(bound, number, file.root_reference, file.root);
+    }
+    if (Search::kNearestFirst && waiting_.size() > 1)
+        std::stable_sort(waiting_.begin(), waiting_.end(),
+                         [](const Waiting& a, const Waiting& b) { return a.bound > b.bound; });
+}
+
+/// Lets the children of `node` wait that the search wants.
+template <class Search>
+void TreeSearch::Descend(const LookedUpFile& file, const Waiting& node, Search& search) {
+    const PtcNode* const records = ChildrenOf(file, node);
+    if (!records) return;
+    // The one to be visited first comes last. Octants of the same distance stay in the order of
+    // their points.
+    Octant octants[kNodeChildren];
+    int count = 0;
+    for (int i = kNodeChildren; i-- > 0;) {
+        if (node.children[i] == 0) continue;
+        const float bound = from_.ToBox(records[i].box);
+        if (!search.Wants(bound, node.file, file.in_memory ? 0 : records[i].first_point)) continue;
+        int at = count++;
+        if (Search::kNearestFirst)
+            for (; at > 0 && octants[at - 1].bound < bound; --at) octants[at] = octants[at - 1];
+        octants[at] = {bound, i};
+    }
+    Left& left = left_[static_cast<std::size_t>(node.file)];
+    left.nodes -= count;
+    if (left.nodes < 0) {
+        GiveUp(node.file, file, "it has more nodes than the header counts");
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        const int octant = octants[i].number;
+        Push(octants[i].bound, node.file, node.children[octant], records[octant]);
+    }
+}
+
+/// Visits the points of a leaf, block by block.
+template <class Search>
+void TreeSearch::Scan(const LookedUpFile& file, const Waiting& leaf, Search& search) {
+    Left& left = left_[static_cast<std::size_t>(leaf.file)];
+    left.points -= leaf.count;
+    if (left.points < 0) {
+        GiveUp(leaf.file, file, "its leaves have more points than the header counts");
+        return;
+    }
+    if (file.in_memory) {
+        search.Visit({leaf.file, file.in_memory->Point(leaf.first), leaf.count, leaf.first,
+                      file.in_memory->Indexes(leaf.first)});
+        return;
+    }
+    constexpr std::int64_t kBlock = PtcPointCache::kPoints;
+    const std::int64_t end = std::int64_t{leaf.first} + leaf.count;
+    for (std::int64_t at = leaf.first; at < end;) {
+        const std::int64_t run_end = std::min(at - at % kBlock + kBlock, end);
+        const PtcPoint* const points = PointRecordOf(cache_, *file.file, at);
+        if (points) {
+            search.Visit({leaf.file, points, run_end - at, at, nullptr});
+        } else {
+            all_read_ = false;
+        }
+        at = run_end;
+    }
+}
