@@ -27,7 +27,9 @@ inline CLI::Option* AddLeastDotOption(CLI::App& command, std::optional<float>* l
         .add_option_function<std::string>(
             "--least-dot",
             [least_dot](const std::string& text) {
-                *least_dot = NumberWithin("--least-dot", text, -1, 1, "must be -1 to 1");
+                constexpr float kBelowOne = 0x1.fffffep-1f;
+                *least_dot = NumberWithin("--least-dot", text, -1, kBelowOne,
+                                          "must be -1 or more, and below 1");
             },
             "the least dot product of a point's normal with the place's (0)")
         ->type_name("C");

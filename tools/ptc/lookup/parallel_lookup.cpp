@@ -9,8 +9,12 @@
 
 namespace {
 
-/// Places that a thread takes at a time.
-constexpr std::int64_t kPiece = 512;
+/// Places that a thread takes at a time: many, because the library answers near ones one after the
+/// other; and a few pieces for each thread, so that all of them end together.
+std::int64_t PieceOf(std::int64_t places, int threads) {
+    constexpr std::int64_t kLeast = 512;
+    return std::max(kLeast, places / (4 * threads));
+}
 
 /// Room for `floats` items a place.
 template <class Item>
@@ -24,9 +28,10 @@ Item* Room(const PlaceBatch& places, std::int64_t items, std::vector<Item>* answ
 std::string ParallelLookup::ForEachRun(const PlaceBatch& places, const LookUpRun& look_up) const {
     std::mutex failure_lock;  // guards failure
     std::string failure;
-    const auto take = [&](std::size_t piece) {
-        std::int64_t first = static_cast<std::int64_t>(piece) * kPiece;
-        const std::int64_t end = std::min(first + kPiece, places.Count());
+    const std::int64_t piece = PieceOf(places.Count(), threads_);
+    const auto take = [&](std::size_t index) {
+        std::int64_t first = static_cast<std::int64_t>(index) * piece;
+        const std::int64_t end = std::min(first + piece, places.Count());
         while (first < end) {
             const bool has_normal = places.Normal(first) != nullptr;
             std::int64_t next = first + 1;
@@ -38,7 +43,7 @@ std::string ParallelLookup::ForEachRun(const PlaceBatch& places, const LookUpRun
             first = next;
         }
     };
-    const std::int64_t pieces = (places.Count() + kPiece - 1) / kPiece;
+    const std::int64_t pieces = (places.Count() + piece - 1) / piece;
     ParallelFor(static_cast<std::size_t>(pieces),
                 static_cast<int>(std::min<std::int64_t>(threads_, pieces)), take);
     return failure;

@@ -27,7 +27,7 @@ constexpr std::uint64_t kProgressSteps = 1000;
 
 /// Answers are collected up to about this many bytes, and for no more places than this.
 constexpr std::int64_t kBatchBytes = 1 << 25;
-constexpr std::int64_t kMostPlaces = 1 << 15;
+constexpr std::int64_t kMostPlaces = 1 << 17;
 
 /// Where a row of floats has what: a point's own, or a place's position, then the data, then the
 /// weights of a sample.

@@ -33,7 +33,8 @@ float SpacingAt(const PtcLookup& lookup, PtcManagedFile* file, std::int64_t inde
                         &found) ||
         found < 2)
         return 0;
-    return std::sqrt(squared[found - 1] * (kPi / static_cast<float>(found - 1)));
+    const std::int32_t nearer = std::max(found - 2, 1);
+    return std::sqrt(squared[found - 1] * (kPi / static_cast<float>(nearer)));
 }
 
 }  // namespace

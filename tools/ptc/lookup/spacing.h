@@ -10,5 +10,6 @@
 /// are on their surface; 0 when there are no two points apart. `lookup` is made of `files`.
 ///
 /// For up to 1000 points, spread evenly over all files, the distance d to the 8th nearest that
-/// faces the same half of the directions makes sqrt(pi / 8) d; the answer is the median of these.
+/// faces the same half of the directions makes sqrt(pi / 7) d, because on average 7 points of a
+/// surface lie nearer than that; the answer is the median of these.
 float TypicalSpacing(const PtcLookup& lookup, std::span<PtcManagedFile* const> files);

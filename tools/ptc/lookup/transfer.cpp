@@ -23,9 +23,9 @@
 
 namespace {
 
-/// Bytes of records, old or new, and of answers that are worked on at a time.
-constexpr std::size_t kPieceBytes = std::size_t{1} << 24;
-constexpr std::size_t kMostPieceRecords = std::size_t{1} << 15;
+/// Bytes of new records and of answers that are worked on at a time.
+constexpr std::size_t kPieceBytes = std::size_t{1} << 25;
+constexpr std::size_t kMostPieceRecords = std::size_t{1} << 17;
 constexpr std::uint64_t kProgressSteps = 1000;
 
 /// A filter's radius in spacings.
