@@ -63,6 +63,12 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
         {"flat.ptc", "view flat.ptc -o out --size 8x8"},
         {"a.txt", "view a.txt -o out --size 8x8"},
         {"a.ptc", "stats a.ptc --threads 1"},
+        {"a.ptc", "query a.ptc --at 1,2,-1 --count 3"},
+        {"a.txt", "query a.txt --at 1,2,-1 --filter 2"},
+        {"a.csv", "query a.ptc --at-points a.csv --count 1 --csv"},
+        {"a.ptc", "transfer a.ptc --onto bare.csv -o out"},
+        {"a.gz", "transfer a.gz --onto bare.csv -o out"},
+        {"flat.ptc", "transfer a.ptc --onto flat.ptc -o flat.ptc --replace"},
     };
     for (const auto& [input, arguments] : commands) {
         const std::string content = folder.Content(input);

@@ -84,7 +84,10 @@ public:
     int Run() {
         for (const std::string& failure : clouds_.Failures()) Tell("ptc", failure);
         int status = clouds_.Failures().empty() ? 0 : 1;
-        if (PointsInUse() < 0) return status;
+        if (PointsInUse() < 0) {
+            if (options_.json) MakeAnswerJson({})->Finish();
+            return status;
+        }
         if (options_.filter && lookup_.FloatsPerPoint() == 0)
             throw Failure(clouds_.Name(0) + ": there are no variables to filter");
         output_ = MakeOutput();

@@ -190,7 +190,11 @@ std::uint64_t StepsInAll(const PtcFile& file, WalkKind kind, const WalkPlan& pla
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     const PtcFile open = OpenThroughCaches(file);
     std::optional<LookupSteps> lookups;
-    if (LooksUp(kind)) lookups.emplace(open.Get(), file.Name(), Filters(kind));
+    if (LooksUp(kind) && !lookups.emplace(open.Get(), Filters(kind))) {
+        WalkOutcome outcome;
+        outcome.missing = PtcLastFailure().what;
+        return outcome;
+    }
     const PtcCacheNumbers before = Numbers(kind);
     const auto begin = std::chrono::steady_clock::now();
 

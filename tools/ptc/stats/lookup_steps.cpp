@@ -5,7 +5,6 @@
 #include <span>
 #include <vector>
 
-#include "tools/common/failure.h"
 #include "tools/ptc/lookup/spacing.h"
 
 namespace {
@@ -26,10 +25,9 @@ PtcLookup LookupSteps::Make(PtcManagedFile* file, bool filters) {
                       .variable_count = static_cast<int>(names.size())});
 }
 
-LookupSteps::LookupSteps(PtcManagedFile* file, const std::string& name, bool filters)
+LookupSteps::LookupSteps(PtcManagedFile* file, bool filters)
     : file_(file), filters_(filters), lookup_(Make(file, filters)) {
-    if (!lookup_) throw Failure(name + ": " + PtcLastFailure().what);
-    if (filters) radius_ = kSpacings * TypicalSpacing(lookup_, std::span(&file_, 1));
+    if (lookup_ && filters) radius_ = kSpacings * TypicalSpacing(lookup_, std::span(&file_, 1));
 }
 
 bool LookupSteps::At(std::int64_t index) const {

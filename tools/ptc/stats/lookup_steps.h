@@ -1,22 +1,23 @@
 // LookupSteps: lookups at the places of a cloud's own points.
 //
 // Units      those of ptc/lookup.h; the filter's radius is twice the spacing of the points.
-// Errors     a Failure when the cloud cannot be looked up; a lookup that fails answers false.
+// Errors     false, and PtcLastFailure() of the calling thread says why.
 // Ownership  borrows the open file.
 // Threads    any number of threads make steps at once.
 
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "ptc/access.h"
 #include "ptc/lookup.h"
 
 class LookupSteps {
 public:
-    /// `name`: the file's, for messages.
-    LookupSteps(PtcManagedFile* file, const std::string& name, bool filters);
+    LookupSteps(PtcManagedFile* file, bool filters);
+
+    /// Whether the file can be looked up.
+    explicit operator bool() const { return static_cast<bool>(lookup_); }
 
     /// Looks up at the place of point `index`.
     bool At(std::int64_t index) const;
