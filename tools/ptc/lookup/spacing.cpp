@@ -20,26 +20,27 @@ std::int64_t PointsOf(const PtcManagedFile* file) {
 }
 
 /// The spacing around point `index`; 0 when it is the only one.
-float SpacingAt(const PtcLookup& lookup, PtcManagedFile* file, std::int64_t index) {
+bool FindSpacingAt(const PtcLookup& lookup, PtcManagedFile* file, std::int64_t index,
+                   float* spacing) {
     float position[3];
     float normal[3];
-    if (PtcGetPoints(file, index, 1, {position, normal, nullptr, nullptr}) != 1) return 0;
+    if (PtcGetPoints(file, index, 1, {position, normal, nullptr, nullptr}) != 1) return false;
     const bool has_normal = normal[0] != 0 || normal[1] != 0 || normal[2] != 0;
     // The point itself comes first, or one in the same place.
     float squared[kNeighbours + 1];
     std::int32_t found = 0;
     if (!lookup.Nearest({position, has_normal ? normal : nullptr},
                         {.most = kNeighbours + 1, .least_dot = 0}, {.squared_distances = squared},
-                        &found) ||
-        found < 2)
-        return 0;
+                        &found))
+        return false;
     const std::int32_t nearer = std::max(found - 2, 1);
-    return std::sqrt(squared[found - 1] * (kPi / static_cast<float>(nearer)));
+    *spacing = found < 2 ? 0 : std::sqrt(squared[found - 1] * (kPi / static_cast<float>(nearer)));
+    return true;
 }
 
 }  // namespace
 
-float TypicalSpacing(const PtcLookup& lookup, std::span<PtcManagedFile* const> files) {
+bool FindSpacing(const PtcLookup& lookup, std::span<PtcManagedFile* const> files, float* spacing) {
     std::int64_t total = 0;
     for (const PtcManagedFile* const file : files) total += PointsOf(file);
     const std::int64_t step = std::max<std::int64_t>(1, (total + kSample - 1) / kSample);
@@ -50,13 +51,16 @@ float TypicalSpacing(const PtcLookup& lookup, std::span<PtcManagedFile* const> f
         const std::int64_t end = begin + PointsOf(files[i]);
         for (; next < end; next += step) {
             if (!lookup.UsesFile(static_cast<int>(i))) continue;
-            const float spacing = SpacingAt(lookup, files[i], next - begin);
-            if (spacing > 0 && std::isfinite(spacing)) spacings.push_back(spacing);
+            float here = 0;
+            if (!FindSpacingAt(lookup, files[i], next - begin, &here)) return false;
+            if (here > 0 && std::isfinite(here)) spacings.push_back(here);
         }
         begin = end;
     }
-    if (spacings.empty()) return 0;
+    *spacing = 0;
+    if (spacings.empty()) return true;
     const auto middle = spacings.begin() + static_cast<std::ptrdiff_t>(spacings.size() / 2);
     std::nth_element(spacings.begin(), middle, spacings.end());
-    return *middle;
+    *spacing = *middle;
+    return true;
 }

@@ -198,6 +198,12 @@ void TellFailures(const LookupClouds& clouds) {
     if (!clouds.Failures().empty()) throw Failure(clouds.Failures().front());
 }
 
+float UsualRadius(const LookupClouds& clouds, const PtcLookup& lookup) {
+    float spacing = 0;
+    if (!FindSpacing(lookup, clouds.Handles(), &spacing)) throw Failure(clouds.FailureText());
+    return kSpacings * spacing;
+}
+
 }  // namespace
 
 void RunTransfer(const TransferOptions& options) {
@@ -214,8 +220,7 @@ void RunTransfer(const TransferOptions& options) {
     TellFailures(clouds);
     const std::vector<Channel> channels = Connect(onto, variables, &header.point_variables);
 
-    const float radius =
-        options.filter ? *options.filter : kSpacings * TypicalSpacing(library, clouds.Handles());
+    const float radius = options.filter ? *options.filter : UsualRadius(clouds, library);
     OutputFile output(options.output);
     const auto sink =
         convert::MakeSink(output, convert::FormOf(options.output).value_or(convert::Form()), header,

@@ -26,8 +26,11 @@ PtcLookup LookupSteps::Make(PtcManagedFile* file, bool filters) {
 }
 
 LookupSteps::LookupSteps(PtcManagedFile* file, bool filters)
-    : file_(file), filters_(filters), lookup_(Make(file, filters)) {
-    if (lookup_ && filters) radius_ = kSpacings * TypicalSpacing(lookup_, std::span(&file_, 1));
+    : file_(file), filters_(filters), lookup_(Make(file, filters)), is_usable_(lookup_) {
+    if (!is_usable_ || !filters) return;
+    float spacing = 0;
+    is_usable_ = FindSpacing(lookup_, std::span(&file_, 1), &spacing);
+    radius_ = kSpacings * spacing;
 }
 
 bool LookupSteps::At(std::int64_t index) const {

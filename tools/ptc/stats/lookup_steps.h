@@ -17,7 +17,7 @@ public:
     LookupSteps(PtcManagedFile* file, bool filters);
 
     /// Whether the file can be looked up.
-    explicit operator bool() const { return static_cast<bool>(lookup_); }
+    explicit operator bool() const { return is_usable_; }
 
     /// Looks up at the place of point `index`.
     bool At(std::int64_t index) const;
@@ -28,5 +28,6 @@ private:
     PtcManagedFile* file_;
     const bool filters_;
     const PtcLookup lookup_;
+    bool is_usable_;
     float radius_ = 0;
 };
