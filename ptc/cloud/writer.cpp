@@ -111,12 +111,13 @@ std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, st
 
 std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description,
                                          std::unique_ptr<ByteSink> sink, TokenForm form,
-                                         std::string* why) {
+                                         std::string* why, int* error) {
+    if (error) *error = 0;
     auto cloud = Describe(description, why);
     if (!cloud) return nullptr;
     const TokenStatus opened =
         cloud->file.OpenForWriting(std::move(sink), ptc_layout::kFileKind, form);
-    return Opened(std::move(cloud), opened, why, nullptr);
+    return Opened(std::move(cloud), opened, why, error);
 }
 
 TokenStatus RewriteHeader(CloudWriter& cloud) {

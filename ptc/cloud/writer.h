@@ -84,7 +84,7 @@ std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description, st
 /// The same into a sink instead of the named file. Takes the form as an argument.
 std::unique_ptr<CloudWriter> CreateCloud(const CloudDescription& description,
                                          std::unique_ptr<ByteSink> sink, TokenForm form,
-                                         std::string* why);
+                                         std::string* why, int* error = nullptr);
 
 /// Writes one point. A negative radius is refused: nothing is written or counted.
 /// `data`: as many floats as the point variables take; null when they take none.

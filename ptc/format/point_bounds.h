@@ -58,6 +58,8 @@ public:
         largest_radius_ = radius > largest_radius_ ? radius : largest_radius_;
     }
 
+    const PositionBox& Box() const { return box_; }
+
     void StoreTo(CloudHeader* header) const {
         header->box_min = box_.min;
         header->box_max = box_.max;

@@ -21,7 +21,7 @@ namespace {
 /// Distributes by the highest bits that differ, then each part by the next ones: after two or three
 /// rounds the parts lie in the cache, or are so small that insertion sorts them.
 ///
-/// 10 million codes of a surface take a fifth of the time of std::sort (bench OrganiseCodes).
+/// 10 million codes of a surface take 0.27 of the time of std::sort.
 class CodeSorter {
 public:
     /// Sorts `count` points at `from`. `to`: as much room. The result is in `from` or in `to`, as
@@ -87,6 +87,10 @@ private:
 
 void SortByCode(std::span<CodedIndex> points, std::span<CodedIndex> scratch) {
     CodeSorter().Sort(points.data(), scratch.data(), points.size(), false);
+}
+
+void SortByCodeInto(std::span<CodedIndex> from, std::span<CodedIndex> to) {
+    CodeSorter().Sort(from.data(), to.data(), from.size(), true);
 }
 
 PointOrder OrderPoints(const PositionList& positions) {

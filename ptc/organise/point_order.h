@@ -98,6 +98,9 @@ private:
 /// Sorts by code; equal codes keep their order. `scratch`: as many.
 void SortByCode(std::span<CodedIndex> points, std::span<CodedIndex> scratch);
 
+/// The same with the result in `to`; `from` is scratch then.
+void SortByCodeInto(std::span<CodedIndex> from, std::span<CodedIndex> to);
+
 /// Points in the order of their octree.
 struct PointOrder {
     std::vector<CodedIndex> points;  ///< behind the finite ones those with kCodeOfNowhere

@@ -1,0 +1,344 @@
+// Organising and merging whole files, against a plain version of the result.
+
+#include "ptc/organise.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cfloat>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <optional>
+#include <random>
+
+#include "ptc/cloud/node_walk.h"
+#include "ptc/cloud/raw_points.h"
+#include "ptc/cloud/reader.h"
+#include "ptc/organise/organise_clouds.h"
+#include "ptc/organise/point_order.h"
+#include "tests/support/clouds.h"
+#include "tests/support/gzip_bytes.h"
+#include "tests/support/scratch.h"
+
+namespace {
+
+constexpr std::size_t kRecord = 36;  // "float _area", "color glow"
+
+/// A point as its bytes in a binary file.
+using Record = std::string;
+
+struct Point {
+    float position[3];
+    std::int16_t code[2] = {1, 2};
+    float radius = 0.5f;
+    float area = 1;
+    float glow[3] = {1, 2, 3};
+};
+static_assert(sizeof(Point) == kRecord);
+
+Point PointOf(const Record& record) {
+    Point point;
+    std::memcpy(&point, record.data(), sizeof point);
+    return point;
+}
+
+/// A binary cloud of these points. The other order of variables has the floats of "glow" first.
+std::string CloudOf(std::span<const Point> points, bool has_other_order = false) {
+    std::vector<const char*> types{"float", "color"};
+    std::vector<const char*> names{"_area", "glow"};
+    if (has_other_order) std::swap(types[0], types[1]);
+    if (has_other_order) std::swap(names[0], names[1]);
+    CloudDescription description{};
+    description.point_variables = {2, types.data(), names.data()};
+    description.format[0] = 320;
+    description.format[1] = 200;
+    description.format[2] = 2;
+    const MemoryCloud cloud(description);
+    for (Point point : points) {
+        if (has_other_order) std::rotate(&point.area, &point.area + 1, &point.area + 4);
+        EXPECT_FALSE(Failed(WritePointRecords(*cloud.cloud, std::as_bytes(std::span(&point, 1)))));
+    }
+    return cloud.Finished();
+}
+
+enum class Kind { kSurface, kOnePlace, kFewPlaces, kOdd, kFarApart, kRepeats, kNowhere };
+
+std::vector<Point> Points(Kind kind, std::size_t count, unsigned seed) {
+    std::mt19937 random(seed);
+    const auto below = [&](std::uint32_t limit) { return static_cast<float>(random() % limit); };
+    const float odd[] = {NAN, INFINITY, -INFINITY, 3e38f, -3e38f, 0, -0.0f, 1e-40f};
+    std::vector<Point> points(count);
+    for (Point& point : points) {
+        const float x = below(65536) / 65536;
+        const float y = below(65536) / 65536;
+        const float at[3] = {x, y, x * y};
+        std::copy_n(at, 3, point.position);
+        point.radius = below(4) / 8;
+        point.area = below(100) / 16;
+        for (float& value : point.glow) value = below(1000) / 8;
+        if (kind == Kind::kOnePlace) std::fill_n(point.position, 3, 2.5f);
+        if (kind == Kind::kFewPlaces)
+            for (float& value : point.position) value = std::floor(value * 3);
+        if (kind == Kind::kFarApart)
+            for (float& value : point.position) value = std::ldexp(value, -static_cast<int>(below(60)));
+        if (kind == Kind::kNowhere) point.position[random() % 3] = odd[random() % 3];
+        const auto spoil = [&](float* value) {
+            if (random() % 6 == 0) *value = odd[random() % 8];
+        };
+        if (kind == Kind::kOdd) {
+            for (float& value : point.position) spoil(&value);
+            for (float& value : point.glow) spoil(&value);
+            spoil(&point.area);
+            spoil(&point.radius);
+            if (point.radius < 0) point.radius = NAN;
+        }
+    }
+    if (kind == Kind::kRepeats)
+        for (Point& point : points) point = points[random() % (1 + count / 8)];
+    return points;
+}
+
+/// What a file holds, with the plainest reader.
+struct Organised {
+    std::vector<Record> records;
+    std::vector<NodeRecord> nodes;  ///< as the walk comes to them
+    std::vector<std::vector<float>> data;
+    std::vector<int> depths;
+    std::vector<std::int64_t> ends;  ///< of the records
+    std::vector<std::int64_t> offsets;
+};
+
+class Faults final : public NodeListener {
+public:
+    void Hear(const NodeFinding& finding) override {
+        ADD_FAILURE() << "node fault " << static_cast<int>(finding.fault) << " at "
+                      << finding.offset;
+    }
+};
+
+Organised ReadOrganised(const std::string& name) {
+    Organised read;
+    std::string why;
+    const auto cloud = OpenCloud(name.c_str(), &why);
+    if (!cloud) {
+        ADD_FAILURE() << why;
+        return read;
+    }
+    EXPECT_FALSE(cloud->input.IsText());
+    EXPECT_EQ(cloud->stored_format, (std::array<float, 3>{320, 200, 2}));
+    EXPECT_EQ(cloud->node_variables.names, cloud->point_variables.names);
+    EXPECT_EQ(cloud->node_variables.types, cloud->point_variables.types);
+    std::string bytes(static_cast<std::size_t>(cloud->point_count) * kRecord, ' ');
+    std::size_t got = 0;
+    EXPECT_FALSE(Failed(ReadPointRecords(*cloud, std::as_writable_bytes(std::span(bytes)), &got)));
+    for (std::size_t at = 0; at < bytes.size(); at += kRecord)
+        read.records.push_back(bytes.substr(at, kRecord));
+
+    Faults faults;
+    const std::int64_t begin = cloud->data_start + static_cast<std::int64_t>(bytes.size());
+    NodeWalk walk(*cloud, begin, 48, faults);
+    NodeVisit visit;
+    while (cloud->node_count > 0 && walk.Next(&visit)) {
+        read.nodes.push_back(*visit.node);
+        read.data.emplace_back(visit.data.begin(), visit.data.end());
+        read.depths.push_back(visit.depth);
+        read.offsets.push_back(visit.offset);
+        read.ends.push_back(visit.end);
+    }
+    EXPECT_EQ(read.nodes.size(), static_cast<std::size_t>(cloud->node_count));
+    const auto last = std::max_element(read.ends.begin(), read.ends.end());
+    if (last != read.ends.end()) {
+        EXPECT_EQ(*last, static_cast<std::int64_t>(std::filesystem::file_size(name)));
+        EXPECT_EQ(last - read.ends.begin(), 0) << "the root is not the last record";
+    }
+    return read;
+}
+
+/// Leaves out all records that another one before them equals.
+std::vector<Record> WithoutRepeats(const std::vector<Record>& records) {
+    std::vector<Record> kept;
+    std::map<Record, int> seen;
+    for (const Record& record : records)
+        if (seen[record]++ == 0) kept.push_back(record);
+    return kept;
+}
+
+/// The input's records in the order that the plain sort of PointOrder gives them.
+std::vector<Record> InOrder(const std::vector<Record>& records) {
+    std::string all;
+    for (const Record& record : records) all += record;
+    const PointOrder order =
+        OrderPoints({std::as_bytes(std::span(all)).data(), records.size(), kRecord});
+    std::vector<Record> sorted;
+    for (const CodedIndex& point : order.points) sorted.push_back(records[point.index]);
+    return sorted;
+}
+
+std::size_t FiniteCount(const std::vector<Record>& records) {
+    return static_cast<std::size_t>(
+        std::count_if(records.begin(), records.end(),
+                      [](const Record& record) { return IsFinite(PointOf(record).position); }));
+}
+
+/// The box and the data of a node, from its points alone.
+void CheckNode(const Organised& cloud, std::size_t index, std::size_t leaf_points) {
+    const NodeRecord& node = cloud.nodes[index];
+    float box[6] = {1e30f, 1e30f, 1e30f, -1e30f, -1e30f, -1e30f};
+    double weights[4] = {}, weighted[4] = {}, plain[4] = {}, counts[4] = {};
+    for (std::int32_t i = 0; i < node.point_count; ++i) {
+        const Point point = PointOf(cloud.records[static_cast<std::size_t>(node.first_point + i)]);
+        const float radius = std::isfinite(point.radius) ? point.radius : 0;
+        for (std::size_t k = 0; k < 3; ++k) {
+            box[k] = std::min(box[k], point.position[k] - radius);
+            box[k + 3] = std::max(box[k + 3], point.position[k] + radius);
+        }
+        const float values[4] = {point.area, point.glow[0], point.glow[1], point.glow[2]};
+        for (std::size_t k = 0; k < 4; ++k) {
+            if (!std::isfinite(values[k])) continue;
+            weights[k] += double{radius} * radius;
+            weighted[k] += double{radius} * radius * values[k];
+            plain[k] += values[k];
+            counts[k] += 1;
+        }
+    }
+    for (std::size_t k = 0; k < 6; ++k)
+        EXPECT_EQ(node.box[k], std::clamp(box[k], -FLT_MAX, FLT_MAX)) << "box value " << k;
+    for (std::size_t k = 0; k < 4; ++k) {
+        double mean = plain[k];
+        if (k > 0 && counts[k] > 0)
+            mean = weights[k] > 0 ? weighted[k] / weights[k] : plain[k] / counts[k];
+        mean = std::clamp<double>(mean, -FLT_MAX, FLT_MAX);
+        EXPECT_NEAR(cloud.data[index][k], mean, 1e-6 * std::fabs(mean)) << "float " << k;
+    }
+    if (node.child_mask == 0 && static_cast<std::size_t>(node.point_count) > leaf_points) {
+        const Record& one = cloud.records[static_cast<std::size_t>(node.first_point)];
+        const Record& other =
+            cloud.records[static_cast<std::size_t>(node.first_point + node.point_count - 1)];
+        EXPECT_LT(std::fabs(PointOf(one).position[0] - PointOf(other).position[0]), 1e33f);
+    }
+}
+
+/// All that docs/format.md says of an organised file, but for where the leaves end.
+void CheckOrganised(const Organised& cloud, const std::vector<Record>& input,
+                    std::size_t leaf_points) {
+    EXPECT_TRUE(cloud.records == InOrder(input));
+    const std::size_t finite = FiniteCount(cloud.records);
+    if (finite == 0) {
+        EXPECT_TRUE(cloud.nodes.empty());
+        return;
+    }
+    ASSERT_FALSE(cloud.nodes.empty());
+    EXPECT_EQ(cloud.nodes[0].first_point, 0);
+    EXPECT_EQ(cloud.nodes[0].point_count, static_cast<std::int32_t>(finite));
+    std::map<std::int64_t, std::size_t> by_offset;
+    for (std::size_t i = 0; i < cloud.nodes.size(); ++i) by_offset[cloud.offsets[i]] = i;
+    for (std::size_t i = 0; i < cloud.nodes.size(); ++i) {
+        SCOPED_TRACE("node " + std::to_string(i));
+        const NodeRecord& node = cloud.nodes[i];
+        CheckNode(cloud, i, leaf_points);
+        if (node.child_mask == 0) continue;
+        EXPECT_GT(static_cast<std::size_t>(node.point_count), leaf_points);
+        EXPECT_GE(std::popcount(node.child_mask), 2);
+        std::int32_t next = node.first_point;
+        std::int64_t place = 0;
+        for (const std::int64_t offset : node.children) {
+            if (offset == 0) continue;
+            const std::size_t child = by_offset.at(offset);
+            EXPECT_EQ(cloud.nodes[child].first_point, next);
+            next += cloud.nodes[child].point_count;
+            EXPECT_TRUE(place == 0 || place == offset) << "siblings are apart";
+            place = cloud.ends[child];
+        }
+        EXPECT_EQ(next, node.first_point + node.point_count);
+    }
+}
+
+struct Request {
+    std::vector<std::string> inputs;
+    std::string output;
+    int leaf_points = 0;
+    bool drop_repeats = false;
+    std::int64_t memory = std::int64_t{1} << 30;
+    int threads = 1;
+};
+
+bool Organise(const Request& wanted, PtcOrganiseSummary* summary = nullptr) {
+    std::vector<const char*> names;
+    for (const std::string& name : wanted.inputs) names.push_back(name.c_str());
+    PtcOrganiseRequest request{};
+    request.inputs = names.data();
+    request.input_count = static_cast<int>(names.size());
+    request.output = wanted.output.c_str();
+    request.leaf_points = wanted.leaf_points;
+    request.drop_repeats = wanted.drop_repeats;
+    request.memory = wanted.memory;
+    request.threads = wanted.threads;
+    return PtcOrganise(request, summary);
+}
+
+std::vector<Record> RecordsOf(std::span<const Point> points) {
+    std::vector<Record> records;
+    for (const Point& point : points)
+        records.emplace_back(reinterpret_cast<const char*>(&point), sizeof point);
+    return records;
+}
+
+struct OrganiseCase {
+    const char* name;
+    Kind kind;
+    std::size_t points;
+    int leaf_points;
+};
+
+class PtcOrganiseClouds : public testing::TestWithParam<OrganiseCase> {};
+
+TEST_P(PtcOrganiseClouds, ResultHoldsItsPromises) {
+    const ScratchFolder folder;
+    const auto points = Points(GetParam().kind, GetParam().points, 7);
+    const std::string input = WriteTo(folder.File("in.ptc"), CloudOf(points));
+    for (const bool drops : {false, true}) {
+        SCOPED_TRACE(drops ? "without repeats" : "all");
+        const Request request{.inputs = {input},
+                              .output = folder.File("out.ptc"),
+                              .leaf_points = GetParam().leaf_points,
+                              .drop_repeats = drops};
+        PtcOrganiseSummary summary{};
+        ASSERT_TRUE(Organise(request, &summary)) << PtcLastFailure().text;
+        const Organised cloud = ReadOrganised(request.output);
+        const auto records = RecordsOf(points);
+        const auto expected = drops ? WithoutRepeats(records) : records;
+        const int leaf = GetParam().leaf_points > 0 ? GetParam().leaf_points : kDefaultLeafPoints;
+        CheckOrganised(cloud, expected, static_cast<std::size_t>(leaf));
+        const auto finite = static_cast<std::int64_t>(FiniteCount(expected));
+        EXPECT_EQ(summary.points, static_cast<std::int64_t>(expected.size()));
+        EXPECT_EQ(summary.not_finite, summary.points - finite);
+        EXPECT_EQ(summary.repeats, static_cast<std::int64_t>(records.size() - expected.size()));
+        EXPECT_EQ(summary.nodes, static_cast<std::int64_t>(cloud.nodes.size()));
+        EXPECT_EQ(summary.leaves, std::count_if(cloud.nodes.begin(), cloud.nodes.end(),
+                                                [](auto& n) { return n.child_mask == 0; }));
+        EXPECT_EQ(summary.depth, cloud.depths.empty() ? 0 : *std::max_element(cloud.depths.begin(),
+                                                                              cloud.depths.end()));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clouds, PtcOrganiseClouds,
+    testing::Values(OrganiseCase{"Empty", Kind::kSurface, 0, 0},
+                    OrganiseCase{"OnePoint", Kind::kSurface, 1, 0},
+                    OrganiseCase{"OneLeaf", Kind::kSurface, 32, 0},
+                    OrganiseCase{"Surface", Kind::kSurface, 5000, 0},
+                    OrganiseCase{"LeavesOfOne", Kind::kSurface, 3000, 1},
+                    OrganiseCase{"OnePlace", Kind::kOnePlace, 500, 4},
+                    OrganiseCase{"FewPlaces", Kind::kFewPlaces, 3000, 4},
+                    OrganiseCase{"OddValues", Kind::kOdd, 3000, 8},
+                    OrganiseCase{"FarApart", Kind::kFarApart, 3000, 4},
+                    OrganiseCase{"Repeats", Kind::kRepeats, 3000, 4},
+                    OrganiseCase{"NothingFinite", Kind::kNowhere, 100, 4}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+}  // namespace
