@@ -85,7 +85,8 @@ std::vector<Point> Points(Kind kind, std::size_t count, unsigned seed) {
         if (kind == Kind::kFewPlaces)
             for (float& value : point.position) value = std::floor(value * 3);
         if (kind == Kind::kFarApart)
-            for (float& value : point.position) value = std::ldexp(value, -static_cast<int>(below(60)));
+            for (float& value : point.position)
+                value = std::ldexp(value, -static_cast<int>(below(60)));
         if (kind == Kind::kNowhere) point.position[random() % 3] = odd[random() % 3];
         const auto spoil = [&](float* value) {
             if (random() % 6 == 0) *value = odd[random() % 8];
@@ -321,24 +322,24 @@ TEST_P(PtcOrganiseClouds, ResultHoldsItsPromises) {
         EXPECT_EQ(summary.nodes, static_cast<std::int64_t>(cloud.nodes.size()));
         EXPECT_EQ(summary.leaves, std::count_if(cloud.nodes.begin(), cloud.nodes.end(),
                                                 [](auto& n) { return n.child_mask == 0; }));
-        EXPECT_EQ(summary.depth, cloud.depths.empty() ? 0 : *std::max_element(cloud.depths.begin(),
-                                                                              cloud.depths.end()));
+        EXPECT_EQ(summary.depth, cloud.depths.empty()
+                                     ? 0
+                                     : *std::max_element(cloud.depths.begin(), cloud.depths.end()));
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Clouds, PtcOrganiseClouds,
-    testing::Values(OrganiseCase{"Empty", Kind::kSurface, 0, 0},
-                    OrganiseCase{"OnePoint", Kind::kSurface, 1, 0},
-                    OrganiseCase{"OneLeaf", Kind::kSurface, 32, 0},
-                    OrganiseCase{"Surface", Kind::kSurface, 5000, 0},
-                    OrganiseCase{"LeavesOfOne", Kind::kSurface, 3000, 1},
-                    OrganiseCase{"OnePlace", Kind::kOnePlace, 500, 4},
-                    OrganiseCase{"FewPlaces", Kind::kFewPlaces, 3000, 4},
-                    OrganiseCase{"OddValues", Kind::kOdd, 3000, 8},
-                    OrganiseCase{"FarApart", Kind::kFarApart, 3000, 4},
-                    OrganiseCase{"Repeats", Kind::kRepeats, 3000, 4},
-                    OrganiseCase{"NothingFinite", Kind::kNowhere, 100, 4}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clouds, PtcOrganiseClouds,
+                         testing::Values(OrganiseCase{"Empty", Kind::kSurface, 0, 0},
+                                         OrganiseCase{"OnePoint", Kind::kSurface, 1, 0},
+                                         OrganiseCase{"OneLeaf", Kind::kSurface, 32, 0},
+                                         OrganiseCase{"Surface", Kind::kSurface, 5000, 0},
+                                         OrganiseCase{"LeavesOfOne", Kind::kSurface, 3000, 1},
+                                         OrganiseCase{"OnePlace", Kind::kOnePlace, 500, 4},
+                                         OrganiseCase{"FewPlaces", Kind::kFewPlaces, 3000, 4},
+                                         OrganiseCase{"OddValues", Kind::kOdd, 3000, 8},
+                                         OrganiseCase{"FarApart", Kind::kFarApart, 3000, 4},
+                                         OrganiseCase{"Repeats", Kind::kRepeats, 3000, 4},
+                                         OrganiseCase{"NothingFinite", Kind::kNowhere, 100, 4}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace

@@ -4,8 +4,10 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "ptc/failure.h"
@@ -20,6 +22,22 @@ bool Rename(const std::string& path, const std::string& name, std::string* text)
     text->replace(0, path.size(), name);
     return true;
 }
+
+/// Closes a descriptor at the end of a scope.
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) ::close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int Number() const { return number_; }
+
+private:
+    const int number_;
+};
 
 }  // namespace
 
@@ -40,19 +58,30 @@ std::string LibraryInputs::FailureText() const {
     return text;
 }
 
-LibraryOutput::LibraryOutput(const std::string& name) : name_(name), path_(name) {
-    if (name != "-") return;
-    name_ = "standard output";
+LibraryOutput::LibraryOutput(const std::string& name)
+    : name_(name), path_(name), is_standard_output_(name == "-") {
+    struct stat info;
+    const bool is_there = !is_standard_output_ && ::stat(name.c_str(), &info) == 0;
+    if (is_there && S_ISDIR(info.st_mode)) FailWithErrno(name, EISDIR);
+    if (is_standard_output_) name_ = "standard output";
+    if (!is_standard_output_ && (!is_there || S_ISREG(info.st_mode))) return;
     const char* const temporary = std::getenv("TMPDIR");
-    folder_ = (temporary && *temporary ? std::string(temporary) : "/tmp") + "/ptc-XXXXXX";
-    if (!::mkdtemp(folder_.data())) FailWithErrno(folder_);
+    std::string folder =
+        (temporary && *temporary ? std::string(temporary) : "/tmp") + "/ptc-XXXXXX";
+    if (!::mkdtemp(folder.data())) FailWithErrno(folder);
+    folder_ = folder;
     path_ = folder_ + "/out.ptc";
 }
 
 LibraryOutput::~LibraryOutput() {
+    Remove();
+}
+
+void LibraryOutput::Remove() {
     if (folder_.empty()) return;
     ::unlink(path_.c_str());
     ::rmdir(folder_.c_str());
+    folder_.clear();
 }
 
 void LibraryOutput::Fail(const LibraryInputs& inputs) const {
@@ -62,17 +91,17 @@ void LibraryOutput::Fail(const LibraryInputs& inputs) const {
 }
 
 void LibraryOutput::Commit() {
-    if (!IsStandardOutput()) return;
-    const int file = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) FailWithErrno(path_);
-    // From here on not even a killed run leaves it.
-    ::unlink(path_.c_str());
-    try {
+    if (folder_.empty()) return;
+    const Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Number() < 0) FailWithErrno(path_);
+    // From here on not even a killed run leaves anything.
+    Remove();
+    if (is_standard_output_) {
         if (std::fflush(stdout) != 0) FailWithErrno(name_);
-        CopyDescriptor(file, "temporary file", STDOUT_FILENO, name_);
-    } catch (const Failure&) {
-        ::close(file);
-        throw;
+        CopyDescriptor(file.Number(), "temporary file", STDOUT_FILENO, name_);
+        return;
     }
-    ::close(file);
+    const Descriptor out(::open(name_.c_str(), O_WRONLY | O_CLOEXEC));
+    if (out.Number() < 0) FailWithErrno(name_);
+    CopyDescriptor(file.Number(), "temporary file", out.Number(), name_);
 }

@@ -32,8 +32,9 @@ private:
     std::vector<const char*> paths_;
 };
 
-/// A file that the library gives its name when it is whole. What goes to standard output is
-/// collected in a folder of its own, where TMPDIR says.
+/// A file that the library gives its name when it is whole. What goes to standard output or to
+/// another file that is no regular one, such as a device, is collected in a folder of its own
+/// first, where TMPDIR says.
 class LibraryOutput {
 public:
     /// `name`: the file to be, "-" for standard output.
@@ -44,7 +45,7 @@ public:
 
     const std::string& Path() const { return path_; }  ///< for the library
     const std::string& Name() const { return name_; }  ///< for messages
-    bool IsStandardOutput() const { return !folder_.empty(); }
+    bool IsStandardOutput() const { return is_standard_output_; }
 
     /// Throws the library's last failure in this thread.
     [[noreturn]] void Fail(const LibraryInputs& inputs) const;
@@ -53,7 +54,10 @@ public:
     void Commit();
 
 private:
+    void Remove();
+
     std::string name_;
     std::string path_;
-    std::string folder_;  ///< of the file on its way to standard output; empty: none
+    std::string folder_;  ///< of a file that is on its way; empty: none
+    const bool is_standard_output_;
 };

@@ -40,7 +40,7 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
     const struct {
         std::string input;
         std::string arguments;
-        bool retries = false;  // the library does, where a place in a text file is not known
+        bool retries = false;  // the library tries some reads again
     } commands[] = {
         {"a.ptc", "info --json a.ptc"},
         {"a.ptc", "print --csv a.ptc"},
@@ -64,12 +64,16 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
         {"flat.ptc", "view flat.ptc -o out --size 8x8"},
         {"a.txt", "view a.txt -o out --size 8x8"},
         {"a.ptc", "stats a.ptc --threads 1"},
+        {"a.ptc", "organize a.ptc -o out"},
+        {"flat.ptc", "organize flat.ptc -o - --memory 1 --threads 1 >/dev/null"},
+        {"a.txt", "organize a.txt -o out --drop-repeats", true},
+        {"a.gz", "merge flat.ptc a.gz -o out"},
         {"a.ptc", "query a.ptc --at 1,2,-1 --count 3"},
         {"a.txt", "query a.txt --at 1,2,-1 --count 1000 --csv", true},
         {"a.csv", "query a.ptc --at-points a.csv --count 1 --csv"},
         {"a.ptc", "transfer a.ptc --onto bare.csv -o out"},
         {"a.gz", "transfer a.gz --onto bare.csv -o out"},
-        {"flat.ptc", "transfer a.ptc --onto flat.ptc -o flat.ptc --replace"},
+        {"flat.ptc", "transfer a.ptc --onto flat.ptc -o out --replace"},
     };
     for (const auto& [input, arguments, retries] : commands) {
         const std::string content = folder.Content(input);
@@ -84,7 +88,7 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
             EXPECT_EQ(folder.Names(), before);
             EXPECT_TRUE(folder.Content(input) == content);
             if (run.status == 0 && (failing->is_of_output || retries)) {
-                EXPECT_TRUE(failing->is_of_output || run.out == sound.out);
+                if (whole == "an older file") EXPECT_EQ(run.out, sound.out);
                 // What a writer tries again, and then can do, loses nothing.
                 EXPECT_TRUE(folder.Content("out") == whole);
                 folder.Write("out", "an older file");

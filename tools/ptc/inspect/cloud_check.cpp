@@ -51,7 +51,7 @@ public:
         // Before version 2 the header has none. A largest radius above all radii is a bound, and
         // bounds may be loose.
         const float largest = cloud_.largest_radius;
-        if (cloud_.version >= 2 && is_radius && !is_apart && radius > largest + slack_ * largest)
+        if (cloud_.version >= 2 && is_radius && radius > largest + slack_ * largest)
             faults_.Add(scan.Place(PointScan::kRadius),
                         "point {}: radius {} is above the header's largest radius", index, radius);
         for (std::size_t i = PointScan::kData; i < values.size(); ++i)
@@ -73,8 +73,8 @@ private:
             return;
         }
         const float slack = slack_ * (std::fabs(value) + radius);
-        if (value - radius < cloud_.box_min[axis] - slack ||
-            value + radius > cloud_.box_max[axis] + slack)
+        if (cover_.InBox(value - radius) < cloud_.box_min[axis] - slack ||
+            cover_.InBox(value + radius) > cloud_.box_max[axis] + slack)
             faults_.Add(scan.Place(axis), "point {}: {} {} lies outside the box, radius included",
                         index, kAxes[axis], value);
     }

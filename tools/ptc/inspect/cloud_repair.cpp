@@ -40,7 +40,9 @@ struct Rebuilt {
         const bool is_apart = cover.IsApart(index, position);
         const bool is_zero = cover.CountsAsZero(radius);
         bounds.Include(position, radius);
-        if (!is_apart) organised_bounds.Include(position, is_zero ? 0 : radius);
+        // NaN enters no box, but the radius counts.
+        constexpr std::array<float, 3> kNowhere = {NAN, NAN, NAN};
+        organised_bounds.Include(is_apart ? kNowhere.data() : position, is_zero ? 0 : radius);
         const bool is_radius = radius >= 0 && std::isfinite(radius);
         bool is_position = true;
         bool is_data = true;
@@ -157,6 +159,8 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
             report.dropped_bytes = 0;
             // The block was first written to learn its length; its numbers have fixed widths.
             rebuilt.organised_bounds.StoreTo(&header);
+            for (float& end : header.box_min) end = cover.InBox(end);
+            for (float& end : header.box_max) end = cover.InBox(end);
             report.unsound = rebuilt.organised_unsound;
             header.node_count = cloud->node_count;
             header.root_position = cloud->root_position;

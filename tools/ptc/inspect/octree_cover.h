@@ -6,10 +6,12 @@
 // Threads    any.
 //
 // Organising keeps points whose positions are not finite: they follow those of the root's run, in
-// no node and in no box. A radius that is not finite counts as 0 in the boxes.
+// no node and in no box. A radius that is not finite counts as 0, and a sphere that reaches beyond
+// the range of floats ends there.
 
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -45,6 +47,12 @@ public:
     /// Whether `radius` is one that counts as 0.
     bool CountsAsZero(float radius) const {
         return is_organised_ && !std::isfinite(radius) && !(radius < 0);
+    }
+
+    /// The end of a sphere as boxes have it.
+    float InBox(float end) const {
+        constexpr float kMost = std::numeric_limits<float>::max();
+        return is_organised_ ? std::clamp(end, -kMost, kMost) : end;
     }
 
 private:
