@@ -2,11 +2,15 @@
 
 #include "ptc/organise.h"
 
+#include <algorithm>
+
 #include "ptc/access/last_failure.h"
 #include "ptc/organise/organise_clouds.h"
 #include "ptc/runtime.h"
 
 namespace {
+
+constexpr std::int64_t kLeastMemory = std::int64_t{16} << 20;
 
 /// Stores the failure unless `is_done`.
 bool Told(bool is_done, const OrganiseFailure& failure) {
@@ -22,6 +26,7 @@ bool Told(bool is_done, const OrganiseFailure& failure) {
 bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary) noexcept {
     return CatchNoMemory(request.output, false, [&] {
         PtcOrganiseRequest wanted = request;
+        if (wanted.memory >= 0) wanted.memory = std::max(wanted.memory, kLeastMemory);
         if (wanted.threads < 1) wanted.threads = PtcGetThreadCount();
         OrganiseFailure failure;
         return Told(OrganiseClouds(wanted, summary, &failure), failure);

@@ -52,7 +52,9 @@ std::size_t TreeWriter::Write(const BatchRoom& batch, std::size_t finite, Then t
     // Where more than `leaf` points follow, or the cloud ends.
     const std::size_t known = is_end ? end : std::min(end, finite - std::min(leaf, finite));
     const Slicing slicing(cutter, limits_.slice_points, known, end);
-    const Leaf* const held = then == Then::kSameCode ? &continued_ : nullptr;
+    // The leaf that goes on ends there so far. Slices behind it may be empty.
+    const std::int64_t held_end =
+        then == Then::kSameCode ? points_ + static_cast<std::int64_t>(end) : -1;
 
     crew_.Run(
         slicing.Count(),
@@ -60,9 +62,7 @@ std::size_t TreeWriter::Write(const BatchRoom& batch, std::size_t finite, Then t
             WriteSlice(batch, cutter, slicing.Begin(index), slicing.Begin(index + 1),
                        slices_[worker]);
         },
-        [&](std::size_t index, std::size_t worker) {
-            AddLeaves(slices_[worker], index + 1 == slicing.Count() ? held : nullptr);
-        });
+        [&](std::size_t, std::size_t worker) { AddLeaves(slices_[worker], held_end); });
     if (end > 0) last_code_ = batch.points[end - 1].code;
     points_ += static_cast<std::int64_t>(end);
     finite_ = points_;
@@ -126,17 +126,20 @@ void TreeWriter::WriteGathered(Slice& slice) {
     slice.fill = 0;
 }
 
-/// `held`: takes the last leaf, which is not complete; null: it is.
-void TreeWriter::AddLeaves(const Slice& slice, const Leaf* held) {
+/// `held_end`: where a leaf ends that Continue() adds to; -1: there is none.
+void TreeWriter::AddLeaves(const Slice& slice, std::int64_t held_end) {
     largest_radius_ = std::max(largest_radius_, slice.largest_radius);
-    const std::size_t complete = slice.leaves.size() - (held && !slice.leaves.empty() ? 1 : 0);
-    for (std::size_t i = 0; i < complete; ++i)
-        AddLeaf(slice.leaves[i], slice.sums.data() + i * sums_.Size());
-    if (complete == slice.leaves.size()) return;
-    continued_ = slice.leaves.back();
-    continued_bounds_ = {};
-    continued_sums_.assign(slice.sums.end() - static_cast<std::ptrdiff_t>(sums_.Size()),
-                           slice.sums.end());
+    const double* sums = slice.sums.data();
+    for (const Leaf& leaf : slice.leaves) {
+        if (leaf.first + leaf.count == held_end) {
+            continued_ = leaf;
+            continued_bounds_ = {};
+            continued_sums_.assign(sums, sums + sums_.Size());
+        } else {
+            AddLeaf(leaf, sums);
+        }
+        sums += sums_.Size();
+    }
 }
 
 void TreeWriter::AddLeaf(const Leaf& leaf, const double* sums) {

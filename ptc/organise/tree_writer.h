@@ -78,7 +78,7 @@ private:
                     std::size_t end, Slice& slice);
     void Gather(const std::byte* record, Slice& slice);
     void WriteGathered(Slice& slice);
-    void AddLeaves(const Slice& slice, const Leaf* held);
+    void AddLeaves(const Slice& slice, std::int64_t held_end);
     void AddLeaf(const Leaf& leaf, const double* sums);
 
     OrganisedFile& file_;

@@ -21,6 +21,7 @@
 #include "ptc/cloud/reader.h"
 #include "ptc/organise/organise_clouds.h"
 #include "ptc/organise/point_order.h"
+#include "tests/support/cloud_file.h"
 #include "tests/support/clouds.h"
 #include "tests/support/gzip_bytes.h"
 #include "tests/support/scratch.h"
@@ -48,7 +49,8 @@ Point PointOf(const Record& record) {
 }
 
 /// A binary cloud of these points. The other order of variables has the floats of "glow" first.
-std::string CloudOf(std::span<const Point> points, bool has_other_order = false) {
+std::string CloudOf(std::span<const Point> points, bool has_other_order = false,
+                    TokenForm form = TokenForm::kBinary) {
     std::vector<const char*> types{"float", "color"};
     std::vector<const char*> names{"_area", "glow"};
     if (has_other_order) std::swap(types[0], types[1]);
@@ -58,7 +60,7 @@ std::string CloudOf(std::span<const Point> points, bool has_other_order = false)
     description.format[0] = 320;
     description.format[1] = 200;
     description.format[2] = 2;
-    const MemoryCloud cloud(description);
+    const MemoryCloud cloud(description, form);
     for (Point point : points) {
         if (has_other_order) std::rotate(&point.area, &point.area + 1, &point.area + 4);
         EXPECT_FALSE(Failed(WritePointRecords(*cloud.cloud, std::as_bytes(std::span(&point, 1)))));
@@ -268,7 +270,8 @@ struct Request {
     int threads = 1;
 };
 
-bool Organise(const Request& wanted, PtcOrganiseSummary* summary = nullptr) {
+/// Empty, or why it failed.
+std::string Organise(const Request& wanted, PtcOrganiseSummary* summary = nullptr) {
     std::vector<const char*> names;
     for (const std::string& name : wanted.inputs) names.push_back(name.c_str());
     PtcOrganiseRequest request{};
@@ -279,7 +282,21 @@ bool Organise(const Request& wanted, PtcOrganiseSummary* summary = nullptr) {
     request.drop_repeats = wanted.drop_repeats;
     request.memory = wanted.memory;
     request.threads = wanted.threads;
-    return PtcOrganise(request, summary);
+    OrganiseFailure failure;
+    if (OrganiseClouds(request, summary, &failure)) return {};
+    return failure.file + ": " + failure.what + ": " + failure.reason;
+}
+
+std::string Merge(const std::vector<std::string>& inputs, const std::string& output) {
+    std::vector<const char*> names;
+    for (const std::string& name : inputs) names.push_back(name.c_str());
+    const PtcMergeRequest request{.inputs = names.data(),
+                                  .input_count = static_cast<int>(names.size()),
+                                  .output = output.c_str()};
+    std::int64_t points = -1;
+    if (!PtcMerge(request, &points)) return PtcLastFailure().text;
+    EXPECT_EQ(CloudFile{ContentOf(output)}.PointCount(), static_cast<double>(points));
+    return {};
 }
 
 std::vector<Record> RecordsOf(std::span<const Point> points) {
@@ -309,7 +326,7 @@ TEST_P(PtcOrganiseClouds, ResultHoldsItsPromises) {
                               .leaf_points = GetParam().leaf_points,
                               .drop_repeats = drops};
         PtcOrganiseSummary summary{};
-        ASSERT_TRUE(Organise(request, &summary)) << PtcLastFailure().text;
+        ASSERT_EQ(Organise(request, &summary), "");
         const Organised cloud = ReadOrganised(request.output);
         const auto records = RecordsOf(points);
         const auto expected = drops ? WithoutRepeats(records) : records;
@@ -341,5 +358,53 @@ INSTANTIATE_TEST_SUITE_P(Clouds, PtcOrganiseClouds,
                                          OrganiseCase{"Repeats", Kind::kRepeats, 3000, 4},
                                          OrganiseCase{"NothingFinite", Kind::kNowhere, 100, 4}),
                          [](const auto& tested) { return std::string(tested.param.name); });
+
+/// The points as `count` files of all forms, and of both orders of variables.
+std::vector<std::string> SplitInto(const ScratchFolder& folder, std::span<const Point> points,
+                                   std::size_t count) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t begin = points.size() * i / count;
+        const auto part = points.subspan(begin, points.size() * (i + 1) / count - begin);
+        std::string bytes =
+            CloudOf(part, i % 2 == 1, i % 3 == 1 ? TokenForm::kText : TokenForm::kBinary);
+        if (i % 4 >= 2) bytes = gzip_bytes::ManyBlocks(bytes);
+        names.push_back(WriteTo(folder.File(std::to_string(i)), bytes));
+    }
+    return names;
+}
+
+TEST(PtcOrganise, BytesDependOnThePointsAndTheirOrderOnly) {
+    const Kind kinds[] = {Kind::kSurface,  Kind::kOnePlace, Kind::kFewPlaces, Kind::kOdd,
+                          Kind::kFarApart, Kind::kRepeats,  Kind::kNowhere};
+    for (unsigned seed = 0; seed < 28; ++seed) {
+        SCOPED_TRACE(seed);
+        const ScratchFolder folder;
+        const auto points = Points(kinds[seed % 7], 3000 + 500 * (seed % 5), seed);
+        const auto parts = SplitInto(folder, points, 7);
+        const std::string merged = folder.File("merged.ptc");
+        ASSERT_EQ(Merge(parts, merged), "");
+        Request request{.inputs = {merged},
+                        .output = folder.File("whole.ptc"),
+                        .leaf_points = seed % 3 == 0 ? 1 : 8,
+                        .drop_repeats = seed % 2 == 1};
+        ASSERT_EQ(Organise(request), "");
+        const std::string expected = ContentOf(request.output);
+
+        for (const std::int64_t memory : {30'000, 200'000, 1 << 30})
+            for (const int threads : {1, 3}) {
+                const bool is_split = (threads == 3) == (seed % 4 < 2);
+                PtcOrganiseSummary summary{};
+                request.inputs = is_split ? parts : std::vector{merged};
+                request.output = folder.File("other.ptc");
+                request.memory = memory;
+                request.threads = threads;
+                ASSERT_EQ(Organise(request, &summary), "");
+                ASSERT_TRUE(ContentOf(request.output) == expected)
+                    << memory << " bytes, " << threads << " threads, split " << is_split;
+                EXPECT_EQ(summary.bytes_in_parts > 0, memory < 1 << 18);
+            }
+    }
+}
 
 }  // namespace

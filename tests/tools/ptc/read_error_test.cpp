@@ -88,7 +88,7 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
             EXPECT_EQ(folder.Names(), before);
             EXPECT_TRUE(folder.Content(input) == content);
             if (run.status == 0 && (failing->is_of_output || retries)) {
-                if (whole == "an older file") EXPECT_EQ(run.out, sound.out);
+                EXPECT_TRUE(whole != "an older file" || run.out == sound.out);
                 // What a writer tries again, and then can do, loses nothing.
                 EXPECT_TRUE(folder.Content("out") == whole);
                 folder.Write("out", "an older file");
