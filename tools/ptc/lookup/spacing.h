@@ -6,6 +6,9 @@
 
 #include "ptc/lookup.h"
 
+/// The radius of a filter that is not given, in spacings.
+inline constexpr float kUsualFilterSpacings = 2;
+
 /// Stores the distance between neighbours of a square grid that would be as dense as the clouds
 /// typically are on their surface; 0 when there are no two points apart. `lookup` is made of
 /// `files`.

@@ -28,9 +28,6 @@ constexpr std::size_t kPieceBytes = std::size_t{1} << 25;
 constexpr std::size_t kMostPieceRecords = std::size_t{1} << 17;
 constexpr std::uint64_t kProgressSteps = 1000;
 
-/// A filter's radius in spacings.
-constexpr float kSpacings = 2;
-
 std::size_t PlaceOf(const std::string& name, const CloudVariables& variables) {
     const auto& names = variables.names;
     return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
@@ -201,7 +198,7 @@ void TellFailures(const LookupClouds& clouds) {
 float UsualRadius(const LookupClouds& clouds, const PtcLookup& lookup) {
     float spacing = 0;
     if (!FindSpacing(lookup, clouds.Handles(), &spacing)) throw Failure(clouds.FailureText());
-    return kSpacings * spacing;
+    return kUsualFilterSpacings * spacing;
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr std::int32_t kNearest = 8;
-constexpr float kSpacings = 2;
 
 }  // namespace
 
@@ -30,7 +29,7 @@ LookupSteps::LookupSteps(PtcManagedFile* file, bool filters)
     if (!is_usable_ || !filters) return;
     float spacing = 0;
     is_usable_ = FindSpacing(lookup_, std::span(&file_, 1), &spacing);
-    radius_ = kSpacings * spacing;
+    radius_ = kUsualFilterSpacings * spacing;
 }
 
 bool LookupSteps::At(std::int64_t index) const {
