@@ -11,6 +11,7 @@
 #include "ptc/organise/cloud_inputs.h"
 #include "ptc/organise/organise_plan.h"
 #include "ptc/organise/organised_file.h"
+#include "ptc/organise/page_block.h"
 #include "ptc/organise/partition.h"
 #include "ptc/organise/repeats.h"
 #include "ptc/organise/tree_writer.h"
@@ -146,9 +147,9 @@ private:
 
     void MakeRoom(std::size_t points) {
         room_points_ = points;
-        records_ = std::make_unique_for_overwrite<std::byte[]>(points * record_);
-        codes_ = std::make_unique_for_overwrite<CodedIndex[]>(points);
-        scratch_ = std::make_unique_for_overwrite<CodedIndex[]>(points);
+        records_ = PageBlock<std::byte>(points * record_);
+        codes_ = PageBlock<CodedIndex>(points);
+        scratch_ = PageBlock<CodedIndex>(points);
     }
 
     /// Loads what waits for the batch behind what is left of the last one, and writes it.
@@ -248,9 +249,9 @@ private:
 
     std::vector<PartBucket> batch_;   ///< to be loaded together
     std::vector<std::byte> carried_;  ///< points of the last batch whose leaf was not known
-    std::unique_ptr<std::byte[]> records_;
-    std::unique_ptr<CodedIndex[]> codes_;
-    std::unique_ptr<CodedIndex[]> scratch_;
+    PageBlock<std::byte> records_;
+    PageBlock<CodedIndex> codes_;
+    PageBlock<CodedIndex> scratch_;
     std::size_t room_points_ = 0;
     std::size_t loaded_ = 0;
     bool has_ended_ = false;
