@@ -1,10 +1,13 @@
 // ptc organize and ptc merge as a user runs them.
 
 #include <cmath>
+#include <random>
 
+#include "ptc/organise.h"
 #include "tests/support/cloud_file.h"
 #include "tests/support/clouds.h"
 #include "tests/tools/run_tool.h"
+#include "tools/ptc/inspect/cloud_check.h"
 
 using namespace sound_cloud;
 
@@ -37,6 +40,43 @@ TEST(PtcOrganiseTool, ReportsAreThoseOfTheTranscript) {
     folder.Write("out.ptc.gz", "");
     const auto before = folder.Names();
     folder.ExpectTranscript("ptc_organise.txt", [&] { EXPECT_EQ(folder.Names(), before); });
+}
+
+/// Of points with a finite position at least one, so that there is an octree.
+TEST(PtcOrganiseTool, EveryOrganisedFileIsSound) {
+    std::mt19937 random(11);
+    const float odd[] = {NAN,    HUGE_VALF, -HUGE_VALF, 3.4e38f, -3.4e38f,
+                         1e-45f, 0,         -0.0f,      1e30f,   -1e30f};
+    for (int round = 0; round < 150; ++round) {
+        SCOPED_TRACE(round);
+        const std::size_t count = 1 + random() % 200;
+        std::string bytes = Bytes({.points = count, .has_nodes = false});
+        for (std::size_t change = random() % (2 * count); change > 0; --change) {
+            const std::size_t point = random() % count, axis = random() % 4;
+            float value =
+                random() % 2 ? odd[random() % std::size(odd)] : static_cast<float>(random() % 4);
+            if (axis == 3 && value < 0) value = -value;
+            if (point == 0 && !std::isfinite(value)) continue;
+            Put(&bytes, kDataStart + point * kRecord + 4 * (axis == 3 ? 4 : axis), value);
+        }
+        const ScratchFolder folder;
+        const std::string in = WriteTo(folder.File("in.ptc"), bytes), out = folder.File("out.ptc");
+        const char* const inputs[] = {in.c_str()};
+        PtcOrganiseSummary summary;
+        ASSERT_TRUE(PtcOrganise({.inputs = inputs,
+                                 .input_count = 1,
+                                 .output = out.c_str(),
+                                 .leaf_points = static_cast<int>(1 + random() % 20)},
+                                &summary))
+            << PtcLastFailure().text;
+        std::string found;
+        FaultList faults(5, [&](std::int64_t, const std::string& what) { found += what + '\n'; });
+        const CheckedCounts counts = CheckCloud(InputFile(out), faults, false);
+        EXPECT_EQ(found, "");
+        EXPECT_EQ(counts.apart, summary.not_finite);
+        EXPECT_EQ(counts.points, static_cast<std::int64_t>(count));
+        EXPECT_GT(counts.nodes, 0);
+    }
 }
 
 }  // namespace
