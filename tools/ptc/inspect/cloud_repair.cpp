@@ -108,31 +108,38 @@ bool IsIntact(CloudReader& cloud, const HeaderPlaces& places, std::int64_t point
     return faults.Total() == 0;
 }
 
+/// Reads every whole point, and counts what follows. The answer: the end of the points.
+std::int64_t ReadPoints(CloudReader& cloud, const OctreeCover& cover, Rebuilt* rebuilt,
+                        RepairReport* report) {
+    // In an organised file nodes follow the points, and would be taken for points.
+    PointScan scan(cloud, 0, cover.IsOrganised() ? cloud.point_count : INT64_MAX);
+    {
+        const std::int64_t bytes = std::max<std::int64_t>(cloud.input.StoredBytes(), 0);
+        Progress progress(static_cast<std::uint64_t>(bytes), true);
+        while (scan.Next()) {
+            rebuilt->Include(scan.Count() - 1, scan.Values(), cover);
+            if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
+        }
+    }
+    report->kept = scan.Count();
+    report->unsound = rebuilt->unsound;
+    report->dropped_bytes = scan.BytesBehind();
+    return scan.End();
+}
+
 }  // namespace
 
 RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     const OpenedCloud opened = OpenInput(input);
     const auto& [cloud, places] = opened;
+    const OctreeCover cover(*cloud);
+    Rebuilt rebuilt;
     RepairReport report;
     report.counted = cloud->point_count;
-    Rebuilt rebuilt;
-    const OctreeCover cover(*cloud);
-    // In an organised file nodes follow the points, and would be taken for points.
-    PointScan scan(*cloud, 0, cover.IsOrganised() ? cloud->point_count : INT64_MAX);
-    {
-        const std::int64_t bytes = std::max<std::int64_t>(cloud->input.StoredBytes(), 0);
-        Progress progress(static_cast<std::uint64_t>(bytes), true);
-        while (scan.Next()) {
-            rebuilt.Include(scan.Count() - 1, scan.Values(), cover);
-            if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
-        }
-    }
     // Everything is known before the first byte is written; the copy then is one piece, from the
     // header's fixed part to the end of what stays.
-    report.kept = scan.Count();
-    report.unsound = rebuilt.unsound;
-    report.dropped_bytes = scan.BytesBehind();
-    std::int64_t kept_end = scan.End();
+    const std::int64_t points_end = ReadPoints(*cloud, cover, &rebuilt, &report);
+    std::int64_t kept_end = points_end;
     FailIfUnread(*cloud, input.Name());
 
     TokenFile file;
@@ -151,7 +158,7 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
         // In a text file of other widths everything behind the header moves, and offsets with it.
         const bool stays = PlaceIn(file, output) == places.fixed_header;
         const bool is_kept =
-            stays && report.kept == report.counted && IsIntact(*cloud, places, scan.End());
+            stays && report.kept == report.counted && IsIntact(*cloud, places, points_end);
         report.octree = is_kept ? RepairReport::Octree::kKept : RepairReport::Octree::kDropped;
         if (is_kept) {
             // Nodes name places in the file, and these are the same in the copy.
