@@ -89,11 +89,12 @@ struct PtcNearestArrays {
 ///   (1 - d^2 / h^2)^2 * a    at a distance d below h, otherwise 0
 ///
 /// h is the filter's radius or the point's own, whichever is greater, so there are no gaps between
-/// points whose discs meet. a = (n - l) / (1 - l), but not below 0, with the dot product n of the
-/// place's normal and the point's, and l the filter's least dot product; it is 1 when the place or
-/// the point has no normal. The value is the sum of weight times value over the sum of weights, in
-/// double precision, so a constant comes back as it is, and the value is continuous wherever points
-/// are near. A point whose value is not finite does not count for that variable.
+/// points whose discs meet; a radius that is not finite counts as 0. a = (n - l) / (1 - l), but not
+/// below 0, with the dot product n of the place's normal and the point's, and l the filter's least
+/// dot product; it is 1 when the place or the point has no normal. The value is the sum of weight
+/// times value over the sum of weights, in double precision, so a constant comes back as it is, and
+/// the value is continuous wherever points are near. A point whose value is not finite does not
+/// count for that variable.
 ///
 /// Source: normalised weights, D. Shepard, "A two-dimensional interpolation function for
 /// irregularly-spaced data", 1968; the biweight kernel of kernel regression.

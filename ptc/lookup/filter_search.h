@@ -42,6 +42,8 @@ public:
           variables_(variables),
           sums_(sums) {}
 
+    float Limit() const { return squared_radius_; }
+
     /// A box of a node encloses its points' spheres, so a sphere that reaches the place has it in
     /// its box.
     bool Wants(float bound, std::int32_t, std::int64_t) const {
@@ -60,17 +62,15 @@ private:
     double Weight(const PtcPoint& point) const {
         const float distance = from_.ToPoint(point);
         // In double precision, because the square of a large radius is not a float.
-        const bool is_own = point.radius > radius_;
+        const bool is_own = point.radius > radius_ && std::isfinite(point.radius);
         const double reach = is_own ? double{point.radius} * point.radius : squared_radius_;
         if (!(distance < reach) || (is_own && !ReachesPlace(point))) return 0;
         const double near = 1 - distance / reach;
         return near * near * Agreement(point);
     }
 
-    /// Whether the place is in the box around the point's sphere. Boxes of nodes know no sphere
-    /// whose radius is not finite.
+    /// Whether the place is in the box around the point's sphere.
     bool ReachesPlace(const PtcPoint& point) const {
-        if (std::isinf(point.radius)) return false;
         for (int i = 0; i < 3; ++i)
             if (!(point.position[i] - point.radius <= place_.position[i] &&
                   place_.position[i] <= point.position[i] + point.radius))

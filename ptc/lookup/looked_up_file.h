@@ -20,6 +20,11 @@ struct LookedUpFile {
     std::vector<std::int32_t> offsets;  ///< of each variable in a point's data; -1: it has none
 };
 
+struct LookedUpFiles {
+    std::vector<LookedUpFile> files;
+    std::uint64_t number = 0;  ///< no other lookup of the process has it
+};
+
 /// The floats of one variable in an answer.
 struct WantedVariable {
     std::int32_t offset = 0;

@@ -152,7 +152,8 @@ bool PtcLookup::Nearest(const PtcPlace& place, const PtcNearest& wanted,
 
 bool PtcLookup::NearestOfMany(const PtcPlaces& places, const PtcNearest& wanted,
                               const PtcNearestArrays& arrays, std::int32_t* found) const noexcept {
-    if (places.count <= 0) return true;
+    if (places.count < 0) return Refuse("a number of places below 0");
+    if (places.count == 0) return true;
     if (!found) return Refuse("no place for the numbers of points found");
     std::fill_n(found, places.count, 0);
     if (!places.positions) return Refuse("no positions");
@@ -173,7 +174,8 @@ bool PtcLookup::Sample(const PtcPlace& place, const PtcFilter& filter, float* va
 
 bool PtcLookup::SampleMany(const PtcPlaces& places, const PtcFilter& filter, float* values,
                            float* weights) const noexcept {
-    if (places.count <= 0) return true;
+    if (places.count < 0) return Refuse("a number of places below 0");
+    if (places.count == 0) return true;
     if (!places.positions) return Refuse("no positions");
     const std::int64_t floats = FloatsPerPoint();
     const std::int64_t variables = VariableCount();

@@ -3,6 +3,7 @@
 #include "ptc/lookup/lookup_state.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <span>
 
@@ -89,6 +90,8 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
         is_whole = false;
     }
     life = this_thread::life_of_set.load(std::memory_order_relaxed);
+    static constinit std::atomic<std::uint64_t> lookups{0};
+    number = lookups.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
@@ -132,19 +135,39 @@ void PtcLookup::State::StoreData(const LookedUpFile& file, const PtcPoint& point
     }
 }
 
+/// The nearest points, the nearest first; valid until the thread's next search.
+std::span<const Candidate> PtcLookup::State::Search(LookupThread& thread, const PtcPlace& place,
+                                                    const PtcNearest& wanted) const {
+    LookupScratch& scratch = thread.Scratch();
+    const auto run = [&](float limit) {
+        NearestSearch search(place, wanted, limit, scratch.candidates);
+        scratch.search.Run(*this, &thread.cache, place.position, search);
+        return scratch.candidates.Sorted();
+    };
+    const float within = wanted.within * wanted.within;
+    // Points that the normals leave out would have to be left out of the hint.
+    if (place.normal && wanted.least_dot > -1) return run(within);
+    const float hint = scratch.hint.For(number, wanted.most, place.position);
+    std::span<const Candidate> nearest = run(std::min(within, hint));
+    // Fewer than were there for the other place: part of a file could not be read meanwhile.
+    if (std::ssize(nearest) < wanted.most && hint < within) nearest = run(within);
+    if (std::ssize(nearest) == wanted.most)
+        scratch.hint.Found(number, wanted.most, place.position, nearest.back().squared_distance);
+    return nearest;
+}
+
 bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
                                const PtcNearest& wanted, const PtcNearestArrays& arrays,
                                std::int32_t* found) const {
     *found = 0;
     if (!IsFinite(place.position)) return true;
     LookupScratch& scratch = thread.Scratch();
-    NearestSearch search(place, wanted, scratch.candidates);
-    scratch.search.Run(files, &thread.cache, place.position, search);
+    const std::span<const Candidate> nearest = Search(thread, place, wanted);
     const bool with_records =
         arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0);
     bool all_read = scratch.search.AllRead();
     std::int64_t at = 0;
-    for (const Candidate& candidate : scratch.candidates.Sorted()) {
+    for (const Candidate& candidate : nearest) {
         const PtcPoint* const point = with_records ? Record(&thread.cache, candidate) : nullptr;
         if (with_records && !point) {
             all_read = false;
@@ -172,7 +195,7 @@ bool PtcLookup::State::Sample(LookupThread& thread, const PtcPlace& place, const
     FilterSums& sums = scratch.sums;
     sums.Clear(static_cast<std::size_t>(floats), variables.size());
     FilterSearch search(place, filter, files, variables, sums);
-    scratch.search.Run(files, &thread.cache, place.position, search);
+    scratch.search.Run(*this, &thread.cache, place.position, search);
     for (std::size_t i = 0; i < variables.size(); ++i) {
         const double weight = sums.weights[i];
         weights[i] = static_cast<float>(weight);

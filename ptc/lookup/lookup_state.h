@@ -15,6 +15,7 @@
 #include "ptc/lookup/candidates.h"
 #include "ptc/lookup/filter_search.h"
 #include "ptc/lookup/looked_up_file.h"
+#include "ptc/lookup/nearest_hint.h"
 #include "ptc/lookup/place_order.h"
 #include "ptc/lookup/tree_search.h"
 
@@ -24,6 +25,7 @@ struct LookupScratch final : PtcThreadScratch {
     Candidates candidates;
     FilterSums sums;
     PlaceOrder order;
+    NearestHint hint;
 };
 
 /// The calling thread's cache and scratch memory, for the duration of a call. A message's handler
@@ -49,8 +51,7 @@ private:
 };
 
 /// What a lookup is made of. Immutable once it is made, so threads share it.
-struct PtcLookup::State {
-    std::vector<LookedUpFile> files;
+struct PtcLookup::State : LookedUpFiles {
     std::vector<WantedVariable> variables;
     std::int32_t floats = 0;  ///< of an answer
     bool is_whole = true;     ///< every file is used
@@ -69,6 +70,8 @@ struct PtcLookup::State {
                 float* weights) const;
 
 private:
+    std::span<const Candidate> Search(LookupThread& thread, const PtcPlace& place,
+                                      const PtcNearest& wanted) const;
     const PtcPoint* Record(PtcThreadCache* cache, const Candidate& candidate) const;
     void StoreData(const LookedUpFile& file, const PtcPoint& point, float* data) const;
 };

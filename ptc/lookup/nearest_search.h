@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <bit>
 #include <cmath>
 
 #include "ptc/lookup.h"
@@ -17,14 +18,17 @@ class NearestSearch {
 public:
     static constexpr bool kNearestFirst = true;
 
-    NearestSearch(const PtcPlace& place, const PtcNearest& wanted, Candidates& candidates)
+    /// `limit`: no point with a greater squared distance is wanted.
+    NearestSearch(const PtcPlace& place, const PtcNearest& wanted, float limit,
+                  Candidates& candidates)
         : from_(place.position),
           normal_(wanted.least_dot > -1 ? place.normal : nullptr),
           least_dot_(wanted.least_dot),
           candidates_(candidates) {
-        candidates.Begin(wanted.most, wanted.within * wanted.within);
+        candidates.Begin(wanted.most, limit);
     }
 
+    float Limit() const { return candidates_.SquaredDistance(); }
     bool Wants(float bound, std::int32_t file, std::int64_t index) const {
         return candidates_.Wants(bound, file, index);
     }
@@ -33,8 +37,11 @@ public:
         std::int64_t i = 0;
         for (; i + 4 <= run.count; i += 4) {
             const auto distances = from_.ToPoints(run.points + i);
-            if (!squared_distance::AnyAtMost(distances, candidates_.SquaredDistance())) continue;
-            for (int lane = 0; lane < 4; ++lane) Offer(distances[lane], run, i + lane);
+            for (unsigned lanes = squared_distance::MaskAtMost(distances, Limit()); lanes != 0;
+                 lanes &= lanes - 1) {
+                const int lane = std::countr_zero(lanes);
+                Offer(distances[lane], run, i + lane);
+            }
         }
         for (; i < run.count; ++i) Offer(from_.ToPoint(run.points[i]), run, i);
     }
@@ -42,7 +49,7 @@ public:
 private:
     void Offer(float distance, const PointRun& run, std::int64_t i) {
         // This way round NaN is refused, too.
-        if (!(distance <= candidates_.SquaredDistance())) return;
+        if (!(distance <= Limit())) return;
         const std::int64_t place = run.place + i;
         const std::int64_t index = run.indexes ? run.indexes[i] : place;
         if (!candidates_.Wants(distance, run.file, index) || !Fits(run.points[i], distance)) return;

@@ -11,6 +11,10 @@
 
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "ptc/records.h"
 
 namespace squared_distance {
@@ -38,8 +42,7 @@ public:
     explicit From(const float* place)
         : x_{place[0], place[0], place[0], place[0]},
           y_{place[1], place[1], place[1], place[1]},
-          z_{place[2], place[2], place[2], place[2]},
-          place_{place[0], place[1], place[2], 0} {}
+          z_{place[2], place[2], place[2], place[2]} {}
 
     /// To four points, one behind the other.
     Lanes ToPoints(const PtcPoint* points) const {
@@ -59,35 +62,73 @@ public:
     }
 
     float ToPoint(const PtcPoint& point) const {
-        const float place[] = {place_[0], place_[1], place_[2]};
+        const float place[] = {x_[0], y_[0], z_[0]};
         return Of(place, point.position);
     }
 
     /// To a box, minimum x y z, maximum x y z; 0 within it. A bound that is not a number bounds
     /// nothing.
     float ToBox(const float* box) const {
-        const Lanes high = Load(box + 2);  // z of the minimum, then the maximum
-        const Lanes below = Load(box) - place_;
-        const Lanes above = place_ - __builtin_shufflevector(high, high, 1, 2, 3, 3);
-        const Lanes zero{};
-        const Lanes outside = below > above ? below : above;
-        const Lanes distance = outside > zero ? outside : zero;
-        const Lanes squares = distance * distance;
-        return (squares[0] + squares[1]) + squares[2];
+        const Lanes x{box[0], box[3]};
+        const Lanes y{box[1], box[4]};
+        const Lanes z{box[2], box[5]};
+        return ToBounds(x, y, z, __builtin_shufflevector(x, x, 1, 1, 1, 1),
+                        __builtin_shufflevector(y, y, 1, 1, 1, 1),
+                        __builtin_shufflevector(z, z, 1, 1, 1, 1))[0];
+    }
+
+    /// To the boxes of four nodes, one behind the other.
+    Lanes ToBoxes(const PtcNode* nodes) const {
+        Lanes low[4];   // minimum x y z, maximum x
+        Lanes high[4];  // minimum z, maximum x y z
+        for (int i = 0; i < 4; ++i) {
+            low[i] = Load(nodes[i].box);
+            high[i] = Load(nodes[i].box + 2);
+        }
+        const Lanes ab_xy = __builtin_shufflevector(low[0], low[1], 0, 4, 1, 5);
+        const Lanes cd_xy = __builtin_shufflevector(low[2], low[3], 0, 4, 1, 5);
+        const Lanes ab_zx = __builtin_shufflevector(low[0], low[1], 2, 6, 3, 7);
+        const Lanes cd_zx = __builtin_shufflevector(low[2], low[3], 2, 6, 3, 7);
+        const Lanes ab_yz = __builtin_shufflevector(high[0], high[1], 2, 6, 3, 7);
+        const Lanes cd_yz = __builtin_shufflevector(high[2], high[3], 2, 6, 3, 7);
+        return ToBounds(__builtin_shufflevector(ab_xy, cd_xy, 0, 1, 4, 5),
+                        __builtin_shufflevector(ab_xy, cd_xy, 2, 3, 6, 7),
+                        __builtin_shufflevector(ab_zx, cd_zx, 0, 1, 4, 5),
+                        __builtin_shufflevector(ab_zx, cd_zx, 2, 3, 6, 7),
+                        __builtin_shufflevector(ab_yz, cd_yz, 0, 1, 4, 5),
+                        __builtin_shufflevector(ab_yz, cd_yz, 2, 3, 6, 7));
     }
 
 private:
+    static Lanes Outside(Lanes place, Lanes low, Lanes high) {
+        const Lanes zero{};
+        const Lanes below = low - place;
+        const Lanes above = place - high;
+        const Lanes outside = below > above ? below : above;
+        return outside > zero ? outside : zero;
+    }
+
+    Lanes ToBounds(Lanes low_x, Lanes low_y, Lanes low_z, Lanes high_x, Lanes high_y,
+                   Lanes high_z) const {
+        const Lanes x = Outside(x_, low_x, high_x);
+        const Lanes y = Outside(y_, low_y, high_y);
+        const Lanes z = Outside(z_, low_z, high_z);
+        return (x * x + y * y) + z * z;
+    }
+
     Lanes x_, y_, z_;
-    Lanes place_;
 };
 
-/// Whether any of four values is at most `bound`.
-inline bool AnyAtMost(Lanes values, float bound) {
+/// Which of four values are at most `bound`: bit i for value i.
+inline unsigned MaskAtMost(Lanes values, float bound) {
     const auto is_at_most = values <= Lanes{bound, bound, bound, bound};
-    long long halves[2];
-    static_assert(sizeof halves == sizeof is_at_most);
-    std::memcpy(halves, &is_at_most, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
+#if defined(__SSE2__)
+    return static_cast<unsigned>(_mm_movemask_ps(reinterpret_cast<__m128>(is_at_most)));
+#else
+    unsigned mask = 0;
+    for (unsigned i = 0; i < 4; ++i) mask |= is_at_most[i] ? 1U << i : 0;
+    return mask;
+#endif
 }
 
 }  // namespace squared_distance

@@ -14,13 +14,19 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "ptc/access/lookup.h"
 #include "ptc/lookup/looked_up_file.h"
+#include "ptc/lookup/search_path.h"
 #include "ptc/lookup/squared_distance.h"
+#include "ptc/lookup/waiting_node.h"
 
 /// Points of a tree that lie one behind the other.
 struct PointRun {
@@ -35,25 +41,16 @@ class TreeSearch {
 public:
     /// `Search` is what wants points:
     ///   static constexpr bool kNearestFirst      nearest nodes first; if not, in the file's order
+    ///   float Limit()                            no node or point that is farther away is wanted
     ///   bool Wants(bound, file, index)           points of the file from `index` on, that far away
     ///   void Visit(const PointRun&)
     template <class Search>
-    void Run(std::span<const LookedUpFile> files, PtcThreadCache* cache, const float* place,
-             Search& search);
+    void Run(const LookedUpFiles& files, PtcThreadCache* cache, const float* place, Search& search);
 
     /// Whether the last Run() could read all it wanted.
     bool AllRead() const { return all_read_; }
 
 private:
-    struct Waiting {
-        float bound;
-        std::int32_t file;
-        std::int32_t first;
-        std::int32_t count;
-        std::int64_t reference;
-        std::int64_t children[kNodeChildren];
-        bool is_leaf;
-    };
     struct Left {
         std::int64_t nodes;  ///< below 0: the file has been given up
         std::int64_t points;
@@ -63,34 +60,15 @@ private:
         std::int32_t number;
     };
 
-    static bool CopyChildren(const std::int64_t* from, std::int64_t* to) {
-        std::int64_t any = 0;
-        for (int i = 0; i < kNodeChildren; ++i) {
-            to[i] = from[i];
-            any |= from[i];
-        }
-        return any == 0;
-    }
-
-    void Push(float bound, std::int32_t file, std::int64_t reference, const PtcNode& node) {
-        Waiting& waiting = waiting_.emplace_back();
-        waiting.bound = bound;
-        waiting.file = file;
-        waiting.first = node.first_point;
-        waiting.count = node.point_count;
-        waiting.reference = reference;
-        waiting.is_leaf = CopyChildren(node.children, waiting.children);
-    }
-
     template <class Search>
     void Begin(std::span<const LookedUpFile> files, Search& search);
     template <class Search>
-    void Descend(const LookedUpFile& file, const Waiting& node, Search& search);
+    void Descend(const LookedUpFile& file, const WaitingNode& node, Search& search);
     template <class Search>
-    void Scan(const LookedUpFile& file, const Waiting& leaf, Search& search);
+    void Scan(const LookedUpFile& file, const WaitingNode& leaf, Search& search);
 
     /// The records of the node's children; null: they cannot be read.
-    const PtcNode* ChildrenOf(const LookedUpFile& file, const Waiting& node) {
+    const PtcNode* ChildrenOf(const LookedUpFile& file, const WaitingNode& node) {
         if (file.in_memory) return file.in_memory->ChildrenOf(node.children);
         const PtcNode* const records =
             ChildRecords(cache_, *file.file, node.reference, node.children);
@@ -100,7 +78,9 @@ private:
 
     void GiveUp(std::int32_t file, const LookedUpFile& damaged, const char* why);
 
-    std::vector<Waiting> waiting_;
+    std::vector<WaitingNode> waiting_;
+    SearchPath path_;
+    bool is_on_path_ = false;  ///< the node to be visited next is the last one of the path
     std::vector<Left> left_;
     PtcThreadCache* cache_ = nullptr;
     squared_distance::From from_{kOrigin};
@@ -110,28 +90,33 @@ private:
 };
 
 template <class Search>
-void TreeSearch::Run(std::span<const LookedUpFile> files, PtcThreadCache* cache, const float* place,
+void TreeSearch::Run(const LookedUpFiles& files, PtcThreadCache* cache, const float* place,
                      Search& search) {
     cache_ = cache;
     from_ = squared_distance::From(place);
     all_read_ = true;
-    Begin(files, search);
+    path_.Move(files.number, place, std::sqrt(double{search.Limit()}));
+    Begin(files.files, search);
     while (!waiting_.empty()) {
-        const Waiting node = waiting_.back();
-        waiting_.pop_back();
-        const auto& file = files[static_cast<std::size_t>(node.file)];
-        if (left_[static_cast<std::size_t>(node.file)].nodes < 0 ||
-            !search.Wants(node.bound, node.file, file.in_memory ? 0 : node.first))
+        const WaitingNode& top = waiting_.back();
+        const auto& file = files.files[static_cast<std::size_t>(top.file)];
+        if (left_[static_cast<std::size_t>(top.file)].nodes < 0 ||
+            !search.Wants(top.bound, top.file, file.in_memory ? 0 : top.first)) {
+            waiting_.pop_back();
+            is_on_path_ = false;
             continue;
-        if (node.is_leaf) {
-            Scan(file, node, search);
-        } else {
+        }
+        const WaitingNode node = top;
+        waiting_.pop_back();
+        if (node.IsOpened()) {
             Descend(file, node, search);
+        } else {
+            Scan(file, node, search);
         }
     }
 }
 
-/// Lets the roots wait.
+/// Lets the roots wait, or the node in which the path ends.
 template <class Search>
 void TreeSearch::Begin(std::span<const LookedUpFile> files, Search& search) {
     waiting_.clear();
@@ -143,25 +128,42 @@ void TreeSearch::Begin(std::span<const LookedUpFile> files, Search& search) {
         const float bound = from_.ToBox(file.root.box);
         if (!search.Wants(bound, number, 0)) continue;
         left_[i] = {file.nodes - 1, file.points};
-        Push(bound, number, file.root_reference, file.root);
+        const WaitingNode* const known = path_.NodeFor(number);
+        if (known) waiting_.push_back(*known);
+        if (!known) waiting_.emplace_back().Set(0, number, file.root_reference, file.root);
+        waiting_.back().bound = bound;
     }
     if (Search::kNearestFirst && waiting_.size() > 1)
-        std::stable_sort(waiting_.begin(), waiting_.end(),
-                         [](const Waiting& a, const Waiting& b) { return a.bound > b.bound; });
+        std::stable_sort(
+            waiting_.begin(), waiting_.end(),
+            [](const WaitingNode& a, const WaitingNode& b) { return a.bound > b.bound; });
+    if (waiting_.empty()) return;
+    const WaitingNode& first = waiting_.back();
+    is_on_path_ = first.IsOpened();
+    if (is_on_path_ && !path_.NodeFor(first.file)) path_.Begin(first);
 }
 
 /// Lets the children of `node` wait that the search wants.
 template <class Search>
-void TreeSearch::Descend(const LookedUpFile& file, const Waiting& node, Search& search) {
+void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, Search& search) {
+    const bool is_on_path = std::exchange(is_on_path_, false);
     const PtcNode* const records = ChildrenOf(file, node);
     if (!records) return;
     // The one to be visited first comes last. Octants of the same distance stay in the order of
     // their points.
+    float bounds[kNodeChildren];
+    unsigned wanted = 0;
+    for (unsigned i = 0; i < kNodeChildren; i += 4) {
+        const squared_distance::Lanes four = from_.ToBoxes(records + i);
+        std::memcpy(bounds + i, &four, sizeof four);
+        wanted |= squared_distance::MaskAtMost(four, search.Limit()) << i;
+    }
     Octant octants[kNodeChildren];
     int count = 0;
-    for (int i = kNodeChildren; i-- > 0;) {
-        if (node.children[i] == 0) continue;
-        const float bound = from_.ToBox(records[i].box);
+    for (wanted &= node.children_there; wanted != 0;) {
+        const int i = std::bit_width(wanted) - 1;
+        wanted ^= 1U << i;
+        const float bound = bounds[i];
         if (!search.Wants(bound, node.file, file.in_memory ? 0 : records[i].first_point)) continue;
         int at = count++;
         if (Search::kNearestFirst)
@@ -176,19 +178,28 @@ void TreeSearch::Descend(const LookedUpFile& file, const Waiting& node, Search& 
     }
     for (int i = 0; i < count; ++i) {
         const int octant = octants[i].number;
-        Push(octants[i].bound, node.file, node.children[octant], records[octant]);
+        waiting_.emplace_back().Set(octants[i].bound, node.file, node.children[octant],
+                                    records[octant]);
     }
+    is_on_path_ = is_on_path && count > 0 && waiting_.back().IsOpened();
+    if (!is_on_path_) return;
+    float others = HUGE_VALF;
+    const unsigned siblings = node.children_there & ~(1U << octants[count - 1].number);
+    for (int i = 0; i < kNodeChildren; ++i)
+        if (siblings >> i & 1U) others = std::min(others, bounds[i]);
+    path_.Add(waiting_.back(), others);
 }
 
 /// Visits the points of a leaf, block by block.
 template <class Search>
-void TreeSearch::Scan(const LookedUpFile& file, const Waiting& leaf, Search& search) {
+void TreeSearch::Scan(const LookedUpFile& file, const WaitingNode& leaf, Search& search) {
     Left& left = left_[static_cast<std::size_t>(leaf.file)];
     left.points -= leaf.count;
     if (left.points < 0) {
         GiveUp(leaf.file, file, "its leaves have more points than the header counts");
         return;
     }
+    if (leaf.count == 0) return;
     if (file.in_memory) {
         search.Visit({leaf.file, file.in_memory->Point(leaf.first), leaf.count, leaf.first,
                       file.in_memory->Indexes(leaf.first)});
