@@ -20,7 +20,7 @@ constexpr const char* kAbout =
 
 /// Messages of the library about files. Here the commands report failures themselves, each in one
 /// line.
-constexpr const char* kLibraryReports = "T43050,T43051,T43052";
+constexpr const char* kLibraryReports = "T43050,T43051,T43052,T43054";
 
 /// A misspelt command is answered with the one that may be meant.
 /// CLI11 would only say that it did not expect the word, or that a command is missing.

@@ -206,6 +206,13 @@ TEST(PtcLookupTool, ReportsAreThoseOfTheTranscript) {
     folder.Convert("bare.csv bare.ptc --radius 0.5");
     folder.Write("facing.csv", "x,y,z,nx,ny,nz\n1,2,-1,0,0,1\n1,2,-1,0,0,-1\n3,6,-3,0,0,0\n");
     folder.Write("cut.ptc", sound_cloud::Bytes().substr(0, 200));
+    // More points than memory may take: a header that counts them, and a hole behind it.
+    std::string huge = sound_cloud::Bytes({.has_nodes = false}).substr(0, sound_cloud::kDataStart);
+    constexpr std::uintmax_t kPoints = 60'000'000;
+    Put(&huge, 8, static_cast<double>(kPoints));
+    folder.Write("huge.ptc", huge);
+    std::filesystem::resize_file(folder.Path("huge.ptc"),
+                                 huge.size() + kPoints * sound_cloud::kRecord);
     const auto before = folder.Names();
     folder.ExpectTranscript("ptc_lookup.txt", [&] { EXPECT_EQ(folder.Names(), before); });
 }

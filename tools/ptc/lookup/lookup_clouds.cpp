@@ -31,6 +31,18 @@ void LookupClouds::Open(int file) {
     }
 }
 
+/// The library keeps the reason for the last file only, so each is asked for by itself.
+void LookupClouds::TellUnused(const PtcLookup& lookup) {
+    // Those beyond the limit are the subject of a message of the library.
+    const int most = std::min(Count(), kPtcMostLookupFiles);
+    for (int file = 0; file < most; ++file) {
+        PtcManagedFile* const handle = handles_[static_cast<std::size_t>(file)];
+        if (!handle || lookup.UsesFile(file)) continue;
+        const PtcLookup alone({.files = &handle, .file_count = 1});
+        failures_.push_back(alone ? Name(file) + ": cannot be looked up" : FailureText());
+    }
+}
+
 PtcLookup LookupClouds::Make(CloudVariables* variables) {
     std::vector<const char*> names;
     for (const std::string& name : variables->names) names.push_back(name.c_str());
@@ -38,15 +50,7 @@ PtcLookup LookupClouds::Make(CloudVariables* variables) {
                       .file_count = Count(),
                       .variables = names.data(),
                       .variable_count = static_cast<int>(names.size())});
-    const std::string last = lookup ? "" : FailureText();
-    // Those beyond the limit are the subject of a message of the library.
-    const int most = std::min(Count(), kPtcMostLookupFiles);
-    for (int file = 0; file < most; ++file) {
-        if (!handles_[static_cast<std::size_t>(file)] || lookup.UsesFile(file)) continue;
-        const bool is_told = last.starts_with(Name(file) + ':');
-        failures_.push_back(is_told ? last : Name(file) + ": cannot be looked up");
-    }
-
+    TellUnused(lookup);
     CloudVariables answered;
     for (std::size_t i = 0; i < names.size(); ++i)
         AddVariable(std::move(variables->types[i]), std::move(variables->names[i]),

@@ -42,6 +42,7 @@ public:
 
 private:
     void Open(int file);
+    void TellUnused(const PtcLookup& lookup);
 
     LibraryInputs inputs_;
     std::vector<PtcFile> files_;
