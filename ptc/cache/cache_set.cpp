@@ -139,6 +139,8 @@ bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
 }
 
 void DischargeClouds(std::int64_t points, std::int64_t octrees, std::uint64_t life) {
+    // During an unload the home may be gone already, and with it the life.
+    if (life != life_of_set.load(std::memory_order_relaxed)) return;
     CacheHome& home = Home();
     TgMutexGuard hold(home.life_lock);
     if (home.set && life == life_of_set.load(std::memory_order_relaxed))

@@ -14,8 +14,8 @@
 // Locks:
 //
 //   rank  lock             count   guards
-//   26    companion_lock_  1 file  the companion, also while it is made, for which the file is read
-//   27    reader_lock_     1 file  replacing the reader; finishing; the cursor of a file in memory
+//   27    companion_lock_  1 file  the companion, also while it is made, for which the file is read
+//   28    reader_lock_     1 file  replacing the reader; finishing; the cursor of a file in memory
 
 #pragma once
 

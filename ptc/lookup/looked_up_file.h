@@ -13,7 +13,6 @@
 struct LookedUpFile {
     PtcManagedFile* file = nullptr;                 ///< null: left out
     std::shared_ptr<const TreeInMemory> in_memory;  ///< null: the octree is in the file
-    PtcNode root{};
     std::int64_t root_reference = 0;
     std::int64_t points = 0;            ///< no octree leads to more
     std::int64_t nodes = 0;             ///< likewise
@@ -22,7 +21,8 @@ struct LookedUpFile {
 
 struct LookedUpFiles {
     std::vector<LookedUpFile> files;
-    std::uint64_t number = 0;  ///< no other lookup of the process has it
+    std::vector<PtcNode> roots;  ///< of the files, and others up to a multiple of four
+    std::uint64_t number = 0;    ///< no other lookup of the process has it
 };
 
 /// The floats of one variable in an answer.

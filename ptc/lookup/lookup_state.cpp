@@ -16,18 +16,18 @@ namespace {
 constexpr int kDefaultKilobytes = 1 << 20;
 
 /// Finds the octree in the file itself. False: the failure is stored.
-bool UseOwnTree(PtcThreadCache& cache, LookedUpFile* use) {
-    const PtcNode* const root = RootRecord(&cache, use->file);
-    if (!root) return false;
-    use->root = *root;
-    use->root.data = nullptr;  // it is valid only now
+bool UseOwnTree(PtcThreadCache& cache, LookedUpFile* use, PtcNode* root) {
+    const PtcNode* const record = RootRecord(&cache, use->file);
+    if (!record) return false;
+    *root = *record;
+    root->data = nullptr;  // it is valid only now
     use->root_reference = use->file->Header()->root_position;
     use->nodes = use->file->Header()->node_count;
     return true;
 }
 
 /// Finds or makes the octree in memory. False: the failure is stored, and reported.
-bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use) {
+bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use, PtcNode* root) {
     using Problem = TreeInMemory::Problem;
     const std::int64_t kilobytes = ConfigGetCount("/lumrd/pointcloudmemory", kDefaultKilobytes);
     auto problem = Problem::kNone;
@@ -45,13 +45,13 @@ bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use) {
         cloud_messages::PointsAreUnreadable(name);
     }
     if (!use->in_memory) return false;
-    use->root = use->in_memory->Root();
+    *root = use->in_memory->Root();
     use->nodes = use->in_memory->NodeCount();
     return true;
 }
 
-/// Fills `use` with what a lookup needs of `file`. False: the failure is stored.
-bool Use(PtcManagedFile* file, LookedUpFile* use) {
+/// Fills `use` and `root` with what a lookup needs of `file`. False: the failure is stored.
+bool Use(PtcManagedFile* file, LookedUpFile* use, PtcNode* root) {
     PtcThreadCache* const cache = ThisThreadCache();
     if (!cache) {
         SetFailure(PtcFailureCode::kNoMemory, nullptr, "memory ran out");
@@ -66,7 +66,7 @@ bool Use(PtcManagedFile* file, LookedUpFile* use) {
     try {
         // A text file has no places that can be read without those before them.
         const bool has_tree = file->Header()->node_count > 0 && !file->IsText();
-        return has_tree ? UseOwnTree(*cache, use) : UseTreeInMemory(*cache, use);
+        return has_tree ? UseOwnTree(*cache, use, root) : UseTreeInMemory(*cache, use, root);
     } catch (const std::bad_alloc&) {
         SetFailure(PtcFailureCode::kNoMemory, file->Name(), "memory ran out");
         return false;
@@ -83,9 +83,10 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
         cloud_messages::TooManyClouds();
     }
     files.resize(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        LookedUpFile& use = files[static_cast<std::size_t>(i)];
-        if (::Use(clouds.files[i], &use)) continue;
+    roots.resize((files.size() + 3) / 4 * 4);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        LookedUpFile& use = files[i];
+        if (::Use(clouds.files[i], &use, &roots[i])) continue;
         use.file = nullptr;
         is_whole = false;
     }

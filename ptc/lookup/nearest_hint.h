@@ -12,6 +12,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 
@@ -25,7 +26,8 @@ public:
         if (lookup != lookup_ || most > most_) return HUGE_VALF;
         const double moved = std::sqrt(double{squared_distance::Of(place_, place)});
         const double reach = (std::sqrt(double{squared_distance_}) + moved) * kSlack;
-        return static_cast<float>(std::min(reach * reach + kLeast, double{HUGE_VALF}));
+        const double bound = reach * reach + kLeast;
+        return bound < double{FLT_MAX} ? static_cast<float>(bound) : HUGE_VALF;
     }
 
     /// `place` has `most` points, of which the last is at `squared_distance`.

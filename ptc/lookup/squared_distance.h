@@ -66,18 +66,8 @@ public:
         return Of(place, point.position);
     }
 
-    /// To a box, minimum x y z, maximum x y z; 0 within it. A bound that is not a number bounds
-    /// nothing.
-    float ToBox(const float* box) const {
-        const Lanes x{box[0], box[3]};
-        const Lanes y{box[1], box[4]};
-        const Lanes z{box[2], box[5]};
-        return ToBounds(x, y, z, __builtin_shufflevector(x, x, 1, 1, 1, 1),
-                        __builtin_shufflevector(y, y, 1, 1, 1, 1),
-                        __builtin_shufflevector(z, z, 1, 1, 1, 1))[0];
-    }
-
-    /// To the boxes of four nodes, one behind the other.
+    /// To the boxes of four nodes, one behind the other; 0 within a box. A bound that is not a
+    /// number bounds nothing.
     Lanes ToBoxes(const PtcNode* nodes) const {
         Lanes low[4];   // minimum x y z, maximum x
         Lanes high[4];  // minimum z, maximum x y z

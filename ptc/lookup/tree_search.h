@@ -61,7 +61,9 @@ private:
     };
 
     template <class Search>
-    void Begin(std::span<const LookedUpFile> files, Search& search);
+    void Begin(const LookedUpFiles& files, Search& search);
+    template <class Search>
+    void BeginIn(const LookedUpFiles& files, std::size_t file, float bound, Search& search);
     template <class Search>
     void Descend(const LookedUpFile& file, const WaitingNode& node, Search& search);
     template <class Search>
@@ -96,7 +98,7 @@ void TreeSearch::Run(const LookedUpFiles& files, PtcThreadCache* cache, const fl
     from_ = squared_distance::From(place);
     all_read_ = true;
     path_.Move(files.number, place, std::sqrt(double{search.Limit()}));
-    Begin(files.files, search);
+    Begin(files, search);
     while (!waiting_.empty()) {
         const WaitingNode& top = waiting_.back();
         const auto& file = files.files[static_cast<std::size_t>(top.file)];
@@ -118,20 +120,18 @@ void TreeSearch::Run(const LookedUpFiles& files, PtcThreadCache* cache, const fl
 
 /// Lets the roots wait, or the node in which the path ends.
 template <class Search>
-void TreeSearch::Begin(std::span<const LookedUpFile> files, Search& search) {
+void TreeSearch::Begin(const LookedUpFiles& files, Search& search) {
     waiting_.clear();
-    left_.resize(files.size());
-    for (std::size_t i = files.size(); i-- > 0;) {
-        const LookedUpFile& file = files[i];
-        if (!file.file) continue;
-        const auto number = static_cast<std::int32_t>(i);
-        const float bound = from_.ToBox(file.root.box);
-        if (!search.Wants(bound, number, 0)) continue;
-        left_[i] = {file.nodes - 1, file.points};
-        const WaitingNode* const known = path_.NodeFor(number);
-        if (known) waiting_.push_back(*known);
-        if (!known) waiting_.emplace_back().Set(0, number, file.root_reference, file.root);
-        waiting_.back().bound = bound;
+    left_.resize(files.files.size());
+    for (std::size_t four = files.roots.size(); four > 0;) {
+        four -= 4;
+        const squared_distance::Lanes bounds = from_.ToBoxes(&files.roots[four]);
+        unsigned wanted = squared_distance::MaskAtMost(bounds, search.Limit());
+        while (wanted != 0) {
+            const int lane = std::bit_width(wanted) - 1;
+            wanted ^= 1U << lane;
+            BeginIn(files, four + static_cast<std::size_t>(lane), bounds[lane], search);
+        }
     }
     if (Search::kNearestFirst && waiting_.size() > 1)
         std::stable_sort(
@@ -141,6 +141,20 @@ void TreeSearch::Begin(std::span<const LookedUpFile> files, Search& search) {
     const WaitingNode& first = waiting_.back();
     is_on_path_ = first.IsOpened();
     if (is_on_path_ && !path_.NodeFor(first.file)) path_.Begin(first);
+}
+
+template <class Search>
+void TreeSearch::BeginIn(const LookedUpFiles& files, std::size_t file, float bound,
+                         Search& search) {
+    const auto number = static_cast<std::int32_t>(file);
+    if (file >= files.files.size() || !files.files[file].file || !search.Wants(bound, number, 0))
+        return;
+    const LookedUpFile& use = files.files[file];
+    left_[file] = {use.nodes - 1, use.points};
+    const WaitingNode* const known = path_.NodeFor(number);
+    if (known) waiting_.push_back(*known);
+    if (!known) waiting_.emplace_back().Set(0, number, use.root_reference, files.roots[file]);
+    waiting_.back().bound = bound;
 }
 
 /// Lets the children of `node` wait that the search wants.
