@@ -40,10 +40,11 @@ public:
           leaf_points_(static_cast<std::size_t>(request.leaf_points > 0 ? request.leaf_points
                                                                         : kDefaultLeafPoints)),
           progress_(progress),
-          crew_(request.threads, progress),
           inputs_({request.inputs, static_cast<std::size_t>(request.input_count)}),
           record_(inputs_.RecordBytes()),
-          plan_(request.memory, record_, leaf_points_, request.drop_repeats) {}
+          plan_({request.memory, request.threads, leaf_points_, request.drop_repeats},
+                inputs_.First().point_variables.DataFloats()),
+          crew_(plan_.threads, progress) {}
 
     PtcOrganiseSummary Run() {
         const std::int64_t points = inputs_.PointCount();
@@ -237,10 +238,10 @@ private:
     const PtcOrganiseRequest& request_;
     const std::size_t leaf_points_;
     WorkProgress& progress_;
-    WorkCrew crew_;
     CloudInputs inputs_;
     const std::size_t record_;
     const OrganisePlan plan_;
+    WorkCrew crew_;
 
     FiniteBox box_;
     OctreeCube cube_;

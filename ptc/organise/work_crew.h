@@ -9,11 +9,13 @@
 //
 // Locks:
 //
-//   rank  lock   count      guards
-//   none  lock_  one a run  whose turn it is to end, and the first exception; no other lock is
-//                           taken under it, and no piece runs or ends under it
+//   rank  lock  count      guards
+//   30    lock  one a run  whose turn it is to end, and the first exception; no other lock is taken
+//                          under it, and no piece runs or ends under it
 
 #pragma once
+
+#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -76,6 +78,11 @@ public:
         run.count = count;
         std::vector<std::thread> others;
         const std::size_t wanted = std::min(threads_, count);
+        // The others inherit the mask: the host's signal handlers run in none of them.
+        sigset_t all;
+        sigset_t before;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
         try {
             others.reserve(wanted);
             for (std::size_t worker = 1; worker < wanted; ++worker)
@@ -83,6 +90,7 @@ public:
                     [&run, &work, &end, worker] { Labour(run, work, end, worker, [] {}); });
         } catch (const std::exception&) {  // no memory or no thread: those that are there do it
         }
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
         Labour(run, work, end, 0, [this] { progress_.Tell(); });
         for (std::thread& other : others) other.join();
         if (run.thrown) std::rethrow_exception(run.thrown);
