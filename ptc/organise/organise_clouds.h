@@ -11,8 +11,8 @@
 #include "ptc/organise.h"
 #include "ptc/organise/organise_error.h"
 
-/// Points in a leaf at most, unless the request says otherwise. A power of two above it makes
-/// fewer nodes and reads more points that are not wanted.
+/// Points in a leaf at most, unless the request says otherwise. More make fewer nodes, and queries
+/// that look at more points in vain.
 inline constexpr int kDefaultLeafPoints = 32;
 
 /// `request.threads`: at least 1. `summary`: may be null.
