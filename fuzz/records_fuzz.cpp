@@ -1,5 +1,6 @@
 // Reads any bytes as a file: points and nodes through the caches, and points through the cursor of
-// a file in memory. Blocks must hold the points that the reader gets in sequence.
+// a file in memory. Blocks must hold the points that the reader gets in sequence. Lookups must end,
+// and find points in order of their distances.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -8,12 +9,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "ptc/access.h"
 #include "ptc/cache/block_caches.h"
 #include "ptc/files/managed_file.h"
+#include "ptc/lookup.h"
 #include "util/host/message.h"
 
 namespace {
@@ -145,6 +149,42 @@ void ReadFromMemory(const std::string& name) {
     if (count != reader.Header().point_count) __builtin_trap();
 }
 
+/// Looks up at points of the file and elsewhere, through the public door.
+void LookUp(const std::string& name, const Sequence& sequence) {
+    constexpr std::int32_t kMost = 40;
+    PtcConfigure(1, 1, 1, nullptr);
+    {
+        const PtcFile file(name.c_str());
+        PtcManagedFile* const files[] = {file.Get()};
+        PtcVariables variables;
+        (void)PtcGetVariables(file.Get(), &variables, nullptr);
+        std::vector<const char*> names;
+        for (const std::string& variable : variables.names) names.push_back(variable.c_str());
+        const PtcLookup lookup({files, 1, names.data(), static_cast<int>(names.size())});
+        const auto floats = static_cast<std::size_t>(std::max(lookup.FloatsPerPoint(), 0));
+        std::vector<float> places = {0, 0, 0, 1e30f, -1, 0};
+        for (const PointHead& head : sequence.heads)
+            if (places.size() < 15) places.insert(places.end(), head.position, head.position + 3);
+        const auto count = static_cast<std::int64_t>(places.size() / 3);
+        std::vector<float> squared(kMost * places.size() / 3);
+        std::vector<float> data(floats * squared.size());
+        std::vector<std::int32_t> found(places.size() / 3);
+        PtcNearestArrays arrays;
+        arrays.squared_distances = squared.data();
+        arrays.data = data.data();
+        (void)lookup.NearestOfMany({count, places.data()}, {kMost}, arrays, found.data());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const float* const own = squared.data() + kMost * i;
+            if (found[i] < 0 || found[i] > kMost) __builtin_trap();
+            if (!std::is_sorted(own, own + found[i])) __builtin_trap();
+        }
+        std::vector<float> weights(names.size() * found.size());
+        for (const float radius : {0.5f, std::numeric_limits<float>::max()})
+            (void)lookup.SampleMany({count, places.data()}, {radius}, data.data(), weights.data());
+    }
+    PtcShutdown();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -154,8 +194,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     PtcManagedFile file(bytes.Name().c_str());
     if (Failed(file.reopen())) return 0;
     if (file.FloatsPerPoint() > kMostFloats || file.FloatsPerNode() > kMostFloats) return 0;
-    ReadBlocks(file, Sequence(bytes.Name()));
+    const Sequence sequence(bytes.Name());
+    ReadBlocks(file, sequence);
     WalkNodes(file);
     ReadFromMemory(bytes.Name());
+    LookUp(bytes.Name(), sequence);
     return 0;
 }

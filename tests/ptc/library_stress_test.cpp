@@ -1,9 +1,10 @@
 // Many threads, four files, hardly any room: files are closed for others, cut off and restored,
-// and whatever the library answers is what a direct read finds.
+// octrees are made in memory, and whatever the library answers is what a direct read finds.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <deque>
@@ -15,11 +16,13 @@
 
 #include "ptc/access.h"
 #include "ptc/files/thread_files.h"
+#include "ptc/lookup.h"
 #include "ptc/tree.h"
 #include "tests/ptc/direct_read.h"
 #include "tests/ptc/stress.h"
 #include "tests/support/clouds.h"
 #include "tests/support/gzip_bytes.h"
+#include "tests/support/plain_lookup.h"
 #include "tests/support/scratch.h"
 #include "util/stats/process_stats.h"
 
@@ -173,6 +176,85 @@ TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     EXPECT_GT(figures_of_files.files_reopened.Value(), 10u);
     EXPECT_EQ(told_, missing_) << "each failing read is told once";
     EXPECT_STREQ(UtFileManager::Get()->Manager().BrokenPromise(), nullptr);
+}
+
+/// Lookups over four files, of which three have no octree: it is made while they are looked up.
+class LookupStress : public Stress {
+protected:
+    LookupStress() {
+        PtcShutdown();
+        names_ = {WriteTo(folder_.File("tree"), BytesOf({3000, true})),
+                  WriteTo(folder_.File("text"), BytesOf({500, true, TokenForm::kText})),
+                  WriteTo(folder_.File("plain"), BytesOf({1500, false})),
+                  WriteTo(folder_.File("gzip"), gzip_bytes::Whole(BytesOf({700, false})))};
+        for (unsigned uses = 0; uses < 16; ++uses) {
+            std::vector<std::string> used = names_;
+            for (unsigned i = 0; i < 4; ++i)
+                if (~uses >> i & 1) used[i] = "";
+            plain_.emplace_back(used, kVariables);
+        }
+    }
+    ~LookupStress() override { PtcShutdown(); }
+
+    struct Opened {
+        /// Opens the files of which `uses` has the bit.
+        explicit Opened(const LookupStress& test, unsigned uses) {
+            std::array<PtcManagedFile*, 4> used{};
+            for (unsigned i = 0; i < 4; ++i) {
+                if (~uses >> i & 1) continue;
+                files[i] = PtcFile(test.names_[i].c_str());
+                used[i] = files[i].Get();
+            }
+            lookup.emplace(PtcLookupClouds{used.data(), 4, kVariables, 2});
+        }
+        std::array<PtcFile, 4> files;
+        std::optional<PtcLookup> lookup;
+    };
+
+    /// What one thread asks `lookup`, over the files of which `uses` has the bit.
+    void Ask(const PtcLookup& lookup, unsigned uses, std::mt19937& random) {
+        ManyPlaces places;
+        for (int i = 0; i < 3 * 4; ++i)
+            places.positions.push_back(static_cast<float>(random() % 900) / 100);
+        const bool one_by_one = random() % 2;
+        const PtcNearest wanted{1 + static_cast<std::int32_t>(random() % 40)};
+        const PtcFilter filter{0.1f * static_cast<float>(random() % 8)};
+        const std::string difference =
+            DifferenceOfNearest(lookup, plain_[uses], places, wanted, one_by_one) +
+            DifferenceOfSamples(lookup, plain_[uses], places, filter, one_by_one);
+        Note(difference.empty());
+        if (!difference.empty()) ADD_FAILURE() << difference;
+    }
+
+    static constexpr const char* kVariables[] = {"number", "glow"};
+
+    const ScratchFolder folder_;
+    std::vector<std::string> names_;
+    std::vector<PlainLookup> plain_;  ///< for each choice of files
+};
+
+TEST_F(LookupStress, AnswersAreRightWhileOctreesAreBuilt) {
+    for (int round = 0; round < 6 * Rounds(); ++round) {
+        UtFileManager::Create(kThreads, kFilesOpen, 1);
+        PtcConfigure(kThreads, 1, 1, nullptr);
+        const auto shared_uses = static_cast<unsigned>(round * 5 % 16);
+        {
+            const Opened shared(*this, shared_uses);
+            RunTogether(kThreads, [&](int id) {
+                std::mt19937 random(static_cast<unsigned>(round * kThreads + id));
+                for (int use = 0; use < 6; ++use) {
+                    const auto uses = static_cast<unsigned>(random() % 16);
+                    const Opened own(*this, uses);
+                    Note(static_cast<bool>(*own.lookup) == (uses == 15));
+                    Ask(*own.lookup, uses, random);
+                    Ask(*shared.lookup, shared_uses, random);
+                }
+            });
+        }
+        PtcCacheStats total;
+        ExpectSound(&total);
+        PtcShutdown();
+    }
 }
 
 }  // namespace
