@@ -11,8 +11,8 @@
 #include "ptc/organise.h"
 #include "ptc/organise/organise_error.h"
 
-/// Points in a leaf at most, unless the request says otherwise. Lookups look at all points of a node
-/// of that size rather than open it, so smaller leaves would only take room.
+/// Points in a leaf at most, unless the request says otherwise. Lookups look at all points of a
+/// node of that size rather than open it, so smaller leaves would only take room.
 inline constexpr int kDefaultLeafPoints = 128;
 
 /// `request.threads`: at least 1. `summary`: may be null.
