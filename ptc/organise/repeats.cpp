@@ -3,7 +3,6 @@
 #include "ptc/organise/repeats.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace {
@@ -42,7 +41,7 @@ std::size_t SeenRecords::Find(const std::byte* records, std::uint32_t index) con
 
 void SeenRecords::Grow(const std::byte* records) {
     const std::vector<std::uint32_t> before = std::move(table_);
-    table_.assign(std::max<std::size_t>(64, 2 * before.size()), kEmpty);
+    table_.assign(2 * before.size(), kEmpty);
     for (const std::uint32_t index : before)
         if (index != kEmpty) table_[Find(records, index)] = index;
 }
@@ -65,7 +64,7 @@ std::size_t KeepFirstOnes(const BatchRoom& batch, std::size_t begin, std::size_t
     CodedIndex* const points = batch.points;
     const std::size_t first = kept;
     if (end - begin > kFew) {
-        SeenRecords seen(batch.record_bytes);
+        SeenRecords seen(batch.record_bytes, end - begin);
         for (std::size_t i = begin; i < end; ++i)
             if (seen.Add(batch.records, points[i].index)) points[kept++] = points[i];
         return kept;
