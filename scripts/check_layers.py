@@ -41,8 +41,10 @@ MAY_INCLUDE = {
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect"},
     "tools/ptc/convert": PTC_TOOL | {"tools/ptc/convert"},
+    "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
+    "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
-    "tools/ptc/stats": PTC_TOOL | {"tools/ptc/stats"},
+    "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "examples": {"include"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_/]+\.h)"')

@@ -7,15 +7,16 @@
 //       std::fputs(PtcLastFailure().text, stderr);
 //
 // Units      memory in bytes; indexes count points from 0.
-// Errors     false, and PtcLastFailure() (ptc/failure.h) says why; then nothing of the output
-// stays,
-//            and a file that had its name before still has it. Nothing is thrown.
+// Errors     false, and PtcLastFailure() (ptc/failure.h) says why: the file and the reason. Nothing
+//            of the output stays then, and a file that had its name before still has it. Nothing is
+//            thrown.
 // Ownership  texts and arrays are the caller's and are not kept.
 // Threads    any function from any thread; calls with different outputs are independent.
 //
 // Inputs may be binary, text or gzip. Each has the variables of the first one, matched by name and
-// type, in any order; matrices and image format are those of the first. docs/format.md describes
-// the result.
+// type, in any order; matrices and image format are those of the first. Inputs that are no
+// regular files, or have a negative radius, are refused. docs/format.md describes the result, which
+// is a binary file in any case.
 
 #pragma once
 
@@ -23,8 +24,9 @@
 
 #include "ptc/failure.h"
 
-/// Hears how far the work is: `done` grows from 0 to 1. False ends the work, which then fails with
-/// PtcFailureCode::kStopped. Called by the thread that called the library.
+/// Hears how far the work is: `done` never falls, and is 1 when only the disk is waited for. False
+/// ends the work, which then fails with PtcFailureCode::kStopped. Called by the thread that called
+/// the library.
 using PtcProgress = bool (*)(void* context, double done);
 
 struct PtcOrganiseRequest {
@@ -36,9 +38,11 @@ struct PtcOrganiseRequest {
     bool drop_repeats = false;  ///< of points with the same bytes only the first is kept
 
     /// Bounds what the process takes for this call. Parts of a larger cloud go to unnamed files in
-    /// the folder that TMPDIR names, or in /tmp. Neither memory nor threads change the result.
+    /// the folder that TMPDIR names, or in /tmp. Neither memory nor threads change the result. Less
+    /// than 16 MB counts as that, and a few times what the points of a leaf take are needed.
     std::int64_t memory = std::int64_t{1} << 30;
-    int threads = 0;  ///< 0: as many as ptc/runtime.h says
+    /// 0: as many as ptc/runtime.h says. Fewer work where the memory has no room for them.
+    int threads = 0;
 
     PtcProgress progress = nullptr;
     void* context = nullptr;  ///< for `progress`

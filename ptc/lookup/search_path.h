@@ -13,6 +13,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -29,7 +30,7 @@ public:
         lookup_ = lookup;
         travelled_ += std::sqrt(double{squared_distance::Of(place_, place)}) * (1 + kSlack);
         std::copy_n(place, 3, place_);
-        const double needed = reach * (1 + kSlack) + travelled_ * kDrift;
+        const double needed = reach * (1 + kSlack) + travelled_ * kDrift + kLeast;
         // This way round a value that is not a number ends the path, too.
         while (nodes_.size() > 1 && !(nodes_.back().reached - travelled_ > needed))
             nodes_.pop_back();
@@ -49,11 +50,13 @@ public:
     }
 
     /// Goes on to a child of the path's last node. `others`: the squared distance of the nearest
-    /// one of its other children, infinite if it has none.
+    /// one of its other children; an infinite one is a number that overflowed.
     void Add(const WaitingNode& child, float others) {
-        const double clear = std::sqrt(double{others}) * (1 - kSlack) + travelled_;
-        nodes_.push_back({child, std::min(nodes_.back().reached, clear)});
+        const double clear = std::sqrt(double{std::min(others, FLT_MAX)}) * (1 - kSlack);
+        nodes_.push_back({child, std::min(nodes_.back().reached, clear + travelled_)});
     }
+    /// The same for an only child.
+    void Add(const WaitingNode& child) { nodes_.push_back({child, nodes_.back().reached}); }
 
 private:
     struct Step {
@@ -63,6 +66,8 @@ private:
 
     /// Far above the rounding of distances in single precision.
     static constexpr double kSlack = 1e-5;
+    /// Above all distances whose squares are so small that they lose their digits.
+    static constexpr double kLeast = 1e-18;
     /// Far above that of the way travelled, of which each step is rounded.
     static constexpr double kDrift = 1e-9;
 

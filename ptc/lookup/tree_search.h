@@ -196,8 +196,14 @@ void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, unsi
         waiting_.Push().Set(octants[i].bound, node.file, node.children[octant], records[octant]);
     }
     if (!is_on_path || count == 0 || !waiting_.Top().IsLarge()) return;
+    const unsigned siblings = children & ~(1U << octants[count - 1].number);
+    if (siblings == 0) {
+        path_.Add(waiting_.Top());
+        is_on_path_ = true;
+        return;
+    }
     float others = HUGE_VALF;
-    for (unsigned rest = children & ~(1U << octants[count - 1].number); rest != 0; rest &= rest - 1)
+    for (unsigned rest = siblings; rest != 0; rest &= rest - 1)
         others = std::min(others, bounds[std::countr_zero(rest)]);
     // A path that the next search cannot follow is not worth the copies.
     is_on_path_ = others > limit_;

@@ -2,6 +2,8 @@
 
 #include "ptc/organise/cloud_inputs.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -44,6 +46,10 @@ CloudInputs::CloudInputs(std::span<const char* const> names) {
 }
 
 std::unique_ptr<CloudReader> CloudInputs::Open(const Input& input) const {
+    struct stat info;
+    if (::stat(input.name.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+        FailToOrganise(PtcFailureCode::kCannotOpen, input.name, "cannot be opened", 0,
+                       "it is no regular file, and would be read more than once");
     std::string why;
     int error = 0;
     auto cloud = OpenCloud(input.name.c_str(), &why, {.is_quiet = true}, &error);

@@ -1,10 +1,17 @@
 // Organising: from the inputs through memory, or through parts in a file, to the tree's writer.
+//
+// Locks:
+//
+//   rank  lock          count       guards
+//   31    reading_lock  one a call  the inputs, and how much is loaded, while they are read into
+//                                   memory; held while they are read
 
 #include "ptc/organise/organise_clouds.h"
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include "ptc/organise/batch_sort.h"
@@ -40,10 +47,11 @@ public:
           leaf_points_(static_cast<std::size_t>(request.leaf_points > 0 ? request.leaf_points
                                                                         : kDefaultLeafPoints)),
           progress_(progress),
-          crew_(request.threads, progress),
           inputs_({request.inputs, static_cast<std::size_t>(request.input_count)}),
           record_(inputs_.RecordBytes()),
-          plan_(request.memory, record_, leaf_points_, request.drop_repeats) {}
+          plan_({request.memory, request.threads, leaf_points_, request.drop_repeats},
+                inputs_.First().point_variables.DataFloats()),
+          crew_(plan_.threads, progress) {}
 
     PtcOrganiseSummary Run() {
         const std::int64_t points = inputs_.PointCount();
@@ -65,16 +73,22 @@ private:
     void InMemory(std::int64_t points) {
         progress_.Expect(2 * points);
         MakeRoom(static_cast<std::size_t>(points));
-        for (;;) {
-            const std::size_t left = room_points_ - loaded_;
-            const std::size_t wanted =
-                std::min(left, std::max<std::size_t>(OrganisePlan::kPieceBytes / record_, 1));
-            const std::size_t bytes =
-                inputs_.Read({records_.get() + loaded_ * record_, wanted * record_});
-            if (bytes == 0) break;
-            Survey({records_.get() + loaded_ * record_, bytes});
-            loaded_ += bytes / record_;
-        }
+        const std::size_t piece = std::max<std::size_t>(OrganisePlan::kPieceBytes / record_, 1);
+        std::vector<FiniteBox> boxes(crew_.Threads());
+        // One thread reads while the others look at what they have read.
+        std::mutex reading_lock;  // guards inputs_ and loaded_
+        crew_.Run((room_points_ + piece - 1) / piece, [&](std::size_t, std::size_t worker) {
+            std::span<std::byte> records;
+            {
+                const std::lock_guard hold(reading_lock);
+                const std::size_t wanted = std::min(room_points_ - loaded_, piece);
+                records = {records_.get() + loaded_ * record_, wanted * record_};
+                records = records.first(inputs_.Read(records));
+                loaded_ += records.size() / record_;
+            }
+            Survey(records, boxes[worker]);
+        });
+        for (const FiniteBox& box : boxes) box_.Include(box);
         cube_ = OctreeCube(box_);
         WriteBatch(Then::kEnd);
     }
@@ -86,7 +100,8 @@ private:
         PartChain spooled;
         std::vector<std::byte> piece(parts_->ChunkBytes());
         while (const std::size_t bytes = inputs_.Read(piece)) {
-            Survey({piece.data(), bytes});
+            Survey({piece.data(), bytes}, box_);
+            progress_.Tell();
             // What has to be parsed or inflated is so only once.
             if (!inputs_.AreCheapToReread()) parts_->Append(spooled, {piece.data(), bytes});
         }
@@ -122,17 +137,16 @@ private:
         if (!has_ended_) LoadAndWrite(Then::kEnd);
     }
 
-    /// Collects the box, and tells how far the reading is.
-    void Survey(std::span<const std::byte> records) {
-        FiniteBox box;
+    /// Adds to the box.
+    void Survey(std::span<const std::byte> records, FiniteBox& box) {
+        FiniteBox around;  // local: it stays in registers
         for (std::size_t at = 0; at < records.size(); at += record_) {
             float position[3];
             std::memcpy(position, &records[at], sizeof position);
-            if (IsFinite(position)) box.Include(position);
+            if (IsFinite(position)) around.Include(position);
         }
-        box_.Include(box);
+        box.Include(around);
         progress_.Add(static_cast<std::int64_t>(records.size() / record_));
-        progress_.Tell();
     }
 
     std::int64_t MostInBatch() const { return static_cast<std::int64_t>(plan_.batch_points); }
@@ -237,10 +251,10 @@ private:
     const PtcOrganiseRequest& request_;
     const std::size_t leaf_points_;
     WorkProgress& progress_;
-    WorkCrew crew_;
     CloudInputs inputs_;
     const std::size_t record_;
     const OrganisePlan plan_;
+    WorkCrew crew_;
 
     FiniteBox box_;
     OctreeCube cube_;

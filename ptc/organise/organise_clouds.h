@@ -11,9 +11,9 @@
 #include "ptc/organise.h"
 #include "ptc/organise/organise_error.h"
 
-/// Points in a leaf at most, unless the request says otherwise. A power of two above it makes
-/// fewer nodes and reads more points that are not wanted.
-inline constexpr int kDefaultLeafPoints = 32;
+/// Points in a leaf at most, unless the request says otherwise. Lookups look at all points of a
+/// node of that size rather than open it, so smaller leaves would only take room.
+inline constexpr int kDefaultLeafPoints = 128;
 
 /// `request.threads`: at least 1. `summary`: may be null.
 bool OrganiseClouds(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary,

@@ -3,11 +3,12 @@
 #include "ptc/organise/part_file.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
 
 #include "ptc/organise/organise_error.h"
 #include "ptc/organise/positioned_io.h"
@@ -16,15 +17,22 @@
 namespace {
 
 constexpr mode_t kOnlyForUs = 0600;
+constexpr int kAttempts = 100;  // names that others may hold
 
 /// -1 on failure, and errno says why.
 int OpenUnnamed(const std::string& folder) {
     const int unnamed = OpenFile(folder.c_str(), O_TMPFILE | O_RDWR, kOnlyForUs);
     if (unnamed >= 0) return unnamed;
-    std::string name = folder + "/.ptc-part-XXXXXX";
-    const int named = ::mkostemp(name.data(), O_CLOEXEC);
-    if (named >= 0) ::unlink(name.c_str());
-    return named;
+    // Not every file system can make a file without a name.
+    static constinit std::atomic<unsigned> made{0};
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const std::string name = folder + "/.ptc-" + std::to_string(::getpid()) + "-" +
+                                 std::to_string(made.fetch_add(1)) + ".points";
+        const int named = OpenFile(name.c_str(), O_CREAT | O_EXCL | O_RDWR, kOnlyForUs);
+        if (named >= 0) ::unlink(name.c_str());
+        if (named >= 0 || errno != EEXIST) return named;
+    }
+    return -1;
 }
 
 }  // namespace
@@ -34,7 +42,7 @@ PartFile::~PartFile() {
 }
 
 void PartFile::Open() {
-    const char* const wanted = ::getenv("TMPDIR");
+    const char* const wanted = std::getenv("TMPDIR");
     folder_ = wanted && *wanted ? wanted : "/tmp";
     descriptor_ = OpenUnnamed(folder_);
     if (descriptor_ < 0)

@@ -3,7 +3,6 @@
 #include "ptc/organise/repeats.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 namespace {
@@ -42,7 +41,7 @@ std::size_t SeenRecords::Find(const std::byte* records, std::uint32_t index) con
 
 void SeenRecords::Grow(const std::byte* records) {
     const std::vector<std::uint32_t> before = std::move(table_);
-    table_.assign(std::max<std::size_t>(64, 2 * before.size()), kEmpty);
+    table_.assign(2 * before.size(), kEmpty);
     for (const std::uint32_t index : before)
         if (index != kEmpty) table_[Find(records, index)] = index;
 }
@@ -56,30 +55,41 @@ bool SeenRecords::Add(const std::byte* records, std::uint32_t index) {
     return true;
 }
 
-std::size_t DropRepeats(BatchRoom& batch, std::size_t finite) {
+namespace {
+
+/// Moves the first of each bytes among the points `begin` to `end`, which have one code, to `kept`
+/// and behind it. Returns where the next one goes.
+std::size_t KeepFirstOnes(const BatchRoom& batch, std::size_t begin, std::size_t end,
+                          std::size_t kept) {
     CodedIndex* const points = batch.points;
-    const auto is_equal = [&](const CodedIndex& a, const CodedIndex& b) {
-        return std::memcmp(batch.Record(a.index), batch.Record(b.index), batch.record_bytes) == 0;
-    };
+    const std::size_t first = kept;
+    if (end - begin > kFew) {
+        SeenRecords seen(batch.record_bytes, end - begin);
+        for (std::size_t i = begin; i < end; ++i)
+            if (seen.Add(batch.records, points[i].index)) points[kept++] = points[i];
+        return kept;
+    }
+    for (std::size_t i = begin; i < end; ++i) {
+        const std::byte* const record = batch.Record(points[i].index);
+        const bool is_repeat =
+            std::any_of(points + first, points + kept, [&](const CodedIndex& before) {
+                return std::memcmp(batch.Record(before.index), record, batch.record_bytes) == 0;
+            });
+        if (!is_repeat) points[kept++] = points[i];
+    }
+    return kept;
+}
+
+}  // namespace
+
+std::size_t DropRepeats(BatchRoom& batch, std::size_t finite) {
+    const CodedIndex* const points = batch.points;
     std::size_t kept = 0;
     std::size_t kept_finite = 0;
     for (std::size_t begin = 0; begin < batch.count;) {
         std::size_t end = begin + 1;
         while (end < batch.count && points[end].code == points[begin].code) ++end;
-        const std::size_t first_kept = kept;
-        if (end - begin <= kFew) {
-            for (std::size_t i = begin; i < end; ++i) {
-                const auto same = [&](const CodedIndex& before) {
-                    return is_equal(before, points[i]);
-                };
-                if (std::none_of(points + first_kept, points + kept, same))
-                    points[kept++] = points[i];
-            }
-        } else {
-            SeenRecords seen(batch.record_bytes);
-            for (std::size_t i = begin; i < end; ++i)
-                if (seen.Add(batch.records, points[i].index)) points[kept++] = points[i];
-        }
+        kept = KeepFirstOnes(batch, begin, end, kept);
         if (begin < finite) kept_finite = kept;
         begin = end;
     }

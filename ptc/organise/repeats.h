@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,7 +21,9 @@
 /// Records that were seen, by their bytes.
 class SeenRecords {
 public:
-    explicit SeenRecords(std::size_t record_bytes) : record_bytes_(record_bytes) {}
+    /// `expected`: how many there will be at most, if that is known.
+    explicit SeenRecords(std::size_t record_bytes, std::size_t expected = 0)
+        : record_bytes_(record_bytes), table_(std::bit_ceil(2 * expected + 64), kEmpty) {}
 
     /// Whether record `index` is the first of its bytes; it is kept as an index into `records`,
     /// which hold all that were added before.

@@ -51,7 +51,8 @@ std::size_t TreeWriter::Write(const BatchRoom& batch, std::size_t finite, Then t
     if (!is_end && finite > leaf) end = cutter.EndAround(finite - leaf - 1);
     // Where more than `leaf` points follow, or the cloud ends.
     const std::size_t known = is_end ? end : std::min(end, finite - std::min(leaf, finite));
-    const Slicing slicing(cutter, limits_.slice_points, known, end);
+    // Not shorter than a leaf, which is walked over to find its end.
+    const Slicing slicing(cutter, std::max(limits_.slice_points, leaf), known, end);
     // The leaf that goes on ends there so far. Slices behind it may be empty.
     const std::int64_t held_end =
         then == Then::kSameCode ? points_ + static_cast<std::int64_t>(end) : -1;

@@ -24,7 +24,7 @@ class TreeWriter {
 public:
     struct Limits {
         std::size_t leaf_points;
-        std::size_t slice_points;  ///< that a thread takes at a time
+        std::size_t slice_points;  ///< that a thread gathers at a time
     };
 
     /// What follows a batch.

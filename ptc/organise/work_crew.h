@@ -9,11 +9,13 @@
 //
 // Locks:
 //
-//   rank  lock   count      guards
-//   none  lock_  one a run  whose turn it is to end, and the first exception; no other lock is
-//                           taken under it, and no piece runs or ends under it
+//   rank  lock  count      guards
+//   30    lock  one a run  whose turn it is to end, and the first exception; no other lock is taken
+//                          under it, and no piece runs or ends under it
 
 #pragma once
+
+#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -24,6 +26,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ptc/organise.h"
@@ -76,6 +79,11 @@ public:
         run.count = count;
         std::vector<std::thread> others;
         const std::size_t wanted = std::min(threads_, count);
+        // The others inherit the mask: the host's signal handlers run in none of them.
+        sigset_t all;
+        sigset_t before;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
         try {
             others.reserve(wanted);
             for (std::size_t worker = 1; worker < wanted; ++worker)
@@ -83,6 +91,7 @@ public:
                     [&run, &work, &end, worker] { Labour(run, work, end, worker, [] {}); });
         } catch (const std::exception&) {  // no memory or no thread: those that are there do it
         }
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
         Labour(run, work, end, 0, [this] { progress_.Tell(); });
         for (std::thread& other : others) other.join();
         if (run.thrown) std::rethrow_exception(run.thrown);
@@ -103,6 +112,24 @@ private:
         std::condition_variable changed;
         std::size_t turn = 0;  ///< the piece that ends next
         std::exception_ptr thrown;
+
+        /// False: another piece has failed.
+        bool AwaitTurn(std::size_t piece) {
+            std::unique_lock hold(lock);
+            changed.wait(hold, [&] { return turn == piece || thrown; });
+            return !thrown;
+        }
+        void EndTurn() {
+            const std::lock_guard hold(lock);
+            ++turn;
+            changed.notify_all();
+        }
+        void Fail(std::exception_ptr why) {
+            const std::lock_guard hold(lock);
+            if (!thrown) thrown = std::move(why);
+            next_piece.store(count, std::memory_order_relaxed);
+            changed.notify_all();
+        }
     };
 
     /// Takes pieces until there are no more, or one throws. A worker waits only for pieces with
@@ -114,24 +141,13 @@ private:
                 const std::size_t piece = run.next_piece.fetch_add(1, std::memory_order_relaxed);
                 if (piece >= run.count) return;
                 work(piece, worker);
-                {
-                    std::unique_lock hold(run.lock);
-                    run.changed.wait(hold, [&] { return run.turn == piece || run.thrown; });
-                    if (run.thrown) return;
-                }
+                if (!run.AwaitTurn(piece)) return;
                 end(piece, worker);
-                {
-                    const std::lock_guard hold(run.lock);
-                    ++run.turn;
-                }
-                run.changed.notify_all();
+                run.EndTurn();
                 between();
             }
         } catch (...) {
-            const std::lock_guard hold(run.lock);
-            if (!run.thrown) run.thrown = std::current_exception();
-            run.next_piece.store(run.count, std::memory_order_relaxed);
-            run.changed.notify_all();
+            run.Fail(std::current_exception());
         }
     }
 

@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "tools/bake/image_request.h"
-#include "tools/bake/parallel.h"
 #include "tools/bake/stopwatch.h"
+#include "tools/common/parallel.h"
 
 namespace bake {
 

@@ -10,7 +10,7 @@
 #include <limits>
 #include <tuple>
 
-#include "tools/bake/parallel.h"
+#include "tools/common/parallel.h"
 
 namespace bake {
 

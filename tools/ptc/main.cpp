@@ -14,12 +14,13 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks, repairs, converts, measures and draws point cloud files.\n"
+    "Looks at, prints, checks, repairs, converts, organises, looks up, measures and draws point "
+    "cloud files.\n"
     "Exit status: 0 done, 1 failed or faulty, 2 wrong usage.";
 
 /// Messages of the library about files. Here the commands report failures themselves, each in one
 /// line.
-constexpr const char* kLibraryReports = "T43050,T43051,T43052";
+constexpr const char* kLibraryReports = "T43050,T43051,T43052,T43054";
 
 /// A misspelt command is answered with the one that may be meant.
 /// CLI11 would only say that it did not expect the word, or that a command is missing.
@@ -48,6 +49,10 @@ int RunCommandLine(int argc, char** argv) {
     AddCheck(app, &status);
     AddRepair(app, &status);
     AddConvert(app, &status);
+    AddOrganise(app, &status);
+    AddMerge(app, &status);
+    AddQuery(app, &status);
+    AddTransfer(app, &status);
     AddStats(app, &status);
     AddView(app, &status);
     try {

@@ -11,6 +11,7 @@
 #include "tests/support/golden.h"
 #include "tests/support/scratch.h"
 #include "tools/ptc/inspect/cloud_check.h"
+#include "tools/ptc/inspect/cloud_repair.h"
 
 using namespace sound_cloud;
 
@@ -106,6 +107,40 @@ TEST(Check, FindsNothingInSoundFiles) {
     for (const auto form : {TokenForm::kBinary, TokenForm::kText})
         for (const std::size_t points : {std::size_t{0}, kPoints})
             EXPECT_EQ(FaultsOf(Bytes({points, points > 0, form})), "");
+}
+
+/// Organising keeps points that lie nowhere behind those of the root, and radii that are none.
+TEST(Check, KnowsWhatNoNodeCovers) {
+    const ScratchFolder folder;
+    std::string bytes = Bytes({.points = kPoints + 3});
+    const auto change = [&](std::size_t point, std::size_t field, float value) {
+        Put(&bytes, kDataStart + point * kRecord + 4 * field, value);
+    };
+    change(1, 4, kNan);
+    change(2, 4, HUGE_VALF);
+    change(5, 0, kNan);
+    change(7, 1, -HUGE_VALF);
+    EXPECT_EQ(FaultsOf(bytes), "");
+    FaultList none;
+    const InputFile file(WriteTo(folder.File("a.ptc"), bytes));
+    const CheckedCounts counts = CheckCloud(file, none, false);
+    EXPECT_EQ(std::pair(counts.apart, counts.zero_radii),
+              std::pair(std::int64_t{2}, std::int64_t{2}));
+
+    OutputFile repaired(folder.File("b.ptc"));
+    const RepairReport report = RepairCloud(file, repaired);
+    EXPECT_EQ(report.octree, RepairReport::Octree::kKept);
+    EXPECT_EQ(report.unsound, 0);
+    repaired.Commit();
+    EXPECT_EQ(FaultsOf(ContentOf(folder.File("b.ptc"))), "");
+
+    change(3, 4, -HUGE_VALF);
+    change(6, 4, -1.0f);
+    change(4, 0, kNan);  // the last that the root covers
+    const std::string faults = FaultsOf(bytes);
+    EXPECT_NE(faults.find("point 3: radius -inf"), std::string::npos) << faults;
+    EXPECT_NE(faults.find("point 6: radius -1"), std::string::npos) << faults;
+    EXPECT_NE(faults.find("point 4: x nan"), std::string::npos) << faults;
 }
 
 /// A chain of nodes as deep as the file is long, and one that refers to each node eight times.

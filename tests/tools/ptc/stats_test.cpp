@@ -35,6 +35,9 @@ TEST(PtcStats, EachWalkCountsItsLookupsAndWhatItReads) {
     const auto [groups, nodes] = CountsOf(run.out, "tree");
     EXPECT_EQ(groups, 6) << "the root, and the children of the root, for each thread";
     EXPECT_GE(nodes, 3);
+    for (const char* walk :
+         {"nearest-random", "nearest-coherent", "filtered-random", "filtered-coherent"})
+        EXPECT_EQ(CountsOf(run.out, walk).first, 1000) << walk;
     EXPECT_NE(run.out.find("Point cloud caches"), std::string::npos);
 
     const ToolRun few = folder.Run("stats - <a.ptc --walk random --threads 1 --lookups 7 --xml");

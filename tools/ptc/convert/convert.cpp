@@ -18,16 +18,10 @@
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/convert/cloud_source.h"
 #include "tools/ptc/convert/columns.h"
-#include "tools/ptc/convert/forms.h"
-#include "tools/ptc/convert/gzip_sink.h"
-#include "tools/ptc/convert/sinks.h"
-#include "tools/ptc/convert/spacing.h"
-#include "tools/ptc/convert/table_sources.h"
+#include "tools/ptc/convert/form_files.h"
 #include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
-#include "util/io/plain_file.h"
 
 namespace convert {
 
@@ -64,40 +58,6 @@ Form OutputForm(const Options& options) {
     return *form;
 }
 
-std::unique_ptr<PointSource> OpenTable(FileKind kind, const InputFile& file, float radius) {
-    return kind == FileKind::kPly ? OpenPly(file, radius) : OpenCsv(file, radius);
-}
-
-/// A table without radii is read twice when no radius is given.
-std::unique_ptr<PointSource> OpenSource(const Options& options, const InputFile& file) {
-    const FileKind kind = ChooseForm(options.from, options.in).value_or(Form()).kind;
-    if (kind == FileKind::kCloud) return OpenCloudSource(file);
-    auto source = OpenTable(kind, file, options.radius.value_or(0.0f));
-    if (source->HasRadii() || options.radius) return source;
-    const float radius = RadiusFromSpacing(*source);
-    return OpenTable(kind, file, radius);
-}
-
-std::unique_ptr<PointSink> MakeSink(const Form& form, const PointSource& source,
-                                    const OutputFile& file, std::string_view ply_prefix) {
-    auto plain = std::make_unique<PlainFile>();
-    if (!plain->Open(file.Path().c_str(), kPlainWrite | kPlainTruncate))
-        throw Failure(file.Name() + ": " + std::generic_category().message(plain->Error()));
-    OutputName output{std::move(plain), file.Name()};
-    if (form.is_gzip) output.bytes = std::make_unique<GzipSink>(std::move(output.bytes));
-
-    const StoredHeader& header = source.Header();
-    switch (form.kind) {
-        case FileKind::kPly:
-            return MakePlySink(header, std::move(output), form.text, source.Count(), ply_prefix);
-        case FileKind::kCsv:
-            return MakeCsvSink(header, std::move(output));
-        case FileKind::kCloud:
-            break;
-    }
-    return MakeCloudSink(header, std::move(output), form.text);
-}
-
 void CopyPoints(PointSource& source, PointSink& sink) {
     Progress progress(kProgressSteps, true);
     const std::size_t record = source.Header().PointBytes();
@@ -109,12 +69,28 @@ void CopyPoints(PointSource& source, PointSink& sink) {
     }
 }
 
+bool IsFinite(const CloudHeader& bounds) {
+    const auto is_finite = [](float value) { return std::isfinite(value); };
+    return std::all_of(bounds.box_min.begin(), bounds.box_min.end(), is_finite) &&
+           std::all_of(bounds.box_max.begin(), bounds.box_max.end(), is_finite) &&
+           is_finite(bounds.largest_radius);
+}
+
+/// Organising leaves out of the bounds what is not finite, and so does a copy with the octree.
+void KeepBounds(const CloudReader& from, CloudWriter* to) {
+    if (IsFinite(*to) || !IsFinite(from)) return;
+    to->box_min = from.box_min;
+    to->box_max = from.box_max;
+    to->largest_radius = from.largest_radius;
+}
+
 /// Copies the nodes where OUT can hold them; otherwise a note says that they are left out.
 void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, PointSink& sink) {
     CloudReader* const from = source.AsCloud();
     CloudWriter* const to = sink.AsCloud();
     if (!from || from->stored_node_count == 0) return;
     if (to && NodesFit(*from, *to)) {
+        KeepBounds(*from, to);
         if (!Failed(CopyNodes(*from, *to))) return;
         FailIfUnread(*from, in.Name());
         throw Failure(out.Name() + ": " + std::generic_category().message(to->file.Error()));
@@ -125,9 +101,11 @@ void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, P
 
 void Run(const Options& options, const Form& form) {
     const InputFile in(options.in);
-    const auto source = OpenSource(options, in);
+    const FileKind kind = ChooseForm(options.from, options.in).value_or(Form()).kind;
+    const auto source = OpenSource(in, kind, options.radius);
     OutputFile out(options.out);
-    const auto sink = MakeSink(form, *source, out, options.scalar_prefix ? kScalarPrefix : "");
+    const std::string_view prefix = options.scalar_prefix ? kScalarPrefix : "";
+    const auto sink = MakeSink(out, form, source->Header(), source->Count(), prefix);
     CopyPoints(*source, *sink);
     CopyTree(in, *source, out, *sink);
     sink->Finish();

@@ -48,8 +48,13 @@ int CheckFile(const std::string& name, bool all) {
     WriteOut(waiting);
     const std::int64_t total = faults.Total();
     if (total == 0) {
-        WriteOut(fmt::format("{}: sound, {} points, {} nodes\n", shown_name, counts.points,
-                             counts.nodes));
+        std::string line =
+            fmt::format("{}: sound, {} points, {} nodes", shown_name, counts.points, counts.nodes);
+        if (counts.apart > 0)
+            line += fmt::format("; {} in no node, positions not finite", counts.apart);
+        if (counts.zero_radii > 0)
+            line += fmt::format("; {} radii not finite, counted as 0", counts.zero_radii);
+        WriteOut(line + '\n');
         return 0;
     }
     const std::string shown =

@@ -8,6 +8,7 @@
 #include "tools/common/progress.h"
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/inspect/node_check.h"
+#include "tools/ptc/inspect/octree_cover.h"
 #include "tools/ptc/point_scan.h"
 #include "tools/ptc/read_error.h"
 
@@ -24,8 +25,11 @@ constexpr float kTextSlack = 1e-6f;
 /// the place shows it.
 class PointCheck {
 public:
-    PointCheck(const CloudReader& cloud, FaultList& faults)
-        : cloud_(cloud), faults_(faults), slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
+    PointCheck(const CloudReader& cloud, const OctreeCover& cover, FaultList& faults)
+        : cloud_(cloud),
+          cover_(cover),
+          faults_(faults),
+          slack_(cloud.input.IsText() ? kTextSlack : 0.0f) {}
 
     /// The point that `scan` has read.
     void Check(const PointScan& scan) {
@@ -34,11 +38,15 @@ public:
         const float radius = values[PointScan::kRadius];
         // Written so that NaN is not a radius.
         const bool is_radius = radius >= 0 && std::isfinite(radius);
-        if (!is_radius)
+        const bool is_apart = cover_.IsApart(index, &values[PointScan::kPosition]);
+        if (is_apart) ++apart_;
+        if (cover_.CountsAsZero(radius))
+            ++zero_radii_;
+        else if (!is_radius)
             faults_.Add(scan.Place(PointScan::kRadius), "point {}: radius {} is no radius", index,
                         radius);
         // A wrong radius is reported once; it must not also put every axis outside the box.
-        for (std::size_t axis = 0; axis < 3; ++axis)
+        for (std::size_t axis = 0; axis < 3 && !is_apart; ++axis)
             CheckAxis(scan, axis, index, is_radius ? radius : 0.0f);
         // Before version 2 the header has none. A largest radius above all radii is a bound, and
         // bounds may be loose.
@@ -52,6 +60,9 @@ public:
                             i - PointScan::kData, values[i]);
     }
 
+    std::int64_t Apart() const { return apart_; }
+    std::int64_t ZeroRadii() const { return zero_radii_; }
+
 private:
     /// The box goes around the spheres, in the arithmetic of the writer.
     void CheckAxis(const PointScan& scan, std::size_t axis, std::int64_t index, float radius) {
@@ -62,21 +73,19 @@ private:
             return;
         }
         const float slack = slack_ * (std::fabs(value) + radius);
-        if (value - radius < cloud_.box_min[axis] - slack ||
-            value + radius > cloud_.box_max[axis] + slack)
+        if (cover_.InBox(value - radius) < cloud_.box_min[axis] - slack ||
+            cover_.InBox(value + radius) > cloud_.box_max[axis] + slack)
             faults_.Add(scan.Place(axis), "point {}: {} {} lies outside the box, radius included",
                         index, kAxes[axis], value);
     }
 
     const CloudReader& cloud_;
+    const OctreeCover& cover_;
     FaultList& faults_;
     const float slack_;
+    std::int64_t apart_ = 0;
+    std::int64_t zero_radii_ = 0;
 };
-
-/// Whether octree nodes should follow the points.
-bool IsOrganised(const StoredHeader& cloud) {
-    return cloud.stored_node_count > 0 || cloud.root_position != 0;
-}
 
 /// Whether not all could be read up to where the scan ended. In a compressed file that is a fault
 /// like any other, because its stream may be broken; of another file nothing is known then, which
@@ -132,15 +141,17 @@ CheckedCounts CheckCloud(const InputFile& file, FaultList& faults, bool shows_pr
     // Points and nodes are the steps: bytes are not known in a compressed file.
     Progress progress(static_cast<std::uint64_t>(cloud->point_count + cloud->node_count),
                       shows_progress);
+    const OctreeCover cover(*cloud);
     PointScan scan(*cloud, 0, cloud->point_count);
-    PointCheck check(*cloud, faults);
+    PointCheck check(*cloud, cover, faults);
     while (scan.Next()) {
         check.Check(scan);
         if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
     }
-    const CheckedCounts counts = {scan.Count(), cloud->node_count};
+    const CheckedCounts counts = {scan.Count(), cloud->node_count, check.Apart(),
+                                  check.ZeroRadii()};
     const bool is_whole = scan.Count() == cloud->point_count;
-    const bool has_nodes = is_whole && IsOrganised(*cloud);
+    const bool has_nodes = is_whole && cover.IsOrganised();
     const std::int64_t behind = has_nodes ? 0 : scan.BytesBehind();
     if (TellReadError(file, *cloud, scan, faults)) return counts;
     // Unless all points are there, it is not known what should follow them.

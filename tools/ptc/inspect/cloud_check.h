@@ -11,6 +11,9 @@
 struct CheckedCounts {
     std::int64_t points = 0;
     std::int64_t nodes = 0;
+    // Of an organised file, and no faults there:
+    std::int64_t apart = 0;       ///< points without a finite position, in no node
+    std::int64_t zero_radii = 0;  ///< radii that are not finite and count as 0
 };
 
 /// Adds every fault of `file` to `faults`, in the order of the file's parts. A fault after which

@@ -15,6 +15,7 @@
 #include "tools/common/progress.h"
 #include "tools/ptc/header_check.h"
 #include "tools/ptc/inspect/node_check.h"
+#include "tools/ptc/inspect/octree_cover.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/point_scan.h"
 #include "tools/ptc/read_error.h"
@@ -23,19 +24,34 @@ namespace {
 
 constexpr std::size_t kCopyPiece = std::size_t{1} << 16;
 
-/// The header's values as they follow from the records, by the writer's own rules.
+/// The header's values as they follow from the records.
 struct Rebuilt {
-    PointBounds bounds;
+    PointBounds bounds;  ///< by the writer's own rules
     std::int64_t unsound = 0;
 
+    // The same as an octree's file has them.
+    PointBounds organised_bounds;
+    std::int64_t organised_unsound = 0;
+
     /// A record as PointScan reads it.
-    void Include(std::span<const float> values) {
+    void Include(std::int64_t index, std::span<const float> values, const OctreeCover& cover) {
+        const float* const position = &values[PointScan::kPosition];
         const float radius = values[PointScan::kRadius];
-        bounds.Include(&values[PointScan::kPosition], radius);
-        bool is_sound = radius >= 0;
-        for (std::size_t i = 0; i < values.size(); ++i)
-            is_sound = is_sound && (i == PointScan::kCodes || std::isfinite(values[i]));
-        if (!is_sound) ++unsound;
+        const bool is_apart = cover.IsApart(index, position);
+        const bool is_zero = cover.CountsAsZero(radius);
+        bounds.Include(position, radius);
+        // NaN enters no box, but the radius counts.
+        constexpr std::array<float, 3> kNowhere = {NAN, NAN, NAN};
+        organised_bounds.Include(is_apart ? kNowhere.data() : position, is_zero ? 0 : radius);
+        const bool is_radius = radius >= 0 && std::isfinite(radius);
+        bool is_position = true;
+        bool is_data = true;
+        for (std::size_t i = 0; i < PointScan::kCodes; ++i)
+            is_position = is_position && std::isfinite(values[i]);
+        for (std::size_t i = PointScan::kData; i < values.size(); ++i)
+            is_data = is_data && std::isfinite(values[i]);
+        if (!is_position || !is_radius || !is_data) ++unsound;
+        if (!(is_position || is_apart) || !(is_radius || is_zero) || !is_data) ++organised_unsound;
     }
 };
 
@@ -92,32 +108,38 @@ bool IsIntact(CloudReader& cloud, const HeaderPlaces& places, std::int64_t point
     return faults.Total() == 0;
 }
 
+/// Reads every whole point, and counts what follows. The answer: the end of the points.
+std::int64_t ReadPoints(CloudReader& cloud, const OctreeCover& cover, Rebuilt* rebuilt,
+                        RepairReport* report) {
+    // In an organised file nodes follow the points, and would be taken for points.
+    PointScan scan(cloud, 0, cover.IsOrganised() ? cloud.point_count : INT64_MAX);
+    {
+        const std::int64_t bytes = std::max<std::int64_t>(cloud.input.StoredBytes(), 0);
+        Progress progress(static_cast<std::uint64_t>(bytes), true);
+        while (scan.Next()) {
+            rebuilt->Include(scan.Count() - 1, scan.Values(), cover);
+            if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
+        }
+    }
+    report->kept = scan.Count();
+    report->unsound = rebuilt->unsound;
+    report->dropped_bytes = scan.BytesBehind();
+    return scan.End();
+}
+
 }  // namespace
 
 RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     const OpenedCloud opened = OpenInput(input);
     const auto& [cloud, places] = opened;
-    const bool is_organised = cloud->stored_node_count > 0 || cloud->root_position != 0;
-
+    const OctreeCover cover(*cloud);
+    Rebuilt rebuilt;
     RepairReport report;
     report.counted = cloud->point_count;
-    Rebuilt rebuilt;
-    // In an organised file nodes follow the points, and would be taken for points.
-    PointScan scan(*cloud, 0, is_organised ? cloud->point_count : INT64_MAX);
-    {
-        const std::int64_t bytes = std::max<std::int64_t>(cloud->input.StoredBytes(), 0);
-        Progress progress(static_cast<std::uint64_t>(bytes), true);
-        while (scan.Next()) {
-            rebuilt.Include(scan.Values());
-            if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.End()));
-        }
-    }
     // Everything is known before the first byte is written; the copy then is one piece, from the
     // header's fixed part to the end of what stays.
-    report.kept = scan.Count();
-    report.unsound = rebuilt.unsound;
-    report.dropped_bytes = scan.BytesBehind();
-    std::int64_t kept_end = scan.End();
+    const std::int64_t points_end = ReadPoints(*cloud, cover, &rebuilt, &report);
+    std::int64_t kept_end = points_end;
     FailIfUnread(*cloud, input.Name());
 
     TokenFile file;
@@ -132,17 +154,21 @@ RepairReport RepairCloud(const InputFile& input, OutputFile& output) {
     header.root_position = 0;
     if (Failed(WriteBlock(file, header))) FailToWrite(output, file);
 
-    if (is_organised) {
+    if (cover.IsOrganised()) {
         // In a text file of other widths everything behind the header moves, and offsets with it.
         const bool stays = PlaceIn(file, output) == places.fixed_header;
         const bool is_kept =
-            stays && report.kept == report.counted && IsIntact(*cloud, places, scan.End());
+            stays && report.kept == report.counted && IsIntact(*cloud, places, points_end);
         report.octree = is_kept ? RepairReport::Octree::kKept : RepairReport::Octree::kDropped;
         if (is_kept) {
             // Nodes name places in the file, and these are the same in the copy.
             kept_end += report.dropped_bytes;
             report.dropped_bytes = 0;
             // The block was first written to learn its length; its numbers have fixed widths.
+            rebuilt.organised_bounds.StoreTo(&header);
+            for (float& end : header.box_min) end = cover.InBox(end);
+            for (float& end : header.box_max) end = cover.InBox(end);
+            report.unsound = rebuilt.organised_unsound;
             header.node_count = cloud->node_count;
             header.root_position = cloud->root_position;
             if (Failed(file.Seek(block)) || Failed(WriteBlock(file, header)))

@@ -2,85 +2,11 @@
 
 #include "tools/ptc/inspect/info_json.h"
 
-#include <nlohmann/json.hpp>
-#include <optional>
 #include <span>
 
+#include "tools/ptc/json_text.h"
+
 namespace {
-
-/// JSON as text, each value on a line of its own.
-///
-/// The library only prints single values here. A tree of its values takes memory while it is
-/// destroyed, where nothing may fail: out of memory, the program would end.
-class JsonText {
-public:
-    void Begin(char bracket) {
-        Separate();
-        text_ += bracket;
-        ++depth_;
-        is_empty_ = true;
-    }
-    void Begin(const char* key, char bracket) {
-        Key(key);
-        Begin(bracket);
-    }
-    void End(char bracket) {
-        --depth_;
-        if (!is_empty_) NewLine();
-        text_ += bracket;
-        is_empty_ = false;
-    }
-
-    template <class Value>
-    void Add(const Value& value) {
-        using nlohmann::json;
-        Separate();
-        text_ += json(value).dump(-1, ' ', false, json::error_handler_t::replace);
-    }
-    template <class Value>
-    void Add(const char* key, const Value& value) {
-        Key(key);
-        Add(value);
-    }
-    /// What is not known is null and not left out, so that every object has the same keys.
-    template <class Value>
-    void Add(const char* key, const std::optional<Value>& value) {
-        if (value) {
-            Add(key, *value);
-        } else {
-            Add(key, nullptr);
-        }
-    }
-    void Add(const char* key, std::span<const float> values) {
-        Begin(key, '[');
-        for (const float value : values) Add(value);
-        End(']');
-    }
-
-    const std::string& Text() const { return text_; }
-
-private:
-    void Key(const char* key) {
-        Separate();
-        text_.append("\"").append(key).append("\": ");
-        is_behind_key_ = true;
-    }
-    /// Ends the value before, if there is one, and goes to the place of the next.
-    void Separate() {
-        if (!is_behind_key_ && !is_empty_) text_ += ',';
-        if (!is_behind_key_) NewLine();
-        is_behind_key_ = is_empty_ = false;
-    }
-    void NewLine() {
-        if (!text_.empty()) text_ += '\n';
-        text_.append(2 * depth_, ' ');
-    }
-
-    std::string text_;
-    std::size_t depth_ = 1;  ///< the whole text is an item of a list
-    bool is_empty_ = true;   ///< nothing is between the brackets yet
-    bool is_behind_key_ = false;
-};
 
 void AddVariables(const char* key, const std::vector<Variable>& variables, JsonText* json) {
     json->Begin(key, '[');

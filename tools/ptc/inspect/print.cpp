@@ -18,10 +18,10 @@
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/node_faults.h"
-#include "tools/ptc/inspect/print_columns.h"
-#include "tools/ptc/inspect/print_table.h"
 #include "tools/ptc/open_input.h"
 #include "tools/ptc/point_scan.h"
+#include "tools/ptc/print_columns.h"
+#include "tools/ptc/print_table.h"
 #include "tools/ptc/read_error.h"
 #include "tools/ptc/run_guarded.h"
 
@@ -51,7 +51,7 @@ std::vector<PrintColumn> Choose(const InputFile& file, const PrintOptions& optio
                                 const std::vector<PrintGroup>& variables) {
     own.insert(own.end(), variables.begin(), variables.end());
     try {
-        return ChooseColumns(own, options.variables);
+        return ColumnsOf(ChooseGroups(own, options.variables));
     } catch (const Failure& failure) {
         throw Failure(file.Name() + ": " + failure.what());
     }

@@ -3,13 +3,12 @@
 #include <fmt/format.h>
 
 #include <CLI/App.hpp>
-#include <cstdio>
 #include <memory>
 #include <string>
 
-#include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/cloud_repair.h"
+#include "tools/ptc/report.h"
 #include "tools/ptc/run_guarded.h"
 #include "util/text/printable_text.h"
 
@@ -38,12 +37,7 @@ int Repair(const RepairOptions& options) {
     if (report.octree == RepairReport::Octree::kDropped) say("dropped the octree, not intact");
     if (report.dropped_bytes > 0) say(fmt::format("dropped {} bytes", report.dropped_bytes));
     // The report is written first: when that fails, the target must be as it was.
-    if (output.IsStandardOutput()) {
-        std::fputs(said.c_str(), stderr);
-    } else {
-        WriteOut(said);
-        FlushOut();
-    }
+    TellReport(said, output.IsStandardOutput());
     output.Commit();
     return 0;
 }

@@ -21,9 +21,24 @@
 #include "ptc/tree.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
-#include "tools/ptc/foreign_file.h"
+#include "tools/ptc/open_through_caches.h"
+#include "tools/ptc/stats/lookup_steps.h"
 
 namespace {
+
+bool IsRandom(WalkKind kind) {
+    return kind == WalkKind::kRandom || kind == WalkKind::kNearestRandom ||
+           kind == WalkKind::kFilteredRandom;
+}
+
+bool Filters(WalkKind kind) {
+    return kind == WalkKind::kFilteredRandom || kind == WalkKind::kFilteredCoherent;
+}
+
+/// Whether each step is a lookup of the library over the whole cloud.
+bool LooksUp(WalkKind kind) {
+    return Filters(kind) || kind == WalkKind::kNearestRandom || kind == WalkKind::kNearestCoherent;
+}
 
 /// The indexes that one thread looks up, one after the other.
 class PointSteps {
@@ -38,7 +53,7 @@ public:
             return index;
         }
         const auto any = static_cast<std::int64_t>(random_() >> 1U);
-        if (kind_ == WalkKind::kRandom || any % kStay == 0) return place_ = any % points_;
+        if (IsRandom(kind_) || any % kStay == 0) return place_ = any % points_;
         place_ = (place_ + any % kReach - kBack) % points_;
         if (place_ < 0) place_ += points_;
         return place_;
@@ -125,15 +140,22 @@ std::string WalkPoints(PtcManagedFile* file, PointSteps points, std::int64_t cou
     return {};
 }
 
+std::string WalkLookups(const LookupSteps& lookups, PointSteps points, std::int64_t count,
+                        Steps steps) {
+    for (std::int64_t i = 0; i < count && steps.MayGoOn(); ++i, steps.Count())
+        if (!lookups.At(points.Next())) return PtcLastFailure().what;
+    return {};
+}
+
 std::string WalkNodes(PtcManagedFile* file, Steps steps) {
     PtcTreeWalk walk(file);
     while (steps.MayGoOn() && walk.Next()) steps.Count();
     return walk.HasFailed() ? PtcLastFailure().what : "";
 }
 
-/// The part of one thread.
-std::string WalkPart(const InputFile& file, WalkKind kind, const WalkPlan& plan, int thread,
-                     Shared& shared) {
+/// The part of one thread. `lookups`: null when the walk makes none.
+std::string WalkPart(const InputFile& file, WalkKind kind, const WalkPlan& plan,
+                     const LookupSteps* lookups, int thread, Shared& shared) {
     const PtcFile open = OpenThroughCaches(file);
     const PtcHeader header = HeaderOf(open);
     if (kind == WalkKind::kTree) return WalkNodes(open.Get(), Steps(shared, thread));
@@ -141,15 +163,21 @@ std::string WalkPart(const InputFile& file, WalkKind kind, const WalkPlan& plan,
     const std::int64_t begin = plan.lookups / plan.threads * thread;
     const std::int64_t end =
         thread + 1 == plan.threads ? plan.lookups : plan.lookups / plan.threads * (thread + 1);
-    return WalkPoints(open.Get(),
-                      PointSteps(kind, header.points, begin, static_cast<unsigned>(thread)),
-                      end - begin, Steps(shared, thread));
+    const PointSteps points(kind, header.points, begin, static_cast<unsigned>(thread));
+    return lookups ? WalkLookups(*lookups, points, end - begin, Steps(shared, thread))
+                   : WalkPoints(open.Get(), points, end - begin, Steps(shared, thread));
 }
 
+/// Of the caches that the walk reads through.
 PtcCacheNumbers Numbers(WalkKind kind) {
     PtcStatistics now;
     (void)PtcGetStatistics(&now);  // nothing is counted before the first opening
-    return kind == WalkKind::kTree ? now.nodes : now.points;
+    if (!LooksUp(kind)) return kind == WalkKind::kTree ? now.nodes : now.points;
+    now.points.lookups += now.nodes.lookups;
+    now.points.hits += now.nodes.hits;
+    now.points.misses += now.nodes.misses;
+    now.points.items_read += now.nodes.items_read;
+    return now.points;
 }
 
 std::uint64_t StepsInAll(const PtcFile& file, WalkKind kind, const WalkPlan& plan) {
@@ -159,28 +187,21 @@ std::uint64_t StepsInAll(const PtcFile& file, WalkKind kind, const WalkPlan& pla
 
 }  // namespace
 
-PtcFile OpenThroughCaches(const InputFile& file) {
-    PtcFile open(file.Path().c_str());
-    if (open) return open;
-    const PtcFailure why = PtcLastFailure();
-    const bool is_foreign = why.code == PtcFailureCode::kNotACloud;
-    throw Failure(file.Name() + ": " + why.reason + (is_foreign ? ConvertHint(file) : ""));
-}
-
-PtcHeader HeaderOf(const PtcFile& file) {
-    PtcHeader header{};
-    (void)PtcGetHeader(file.Get(), &header);  // an open file has one
-    return header;
-}
-
 WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
     const PtcFile open = OpenThroughCaches(file);
+    std::optional<LookupSteps> lookups;
+    if (LooksUp(kind) && !lookups.emplace(open.Get(), Filters(kind))) {
+        WalkOutcome outcome;
+        outcome.missing = PtcLastFailure().what;
+        return outcome;
+    }
     const PtcCacheNumbers before = Numbers(kind);
     const auto begin = std::chrono::steady_clock::now();
 
     std::vector<std::string> missing(static_cast<std::size_t>(plan.threads));
     std::vector<std::exception_ptr> failures(missing.size());
     bool is_cut = false;
+    std::uint64_t steps = 0;
     {
         Progress progress(StepsInAll(open, kind, plan), true);
         Shared shared{progress};
@@ -188,7 +209,8 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
         const auto walk = [&](int thread) {
             const auto place = static_cast<std::size_t>(thread);
             try {
-                missing[place] = WalkPart(file, kind, plan, thread, shared);
+                missing[place] =
+                    WalkPart(file, kind, plan, lookups ? &*lookups : nullptr, thread, shared);
             } catch (...) {
                 failures[place] = std::current_exception();
             }
@@ -198,6 +220,7 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
         walk(0);
         others.clear();  // joins
         is_cut = shared.is_cut;
+        steps = shared.done;
     }
     for (const std::exception_ptr& failure : failures)
         if (failure) std::rethrow_exception(failure);
@@ -205,8 +228,9 @@ WalkOutcome Walk(const InputFile& file, WalkKind kind, const WalkPlan& plan) {
 
     const PtcCacheNumbers after = Numbers(kind);
     WalkOutcome outcome;
-    outcome.lookups = static_cast<std::int64_t>(after.lookups - before.lookups);
+    outcome.lookups = static_cast<std::int64_t>(lookups ? steps : after.lookups - before.lookups);
     outcome.hits = static_cast<std::int64_t>(after.hits - before.hits);
+    outcome.misses = static_cast<std::int64_t>(after.misses - before.misses);
     outcome.items_read = static_cast<std::int64_t>(after.items_read - before.items_read);
     outcome.seconds = time.count();
     outcome.is_cut = is_cut;

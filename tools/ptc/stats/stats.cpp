@@ -4,12 +4,10 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Validators.hpp>
-#include <algorithm>
 #include <chrono>
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ptc/access.h"
@@ -17,13 +15,14 @@
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
+#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
+#include "tools/ptc/thread_option.h"
 #include "util/text/printable_text.h"
 
 namespace {
 
-constexpr int kMostThreads = 256;
 constexpr std::int64_t kMostKilobytes = 1 << 30;
 /// How long a walk may take when its number of lookups is not given.
 constexpr std::chrono::seconds kUsualLimit{2};
@@ -34,6 +33,10 @@ const std::map<std::string, WalkKind>& Walks() {
         {"random", WalkKind::kRandom},
         {"coherent", WalkKind::kCoherent},
         {"tree", WalkKind::kTree},
+        {"nearest-random", WalkKind::kNearestRandom},
+        {"nearest-coherent", WalkKind::kNearestCoherent},
+        {"filtered-random", WalkKind::kFilteredRandom},
+        {"filtered-coherent", WalkKind::kFilteredCoherent},
     };
     return walks;
 }
@@ -41,52 +44,50 @@ const std::map<std::string, WalkKind>& Walks() {
 struct StatsOptions {
     std::string file;
     std::vector<std::string> walks;  ///< none: all that the file has something for
-    int threads = 0;
+    int threads = 1;
     std::int64_t kilobytes = 0;
     std::int64_t lookups = 0;
     bool xml = false;
 };
 
-/// Closes the library's files at the end of a scope.
-struct Shutdown {
-    Shutdown() = default;
-    Shutdown(const Shutdown&) = delete;
-    Shutdown& operator=(const Shutdown&) = delete;
-    ~Shutdown() { PtcShutdown(); }
-};
-
 std::string Line(const std::string& name, const WalkOutcome& outcome) {
     const auto lookups = static_cast<double>(outcome.lookups);
-    const double rate = outcome.lookups ? 100 * static_cast<double>(outcome.hits) / lookups : 0;
+    const auto blocks = static_cast<double>(outcome.hits + outcome.misses);
+    const double rate = blocks > 0 ? 100 * static_cast<double>(outcome.hits) / blocks : 0;
     const double speed = outcome.seconds > 0 ? lookups / outcome.seconds : 0;
-    return fmt::format("{:<12}{:>14}{:>12.2f} %{:>14}{:>10.3f} s{:>16.0f}\n", name, outcome.lookups,
+    return fmt::format("{:<18}{:>14}{:>12.2f} %{:>14}{:>10.3f} s{:>16.0f}\n", name, outcome.lookups,
                        rate, outcome.items_read, outcome.seconds, speed);
 }
 
 /// The walks to make, in the order in which they are named.
 std::vector<std::string> Chosen(const StatsOptions& options, const InputFile& file,
                                 const PtcHeader& header) {
+    const bool has_tree = header.nodes > 0;
+    const bool has_variables = header.floats_per_point > 0;
     if (options.walks.empty()) {
         std::vector<std::string> walks = {"sequential", "random", "coherent"};
-        if (header.nodes > 0) walks.emplace_back("tree");
+        // Without an octree in the file a lookup takes memory for all points.
+        if (has_tree) walks.insert(walks.end(), {"tree", "nearest-random", "nearest-coherent"});
+        if (has_tree && has_variables)
+            walks.insert(walks.end(), {"filtered-random", "filtered-coherent"});
         return walks;
     }
-    const bool wants_tree = std::count(options.walks.begin(), options.walks.end(), "tree") > 0;
-    if (wants_tree && header.nodes == 0)
-        throw Failure(file.Name() + ": has no octree that could be walked");
+    for (const std::string& walk : options.walks) {
+        if (walk == "tree" && !has_tree)
+            throw Failure(file.Name() + ": has no octree that could be walked");
+        if (walk.starts_with("filtered") && !has_variables)
+            throw Failure(file.Name() + ": has no variables that could be filtered");
+    }
     return options.walks;
 }
 
 int Stats(const StatsOptions& options) {
     const InputFile file(options.file);
     WalkPlan plan;
-    plan.threads =
-        options.threads > 0
-            ? options.threads
-            : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+    plan.threads = options.threads;
     if (options.lookups == 0) plan.limit = kUsualLimit;
     PtcConfigure(plan.threads, options.kilobytes, options.kilobytes, nullptr);
-    const Shutdown at_end;
+    const LibraryShutdown at_end;
     const PtcFile open = OpenThroughCaches(file);
     const PtcHeader header = HeaderOf(open);
     plan.lookups = options.lookups > 0 ? options.lookups : header.points;
@@ -94,7 +95,8 @@ int Stats(const StatsOptions& options) {
 
     std::string table = fmt::format(
         "{}: {} points, {} nodes; threads: {}\n\n"
-        "walk               lookups      hit rate         items        time    lookups in 1 s\n",
+        "walk                     lookups      hit rate         items        time    lookups in 1 "
+        "s\n",
         Printable(file.Name()), header.points, header.nodes, plan.threads);
     std::string cut;
     std::string missing;
@@ -121,24 +123,22 @@ void AddStats(CLI::App& app, int* status) {
     command->add_option("FILE", options->file, "a point cloud file, - for standard input")
         ->required();
     command
-        ->add_option("--walk", options->walks,
-                     "only these: sequential, random, coherent, tree, separated by commas")
+        ->add_option(
+            "--walk", options->walks,
+            "only these: sequential, random, coherent, tree, nearest-random, nearest-coherent, "
+            "filtered-random, filtered-coherent, separated by commas")
         ->delimiter(',')
         ->check(CLI::IsMember(Walks()))
         ->type_name("A,B,...");
-    command
-        ->add_option("--threads", options->threads,
-                     "threads that read; default: one for each processor")
-        ->check(CLI::Range(1, kMostThreads));
+    AddThreadOption(*command, &options->threads);
     command
         ->add_option("--memory", options->kilobytes,
                      "KB that each thread may hold of points, and of nodes; default: 10240")
         ->check(CLI::Range(std::int64_t{1}, kMostKilobytes));
     command
-        ->add_option(
-            "--lookups", options->lookups,
-            "lookups of points in a walk, by all threads together; default: as many as there are "
-            "points, for 2 seconds at most")
+        ->add_option("--lookups", options->lookups,
+                     "lookups in a walk, by all threads together; default: as many as there are "
+                     "points, for 2 seconds at most")
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40U));
     command->add_flag("--xml", options->xml, "the caches' statistics as XML, and nothing else");
     command->callback([options, status] { *status = RunGuarded([&] { return Stats(*options); }); });

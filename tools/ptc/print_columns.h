@@ -24,8 +24,11 @@ struct PrintGroup {
 /// A color's columns end in _r _g _b, those of other types of three in _x _y _z, others in _0 on.
 std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::size_t first);
 
-/// The columns of the groups that `names` chooses, separated by commas, in its order; of all groups
-/// when it is empty. Where a variable and one of the row's own groups have the same name, it is
-/// the variable's. Fails, naming what there is, when a name is not there.
-std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
-                                       const std::string& names);
+/// The groups that `names` chooses, separated by commas, in its order; all of them when it is
+/// empty. Where a variable and one of the row's own groups have the same name, it is the variable.
+/// Fails, naming what there is, when a name is not there.
+std::vector<PrintGroup> ChooseGroups(const std::vector<PrintGroup>& groups,
+                                     const std::string& names);
+
+/// The columns of `groups`, one behind the other.
+std::vector<PrintColumn> ColumnsOf(const std::vector<PrintGroup>& groups);

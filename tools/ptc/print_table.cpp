@@ -1,6 +1,6 @@
 // PrintTable: cells, quotes and widths.
 
-#include "tools/ptc/inspect/print_table.h"
+#include "tools/ptc/print_table.h"
 
 #include <algorithm>
 #include <array>

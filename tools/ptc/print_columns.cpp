@@ -1,6 +1,6 @@
 // Columns of printed points and nodes.
 
-#include "tools/ptc/inspect/print_columns.h"
+#include "tools/ptc/print_columns.h"
 
 #include <fmt/format.h>
 
@@ -22,16 +22,10 @@ std::vector<PrintGroup> VariableGroups(const CloudVariables& variables, std::siz
     return groups;
 }
 
-std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
-                                       const std::string& names) {
-    std::vector<PrintColumn> chosen;
-    const auto choose = [&](const PrintGroup& group) {
-        chosen.insert(chosen.end(), group.columns.begin(), group.columns.end());
-    };
-    if (names.empty()) {
-        for (const PrintGroup& group : groups) choose(group);
-        return chosen;
-    }
+std::vector<PrintGroup> ChooseGroups(const std::vector<PrintGroup>& groups,
+                                     const std::string& names) {
+    if (names.empty()) return groups;
+    std::vector<PrintGroup> chosen;
     Parts parts(names, ',');
     for (std::string_view name; parts.Next(&name);) {
         // From the back, where the file's own variables are: they come first.
@@ -44,7 +38,14 @@ std::vector<PrintColumn> ChooseColumns(const std::vector<PrintGroup>& groups,
                 there += (there.empty() ? "" : ", ") + group.name;
             throw Failure(fmt::format("no variable \"{}\"; there are {}", name, there));
         }
-        choose(*found);
+        chosen.push_back(*found);
     }
     return chosen;
+}
+
+std::vector<PrintColumn> ColumnsOf(const std::vector<PrintGroup>& groups) {
+    std::vector<PrintColumn> columns;
+    for (const PrintGroup& group : groups)
+        columns.insert(columns.end(), group.columns.begin(), group.columns.end());
+    return columns;
 }

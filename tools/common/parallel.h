@@ -9,8 +9,6 @@
 #include <thread>
 #include <vector>
 
-namespace bake {
-
 /// Calls `work(index)` once for each index below `count`, on `threads` threads, and returns when
 /// all are done. Any thread may take any index, so `work` must not depend on the thread.
 /// The first exception of a call ends the rest and is thrown to the caller.
@@ -35,5 +33,3 @@ void ParallelFor(std::size_t count, int threads, const Work& work) {
     }
     if (failure) std::rethrow_exception(failure);
 }
-
-}  // namespace bake

@@ -1,0 +1,56 @@
+// ptc merge: clouds one after the other in one file.
+
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ptc/organise.h"
+#include "tools/ptc/commands.h"
+#include "tools/ptc/library_files.h"
+#include "tools/ptc/organise/library_progress.h"
+#include "tools/ptc/report.h"
+#include "tools/ptc/run_guarded.h"
+#include "util/text/printable_text.h"
+
+namespace {
+
+struct MergeOptions {
+    std::vector<std::string> inputs;
+    std::string output;
+};
+
+int Merge(const MergeOptions& options) {
+    const LibraryInputs inputs(options.inputs);
+    LibraryOutput output(options.output);
+    std::int64_t points = 0;
+    {
+        LibraryProgress progress;
+        PtcMergeRequest request;
+        request.inputs = inputs.Paths();
+        request.input_count = inputs.Count();
+        request.output = output.Path().c_str();
+        request.progress = LibraryProgress::Show;
+        request.context = &progress;
+        if (!PtcMerge(request, &points)) output.Fail(inputs);
+    }
+    output.Commit();
+    TellReport(fmt::format("{}: {} points\n", Printable(output.Name()), points),
+               output.IsStandardOutput());
+    return 0;
+}
+
+}  // namespace
+
+void AddMerge(CLI::App& app, int* status) {
+    const auto options = std::make_shared<MergeOptions>();
+    CLI::App* const command =
+        app.add_subcommand("merge", "make one file of point clouds, one after the other");
+    command->add_option("IN", options->inputs, "point cloud files, - for standard input")
+        ->required();
+    command->add_option("-o,--output", options->output, "the file to make, - for standard output")
+        ->required();
+    command->callback([options, status] { *status = RunGuarded([&] { return Merge(*options); }); });
+}

@@ -1,0 +1,105 @@
+// ptc organize: clouds into one that is organised.
+
+#include "ptc/organise.h"
+
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Error.hpp>
+#include <CLI/Validators.hpp>
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/ptc/commands.h"
+#include "tools/ptc/library_files.h"
+#include "tools/ptc/organise/byte_size.h"
+#include "tools/ptc/organise/library_progress.h"
+#include "tools/ptc/report.h"
+#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/thread_option.h"
+#include "util/text/printable_text.h"
+
+namespace {
+
+struct OrganiseOptions {
+    std::vector<std::string> inputs;
+    std::string output;
+    int leaf_points = 0;
+    bool drop_repeats = false;
+    std::int64_t memory = PtcOrganiseRequest{}.memory;
+    int threads = 1;
+};
+
+/// A line for each of the summary's facts, behind the name of the output.
+std::string Report(const std::string& name, const PtcOrganiseSummary& summary, double seconds) {
+    std::string lines;
+    const auto say = [&](const std::string& what) {
+        lines += fmt::format("{}: {}\n", Printable(name), what);
+    };
+    say(fmt::format("{} points, {} nodes, {} leaves, depth {}", summary.points, summary.nodes,
+                    summary.leaves, summary.depth));
+    if (summary.not_finite > 0)
+        say(fmt::format("{} points are last and in no node, their positions are not finite",
+                        summary.not_finite));
+    if (summary.repeats > 0) say(fmt::format("{} repeats are left out", summary.repeats));
+    say(fmt::format("{:.2f} s, {} bytes in temporary files", seconds, summary.bytes_in_parts));
+    return lines;
+}
+
+int Organise(const OrganiseOptions& options) {
+    const LibraryInputs inputs(options.inputs);
+    LibraryOutput output(options.output);
+    PtcOrganiseRequest request;
+    request.inputs = inputs.Paths();
+    request.input_count = inputs.Count();
+    request.output = output.Path().c_str();
+    request.leaf_points = options.leaf_points;
+    request.drop_repeats = options.drop_repeats;
+    request.memory = options.memory;
+    request.threads = options.threads;
+
+    const auto begin = std::chrono::steady_clock::now();
+    PtcOrganiseSummary summary{};
+    {
+        LibraryProgress progress;
+        request.progress = LibraryProgress::Show;
+        request.context = &progress;
+        if (!PtcOrganise(request, &summary)) output.Fail(inputs);
+    }
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    output.Commit();
+    TellReport(Report(output.Name(), summary, time.count()), output.IsStandardOutput());
+    return 0;
+}
+
+}  // namespace
+
+void AddOrganise(CLI::App& app, int* status) {
+    const auto options = std::make_shared<OrganiseOptions>();
+    CLI::App* const command =
+        app.add_subcommand("organize", "make one organised file, with an octree, of point clouds");
+    command->add_option("IN", options->inputs, "point cloud files, - for standard input")
+        ->required();
+    command->add_option("-o,--output", options->output, "the file to make, - for standard output")
+        ->required();
+    command->add_option("--leaf", options->leaf_points, "the most points in a leaf of the octree")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->type_name("N");
+    command->add_flag("--drop-repeats", options->drop_repeats,
+                      "leave out points that repeat another one byte for byte");
+    command
+        ->add_option_function<std::string>(
+            "--memory",
+            [options](const std::string& text) {
+                if (!ParseByteSize(text, &options->memory))
+                    throw CLI::ValidationError("--memory", "must be bytes, such as 256M or 1G");
+            },
+            "bytes to work with, with K, M or G (1G); the rest goes to temporary files")
+        ->type_name("SIZE");
+    AddThreadOption(*command, &options->threads);
+    command->callback(
+        [options, status] { *status = RunGuarded([&] { return Organise(*options); }); });
+}

@@ -1,0 +1,23 @@
+// The option --threads.
+
+#pragma once
+
+#include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <thread>
+
+constexpr int kMostThreads = 256;
+
+/// As many as the machine runs at once.
+inline int UsualThreads() {
+    return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMostThreads);
+}
+
+/// Adds the option; `*threads` is the usual number until it is given.
+inline void AddThreadOption(CLI::App& command, int* threads) {
+    *threads = UsualThreads();
+    command.add_option("--threads", *threads, "threads; default: one for each processor")
+        ->check(CLI::Range(1, kMostThreads))
+        ->type_name("N");
+}
