@@ -131,7 +131,7 @@ void TreeSearch::Begin(const LookedUpFiles& files, Search& search) {
         const squared_distance::Lanes bounds = from_.ToBoxes(&files.roots[four]);
         unsigned wanted = squared_distance::MaskAtMost(bounds, search.Limit());
         while (wanted != 0) {
-            const int lane = std::bit_width(wanted) - 1;
+            const int lane = static_cast<int>(std::bit_width(wanted)) - 1;
             wanted ^= 1U << lane;
             BeginIn(files, four + static_cast<std::size_t>(lane), bounds[lane], search);
         }
@@ -175,7 +175,7 @@ void TreeSearch::Descend(const LookedUpFile& file, const WaitingNode& node, unsi
     Octant octants[kNodeChildren];
     int count = 0;
     for (wanted &= children; wanted != 0;) {
-        const int i = std::bit_width(wanted) - 1;
+        const int i = static_cast<int>(std::bit_width(wanted)) - 1;
         wanted ^= 1U << i;
         const float bound = bounds[i];
         if (!search.Wants(bound, node.file, file.in_memory ? 0 : records[i].first_point)) continue;
