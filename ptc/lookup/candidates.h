@@ -62,7 +62,7 @@ public:
     }
 
     /// All of them, the nearest first. Nothing is added afterwards.
-    std::span<const Candidate> Sorted() {
+    std::span<Candidate> Sorted() {
         const auto held = std::span(held_).first(count_);
         if (most_ > kSorted) std::sort_heap(held.begin(), held.end());
         return held;

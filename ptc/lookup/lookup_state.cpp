@@ -136,9 +136,30 @@ void PtcLookup::State::StoreData(const LookedUpFile& file, const PtcPoint& point
     }
 }
 
+/// Stores what the points' records have. Answers the points without those that cannot be read
+/// again.
+std::span<Candidate> PtcLookup::State::StoreRecords(LookupThread& thread,
+                                                    std::span<Candidate> nearest,
+                                                    const PtcNearestArrays& arrays) const {
+    std::size_t kept = 0;
+    for (const Candidate candidate : nearest) {
+        const PtcPoint* const point = Record(&thread.cache, candidate);
+        if (!point) continue;
+        const auto at = static_cast<std::int64_t>(kept);
+        nearest[kept++] = candidate;
+        if (arrays.positions) std::copy_n(point->position, 3, arrays.positions + 3 * at);
+        if (arrays.normals) std::copy_n(point->normal, 3, arrays.normals + 3 * at);
+        if (arrays.radii) arrays.radii[at] = point->radius;
+        if (arrays.data)
+            StoreData(files[static_cast<std::size_t>(candidate.file)], *point,
+                      arrays.data + at * floats);
+    }
+    return nearest.first(kept);
+}
+
 /// The nearest points, the nearest first; valid until the thread's next search.
-std::span<const Candidate> PtcLookup::State::Search(LookupThread& thread, const PtcPlace& place,
-                                                    const PtcNearest& wanted) const {
+std::span<Candidate> PtcLookup::State::Search(LookupThread& thread, const PtcPlace& place,
+                                              const PtcNearest& wanted) const {
     LookupScratch& scratch = thread.Scratch();
     const auto run = [&](float limit) {
         NearestSearch search(place, wanted, limit, scratch.candidates);
@@ -149,7 +170,7 @@ std::span<const Candidate> PtcLookup::State::Search(LookupThread& thread, const 
     // Points that the normals leave out would have to be left out of the hint.
     if (place.normal && wanted.least_dot > -1) return run(within);
     const float hint = scratch.hint.For(number, wanted.most, place.position);
-    std::span<const Candidate> nearest = run(std::min(within, hint));
+    std::span<Candidate> nearest = run(std::min(within, hint));
     // Fewer than were there for the other place: part of a file could not be read meanwhile.
     if (std::ssize(nearest) < wanted.most && hint < within) nearest = run(within);
     if (std::ssize(nearest) == wanted.most)
@@ -162,30 +183,22 @@ bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
                                std::int32_t* found) const {
     *found = 0;
     if (!IsFinite(place.position)) return true;
-    LookupScratch& scratch = thread.Scratch();
-    const std::span<const Candidate> nearest = Search(thread, place, wanted);
-    const bool with_records =
-        arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0);
-    bool all_read = scratch.search.AllRead();
-    std::int64_t at = 0;
-    for (const Candidate& candidate : nearest) {
-        const PtcPoint* const point = with_records ? Record(&thread.cache, candidate) : nullptr;
-        if (with_records && !point) {
-            all_read = false;
-            continue;
-        }
-        if (arrays.files) arrays.files[at] = candidate.file;
-        if (arrays.indexes) arrays.indexes[at] = candidate.index;
-        if (arrays.squared_distances) arrays.squared_distances[at] = candidate.squared_distance;
-        if (arrays.positions) std::copy_n(point->position, 3, arrays.positions + 3 * at);
-        if (arrays.normals) std::copy_n(point->normal, 3, arrays.normals + 3 * at);
-        if (arrays.radii) arrays.radii[at] = point->radius;
-        if (arrays.data)
-            StoreData(files[static_cast<std::size_t>(candidate.file)], *point,
-                      arrays.data + at * floats);
-        ++at;
+    std::span<Candidate> nearest = Search(thread, place, wanted);
+    bool all_read = thread.Scratch().search.AllRead();
+    if (arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0)) {
+        const std::size_t searched = nearest.size();
+        nearest = StoreRecords(thread, nearest, arrays);
+        all_read &= nearest.size() == searched;
     }
-    *found = static_cast<std::int32_t>(at);
+    const std::size_t count = nearest.size();
+    if (arrays.files)
+        for (std::size_t i = 0; i < count; ++i) arrays.files[i] = nearest[i].file;
+    if (arrays.indexes)
+        for (std::size_t i = 0; i < count; ++i) arrays.indexes[i] = nearest[i].index;
+    if (arrays.squared_distances)
+        for (std::size_t i = 0; i < count; ++i)
+            arrays.squared_distances[i] = nearest[i].squared_distance;
+    *found = static_cast<std::int32_t>(count);
     return all_read;
 }
 

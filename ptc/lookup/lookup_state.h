@@ -70,8 +70,10 @@ struct PtcLookup::State : LookedUpFiles {
                 float* weights) const;
 
 private:
-    std::span<const Candidate> Search(LookupThread& thread, const PtcPlace& place,
-                                      const PtcNearest& wanted) const;
+    std::span<Candidate> Search(LookupThread& thread, const PtcPlace& place,
+                                const PtcNearest& wanted) const;
+    std::span<Candidate> StoreRecords(LookupThread& thread, std::span<Candidate> nearest,
+                                      const PtcNearestArrays& arrays) const;
     const PtcPoint* Record(PtcThreadCache* cache, const Candidate& candidate) const;
     void StoreData(const LookedUpFile& file, const PtcPoint& point, float* data) const;
 };
