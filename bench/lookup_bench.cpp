@@ -4,24 +4,25 @@
 // usage: lookup_bench [POINTS [ROUNDS [TEXT]]]    by default 1000000, 5 and all
 //
 // TEXT: only the lines that contain it.
-// Both look for the same places in turns, and every answer is compared. A line is a ratio: queries
-// a second of the lookup through that of nanoflann, the best round of each, and in brackets the
-// median of the rounds' ratios.
+// Both look for the same places in turns, and every answer is compared. A line is a ratio, queries
+// a second of the lookup through those of nanoflann in the same round: the median of the rounds,
+// and in brackets the best one.
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
+#include <barrier>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
 #include <memory>
-#include <nanoflann.hpp>
 #include <string>
 #include <thread>
 
+#include "bench/lookup_peer.h"
+#include "bench/rounds.h"
 #include "bench/surface_points.h"
 #include "ptc/access.h"
 #include "ptc/lookup.h"
@@ -33,7 +34,6 @@ namespace {
 
 using surface_points::Point;
 
-constexpr std::int32_t kMost = 8;
 constexpr std::int64_t kBlockPoints = 256;
 
 [[noreturn]] void Die(const char* what) {
@@ -41,44 +41,7 @@ constexpr std::int64_t kBlockPoints = 256;
     std::exit(1);
 }
 
-double Seconds(const std::function<void()>& work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
 // --- the two that are compared ---
-
-/// Positions one behind the other, which the peer reads in place.
-struct Positions {
-    std::vector<float> floats;
-
-    std::size_t kdtree_get_point_count() const { return floats.size() / 3; }
-    float kdtree_get_pt(std::size_t i, std::size_t axis) const { return floats[3 * i + axis]; }
-    template <class Box>
-    bool kdtree_get_bbox(Box&) const {
-        return false;
-    }
-};
-
-using Peer = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<float, Positions>,
-                                                 Positions, 3, std::uint32_t>;
-
-/// Squared distances and indexes, kMost for each place.
-struct Found {
-    explicit Found(std::size_t places) : squared(places * kMost), indexes(places * kMost) {}
-    std::vector<float> squared;
-    std::vector<std::int64_t> indexes;
-};
-
-void AskPeer(const Peer& peer, const std::vector<float>& places, std::size_t begin, std::size_t end,
-             Found* found) {
-    std::uint32_t indexes[kMost];
-    for (std::size_t i = begin; i < end; ++i) {
-        peer.knnSearch(&places[3 * i], kMost, indexes, &found->squared[kMost * i]);
-        std::copy_n(indexes, kMost, &found->indexes[kMost * i]);
-    }
-}
 
 PtcNearestArrays ArraysAt(Found* found, std::size_t place) {
     PtcNearestArrays arrays;
@@ -106,26 +69,7 @@ void AskMany(const PtcLookup& lookup, const std::vector<float>& places, std::siz
 
 using Ask = void (*)(const PtcLookup&, const std::vector<float>&, std::size_t, std::size_t, Found*);
 
-/// `ask(begin, end)` for shares of `count` places, each share by a thread of its own.
-template <class Asked>
-void InThreads(int threads, std::size_t count, Asked ask) {
-    std::vector<std::jthread> crew;
-    for (std::size_t id = 1; id < static_cast<std::size_t>(threads); ++id)
-        crew.emplace_back([=] { ask(count * id / threads, count * (id + 1) / threads); });
-    ask(0, count / static_cast<std::size_t>(threads));
-}
-
 // --- rounds ---
-
-struct Rate {
-    double best = 0;  ///< queries a second
-    double median = 0;
-};
-
-Rate RateOf(std::vector<double> rates) {
-    std::sort(rates.begin(), rates.end());
-    return {rates.back(), rates[rates.size() / 2]};
-}
 
 /// Prints how many blocks were looked up since `before`, for each of `queries`, and how many of
 /// these had to be read.
@@ -168,19 +112,18 @@ public:
             return surface_points::Walk(points_, count, 200 + round);
         };
         Configure(1, 1.5);
-        const Rate all = Compare("all cached, random places", name_, random, AskOneByOne);
-        Compare("all cached, random places, asked at once", name_, random, AskMany);
-        Compare("all cached, a walk", name_, walk, AskOneByOne);
-        Compare("all cached, a walk, asked at once", name_, walk, AskMany);
-        const Rate nan = Compare("with a point that is not finite", with_nan_, random, AskOneByOne);
-        if (nan.best > 0 && all.best > 0)
-            std::printf("%-46s %6.2f\n", "  through that without it", nan.best / all.best);
+        Compare("all cached, random places", random, AskOneByOne);
+        Compare("all cached, random places, asked at once", random, AskMany);
+        Compare("all cached, a walk", walk, AskOneByOne);
+        Compare("all cached, a walk, asked at once", walk, AskMany);
         Filter(random, 1.5f);
         Filter(random, 2);
+        Configure(1, 2.5);
+        CompareWithNan("with a point that is not finite", random);
         Configure(1, 0.1);
-        Compare("cache of 10 %, random places", name_, random, AskOneByOne);
-        Compare("cache of 10 %, random places, asked at once", name_, random, AskMany);
-        Compare("cache of 10 %, a walk", name_, walk, AskOneByOne);
+        Compare("cache of 10 %, random places", random, AskOneByOne);
+        Compare("cache of 10 %, random places, asked at once", random, AskMany);
+        Compare("cache of 10 %, a walk", walk, AskOneByOne);
         Configure(2, 1.5);
         Scale("all cached, two threads", random);
         Configure(2, 0.1);
@@ -208,25 +151,19 @@ private:
                      static_cast<std::int64_t>(of_nodes * spare) + 1, nullptr);
     }
 
-    double RoundOfPeer(const std::vector<float>& places, int threads, Found* found) const {
+    double RoundOfPeer(const std::vector<float>& places, Found* found) const {
         const std::size_t count = places.size() / 3;
-        return static_cast<double>(count) / Seconds([&] {
-                   InThreads(threads, count, [&](std::size_t begin, std::size_t end) {
-                       AskPeer(*peer_, places, begin, end, found);
-                   });
-               });
+        return static_cast<double>(count) /
+               Seconds([&] { AskPeer(*peer_, places, 0, count, found); });
     }
-    double Round(const PtcLookup& lookup, const std::vector<float>& places, int threads, Ask ask,
+    double Round(const PtcLookup& lookup, const std::vector<float>& places, Ask ask,
                  Found* found) const {
         const std::size_t count = places.size() / 3;
-        return static_cast<double>(count) / Seconds([&] {
-                   InThreads(threads, count, [&](std::size_t begin, std::size_t end) {
-                       ask(lookup, places, begin, end, found);
-                   });
-               });
+        return static_cast<double>(count) / Seconds([&] { ask(lookup, places, 0, count, found); });
     }
 
-    Rate Compare(const char* what, const std::string& name, const MakePlaces& make, Ask ask) const;
+    void Compare(const char* what, const MakePlaces& make, Ask ask) const;
+    void CompareWithNan(const char* what, const MakePlaces& make) const;
     void Scale(const char* what, const MakePlaces& make) const;
     void Filter(const MakePlaces& make, float spacings) const;
 
@@ -294,7 +231,7 @@ void Bench::BuildPeer() {
     for (const std::size_t leaf : {8u, 10u, 16u, 24u, 32u}) {
         build(leaf);
         double rate = 0;
-        for (int i = 0; i < 3; ++i) rate = std::max(rate, RoundOfPeer(places, 1, &found));
+        for (int i = 0; i < 3; ++i) rate = std::max(rate, RoundOfPeer(places, &found));
         if (rate > best) {
             best = rate;
             best_leaf = leaf;
@@ -304,10 +241,9 @@ void Bench::BuildPeer() {
     std::printf("nanoflann is fastest with %zu points a leaf\n", best_leaf);
 }
 
-Rate Bench::Compare(const char* what, const std::string& name, const MakePlaces& make,
-                    Ask ask) const {
-    if (!IsWanted(what)) return {};
-    const PtcFile file(name.c_str());
+void Bench::Compare(const char* what, const MakePlaces& make, Ask ask) const {
+    if (!IsWanted(what)) return;
+    const PtcFile file(name_.c_str());
     PtcManagedFile* const files[] = {file.Get()};
     const PtcLookup lookup({files, 1});
     if (!lookup) Die("making a lookup");
@@ -320,53 +256,94 @@ Rate Bench::Compare(const char* what, const std::string& name, const MakePlaces&
         Found found(places.size() / 3);
         if (round < 0) {  // fills the caches
             for (unsigned extra = 0; extra < 20; ++extra)
-                (void)Round(lookup, make(1000 + extra), 1, ask, &found);
-            (void)RoundOfPeer(places, 1, &right);
+                (void)Round(lookup, make(1000 + extra), ask, &found);
+            (void)RoundOfPeer(places, &right);
             (void)PtcGetStatistics(&before);
             continue;
         }
-        peers.push_back(RoundOfPeer(places, 1, &right));
-        own.push_back(Round(lookup, places, 1, ask, &found));
+        peers.push_back(RoundOfPeer(places, &right));
+        own.push_back(Round(lookup, places, ask, &found));
         ratios.push_back(own.back() / peers.back());
         asked += static_cast<double>(places.size()) / 3;
         if (found.squared != right.squared) Die("other distances than the peer's");
         std::size_t others = 0;
         for (std::size_t i = 0; i < found.indexes.size(); ++i)
             others += found.indexes[i] != right.indexes[i];
-        if (name == name_ && others > found.indexes.size() / 1000)
-            Die("other points than the peer's");
+        if (others > found.indexes.size() / 1000) Die("other points than the peer's");
     }
-    const Rate rate = RateOf(own);
     std::printf("%-46s %6.2f (%.2f)   %8.0f, nanoflann %8.0f a second\n", what,
-                rate.best / RateOf(peers).best, RateOf(ratios).median, rate.best,
-                RateOf(peers).best);
+                RateOf(ratios).median, RateOf(ratios).best, RateOf(own).median,
+                RateOf(peers).median);
     PrintBlocks(before, asked);
-    return rate;
 }
 
+void Bench::CompareWithNan(const char* what, const MakePlaces& make) const {
+    if (!IsWanted(what)) return;
+    const PtcFile file(name_.c_str());
+    const PtcFile other(with_nan_.c_str());
+    PtcManagedFile* const files[] = {file.Get(), other.Get()};
+    const PtcLookup lookup({files, 1});
+    const PtcLookup with_nan({files + 1, 1});
+    std::vector<double> ratios;
+    for (int round = -20; round < rounds_; ++round) {
+        const std::vector<float> places = make(static_cast<unsigned>(round + 20));
+        Found right(places.size() / 3);
+        Found found(places.size() / 3);
+        const double without = Round(lookup, places, AskOneByOne, &right);
+        const double with = Round(with_nan, places, AskOneByOne, &found);
+        if (found.squared != right.squared || found.indexes != right.indexes)
+            Die("other points than without the one that is not finite");
+        if (round >= 0) ratios.push_back(with / without);
+    }
+    std::printf("%-46s %6.2f (%.2f)   through without it\n", what, RateOf(ratios).median,
+                RateOf(ratios).best);
+}
+
+/// Two threads look up all the time; in every second round the second one has nothing to do.
 void Bench::Scale(const char* what, const MakePlaces& make) const {
     if (!IsWanted(what)) return;
     const PtcFile file(name_.c_str());
     PtcManagedFile* const files[] = {file.Get()};
     const PtcLookup lookup({files, 1});
-    std::vector<double> own, peers;
-    for (int round = -1; round < rounds_; ++round) {
-        std::vector<float> places;
-        for (unsigned part = 0; part < 4; ++part) {
-            const auto more = make(static_cast<unsigned>(round + 1) * 4 + part);
-            places.insert(places.end(), more.begin(), more.end());
+    std::vector<float> places;
+    std::size_t busy = 0;  // threads that share the places; 0: the end
+    bool is_peer = false;
+    Found found(100'000);
+    std::barrier step(3);
+    const auto work = [&](std::size_t id) {
+        for (;;) {
+            step.arrive_and_wait();
+            if (busy == 0) return;
+            const std::size_t count = id < busy ? places.size() / 3 / busy : 0;
+            if (is_peer) AskPeer(*peer_, places, id * count, (id + 1) * count, &found);
+            if (!is_peer) AskOneByOne(lookup, places, id * count, (id + 1) * count, &found);
+            step.arrive_and_wait();
         }
-        Found found(places.size() / 3);
-        const double one = Round(lookup, places, 1, AskOneByOne, &found);
-        const double two = Round(lookup, places, 2, AskOneByOne, &found);
-        const double peer = RoundOfPeer(places, 1, &found);
-        const double two_peers = RoundOfPeer(places, 2, &found);
-        if (round < 0) continue;
-        own.push_back(two / one);
-        peers.push_back(two_peers / peer);
+    };
+    std::jthread one(work, 0);
+    std::jthread two(work, 1);
+    const auto seconds = [&](std::size_t threads, bool of_peer) {
+        busy = threads;
+        is_peer = of_peer;
+        return Seconds([&] {
+            step.arrive_and_wait();
+            step.arrive_and_wait();
+        });
+    };
+    std::vector<double> own, peers;
+    for (int round = -40; round < 2 * rounds_; ++round) {
+        places = make(static_cast<unsigned>(round + 40));
+        const double alone = seconds(round < 0 ? 2 : 1, false);
+        const double together = seconds(2, false);
+        if (round < 0) continue;  // both threads have filled their tables
+        own.push_back(alone / together);
+        const double peer_alone = seconds(1, true);
+        peers.push_back(peer_alone / seconds(2, true));
     }
-    std::printf("%-46s %6.2f (%.2f)   through one; nanoflann %.2f (%.2f)\n", what, RateOf(own).best,
-                RateOf(own).median, RateOf(peers).best, RateOf(peers).median);
+    busy = 0;
+    step.arrive_and_wait();
+    std::printf("%-46s %6.2f (%.2f)   through one; nanoflann %.2f (%.2f)\n", what,
+                RateOf(own).median, RateOf(own).best, RateOf(peers).median, RateOf(peers).best);
 }
 
 void Bench::Filter(const MakePlaces& make, float spacings) const {

@@ -23,10 +23,14 @@
 inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
 inline constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-/// How often random cases are tried: once, but more for a run that takes its time.
-inline int Rounds() {
-    const char* const rounds = std::getenv("PTC_LOOKUP_ROUNDS");
-    return rounds ? std::atoi(rounds) : 1;
+/// How often random cases are tried: `usual` times, a third of that under a sanitizer, and a
+/// multiple in a run that takes its time.
+inline int Rounds(int usual) {
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    usual = (usual + 2) / 3;
+#endif
+    const char* const times = std::getenv("PTC_LOOKUP_ROUNDS");
+    return usual * (times ? std::atoi(times) : 1);
 }
 
 template <class T, std::size_t N>
