@@ -117,6 +117,7 @@ int LookUp(const std::string& folder) {
     std::vector<Seen> seen(kThreads);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(kThreads);
         for (int share = 0; share < kThreads; ++share)
             threads.emplace_back(
                 [&, share] { seen[static_cast<std::size_t>(share)] = LookUpShare(lookup, share); });

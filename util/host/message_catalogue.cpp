@@ -14,8 +14,7 @@ constexpr const char* kBuiltIn[] = {
     "T43051 Point cloud file '%s' has unreadable points.",
     "T43052 Organized point cloud file '%s' has unreadable tree nodes.",
     "T43053 Can't handle more than 100 pointclouds per lookup.",
-    "T43054 Point cloud file '%s' has no octree; one in memory would exceed the limit of %ld KB: "
-    "organize the file with 'ptc organize'.",
+    "T43054 Point cloud file '%s' has no octree and exceeds %ld KB in memory: use 'ptc organize'.",
     "D05666 ENV variable \"%s\" too long. Max size: %d",
     nullptr,
 };
