@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <limits>
 #include <span>
 
 #include "ptc/cloud/cloud_messages.h"
@@ -95,7 +96,7 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
     number = lookups.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
+bool PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
     const auto count = static_cast<std::size_t>(std::max(clouds.variable_count, 0));
     variables.resize(count);
     const std::span names(clouds.variables, count);
@@ -113,8 +114,10 @@ void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
     }
     for (WantedVariable& variable : variables) {
         variable.offset = floats;
+        if (variable.size > std::numeric_limits<std::int32_t>::max() - floats) return false;
         floats += variable.size;
     }
+    return true;
 }
 
 /// The record of a point that a search has found. Null: it cannot be read again.
@@ -164,8 +167,8 @@ bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
     if (!IsFinite(place.position)) return true;
     LookupScratch& scratch = thread.Scratch();
     const std::span<const Candidate> nearest = Search(thread, place, wanted);
-    const bool with_records =
-        arrays.positions || arrays.normals || arrays.radii || (arrays.data && floats > 0);
+    const bool with_data = arrays.data && floats > 0;
+    const bool with_records = arrays.positions || arrays.normals || arrays.radii || with_data;
     bool all_read = scratch.search.AllRead();
     std::int64_t at = 0;
     for (const Candidate& candidate : nearest) {
@@ -180,7 +183,7 @@ bool PtcLookup::State::Nearest(LookupThread& thread, const PtcPlace& place,
         if (arrays.positions) std::copy_n(point->position, 3, arrays.positions + 3 * at);
         if (arrays.normals) std::copy_n(point->normal, 3, arrays.normals + 3 * at);
         if (arrays.radii) arrays.radii[at] = point->radius;
-        if (arrays.data)
+        if (with_data)
             StoreData(files[static_cast<std::size_t>(candidate.file)], *point,
                       arrays.data + at * floats);
         ++at;

@@ -224,6 +224,7 @@ TEST_F(Lookup, RefusesWhatItCannotAnswer) {
     EXPECT_TRUE(lookup.UsesFile(0));
     for (const int none : {-1, 1, 2}) EXPECT_FALSE(lookup.UsesFile(none));
     const float at[] = {4, 4, 4};
+    float values[4], weights[2];
     std::int32_t found = -1;
     const auto is_refused = [](bool answered) {
         return !answered && PtcLastFailure().code == PtcFailureCode::kBadArgument;
@@ -238,10 +239,29 @@ TEST_F(Lookup, RefusesWhatItCannotAnswer) {
     EXPECT_TRUE(is_refused(lookup.Sample({at}, {}, nullptr, nullptr)));
     EXPECT_TRUE(lookup.Nearest({at}, {65536}, {}, &found));
     EXPECT_EQ(found, 300);
+    // Without variables there is no data to store, not even a pointer to it to follow.
+    float sink = 7;
+    EXPECT_TRUE(PtcLookup({files, 1}).Nearest({at}, {}, {.data = &sink}, &found));
+    EXPECT_EQ(sink, 7);
+    for (const float none : {1.0f, kInfinity, kNaN})
+        EXPECT_TRUE(is_refused(lookup.Sample({at}, {1, none}, values, weights))) << none;
+    const float up[] = {0, 0, 1};
+    EXPECT_TRUE(lookup.Sample({at, up}, {kInfinity, -kInfinity}, values, weights));
+    EXPECT_EQ(weights[0], 300) << "all normals agree";
     EXPECT_TRUE(lookup.NearestOfMany({}, {}, {}, nullptr));
     const PtcLookup nothing({});
     EXPECT_TRUE(nothing.Nearest({at}, {}, {}, &found));
     EXPECT_EQ(found, 0);
+
+    const MemoryCloud wide(WithVariables({"matrix[1048576]"}));
+    OpenBytes(wide.Finished());
+    PtcManagedFile* const file = files_[1].Get();
+    const std::vector<const char*> names(128, "matrix[1048576]");
+    const PtcLookup half({&file, 1, names.data(), 127});
+    EXPECT_EQ(half.FloatsPerPoint(), 127 << 24);
+    const PtcLookup all({&file, 1, names.data(), 128});
+    EXPECT_FALSE(all);
+    EXPECT_EQ(PtcLastFailure().code, PtcFailureCode::kBadArgument);
 }
 
 }  // namespace
