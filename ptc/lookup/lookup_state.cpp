@@ -63,6 +63,7 @@ bool Use(PtcManagedFile* file, LookedUpFile* use, PtcNode* root) {
         return false;
     }
     use->file = file;
+    use->identity = file->Identity();
     use->points = file->PointCount();
     try {
         // A text file has no places that can be read without those before them.

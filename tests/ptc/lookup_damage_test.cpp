@@ -178,6 +178,36 @@ TEST_F(Lookup, AFileThatCannotBeReadTakesNoOtherWithIt) {
     EXPECT_GT(failed, 50);
 }
 
+// What a lookup knows of a file, such as where a variable's floats are, must not be applied to
+// another content.
+TEST_F(Lookup, AFileThatWasReplacedIsLeftOut) {
+    std::mt19937 random(1);
+    for (const std::size_t points : {100, 3000}) {
+        OpenBytes(BytesOf({points}));
+        OpenBytes(BytesOf({500}));
+        const PtcLookup lookup = Made();
+        ManyPlaces places;
+        places.positions = {4, 4, 4};
+        EXPECT_EQ(DifferenceOfNearest(lookup, Plain(), places, {400}), "");
+        const std::vector<TreePoint> other(100, {{{4, 4, 4}, {0, 0, 1}, 1}, {}});
+        WriteTo(names_[0], TreeCloud(other, {.declared = Declared::kNumberOnly}, random));
+        ASSERT_EQ(PtcFinish(files_[0].Get()), 1);
+        ASSERT_EQ(PtcOpenForReading(names_[0].c_str()), files_[0].Get());
+
+        std::int32_t found = 0;
+        std::int32_t files[400];
+        float values[4], weights[2];
+        EXPECT_FALSE(lookup.Nearest(places[0], {400}, {.files = files}, &found));
+        EXPECT_EQ(PtcLastFailure().code, PtcFailureCode::kUnreadable);
+        EXPECT_EQ(found, 400);
+        EXPECT_EQ(std::count(files, files + found, 1), found);
+        EXPECT_FALSE(lookup.Sample(places[0], {100}, values, weights));
+        EXPECT_NE(std::string(PtcLastFailure().text).find("has changed"), std::string::npos);
+        names_[0] = "";
+        End();
+    }
+}
+
 TEST_F(Lookup, UsesTheFirstHundredFilesAndTellsWhichItCannotUse) {
     for (int i = 0; i < 101; ++i) OpenBytes(BytesOf({20, i % 2 == 0}));
     {
