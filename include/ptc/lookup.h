@@ -46,7 +46,9 @@ constexpr int kPtcMostLookupFiles = 100;
 
 /// What a lookup is made of.
 struct PtcLookupClouds {
-    PtcManagedFile* const* files = nullptr;  ///< open for reading while the lookup lives
+    /// Open for reading while the lookup lives. One that is opened anew then, and has changed on
+    /// disk, cannot be read through this lookup any more.
+    PtcManagedFile* const* files = nullptr;
     int file_count = 0;
     const char* const* variables = nullptr;  ///< of points, by name: the data that answers have
     int variable_count = 0;

@@ -39,7 +39,8 @@ struct PtcOrganiseRequest {
 
     /// Bounds what the process takes for this call. Parts of a larger cloud go to unnamed files in
     /// the folder that TMPDIR names, or in /tmp. Neither memory nor threads change the result. Less
-    /// than 16 MB counts as that, and a few times what the points of a leaf take are needed.
+    /// than 16 MB counts as that, and a few times what the points of a leaf take are needed. So is,
+    /// for some nodes of every level, eight times the data of a point: much for very large points.
     std::int64_t memory = std::int64_t{1} << 30;
     /// 0: as many as ptc/runtime.h says. Fewer work where the memory has no room for them.
     int threads = 0;

@@ -7,7 +7,9 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -37,7 +39,8 @@ public:
           place_(place),
           radius_(filter.radius),
           squared_radius_(filter.radius * filter.radius),
-          least_dot_(filter.least_dot),
+          // Where all normals agree equally, the formula has no infinity in it.
+          least_dot_(std::max(filter.least_dot, std::numeric_limits<float>::lowest())),
           files_(files),
           variables_(variables),
           sums_(sums) {}

@@ -13,6 +13,7 @@
 struct LookedUpFile {
     PtcManagedFile* file = nullptr;                 ///< null: left out
     std::shared_ptr<const TreeInMemory> in_memory;  ///< null: the octree is in the file
+    std::uint32_t identity = 0;                     ///< the file's when the lookup was made
     std::int64_t root_reference = 0;
     std::int64_t points = 0;            ///< no octree leads to more
     std::int64_t nodes = 0;             ///< likewise

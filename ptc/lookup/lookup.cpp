@@ -108,7 +108,8 @@ PtcLookup::PtcLookup(const PtcLookupClouds& clouds) noexcept {
     CatchNoMemory(nullptr, false, [&] {
         auto state = std::make_unique<State>();
         state->AddFiles(clouds);
-        state->FindVariables(clouds);
+        if (!state->FindVariables(clouds))
+            return Refuse("the variables have more floats than an answer can have");
         state_ = std::move(state);
         return true;
     });

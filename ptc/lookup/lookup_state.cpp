@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <limits>
 #include <span>
 
 #include "ptc/cloud/cloud_messages.h"
@@ -62,6 +63,7 @@ bool Use(PtcManagedFile* file, LookedUpFile* use, PtcNode* root) {
         return false;
     }
     use->file = file;
+    use->identity = file->Identity();
     use->points = file->PointCount();
     try {
         // A text file has no places that can be read without those before them.
@@ -95,7 +97,7 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
     number = lookups.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
+bool PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
     const auto count = static_cast<std::size_t>(std::max(clouds.variable_count, 0));
     variables.resize(count);
     const std::span names(clouds.variables, count);
@@ -113,8 +115,10 @@ void PtcLookup::State::FindVariables(const PtcLookupClouds& clouds) {
     }
     for (WantedVariable& variable : variables) {
         variable.offset = floats;
+        if (variable.size > std::numeric_limits<std::int32_t>::max() - floats) return false;
         floats += variable.size;
     }
+    return true;
 }
 
 /// The record of a point that a search has found. Null: it cannot be read again.

@@ -60,7 +60,8 @@ struct PtcLookup::State : LookedUpFiles {
     // These throw std::bad_alloc.
 
     void AddFiles(const PtcLookupClouds& clouds);
-    void FindVariables(const PtcLookupClouds& clouds);
+    /// False: an answer would have more floats than can be counted.
+    bool FindVariables(const PtcLookupClouds& clouds);
 
     // One place. False: not everything could be read, and the failure is stored. Caller: the
     // arguments are sound.

@@ -24,7 +24,7 @@ public:
     /// the lookup with number `lookup`; infinite where nothing is known.
     float For(std::uint64_t lookup, std::int32_t most, const float* place) const {
         if (lookup != lookup_ || most > most_) return HUGE_VALF;
-        const double moved = std::sqrt(double{squared_distance::Of(place_, place)});
+        const double moved = squared_distance::Way(place_, place);
         const double reach = (std::sqrt(double{squared_distance_}) + moved) * kSlack;
         const double bound = reach * reach + kLeast;
         return bound < double{FLT_MAX} ? static_cast<float>(bound) : HUGE_VALF;

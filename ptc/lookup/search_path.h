@@ -28,7 +28,7 @@ public:
     void Move(std::uint64_t lookup, const float* place, double reach) {
         if (lookup != lookup_) nodes_.clear();
         lookup_ = lookup;
-        travelled_ += std::sqrt(double{squared_distance::Of(place_, place)}) * (1 + kSlack);
+        travelled_ += squared_distance::Way(place_, place) * (1 + kSlack);
         std::copy_n(place, 3, place_);
         const double needed = reach * (1 + kSlack) + travelled_ * kDrift + kLeast;
         // This way round a value that is not a number ends the path, too.

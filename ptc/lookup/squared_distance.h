@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include <cmath>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -34,6 +35,15 @@ inline float Of(const float* place, const float* position) {
     const float y = position[1] - place[1];
     const float z = position[2] - place[2];
     return (x * x + y * y) + z * z;
+}
+
+/// The distance from one place to another, not squared: in double precision, because the squares of
+/// small steps are nothing in single precision, and many small steps are a long way.
+inline double Way(const float* from, const float* to) {
+    const double x = double{to[0]} - from[0];
+    const double y = double{to[1]} - from[1];
+    const double z = double{to[2]} - from[2];
+    return std::sqrt((x * x + y * y) + z * z);
 }
 
 /// A place from which distances are taken.

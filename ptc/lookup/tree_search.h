@@ -148,6 +148,11 @@ void TreeSearch::BeginIn(const LookedUpFiles& files, std::size_t file, float bou
     if (file >= files.files.size() || !files.files[file].file || !search.Wants(bound, number, 0))
         return;
     const LookedUpFile& use = files.files[file];
+    // What the lookup knows of the file, down to the places of its floats, holds for that content.
+    if (!use.in_memory && use.file->Identity() != use.identity) {
+        GiveUp(number, use, "the file has changed since the lookup was made");
+        return;
+    }
     left_[file] = {use.nodes - 1, use.points};
     const WaitingNode* const known = path_.NodeFor(number);
     WaitingNode& node = waiting_.Push();

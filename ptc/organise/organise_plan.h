@@ -47,8 +47,10 @@ struct OrganisePlan {
         threads = static_cast<int>(std::clamp<std::size_t>(
             memory / 8 / worker, 1, static_cast<std::size_t>(std::max(wish.threads, 1))));
 
+        // A chunk is a whole record at least, and each octant has one.
+        const std::size_t least_chunk = std::max(kLeastChunk, record);
         levels = 1;
-        while (levels < kMostLevels && memory / 4 >> (3 * (levels + 1)) >= kLeastChunk) ++levels;
+        while (levels < kMostLevels && memory / 4 >> (3 * (levels + 1)) >= least_chunk) ++levels;
         const std::size_t chunk = std::min(memory / 4 >> (3 * levels), kMostChunk);
         chunk_points = std::max<std::size_t>(chunk / record, 1);
     }

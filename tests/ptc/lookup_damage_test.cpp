@@ -178,6 +178,36 @@ TEST_F(Lookup, AFileThatCannotBeReadTakesNoOtherWithIt) {
     EXPECT_GT(failed, 50);
 }
 
+// What a lookup knows of a file, such as where a variable's floats are, must not be applied to
+// another content.
+TEST_F(Lookup, AFileThatWasReplacedIsLeftOut) {
+    std::mt19937 random(1);
+    for (const std::size_t points : {100, 3000}) {
+        OpenBytes(BytesOf({points}));
+        OpenBytes(BytesOf({500}));
+        const PtcLookup lookup = Made();
+        ManyPlaces places;
+        places.positions = {4, 4, 4};
+        EXPECT_EQ(DifferenceOfNearest(lookup, Plain(), places, {400}), "");
+        const std::vector<TreePoint> other(100, {{{4, 4, 4}, {0, 0, 1}, 1}, {}});
+        WriteTo(names_[0], TreeCloud(other, {.declared = Declared::kNumberOnly}, random));
+        ASSERT_EQ(PtcFinish(files_[0].Get()), 1);
+        ASSERT_EQ(PtcOpenForReading(names_[0].c_str()), files_[0].Get());
+
+        std::int32_t found = 0;
+        std::int32_t files[400];
+        float values[4], weights[2];
+        EXPECT_FALSE(lookup.Nearest(places[0], {400}, {.files = files}, &found));
+        EXPECT_EQ(PtcLastFailure().code, PtcFailureCode::kUnreadable);
+        EXPECT_EQ(found, 400);
+        EXPECT_EQ(std::count(files, files + found, 1), found);
+        EXPECT_FALSE(lookup.Sample(places[0], {100}, values, weights));
+        EXPECT_NE(std::string(PtcLastFailure().text).find("has changed"), std::string::npos);
+        names_[0] = "";
+        End();
+    }
+}
+
 TEST_F(Lookup, UsesTheFirstHundredFilesAndTellsWhichItCannotUse) {
     for (int i = 0; i < 101; ++i) OpenBytes(BytesOf({20, i % 2 == 0}));
     {
@@ -225,6 +255,7 @@ TEST_F(Lookup, RefusesWhatItCannotAnswer) {
     EXPECT_TRUE(lookup.UsesFile(0));
     for (const int none : {-1, 1, 2}) EXPECT_FALSE(lookup.UsesFile(none));
     const float at[] = {4, 4, 4};
+    float values[4], weights[2];
     std::int32_t found = -1;
     const auto is_refused = [](bool answered) {
         return !answered && PtcLastFailure().code == PtcFailureCode::kBadArgument;
@@ -239,10 +270,29 @@ TEST_F(Lookup, RefusesWhatItCannotAnswer) {
     EXPECT_TRUE(is_refused(lookup.Sample({at}, {}, nullptr, nullptr)));
     EXPECT_TRUE(lookup.Nearest({at}, {65536}, {}, &found));
     EXPECT_EQ(found, 300);
+    // Without variables there is no data to store, not even a pointer to it to follow.
+    float sink = 7;
+    EXPECT_TRUE(PtcLookup({files, 1}).Nearest({at}, {}, {.data = &sink}, &found));
+    EXPECT_EQ(sink, 7);
+    for (const float none : {1.0f, kInfinity, kNaN})
+        EXPECT_TRUE(is_refused(lookup.Sample({at}, {1, none}, values, weights))) << none;
+    const float up[] = {0, 0, 1};
+    EXPECT_TRUE(lookup.Sample({at, up}, {kInfinity, -kInfinity}, values, weights));
+    EXPECT_EQ(weights[0], 300) << "all normals agree";
     EXPECT_TRUE(lookup.NearestOfMany({}, {}, {}, nullptr));
     const PtcLookup nothing({});
     EXPECT_TRUE(nothing.Nearest({at}, {}, {}, &found));
     EXPECT_EQ(found, 0);
+
+    const MemoryCloud wide(WithVariables({"matrix[1048576]"}));
+    OpenBytes(wide.Finished());
+    PtcManagedFile* const file = files_[1].Get();
+    const std::vector<const char*> names(128, "matrix[1048576]");
+    const PtcLookup half({&file, 1, names.data(), 127});
+    EXPECT_EQ(half.FloatsPerPoint(), 127 << 24);
+    const PtcLookup all({&file, 1, names.data(), 128});
+    EXPECT_FALSE(all);
+    EXPECT_EQ(PtcLastFailure().code, PtcFailureCode::kBadArgument);
 }
 
 }  // namespace

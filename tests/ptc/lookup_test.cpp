@@ -275,6 +275,27 @@ TEST_F(Lookup, StepsFromWhereSquaresOverflowMissNothing) {
     }
 }
 
+// Steps whose squares are nothing in single precision lead from one node to another all the same.
+TEST_F(Lookup, ManyStepsThatAreNothingAreAWay) {
+    constexpr float kExtent = 1e-16f;
+    constexpr float kStep = 2.5e-23f;
+    std::mt19937 random(1);
+    std::vector<TreePoint> points(6000);
+    for (TreePoint& point : points) point.head.position[0] = Coordinate(random) * kExtent;
+    OpenBytes(TreeCloud(points, {false}, random));
+    const PtcLookup lookup = Made();
+    const PlainLookup plain = Plain();
+    ManyPlaces place;
+    place.positions = {0.22f * kExtent, 0, 0};  // an octant ends at a quarter
+    for (int i = 0; i < 200'000; ++i, place.positions[0] += kStep) {
+        std::int32_t found = 0;
+        ASSERT_TRUE(lookup.Nearest(place[0], {}, {}, &found));
+        if (i % 20'000 == 0) {
+            ASSERT_EQ(DifferenceOfNearest(lookup, plain, place, {8}), "") << i;
+        }
+    }
+}
+
 // --- other orders of the same points ---
 
 /// Squared distances and numbers of what is found, in an order that both files share.

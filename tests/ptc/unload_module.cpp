@@ -3,8 +3,10 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
 #include "ptc/access.h"
+#include "ptc/lookup.h"
 #include "ptc/tree.h"
 #include "util/base/process_wide.h"
 #include "util/base/thread_slot.h"
@@ -24,12 +26,25 @@ struct Slots {
     ThreadSlot<Noted> with_thread{ThreadSlotEnd::kFreeWithThread};
 };
 
+/// The last lookup, which lives until the object is unloaded.
+std::unique_ptr<PtcLookup> living_lookup;
+
+/// Looks up in a file without an octree, whose points are in memory then.
+bool LookUp(const std::string& cloud) {
+    PtcManagedFile* const file = PtcOpenForReading(cloud.c_str());
+    living_lookup = std::make_unique<PtcLookup>(PtcLookupClouds{&file, 1});
+    constexpr float kPlace[3] = {};
+    std::int32_t found = 0;
+    return living_lookup->Nearest({kPlace}, {}, {}, &found) && found > 0;
+}
+
 }  // namespace
 
 /// Uses everything that makes state: reports, options, settings, a thread slot, and of the file
-/// `cloud` what leaves this thread with a file and with blocks of both kinds. `living` counts the
-/// things in the slot. False: the file cannot be read.
+/// `cloud` what leaves this thread with a file and with blocks of both kinds; and looks up in the
+/// file `text`. `living` counts the things in the slot. False: a file cannot be read.
 extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* cloud,
+                                                                  const char* text,
                                                                   std::atomic<int>* living) {
     runtime::Start();
     MsgSetHandler([](int, int, const char*) { return 0; }, 0);
@@ -41,7 +56,7 @@ extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* cl
     auto& slot = process_wide::The<Slots>().with_thread;
     slot.FindOrMake([=] { return std::make_unique<Noted>(living); });
     PtcManagedFile* const file = PtcOpenForReading(cloud);
-    return PtcGetPoint(file, 0) && PtcGetRoot(file, nullptr);
+    return PtcGetPoint(file, 0) && PtcGetRoot(file, nullptr) && LookUp(text);
 }
 
 extern "C" __attribute__((visibility("default"))) void ShutLibraryDown() {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <barrier>
 #include <cstdlib>
+#include <mutex>
 #include <thread>
 
 #include "tests/support/clouds.h"
@@ -48,15 +49,18 @@ struct PtcUnload : testing::Test {
     void* LoadAndUse() {
         void* const object = Load();
         EXPECT_NE(object, nullptr) << dlerror();
-        const auto use =
-            reinterpret_cast<bool (*)(const char*, std::atomic<int>*)>(dlsym(object, "UseLibrary"));
-        EXPECT_TRUE(use(cloud_.c_str(), &living_));
+        const auto use = reinterpret_cast<bool (*)(const char*, const char*, std::atomic<int>*)>(
+            dlsym(object, "UseLibrary"));
+        const std::lock_guard hold(using_);
+        EXPECT_TRUE(use(cloud_.c_str(), text_.c_str(), &living_));
         return object;
     }
 
     const ScratchFolder folder_;
     const std::string cloud_ = WriteTo(folder_.File("a.ptc"), SmallCloud(TokenForm::kBinary));
+    const std::string text_ = WriteTo(folder_.File("text"), SmallCloud(TokenForm::kText));
     std::atomic<int> living_{0};
+    std::mutex using_;
 };
 
 TEST_F(PtcUnload, ThreadsMayOutliveTheObject) {
