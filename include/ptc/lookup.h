@@ -98,6 +98,10 @@ struct PtcNearestArrays {
 /// the value is continuous wherever points are near. A point whose value is not finite does not
 /// count for that variable.
 ///
+/// In an organised file a point is found by the boxes of the nodes. Where these enclose positions,
+/// but not spheres as those of PtcOrganise() do, a point farther away than the filter's radius may
+/// be left out although its own radius reaches the place.
+///
 /// Source: normalised weights, D. Shepard, "A two-dimensional interpolation function for
 /// irregularly-spaced data", 1968; the biweight kernel of kernel regression.
 struct PtcFilter {

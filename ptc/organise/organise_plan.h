@@ -45,7 +45,8 @@ struct OrganisePlan {
         const std::size_t leaves = 1 + 4 * slice_points / (3 + wish.leaf_points);
         const std::size_t worker = slice + leaves * (kLeafBytes + kSumBytes * data_floats);
         threads = static_cast<int>(std::clamp<std::size_t>(
-            memory / 8 / worker, 1, static_cast<std::size_t>(std::max(wish.threads, 1))));
+            memory / 8 / worker, 1,
+            static_cast<std::size_t>(std::clamp(wish.threads, 1, kMostThreads))));
 
         // A chunk is a whole record at least, and each octant has one.
         const std::size_t least_chunk = std::max(kLeastChunk, record);
@@ -61,6 +62,7 @@ private:
     static constexpr std::size_t kLeastChunk = std::size_t{1} << 16;
     static constexpr std::size_t kMostChunk = std::size_t{1} << 18;
     static constexpr int kMostLevels = 4;
+    static constexpr int kMostThreads = 256;  // each has a slice, whether or not it can be started
     static constexpr std::size_t kLeafBytes = 64;
     static constexpr std::size_t kSumBytes = 32;  // of each float
 };

@@ -4,10 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdint>
+
 namespace {
 
 TEST(PtcOrganisePlan, FitsTheMemoryForPointsOfAnySize) {
     constexpr std::size_t kLeaf = 128;
+    constexpr OrganisePlan::Wish kAll{INT64_MAX, INT_MAX, kLeaf, false};
+    EXPECT_LE(OrganisePlan(kAll, 0).threads, 1000) << "a memory without limit is not there";
     for (std::size_t memory = std::size_t{16} << 20; memory <= std::size_t{8} << 30; memory *= 2)
         for (std::size_t floats = 0; floats <= std::size_t{1} << 24; floats = 3 * floats + 1) {
             SCOPED_TRACE(testing::Message() << memory << " bytes, " << floats << " floats");
