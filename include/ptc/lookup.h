@@ -105,7 +105,8 @@ struct PtcNearestArrays {
 /// Source: normalised weights, D. Shepard, "A two-dimensional interpolation function for
 /// irregularly-spaced data", 1968; the biweight kernel of kernel regression.
 struct PtcFilter {
-    float radius = 0;     ///< 1.5 to 2 times the distance between neighbours is best
+    /// 1.5 to 2 times the distance between neighbours is best. Squared in single precision.
+    float radius = 0;
     float least_dot = 0;  ///< below 1
 };
 
@@ -118,8 +119,8 @@ public:
     PtcLookup(PtcLookup&& other) noexcept;
     PtcLookup& operator=(PtcLookup&& other) noexcept;
 
-    /// Whether every file is used. False: PtcLastFailure() of the thread that made the lookup named
-    /// the last one that is not; the others are.
+    /// Whether every file is used. If not, PtcLastFailure() in the thread that made the lookup
+    /// names the last one that is left out; the others are used.
     explicit operator bool() const;
 
     bool UsesFile(int file) const;

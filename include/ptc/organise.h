@@ -26,7 +26,7 @@
 
 /// Hears how far the work is: `done` never falls, and is 1 when only the disk is waited for. False
 /// ends the work, which then fails with PtcFailureCode::kStopped. Called by the thread that called
-/// the library.
+/// the library; throws nothing.
 using PtcProgress = bool (*)(void* context, double done);
 
 struct PtcOrganiseRequest {
