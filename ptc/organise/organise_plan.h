@@ -41,7 +41,7 @@ struct OrganisePlan {
 
         const std::size_t slice = std::clamp(memory / 128, kLeastSlice, kMostSlice);
         slice_points = std::max<std::size_t>(slice / record, 1);
-        // Leaves are a quarter full at least, but for few of them.
+        // Nearly all leaves are at least a quarter full.
         const std::size_t leaves = 1 + 4 * slice_points / (3 + wish.leaf_points);
         const std::size_t worker = slice + leaves * (kLeafBytes + kSumBytes * data_floats);
         threads = static_cast<int>(std::clamp<std::size_t>(
