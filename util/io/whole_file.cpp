@@ -89,7 +89,11 @@ bool WholeFile::Commit() {
     // could not write all of them.
     while (::fsync(descriptor_) != 0)
         if (errno != EINTR) return false;
-    // A file without a name cannot take one that exists: it gets one of its own, then the final.
+    if (beside_.empty() &&
+        ::linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, target_.c_str(), AT_SYMLINK_FOLLOW) == 0)
+        return true;
+    // A file without a name cannot take one that exists: it gets one of its own, then the final. A
+    // process that is killed between the two leaves the name of its own.
     for (int attempt = 0; beside_.empty() && attempt < kAttempts; ++attempt) {
         std::string name = BesideName(attempt);
         if (::linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {

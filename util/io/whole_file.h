@@ -2,7 +2,7 @@
 //
 // The bytes are collected beside the final name, because only within one file system is renaming
 // all or nothing. Where the file system can make a file without a name, they have none until then:
-// even a killed process leaves nothing behind.
+// even a killed process leaves nothing behind, unless it dies while it replaces an older file.
 //
 // Units      none.
 // Errors     false, and errno says why. Throws std::bad_alloc when memory runs out.
