@@ -1,0 +1,75 @@
+// A row of the table of figures: work of ours beside the limit that it is compared with.
+
+#include "bench/rows/row.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace {
+
+double Now(RowClock clock) {
+    timespec now{};
+    clock_gettime(clock == RowClock::kWall ? CLOCK_MONOTONIC : CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double Seconds(RowClock clock, const std::function<void()>& work) {
+    const double begin = Now(clock);
+    work();
+    return Now(clock) - begin;
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void Run(const Row& row, int rounds) {
+    const auto ratio = [&](double limit, double ours) {
+        return row.figure == RowFigure::kTime ? ours / limit : limit / ours;
+    };
+    std::vector<double> limits, ours, ratios;
+    row.limit();
+    row.ours();
+    for (int round = 0; round < rounds; ++round) {
+        limits.push_back(Seconds(row.clock, row.limit));
+        ours.push_back(Seconds(row.clock, row.ours));
+        ratios.push_back(ratio(limits.back(), ours.back()));
+    }
+    const double best_limit = *std::min_element(limits.begin(), limits.end());
+    const double best_ours = *std::min_element(ours.begin(), ours.end());
+    std::printf("| %-46s | %-30s | %10.2f | %10.2f | %6.2f | %6.2f | %5.2f |\n", row.what.c_str(),
+                row.limit_name.c_str(), best_limit / row.items * 1e9, best_ours / row.items * 1e9,
+                ratio(best_limit, best_ours), Median(ratios), row.goal);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+int RunRows(int count, char** arguments, const std::vector<Row>& rows) {
+    const int rounds = count > 1 ? std::atoi(arguments[1]) : 0;
+    const std::string text = count > 2 ? arguments[2] : "";
+    if (count > 3 || (count > 1 && rounds < 1)) {
+        std::fprintf(stderr, "usage: %s [ROUNDS [TEXT]]\n", arguments[0]);
+        return 2;
+    }
+    for (const Row& row : rows) {
+        if (row.what.find(text) == std::string::npos) continue;
+        Run(row, rounds > 0 ? rounds : row.rounds);
+    }
+    return 0;
+}
+
+void RowFailed(const char* what) {
+    std::fprintf(stderr, "failed: %s\n", what);
+    std::exit(1);
+}
+
+std::string RowFile(const std::string& name) {
+    const char* const folder = std::getenv("TMPDIR");
+    return std::string(folder ? folder : "/dev/shm") + "/" + name + "." + std::to_string(getpid());
+}
