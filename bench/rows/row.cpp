@@ -33,7 +33,8 @@ void Run(const Row& row, int rounds) {
         return row.figure == RowFigure::kTime ? ours / limit : limit / ours;
     };
     std::vector<double> limits, ours, ratios;
-    row.limit();
+    row.prepare();
+    row.limit();  // both sides once without a clock: memory, caches, files
     row.ours();
     for (int round = 0; round < rounds; ++round) {
         limits.push_back(Seconds(row.clock, row.limit));
@@ -46,6 +47,7 @@ void Run(const Row& row, int rounds) {
                 row.limit_name.c_str(), best_limit / row.items * 1e9, best_ours / row.items * 1e9,
                 ratio(best_limit, best_ours), Median(ratios), row.goal);
     std::fflush(stdout);
+    row.finish();
 }
 
 }  // namespace

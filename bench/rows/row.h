@@ -25,8 +25,10 @@ struct Row {
     std::string limit_name;  ///< such as "copying and write(2)"
     double goal = 0;
     double items = 1;  ///< points or lookups of one turn of either side; for the times printed
+    std::function<void()> prepare = [] {};  ///< before the first round of the row
     std::function<void()> limit;
     std::function<void()> ours;
+    std::function<void()> finish = [] {};  ///< after the last
     RowFigure figure = RowFigure::kTime;
     RowClock clock = RowClock::kProcessor;
     int rounds = 7;
