@@ -6,7 +6,7 @@ import re
 import sys
 
 UTIL = {f"util/{room}" for room in ("base", "io", "text", "host", "stats", "math")}
-RECORDS = {"include/ptc/records.h"}
+RECORDS = {"include/ptc/records.h", "include/ptc/held_blocks.h"}
 FORMAT = UTIL | RECORDS | {"ptc/format"}
 CLOUD = FORMAT | {"ptc/cloud"}
 FILES = CLOUD | {"ptc/files"}

@@ -33,6 +33,7 @@
 
 #include "ptc/failure.h"
 #include "ptc/header.h"
+#include "ptc/held_blocks.h"
 #include "ptc/records.h"
 #include "ptc/runtime.h"
 
@@ -104,7 +105,9 @@ private:
 ///
 /// A transient file answers its points in their order: the index only decides which of them are
 /// kept together, so such a file is read once, from its first point to its last.
-const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index);
+inline const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
+    return ptc_held::Get(file, index);
+}
 
 /// The caller's arrays for a run of points; null for what is not wanted.
 struct PtcPointArrays {

@@ -77,7 +77,7 @@ const PtcPoint* PointRecordOf(PtcThreadCache* cache, PtcManagedFile& file, std::
     return point;
 }
 
-const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
+const PtcPoint* ptc_held::Fetch(PtcManagedFile* file, std::int64_t index) {
     // The last block has records beyond the last point; these are no points.
     if (!file || index < 0 || index >= file->PointCount()) [[unlikely]]
         return NoSuchPoint(file, index);

@@ -27,9 +27,8 @@ struct PtcKeyInside {
     }
     /// Tells this lookup of the thread from its later ones and from those after a shutdown.
     static void Moment(std::uint64_t* moment) {
-        const this_thread::Current now = this_thread::current;
-        const bool is_alive =
-            now.life == this_thread::life_of_set.load(std::memory_order_relaxed) && now.record;
+        const ptc_held::ThisThread now = ptc_held::this_thread;
+        const bool is_alive = now.life == life_of_caches.load(std::memory_order_relaxed);
         moment[0] = is_alive ? now.life : 0;
         moment[1] = is_alive ? now.record->index : 0;
         moment[2] = is_alive ? now.record->NodeLookups() : 0;

@@ -14,7 +14,7 @@
 /// records after the last point are zero.
 class PtcPointCache final : public PtcSharedCache {
 public:
-    static constexpr std::int64_t kPoints = 256;
+    static constexpr std::int64_t kPoints = ptc_held::kBlockPoints;
     static constexpr std::int64_t kRecordBytes = kPoints * std::int64_t{sizeof(PtcPoint)};
 
     PtcPointCache(std::int32_t capacity, PtcCacheStats& stats)
@@ -25,7 +25,7 @@ public:
     /// The hash of the block that begins with point `first`. A bucket's number and a slot in a
     /// thread's table are low bits of the same hash, so a lookup computes it once.
     static std::uint64_t Hash(std::uint32_t identity, std::int64_t first) {
-        return std::uint64_t{identity} * 99 + static_cast<std::uint64_t>(first / kPoints) * 37;
+        return ptc_held::HashOf(identity, static_cast<std::uint64_t>(first / kPoints));
     }
 
     /// The first point of the block that contains point `index`, also for indexes below 0.

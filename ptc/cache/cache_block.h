@@ -101,12 +101,6 @@ private:
 constexpr std::int32_t kNoBucket = -1;
 constexpr std::int64_t kNoIndex = -1;
 
-/// Whether two keys are equal. One branch instead of two, because every lookup executes it.
-constexpr bool IsSameBlock(std::uint32_t identity, std::int64_t index, std::uint32_t other_identity,
-                           std::int64_t other_index) {
-    return ((index ^ other_index) | (identity ^ other_identity)) == 0;
-}
-
 /// One block: 256 points or the 8 children of a node. It fills exactly one cache line: a search
 /// needs its key and its state together, and other threads change the states of its neighbours.
 ///
@@ -134,7 +128,7 @@ struct alignas(64) PtcCacheBlock {
     PtcNode* Nodes() const { return static_cast<PtcNode*>(records); }
 
     bool Holds(std::uint32_t wanted_identity, std::int64_t wanted_index) const {
-        return IsSameBlock(identity, index, wanted_identity, wanted_index);
+        return identity == wanted_identity && index == wanted_index;
     }
 };
 static_assert(sizeof(PtcCacheBlock) == 64);

@@ -2,6 +2,7 @@
 
 #include "ptc/cache/cache_set.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <limits>
@@ -12,13 +13,20 @@
 #include "util/host/config.h"
 #include "util/host/runtime.h"
 
-using this_thread::Current;
-using this_thread::current;
-using this_thread::life_of_set;
+using ptc_held::this_thread;
+using ptc_held::ThisThread;
 
 // Changed under life_lock; read without it.
-constinit std::atomic<std::uint64_t> this_thread::life_of_set{1};
-constinit thread_local Current this_thread::current;
+constinit std::atomic<std::uint64_t> life_of_caches{1};
+
+namespace {
+
+constexpr ptc_held::Slot kEmptySlot{};
+
+}  // namespace
+
+constinit ptc_held::Table ptc_held::nothing{&kEmptySlot, 0, 0};
+constinit thread_local ThisThread ptc_held::this_thread;
 
 namespace {
 
@@ -27,15 +35,18 @@ struct CacheHome;
 /// A thread's object under the thread key: its record in the process's set. It exists beside the
 /// copy in thread-local memory, because only its destructor runs when the thread ends.
 ///
-///   member   written by       read by
-///   home     the constructor  the owner: never changes
-///   held     the owner        the owner
+///   member        written by                   read by
+///   home          the constructor              the owner: never changes
+///   record, life  the owner                    the owner
+///   front         the owner; the caches' end   the owner's lookups; reports: its count
 struct ThreadSeat {
     explicit ThreadSeat(CacheHome& process) : home(process) {}
     ~ThreadSeat();
 
     CacheHome& home;
-    Current held;  ///< valid while `held.life` is the set's life
+    ptc_held::Table front{ptc_held::nothing.slots, 0, 0};
+    PtcThreadCache* record = nullptr;  ///< valid while `life` is the set's
+    std::uint64_t life = 0;
 };
 
 /// The process's set, while there is one. It outlives every set and every seat, so that a thread
@@ -46,9 +57,10 @@ struct CacheHome {
     void Destroy() {
         std::unique_ptr<PtcCacheSet> gone;
         TgMutexGuard hold(life_lock);
+        if (set) set->TakeFronts();  // while no thread can end: the fronts lie in the seats
         gone = std::move(set);
         is_there.store(false, std::memory_order_relaxed);
-        life_of_set.fetch_add(1, std::memory_order_relaxed);
+        life_of_caches.fetch_add(1, std::memory_order_relaxed);
     }
 
     /// Throws std::bad_alloc.
@@ -70,8 +82,8 @@ struct CacheHome {
 
 ThreadSeat::~ThreadSeat() {
     TgMutexGuard hold(home.life_lock);
-    current = {};  // destructors that run later in this thread must not use the record
-    if (held.life == life_of_set.load(std::memory_order_relaxed)) home.set->GiveBack(*held.record);
+    this_thread = {};  // destructors that run later in this thread must not use the record
+    if (life == life_of_caches.load(std::memory_order_relaxed)) home.set->GiveBack(*record);
 }
 
 CacheHome& Home() {
@@ -108,7 +120,7 @@ void DestroyCaches() {
     Home().Destroy();
 }
 
-PtcThreadCache* this_thread::MakeRecord() {
+PtcThreadCache* MakeThreadCache() {
     CacheHome& home = Home();
     try {
         ThreadSeat* const seat =
@@ -116,13 +128,13 @@ PtcThreadCache* this_thread::MakeRecord() {
         if (!seat) return nullptr;
         TgMutexGuard hold(home.life_lock);
         home.Make(0, 0, 0);
-        seat->held.record = home.set->TakeRecord();
-        seat->held.life = life_of_set.load(std::memory_order_relaxed);
-        current = seat->held;
+        seat->record = home.set->TakeRecord(seat->front);
+        seat->life = life_of_caches.load(std::memory_order_relaxed);
+        this_thread = {&seat->front, seat->record, seat->life};
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
-    return current.record;
+    return this_thread.record;
 }
 
 bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
@@ -131,7 +143,7 @@ bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
     try {
         TgMutexGuard hold(home.life_lock);
         home.Make(0, 0, 0);
-        *life = life_of_set.load(std::memory_order_relaxed);
+        *life = life_of_caches.load(std::memory_order_relaxed);
         return home.set->Charge(points, octrees, limit);
     } catch (const std::bad_alloc&) {
         return false;
@@ -140,10 +152,10 @@ bool ChargeClouds(std::int64_t points, std::int64_t octrees, std::int64_t limit,
 
 void DischargeClouds(std::int64_t points, std::int64_t octrees, std::uint64_t life) {
     // During an unload the home may be gone already, and with it the life.
-    if (life != life_of_set.load(std::memory_order_relaxed)) return;
+    if (life != life_of_caches.load(std::memory_order_relaxed)) return;
     CacheHome& home = Home();
     TgMutexGuard hold(home.life_lock);
-    if (home.set && life == life_of_set.load(std::memory_order_relaxed))
+    if (home.set && life == life_of_caches.load(std::memory_order_relaxed))
         home.set->Charge(-points, -octrees, std::numeric_limits<std::int64_t>::max());
 }
 
@@ -181,24 +193,32 @@ PtcCacheSizes CacheSizes(int threads, std::int64_t point_kb, std::int64_t node_k
 PtcCacheSet::PtcCacheSet(const PtcCacheSizes& sizes)
     : sizes_(sizes), points_(sizes.points.total, stats_), nodes_(sizes.nodes.total, stats_) {}
 
-PtcThreadCache* PtcCacheSet::TakeRecord() {
+PtcThreadCache* PtcCacheSet::TakeRecord(ptc_held::Table& front) {
     TgMutexGuard hold(registry_lock_);
-    for (Entry& entry : registry_) {
-        if (entry.is_owned) continue;
-        entry.is_owned = true;
-        return entry.record.get();
+    auto free_one = std::find_if(registry_.begin(), registry_.end(),
+                                 [](const Entry& entry) { return !entry.is_owned; });
+    if (free_one == registry_.end()) {
+        const PtcThreadCache::Front sizes{points_, sizes_.points.per_thread, nodes_,
+                                          sizes_.nodes.per_thread};
+        const auto index = static_cast<std::uint32_t>(registry_.size());
+        registry_.push_back({std::make_unique<PtcThreadCache>(index, sizes), false});
+        free_one = registry_.end() - 1;
     }
-    const PtcThreadCache::Front front{points_, sizes_.points.per_thread, nodes_,
-                                      sizes_.nodes.per_thread};
-    const auto index = static_cast<std::uint32_t>(registry_.size());
-    registry_.push_back({std::make_unique<PtcThreadCache>(index, front), true});
-    return registry_.back().record.get();
+    free_one->is_owned = true;
+    free_one->record->Lend(front);
+    return free_one->record.get();
 }
 
 void PtcCacheSet::GiveBack(PtcThreadCache& record) {
     record.ReleaseAll();
     TgMutexGuard hold(registry_lock_);
+    record.TakeBack();
     registry_[record.index].is_owned = false;
+}
+
+void PtcCacheSet::TakeFronts() {
+    TgMutexGuard hold(registry_lock_);
+    for (const Entry& entry : registry_) entry.record->TakeBack();
 }
 
 void PtcCacheSet::MergeStats(PtcCacheStats* total) {

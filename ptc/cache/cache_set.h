@@ -37,23 +37,12 @@ void ConfigureCaches(int threads, std::int64_t point_kb, std::int64_t node_kb);
 /// inside a lookup, or uses a record that a lookup has answered. Threads may end meanwhile.
 void DestroyCaches();
 
-namespace this_thread {
+/// The number of the caches' life: 1 at first, one more after each end of theirs. No record has
+/// life 0, so a thread without a record never matches.
+extern constinit std::atomic<std::uint64_t> life_of_caches;
 
-/// The calling thread's record, and the life of the set in which it is valid. It has no destructor,
-/// because thread-local objects with destructors keep this library loaded until their threads end.
-struct Current {
-    std::uint64_t life = 0;
-    PtcThreadCache* record = nullptr;
-};
-extern constinit thread_local Current current;
-
-/// The number of the set's life: 1 at first, one more after each end of a set. No record has life
-/// 0, so a thread without a record never matches.
-extern constinit std::atomic<std::uint64_t> life_of_set;
-
-PtcThreadCache* MakeRecord();
-
-}  // namespace this_thread
+/// The slow part of ThisThreadCache().
+PtcThreadCache* MakeThreadCache();
 
 /// The calling thread's record; makes it, and the caches, when they are missing. Valid until
 /// DestroyCaches() or the thread's end. Null: no memory. Any thread.
@@ -61,10 +50,10 @@ PtcThreadCache* MakeRecord();
 /// Inline, because every lookup calls it: a copy in thread-local memory and one comparison replace
 /// the search for the thread's seat.
 inline PtcThreadCache* ThisThreadCache() {
-    using namespace this_thread;
-    if (current.life == life_of_set.load(std::memory_order_relaxed)) [[likely]]
-        return current.record;
-    return MakeRecord();
+    const ptc_held::ThisThread& thread = ptc_held::this_thread;
+    if (thread.life == life_of_caches.load(std::memory_order_relaxed)) [[likely]]
+        return thread.record;
+    return MakeThreadCache();
 }
 
 /// Charges "pointCloudMem" and "pointOctreeMem" with points and octrees that a computation keeps in
@@ -100,13 +89,16 @@ public:
     /// Throws std::bad_alloc.
     explicit PtcCacheSet(const PtcCacheSizes& sizes);
 
-    /// A record for a thread that has none: that of a thread that has ended, or a new one.
-    /// Any thread. Throws std::bad_alloc.
-    PtcThreadCache* TakeRecord() UTIL_EXCLUDES(registry_lock_);
+    /// A record for a thread that has none: that of a thread that has ended, or a new one. `front`
+    /// is the thread's, for its inlined lookups. Any thread. Throws std::bad_alloc.
+    PtcThreadCache* TakeRecord(ptc_held::Table& front) UTIL_EXCLUDES(registry_lock_);
 
     /// Gives the record's holds back, and makes the record free for another thread. Any thread.
     /// Caller: the owner no longer uses the record.
     void GiveBack(PtcThreadCache& record) UTIL_EXCLUDES(registry_lock_);
+
+    /// Empties the fronts of all threads. Caller: no thread is inside a lookup.
+    void TakeFronts() UTIL_EXCLUDES(registry_lock_);
 
     /// See MergeCacheStats().
     void MergeStats(PtcCacheStats* total) UTIL_EXCLUDES(registry_lock_);

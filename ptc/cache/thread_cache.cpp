@@ -4,11 +4,19 @@
 
 #include <bit>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
 std::size_t SlotCount(std::int32_t capacity) {
     return 2 * std::bit_ceil(static_cast<std::size_t>(capacity));
+}
+
+/// Zeros, null when memory runs out. calloc() gives zeroed pages that the system provides only when
+/// they are used.
+template <class T>
+std::unique_ptr<T[], PtcFree> ZeroedArray(std::size_t count) noexcept {
+    return std::unique_ptr<T[], PtcFree>(static_cast<T*>(std::calloc(count, sizeof(T))));
 }
 
 }  // namespace
@@ -23,28 +31,35 @@ PtcThreadTable::PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, Ptc
 
 void PtcThreadTable::ReleaseAll() {
     for (std::size_t place = 0; held_ > 0; ++place)
-        if (slots_[place].block) Empty(place);
+        if (blocks_[place]) Empty(place);
 }
 
 /// Gets the block from the shared cache and stores it in its slot. The block that was in the slot
 /// is released before, so that a thread never holds more blocks than its capacity, and that block
 /// can serve this very request.
 void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) {
-    if (!made_ && !MakeSlots()) {
+    if (!blocks_ && !MakePlaces()) {
         why_not_ = {PtcNoBlock::Reason::kNoMemory};
         return nullptr;
     }
     const std::size_t place = hash & mask_;
+    if (PtcCacheBlock* const held = blocks_[place]) {
+        if (held->Holds(request.file.Identity(), request.index)) {
+            CountFound();
+            return held->records;
+        }
+        Empty(place);
+    }
     figures_.lookups.Add(1);  // the shared cache counts a hit or a miss
-    if (slots_[place].block) Empty(place);
     PtcCacheBlock* const block = cache_.Get(request, stats_, &why_not_);
     if (!block) return ReadPastCache(request);
-    slots_[place] = {request.index, ~request.file.Identity(), block->records, block};
+    blocks_[place] = block;
+    Fill(place, block);
     if (++held_ == capacity_) {
         // Lookups that hit keep no record of their order, so the victim is the next block in the
         // order of the slots. There is one: a capacity is at least 2, so another slot is occupied.
         do cursor_ = (cursor_ + 1) & mask_;
-        while (!slots_[cursor_].block || cursor_ == place);
+        while (!blocks_[cursor_] || cursor_ == place);
         Empty(cursor_);
     }
     return block->records;
@@ -65,19 +80,76 @@ void* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
     return own_->records;
 }
 
-bool PtcThreadTable::MakeSlots() noexcept {
+bool PtcThreadTable::MakePlaces() noexcept {
     const std::size_t count = SlotCount(capacity_);
-    made_.reset(static_cast<Slot*>(std::calloc(count, sizeof(Slot))));
+    blocks_ = ZeroedArray<PtcCacheBlock*>(count);
+    if (!blocks_) return false;
+    if (!MakeSlots(count)) {
+        blocks_.reset();
+        return false;
+    }
+    mask_ = count - 1;
+    return true;
+}
+
+void PtcThreadTable::Empty(std::size_t place) {
+    Fill(place, nullptr);
+    cache_.Release(*std::exchange(blocks_[place], nullptr));
+    --held_;
+}
+
+bool PtcPointTable::MakeSlots(std::size_t count) noexcept {
+    slots_ = ZeroedArray<ptc_held::Slot>(count);
+    if (!slots_) return false;
+    held_->slots = slots_.get();
+    held_->mask = count - 1;
+    return true;
+}
+
+unsigned long PtcPointTable::Found() const {
+    const auto found = [](const ptc_held::Table& table) {
+        return table.found.load(std::memory_order_relaxed);
+    };
+    return found(own_) + (held_ == &own_ ? 0 : found(*held_));
+}
+
+void PtcPointTable::Lend(ptc_held::Table& front) {
+    front.slots = own_.slots;
+    front.mask = own_.mask;
+    held_ = &front;
+}
+
+void PtcPointTable::TakeBack() {
+    if (held_ == &own_) return;
+    own_.slots = held_->slots;
+    own_.mask = held_->mask;
+    own_.found.store(Found(), std::memory_order_relaxed);
+    held_->slots = ptc_held::nothing.slots;
+    held_->mask = 0;
+    held_->found.store(0, std::memory_order_relaxed);
+    held_ = &own_;
+}
+
+void PtcPointTable::Fill(std::size_t place, const PtcCacheBlock* block) noexcept {
+    const std::int64_t number = block ? block->index / PtcPointCache::kPoints : INT64_MAX;
+    const bool has_key = number <= std::int64_t{UINT32_MAX};
+    slots_[place] =
+        has_key
+            ? ptc_held::Slot{ptc_held::KeyOf(block->identity, static_cast<std::uint32_t>(number)),
+                             block->Points()}
+            : ptc_held::Slot{};
+}
+
+bool PtcNodeTable::MakeSlots(std::size_t count) noexcept {
+    made_ = ZeroedArray<Slot>(count);
     if (!made_) return false;
     slots_ = made_.get();
     mask_ = count - 1;
     return true;
 }
 
-void PtcThreadTable::Empty(std::size_t place) {
-    cache_.Release(*slots_[place].block);
-    slots_[place] = {};
-    --held_;
+void PtcNodeTable::Fill(std::size_t place, const PtcCacheBlock* block) noexcept {
+    slots_[place] = block ? Slot{block->index, ~block->identity, block->Nodes()} : Slot{};
 }
 
 void PtcThreadCache::ReleaseAll() {

@@ -27,65 +27,44 @@ public:
     /// What a lookup answers when other threads hold all blocks.
     enum class AllHeld { kNull, kReadPastCache };
 
-    /// `capacity`: at least 2. `stats`: the thread's figures.
-    PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
-                   PtcFiguresOf figures, AllHeld all_held);
-    ~PtcThreadTable() { ReleaseAll(); }
-
     /// Gives every hold back.
     void ReleaseAll();
-
-    /// The number of lookups that found their block in the table. The thread's statistics do not
-    /// contain them. Any thread.
-    unsigned long Found() const { return found_.load(std::memory_order_relaxed); }
 
     /// Why the last lookup answered null.
     const PtcNoBlock& WhyNot() const { return why_not_; }
 
 protected:
-    /// The records of the block that begins with `index`, which this table now holds, or null.
-    /// `children`: as in PtcBlockRequest. `hash`: the block's, as its cache computes it.
-    void* Find(PtcBlockSource& file, std::int64_t index, const std::int64_t* children,
-               std::uint64_t hash) {
-        const std::uint32_t identity = file.Identity();
-        const Slot& slot = slots_[hash & mask_];
-        if (IsSameBlock(~slot.not_identity, slot.index, identity, index)) [[likely]] {
-            // Only the owner writes, so a load and a store replace a locked increment. It is
-            // atomic, because reports of other threads read it meanwhile.
-            found_.store(Found() + 1, std::memory_order_relaxed);
-            return slot.records;
-        }
-        return Fetch({file, index, children}, hash);
-    }
+    /// `capacity`: at least 2. `stats`: the thread's figures.
+    PtcThreadTable(PtcSharedCache& cache, std::int32_t capacity, PtcCacheStats& stats,
+                   PtcFiguresOf figures, AllHeld all_held);
+
+    /// Caller: has called ReleaseAll() in its own destructor, because that calls Fill().
+    virtual ~PtcThreadTable() = default;
+
+    /// The records of the requested block, which this table now holds, or null. Caller: has not
+    /// found it in its slots. A block that has no key is here nevertheless.
+    void* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
 
 private:
-    friend struct PtcCacheView;  // tests compare slots, cursor and count with a model's
+    friend struct PtcCacheView;  // tests compare places, cursor and count with a model's
 
-    /// A block that is held, and copies of all that a lookup needs, so that a lookup reads only the
-    /// slot.
-    /// The identity is stored complemented: kNoFile becomes 0, so zeroed memory is a table of empty
-    /// slots, and the pages of slots that are never used stay untouched.
-    struct Slot {
-        std::int64_t index;
-        std::uint32_t not_identity;
-        void* records;
-        PtcCacheBlock* block;
-    };
-    static_assert(sizeof(Slot) == 32 && static_cast<std::uint32_t>(~kNoFile) == 0);
+    /// Makes `count` empty slots. False: no memory.
+    virtual bool MakeSlots(std::size_t count) noexcept = 0;
+    /// Sets the slot at `place`; null: empties it.
+    virtual void Fill(std::size_t place, const PtcCacheBlock* block) noexcept = 0;
+    /// A lookup has found its block after all.
+    virtual void CountFound() noexcept = 0;
 
-    void* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
     void* ReadPastCache(const PtcBlockRequest& request);
-    bool MakeSlots() noexcept;
+    bool MakePlaces() noexcept;
     void Empty(std::size_t place);
 
-    Slot* slots_ = &no_slot_;
+    std::unique_ptr<PtcCacheBlock*[], PtcFree>
+        blocks_;  ///< held, null: none; made by the first lookup
     std::size_t mask_ = 0;
-    std::atomic<unsigned long> found_{0};  ///< written by the owner, read by reports
-    std::int32_t held_ = 0;                ///< occupied slots
+    std::int32_t held_ = 0;  ///< occupied places
     const std::int32_t capacity_;
-    std::size_t cursor_ = 0;                 ///< the slot of the last victim
-    std::unique_ptr<Slot[], PtcFree> made_;  ///< by the first lookup
-    Slot no_slot_{};                         ///< an empty table of one slot, until then
+    std::size_t cursor_ = 0;  ///< the place of the last victim
     const AllHeld all_held_;
     PtcCacheBlock* own_ = nullptr;  ///< outside the cache's capacity; made when first needed
     PtcNoBlock why_not_;
@@ -99,16 +78,45 @@ public:
     PtcPointTable(PtcPointCache& cache, std::int32_t capacity, PtcCacheStats& stats,
                   AllHeld all_held = AllHeld::kNull)
         : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::points, all_held) {}
+    ~PtcPointTable() override {
+        TakeBack();
+        ReleaseAll();
+    }
 
     /// Point `index` of `file`, or null. A record after the file's last point, in the same block,
     /// is all zero.
     const PtcPoint* Get(PtcBlockSource& file, std::int64_t index) {
         const std::int64_t first = PtcPointCache::FirstOf(index);
-        const void* const records =
-            Find(file, first, nullptr, PtcPointCache::Hash(file.Identity(), first));
-        return records ? static_cast<const PtcPoint*>(records) + PtcPointCache::PlaceOf(index)
-                       : nullptr;
+        const auto number = static_cast<std::uint64_t>(first / PtcPointCache::kPoints);
+        const std::uint64_t hash = file.Hash(number);
+        const ptc_held::Slot& slot = held_->slots[hash & held_->mask];
+        const std::size_t place = PtcPointCache::PlaceOf(index);
+        if (file.HasKeyOf(index) && slot.key == file.Key(number)) [[likely]] {
+            held_->CountFound();
+            return slot.points + place;
+        }
+        const void* const records = Fetch({file, first, nullptr}, hash);
+        return records ? static_cast<const PtcPoint*>(records) + place : nullptr;
     }
+
+    /// The number of lookups that found their block in the table. The thread's statistics do not
+    /// contain them. Any thread, but not during Lend() and TakeBack().
+    unsigned long Found() const;
+
+    /// Until TakeBack(), inlined lookups use the slots through `front`, which holds nothing now.
+    /// Caller: so does this table.
+    void Lend(ptc_held::Table& front);
+    /// `front` holds nothing from here on. Does nothing when the slots are not lent.
+    void TakeBack();
+
+private:
+    bool MakeSlots(std::size_t count) noexcept override;
+    void Fill(std::size_t place, const PtcCacheBlock* block) noexcept override;
+    void CountFound() noexcept override { held_->CountFound(); }
+
+    ptc_held::Table own_{ptc_held::nothing.slots, 0, 0};
+    ptc_held::Table* held_ = &own_;                     ///< or the one that the slots are lent to
+    std::unique_ptr<ptc_held::Slot[], PtcFree> slots_;  ///< made by the first lookup
 };
 
 class PtcNodeTable final : public PtcThreadTable {
@@ -116,15 +124,47 @@ public:
     PtcNodeTable(PtcNodeCache& cache, std::int32_t capacity, PtcCacheStats& stats,
                  AllHeld all_held = AllHeld::kNull)
         : PtcThreadTable(cache, capacity, stats, &PtcCacheStats::nodes, all_held) {}
+    ~PtcNodeTable() override { ReleaseAll(); }
 
     /// The eight children of the node at `reference`, or null. `children`: the eight references of
     /// the node's record, from which the block is read; 0 gives a zeroed record. The root is the
     /// one child of reference 0. Caller: `children` belongs to `reference`, because all threads
     /// find the block under `reference`.
     const PtcNode* Get(PtcBlockSource& file, std::int64_t reference, const std::int64_t* children) {
-        return static_cast<const PtcNode*>(
-            Find(file, reference, children, PtcNodeCache::Hash(file.Identity(), reference)));
+        const std::uint32_t identity = file.Identity();
+        const std::uint64_t hash = PtcNodeCache::Hash(identity, reference);
+        const Slot& slot = slots_[hash & mask_];
+        // One branch instead of two, because every lookup executes it.
+        if (((slot.reference ^ reference) | (~slot.not_identity ^ identity)) == 0) [[likely]] {
+            CountFound();
+            return slot.nodes;
+        }
+        return static_cast<const PtcNode*>(Fetch({file, reference, children}, hash));
     }
+
+    /// See PtcPointTable::Found().
+    unsigned long Found() const { return found_.load(std::memory_order_relaxed); }
+
+private:
+    /// The identity is stored complemented: that of an empty slot, which is all zero, is kNoFile.
+    struct alignas(32) Slot {
+        std::int64_t reference;
+        std::uint32_t not_identity;
+        const PtcNode* nodes;
+    };
+    static_assert(static_cast<std::uint32_t>(~kNoFile) == 0);
+
+    bool MakeSlots(std::size_t count) noexcept override;
+    void Fill(std::size_t place, const PtcCacheBlock* block) noexcept override;
+    void CountFound() noexcept override {
+        found_.store(Found() + 1, std::memory_order_relaxed);  // one writer: see ptc_held::Table
+    }
+
+    Slot no_slot_{};  ///< an empty table of one slot, until the first lookup makes one
+    Slot* slots_ = &no_slot_;
+    std::size_t mask_ = 0;
+    std::atomic<unsigned long> found_{0};
+    std::unique_ptr<Slot[], PtcFree> made_;
 };
 
 /// What a computation over the blocks keeps for a thread from one call to the next.
@@ -171,6 +211,10 @@ public:
                                    const std::int64_t* children) {
         return nodes_.Get(file, reference, children);
     }
+
+    /// See PtcPointTable. Caller: no lookup of the owner is running.
+    void Lend(ptc_held::Table& front) { points_.Lend(front); }
+    void TakeBack() { points_.TakeBack(); }
 
     /// Why the last lookup of points, or of nodes, answered null.
     const PtcNoBlock& WhyNoPoint() const { return points_.WhyNot(); }

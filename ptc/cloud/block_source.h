@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "ptc/held_blocks.h"
 #include "ptc/records.h"
 #include "util/base/results.h"
 
@@ -18,17 +19,8 @@ constexpr std::uint32_t kNoFile = 0xFFFFFFFF;
 /// Ownership  borrows the records; neither these nor their storage are kept.
 /// Threads    reads come from any thread, several at once. Identity and counts change only while
 ///            no thread uses the file. Reads must not use the caches themselves.
-class PtcBlockSource {
+class PtcBlockSource : public ptc_held::CachedFile {
 public:
-    PtcBlockSource() = default;
-    PtcBlockSource(const PtcBlockSource&) = delete;             // not by TgUncopyable, which the
-    PtcBlockSource& operator=(const PtcBlockSource&) = delete;  // other base of a file is, too
-    virtual ~PtcBlockSource() = default;
-
-    /// Part of every key, so no two files of a process may ever share one, and a file whose
-    /// content changed needs a new one. Not virtual, because every lookup calls it.
-    std::uint32_t Identity() const { return identity_; }
-
     /// For messages; null when there is none.
     virtual const char* Name() const = 0;
 
@@ -43,11 +35,4 @@ public:
     /// Fills record i for each of the eight `references` that is not 0 and leaves the others
     /// alone. Each record's `data` has room for FloatsPerNode() floats. Fails when all are 0.
     virtual CloudStatus ReadNodeChildren(const std::int64_t* references, PtcNode* records) = 0;
-
-protected:
-    /// Caller: no thread uses the file. `identity`: never kNoFile.
-    void SetIdentity(std::uint32_t identity) { identity_ = identity; }
-
-private:
-    std::uint32_t identity_ = kNoFile;
 };

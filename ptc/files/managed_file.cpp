@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <new>
 #include <string>
@@ -38,6 +39,7 @@ void SetTransientFiles(bool are_transient) {
 PtcManagedFile::PtcManagedFile(const char* name)
     : File(name), is_transient_(files_are_transient.load(std::memory_order_relaxed)) {
     SetIdentity(Identity());
+    assert(&ptc_held::CachedFile::Of(this) == this);
 }
 
 PtcManagedFile::~PtcManagedFile() = default;
@@ -122,6 +124,7 @@ AccessStatus PtcManagedFile::Read() {
     }
     reader_ = std::move(fresh);
     points_ = reader_->Header().point_count;
+    SetPoints(points_);
     stamp_ = stamp;
     writing_.reset();
     StayOpen(is_transient_);
@@ -138,6 +141,7 @@ void PtcManagedFile::Outlive() noexcept {
     reader_.reset();
     writing_.reset();
     points_ = 0;
+    SetPoints(0);
     MarkClosed();
 }
 

@@ -41,7 +41,8 @@ public:
     virtual ~PtcFileCompanion() = default;
 };
 
-class PtcManagedFile final : public UtFileManager::File, public PtcBlockSource {
+// PtcBlockSource comes first: see ptc_held::CachedFile.
+class PtcManagedFile final : public PtcBlockSource, public UtFileManager::File {
 public:
     /// Nothing is open yet. `name`: null for a file without one, which cannot be opened.
     explicit PtcManagedFile(const char* name);
@@ -132,7 +133,7 @@ private:
     TgMutex reader_lock_;
     std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
     std::unique_ptr<CloudWriter> writing_;
-    std::int64_t points_ = 0;  ///< copy of the header's count: lookups follow one pointer less
+    std::int64_t points_ = 0;
 
     std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
 

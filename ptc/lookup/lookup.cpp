@@ -69,7 +69,7 @@ private:
 template <class LookUp>
 bool InThread(const std::uint64_t* life, LookUp look_up) {
     if (!life) return Refuse("the lookup could not be made");
-    if (*life != this_thread::life_of_set.load(std::memory_order_relaxed)) {
+    if (*life != life_of_caches.load(std::memory_order_relaxed)) {
         SetFailure(PtcFailureCode::kShutDown, nullptr,
                    "the files of the lookup were closed by the shut-down");
         return false;

@@ -92,7 +92,7 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
         use.file = nullptr;
         is_whole = false;
     }
-    life = this_thread::life_of_set.load(std::memory_order_relaxed);
+    life = life_of_caches.load(std::memory_order_relaxed);
     static constinit std::atomic<std::uint64_t> lookups{0};
     number = lookups.fetch_add(1, std::memory_order_relaxed) + 1;
 }

@@ -35,10 +35,10 @@ struct PtcCacheView {
     }
     /// `count`: how many there are once the first lookup has made them.
     static std::vector<BlockKey> Slots(const PtcThreadTable& table, std::size_t count) {
-        EXPECT_TRUE(table.mask_ + 1 == count || !table.made_);
+        EXPECT_TRUE(table.mask_ + 1 == count || !table.blocks_);
         std::vector<BlockKey> keys(count, BlockKey{kNoFile, kNoIndex});
-        for (std::size_t slot = 0; slot <= table.mask_; ++slot)
-            if (table.slots_[slot].block) keys[slot] = KeyOf(*table.slots_[slot].block);
+        for (std::size_t slot = 0; table.blocks_ && slot <= table.mask_; ++slot)
+            if (table.blocks_[slot]) keys[slot] = KeyOf(*table.blocks_[slot]);
         return keys;
     }
     static std::int32_t Held(const PtcThreadTable& table) { return table.held_; }

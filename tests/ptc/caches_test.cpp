@@ -78,6 +78,19 @@ TEST_F(PtcCaches, AColdBlockIsReadOnce) {
     EXPECT_GT(counts_.cache_read_time.Ticks(), 0);
 }
 
+// Two blocks whose numbers have the same low 32 bits.
+TEST_F(PtcCaches, BlocksWithoutAKeyAreHeldLikeOthers) {
+    constexpr std::int64_t kFar = (std::int64_t{256} << 32) + 1280;
+    FakeSource file(1, {2 * kFar, 1, 0});
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(file.IsPoint(*Point(file, 1283), 1283));
+        EXPECT_TRUE(file.IsPoint(*Point(file, kFar + 3), kFar + 3));
+        EXPECT_TRUE(file.IsPoint(*Point(file, kFar + 4), kFar + 4));
+    }
+    ExpectCounts(counts_.points, 6, 4, 2);
+    EXPECT_EQ(point_table_->Found() + counts_.points.hits.Value(), 4u);
+}
+
 TEST_F(PtcCaches, TheLastBlockIsShortAndCountsInFull) {
     FakeSource file(1, kThousandPoints);
     EXPECT_TRUE(file.IsPoint(*Point(file, 999), 999));
@@ -174,13 +187,16 @@ TEST(PtcCacheBudget, FollowsTheOptions) {
 TEST(PtcCacheSet, AThreadThatEndsLeavesItsRecordToTheNext) {
     PtcCacheSet set(CacheSizes(2, 1, 1));
     FakeSource file(1, kThousandPoints);
-    PtcThreadCache* const first = set.TakeRecord();
-    PtcThreadCache* const second = set.TakeRecord();
+    ptc_held::Table fronts[2] = {};
+    PtcThreadCache* const first = set.TakeRecord(fronts[0]);
+    PtcThreadCache* const second = set.TakeRecord(fronts[1]);
     EXPECT_EQ(first->index, 0u);
     EXPECT_EQ(second->index, 1u);
     first->GetPoint(file, 0);
+    EXPECT_NE(fronts[0].slots, ptc_held::nothing.slots);
     set.GiveBack(*first);
-    EXPECT_EQ(set.TakeRecord(), first);
+    EXPECT_EQ(fronts[0].slots, ptc_held::nothing.slots);
+    EXPECT_EQ(set.TakeRecord(fronts[0]), first);
     first->GetPoint(file, 0);  // not held any more, but still in the shared cache
     second->GetPoint(file, 300);
 
@@ -190,6 +206,8 @@ TEST(PtcCacheSet, AThreadThatEndsLeavesItsRecordToTheNext) {
     EXPECT_EQ(total.points.hits.Value(), 1u);
     EXPECT_EQ(total.points.slots.Value(), 6u);
     EXPECT_EQ(set.BrokenPromise(), nullptr);
+    set.TakeFronts();
+    EXPECT_EQ(fronts[1].slots, ptc_held::nothing.slots);
 }
 
 TEST(PtcCacheSet, TheFirstSizesCountUntilItIsDestroyed) {

@@ -21,6 +21,7 @@ public:
     FakeSource(std::uint32_t number, const FakeShape& shape, const char* name = nullptr)
         : shape_(shape), name_(name) {
         SetIdentity(number * 1000);
+        SetPoints(shape.points);
     }
 
     const char* Name() const override { return name_; }
