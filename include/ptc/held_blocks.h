@@ -58,13 +58,17 @@ public:
     std::uint64_t Key(std::uint64_t number) const { return first_key_ + number; }
     std::uint64_t Hash(std::uint64_t number) const { return first_hash_ + number * 37; }
 
+    std::size_t FloatsOfPoint() const { return floats_of_point_; }
+
 protected:
     CachedFile() = default;
     void SetIdentity(std::uint32_t identity) {
         first_key_ = KeyOf(identity, 0);
         first_hash_ = HashOf(identity, 0);
     }
-    void SetPoints(std::int64_t points) {
+    /// `floats`: of the data of each point.
+    void SetPoints(std::int64_t points, std::int32_t floats) {
+        floats_of_point_ = floats > 0 ? static_cast<std::size_t>(floats) : 0;
         constexpr std::uint64_t kMost = std::uint64_t{kBlockPoints} << 32;
         const auto count = static_cast<std::uint64_t>(points);
         points_with_key_ = count < kMost ? count : kMost;
@@ -74,6 +78,7 @@ private:
     std::uint64_t first_key_ = 0;
     std::uint64_t first_hash_ = 0;
     std::uint64_t points_with_key_ = 0;
+    std::size_t floats_of_point_ = 0;
 };
 
 /// A block that the thread holds. No block has key 0: an empty slot.

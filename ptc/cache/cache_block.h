@@ -12,48 +12,35 @@
 ///
 ///                Publish            TryHold (+1)
 ///    CLAIMED ----------> HELD(1) <------------> HELD(n)
-///    0  ^ |                 2 |      Drop (-1)      1 + n
-///       | |                   | Drop, by the last holder
-///       | |      TryClaim     v
-///       | |<--------------- IDLE   <- - TryHold: IDLE -> HELD(1), and the
-///       +-----------------> 1          winner unlinks the block
-///             Abandon
+///    0    ^                 2 |      Drop (-1)      1 + n
+///         |                   | Drop, by the last holder
+///         |      TryClaim     v
+///         |<--------------- IDLE
+///                             1
 ///
-///   state    | data readable by | on a list               | in a bucket's chain
-///   ---------+------------------+-------------------------+------------------------------
-///   CLAIMED  | the claimer      | no                      | until the claimer unlinks it
-///   IDLE     | nobody           | reuse list or free list | yes, if it holds data
-///   HELD(n)  | the n holders    | no, but see (*)         | yes
+///   state    | data readable by | on a list                       | in a bucket's chain
+///   ---------+------------------+---------------------------------+------------------------------
+///   CLAIMED  | the claimer      | when it was given back: returned | until the claimer unlinks it
+///   IDLE     | nobody           | when it never held data: free   | yes, if it holds data
+///   HELD(n)  | the n holders    | no                              | yes
 ///
-/// (*) Between TryHold's IDLE -> HELD(1) and the winner's unlink the block is held and still on
-///     the reuse list. A thread that looks there for a block to evict skips it, because its
-///     TryClaim fails.
-///
-/// Only the thread whose compare-and-swap made a transition acts on it: the winner of TryHold
-/// unlinks the block from the reuse list, the winner of TryClaim unlinks it from list and chain.
-/// So the two, which race for an idle block, need no lock in common.
+/// Only the thread whose compare-and-swap made a transition acts on it. So two threads that race
+/// for an idle block, one to hold it and one to claim it, need no lock in common.
 class PtcBlockState {
 public:
-    enum class Hold {
-        kMiss,     ///< the block is being refilled: not a hit, continue the search
-        kJoined,   ///< the block was held already
-        kRevived,  ///< the block was idle: the caller unlinks it from the reuse list
-    };
-
-    /// Caller: holds the lock of the block's bucket, at least for reading.
-    [[nodiscard]] Hold TryHold() noexcept {
+    /// One more hold. False: the block is being refilled.
+    [[nodiscard]] bool TryHold() noexcept {
         std::uint32_t seen = word_.load(std::memory_order_relaxed);
         while (seen != kClaimed) {
             // acquire: pairs with the release in Publish(), so that the block's data are visible
             if (word_.compare_exchange_weak(seen, seen + 1, std::memory_order_acquire,
                                             std::memory_order_relaxed))
-                return seen == kIdle ? Hold::kRevived : Hold::kJoined;
+                return true;
         }
-        return Hold::kMiss;
+        return false;
     }
 
-    /// IDLE -> CLAIMED. False: another thread has held the block first; pick another one.
-    /// Caller: found the block on the reuse list or on the free list, whose lock it holds.
+    /// IDLE -> CLAIMED. False: another thread has held or claimed the block first.
     [[nodiscard]] bool TryClaim() noexcept {
         std::uint32_t idle = kIdle;
         // acquire: pairs with the release in Drop(), so that the refill comes after all reads by
@@ -69,25 +56,18 @@ public:
         word_.fetch_add(kIdle + 1, std::memory_order_release);
     }
 
-    /// CLAIMED -> IDLE. Caller: claimed the block, which is in no chain, and puts it on a list.
-    void Abandon() noexcept {
-        assert(word_.load(std::memory_order_relaxed) == kClaimed);
-        word_.store(kIdle, std::memory_order_release);  // pairs with TryClaim()
-    }
-
-    /// Ends one hold. True: it was the last one, and the caller puts the block on the reuse list.
-    /// Caller: holds the lock of the block's bucket for writing, so that no thread finds and holds
-    /// the block again, and unlinks it, before it is on the list.
-    [[nodiscard]] bool Drop() noexcept {
-        const std::uint32_t before =
-            word_.fetch_sub(1, std::memory_order_release);  // pairs with TryClaim()
+    /// Ends one hold. True: it was the last one. In one order, which all threads agree on, with
+    /// IsIdle() and with the flag that tells that all blocks are held: see PtcSharedCache.
+    bool Drop() noexcept {
+        const std::uint32_t before = word_.fetch_sub(1, std::memory_order_seq_cst);
         assert(before > kIdle);
         return before == kIdle + 1;
     }
 
+    bool IsIdle() const noexcept { return word_.load(std::memory_order_seq_cst) == kIdle; }
+
     /// For checks while no thread changes the block.
     bool IsClaimed() const noexcept { return word_.load(std::memory_order_relaxed) == kClaimed; }
-    bool IsIdle() const noexcept { return word_.load(std::memory_order_relaxed) == kIdle; }
     std::uint32_t Holders() const noexcept {
         return IsClaimed() ? 0 : word_.load(std::memory_order_relaxed) - kIdle;
     }
@@ -104,31 +84,50 @@ constexpr std::int64_t kNoIndex = -1;
 /// One block: 256 points or the 8 children of a node. It fills exactly one cache line: a search
 /// needs its key and its state together, and other threads change the states of its neighbours.
 ///
-///   member                        written by            while
-///   index, identity, bucket       the claimer           the block is in no chain
-///   records, data, data_floats    the claimer           the state is CLAIMED
-///   chain_next                    any thread            it holds the bucket's lock for writing
-///   reuse_next, reuse_previous    any thread            it holds the lists' lock
+///   member                  written by            while
+///   key, bucket             the claimer           the block is in no chain
+///   records, data,          the claimer           the state is CLAIMED
+///     data_floats
+///   chain_next              any thread            it holds the bucket's lock for writing
+///   list_next               any thread            it holds the lists' lock
+///   release time            any holder            it gives its hold back
 ///
 /// A holder may read the members of the first two rows without a lock, because no thread claims a
-/// block that is held.
+/// block that is held. Key, chain and time are atomic, because searches without a lock read them
+/// at any time.
 struct alignas(64) PtcCacheBlock {
-    std::int64_t index = kNoIndex;     ///< first point of the block, or the parent's reference
-    std::uint32_t identity = kNoFile;  ///< of the file
     PtcBlockState state;
-    void* records = nullptr;       ///< 256 PtcPoint or 8 PtcNode; null before the first use
-    float* data = nullptr;         ///< floats of all points; each node has its own array instead
-    std::int32_t data_floats = 0;  ///< how many floats there is room for, in each item
     std::int32_t bucket = kNoBucket;
-    PtcCacheBlock* chain_next = nullptr;
-    PtcCacheBlock* reuse_next = nullptr;  ///< also links the free list
-    PtcCacheBlock* reuse_previous = nullptr;
+    void* records = nullptr;  ///< 256 PtcPoint or 8 PtcNode; null before the first use
+    float* data = nullptr;    ///< floats of all points; each node has its own array instead
+    std::atomic<PtcCacheBlock*> chain_next{nullptr};
+    PtcCacheBlock* list_next = nullptr;  ///< in the free list, or in that of returned blocks
+    std::int32_t data_floats = 0;        ///< how many floats there is room for, in each item
 
     PtcPoint* Points() const { return static_cast<PtcPoint*>(records); }
     PtcNode* Nodes() const { return static_cast<PtcNode*>(records); }
 
-    bool Holds(std::uint32_t wanted_identity, std::int64_t wanted_index) const {
-        return identity == wanted_identity && index == wanted_index;
+    /// The first point of the block, or the parent's reference.
+    std::int64_t Index() const { return index_.load(std::memory_order_relaxed); }
+    /// Of the file.
+    std::uint32_t Identity() const { return identity_.load(std::memory_order_relaxed); }
+    bool IsEmpty() const { return Identity() == kNoFile; }
+    bool Holds(std::uint32_t identity, std::int64_t index) const {
+        return Index() == index && Identity() == identity;
     }
+    void SetKey(std::uint32_t identity, std::int64_t index) {
+        identity_.store(identity, std::memory_order_relaxed);
+        index_.store(index, std::memory_order_relaxed);
+    }
+    void Clear() { SetKey(kNoFile, kNoIndex); }
+
+    /// Of ptc/cache/release_clock.h: when a hold on the block ended last.
+    std::uint64_t ReleasedAt() const { return released_at_.load(std::memory_order_relaxed); }
+    void SetReleasedAt(std::uint64_t time) { released_at_.store(time, std::memory_order_relaxed); }
+
+private:
+    std::atomic<std::uint32_t> identity_{kNoFile};
+    std::atomic<std::int64_t> index_{kNoIndex};
+    std::atomic<std::uint64_t> released_at_{0};
 };
 static_assert(sizeof(PtcCacheBlock) == 64);

@@ -3,11 +3,11 @@
 // A miss takes these steps:
 //
 //   step          locks          state of the block after it
-//   ClaimBlock    list           CLAIMED, on no list, perhaps still in the chain of its old key
-//   LeaveChain    bucket         CLAIMED, in no chain: no other thread can reach it
+//   ClaimBlock    evict or list  CLAIMED, on no list, perhaps still in the chain of its old key
+//   LeaveChain    bucket         CLAIMED, in no chain: no search finds it
 //   Read          none           the same, filled
-//   Insert        bucket, list   HELD(1), in the chain of its new key. If another thread has
-//                                inserted that key: IDLE, and the miss answers the other block
+//   Insert        bucket         HELD(1), in the chain of its new key. If another thread has
+//                                inserted that key: returned, and the miss answers the other block
 //
 // A miss that ends before Insert gives its block back.
 
@@ -19,6 +19,8 @@
 #include <new>
 #include <utility>
 
+#include "ptc/cache/release_clock.h"
+
 namespace {
 
 std::size_t BucketCount(std::int32_t capacity) {
@@ -28,15 +30,21 @@ std::size_t BucketCount(std::int32_t capacity) {
 /// Null pointers. calloc() gives zeroed pages that the system provides only when they are used, so
 /// a large capacity costs no memory before it is needed. Throws std::bad_alloc.
 PtcBlockLinks NullLinks(std::size_t count) {
-    auto* const links = static_cast<PtcCacheBlock**>(std::calloc(count, sizeof(void*)));
+    using Link = PtcBlockLinks::element_type;
+    static_assert(sizeof(Link) == sizeof(void*) && Link::is_always_lock_free);
+    auto* const links = static_cast<Link*>(std::calloc(count, sizeof(Link)));
     if (!links) throw std::bad_alloc();
     return PtcBlockLinks(links);
 }
 
+std::size_t ChunkCount(std::int32_t capacity) {
+    constexpr std::int32_t kChunk = PtcSharedCache::kChunkBlocks;
+    return static_cast<std::size_t>((capacity + kChunk - 1) / kChunk);
+}
+
 }  // namespace
 
-/// Holds one bucket's lock for reading. Functions that need the lock take this object as an
-/// argument, because clang's analysis cannot name "the lock of bucket b".
+/// Holds one bucket's lock for reading: the chain stays as it is.
 class PtcSharedCache::BucketRead {
 public:
     [[nodiscard]] BucketRead(PtcSharedCache& cache, std::size_t bucket)
@@ -46,16 +54,17 @@ private:
     tbb::spin_rw_mutex::scoped_lock lock_;
 };
 
-/// The same for writing; gives access to the bucket's chain.
+/// The same for writing; gives access to the bucket's chain. Functions that need the lock take this
+/// object, because clang's analysis cannot name "the lock of bucket b".
 class PtcSharedCache::BucketWrite {
 public:
     [[nodiscard]] BucketWrite(PtcSharedCache& cache, std::size_t bucket)
         : head_(cache.heads_[bucket]), lock_(cache.bucket_lock_[bucket % kBucketLocks], true) {}
 
-    PtcCacheBlock*& Head() const { return head_; }
+    std::atomic<PtcCacheBlock*>& Head() const { return head_; }
 
 private:
-    PtcCacheBlock*& head_;
+    std::atomic<PtcCacheBlock*>& head_;
     tbb::spin_rw_mutex::scoped_lock lock_;
 };
 
@@ -68,9 +77,7 @@ public:
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
     ~Claim() {
-        if (!block_) return;
-        TgSpinGuard hold(cache_.list_lock_);
-        cache_.GiveBack(*block_);
+        if (block_) cache_.GiveBack(*block_);
     }
 
     PtcCacheBlock& operator*() const { return *block_; }
@@ -88,12 +95,9 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
       capacity_(capacity),
       bucket_mask_(BucketCount(capacity) - 1),
       shared_stats_(stats),
-      heads_(NullLinks(BucketCount(capacity))) {
-    {
-        TgMutexGuard grow(grow_lock_);
-        const std::int32_t chunks = (capacity + kChunkBlocks - 1) / kChunkBlocks;
-        chunks_.reserve(static_cast<std::size_t>(chunks));
-    }
+      heads_(NullLinks(BucketCount(capacity))),
+      chunks_(std::make_unique<std::unique_ptr<PtcCacheBlock[]>[]>(ChunkCount(capacity))),
+      idle_(capacity) {
     if (!Grow()) throw std::bad_alloc();
     Charge(FixedBytes());
     (stats.*kind.figures).slots.Set(static_cast<unsigned long>(capacity));
@@ -106,55 +110,58 @@ std::int64_t PtcSharedCache::FixedBytes() const {
 }
 
 void PtcSharedCache::FreeBlocks() {
+    const auto free_one = [&](PtcCacheBlock& block) {
+        Charge(-BytesOf(block));
+        FreeData(block);
+    };
+    ForEachBlock(free_one);
     TgMutexGuard grow(grow_lock_);
-    TgSpinGuard hold(list_lock_);
-    std::int32_t left = allocated_;
-    for (const auto& chunk : chunks_) {
-        const std::int32_t blocks = std::min(left, kChunkBlocks);
-        for (PtcCacheBlock* block = chunk.get(); block != chunk.get() + blocks; ++block) {
-            Charge(-BytesOf(*block));
-            FreeData(*block);
-        }
-        left -= blocks;
-    }
-    for (const auto& block : own_blocks_) {
-        Charge(-BytesOf(*block));
-        FreeData(*block);
-    }
+    for (const auto& block : own_blocks_) free_one(*block);
     own_blocks_.clear();
-    chunks_.clear();
     allocated_ = 0;
     Charge(-FixedBytes());
 }
 
 // --- getting and releasing ---
 
-PtcCacheBlock* PtcSharedCache::Get(const PtcBlockRequest& request, PtcCacheStats& stats,
-                                   PtcNoBlock* why) {
+PtcCacheBlock* PtcSharedCache::Find(const PtcBlockRequest& request, PtcCacheStats& stats) {
+    // Without the lock, a search may come into other chains with blocks that move there.
+    constexpr int kLongest = 64;
     const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
-    PtcCacheFigures& figures = stats.*kind_.figures;
-    if (PtcCacheBlock* const found = FindAndHold(request, bucket)) {
-        figures.hits.Add(1);
-        return found;
+    PtcCacheBlock* found = HoldInChain(request, bucket, kLongest);
+    if (!found) {
+        const BucketRead lock(*this, bucket);
+        found = HoldInChain(request, bucket, capacity_);
     }
-    figures.misses.Add(1);
-    PtcNoBlock reason;
-    PtcCacheBlock* const block = Load(request, bucket, stats, &reason);
+    if (found) (stats.*kind_.figures).hits.Add(1);
+    return found;
+}
+
+PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, PtcCacheStats& stats,
+                                    PtcNoBlock* why) {
+    (stats.*kind_.figures).misses.Add(1);
+    PtcNoBlock reason;  // `*why` may be a table's, which a handler's lookups change
+    PtcCacheBlock* const block = ReadAndInsert(request, stats, &reason);
     if (block) return block;
     Report(request, reason);
     if (why) *why = reason;
     return nullptr;
 }
 
-/// The steps of a miss: reads the block and inserts it. Null: `*why` has the reason.
-PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::size_t bucket,
-                                    PtcCacheStats& stats, PtcNoBlock* why) {
-    *why = {PtcNoBlock::Reason::kAllHeld};
-    PtcCacheBlock* const claimed = ClaimBlock();
-    if (!claimed) return nullptr;
-    LeaveChain(*claimed);
-    Claim claim(*this, *claimed);
-    return Read(*claim, request, stats, why) ? Insert(claim, request, bucket) : nullptr;
+/// The steps of a miss. Null: `*why` has the reason.
+PtcCacheBlock* PtcSharedCache::ReadAndInsert(const PtcBlockRequest& request, PtcCacheStats& stats,
+                                             PtcNoBlock* why) {
+    const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
+    for (;;) {
+        *why = {PtcNoBlock::Reason::kAllHeld};
+        PtcCacheBlock* const claimed = ClaimBlock();
+        if (!claimed) return nullptr;
+        LeaveChain(*claimed);
+        Claim claim(*this, *claimed);
+        if (!Read(*claim, request, stats, why)) return nullptr;
+        if (PtcCacheBlock* const block = Insert(claim, request, bucket)) return block;
+        // Another thread has inserted the block, and it was evicted since.
+    }
 }
 
 void PtcSharedCache::Report(const PtcBlockRequest& request, const PtcNoBlock& why) const {
@@ -162,32 +169,28 @@ void PtcSharedCache::Report(const PtcBlockRequest& request, const PtcNoBlock& wh
 }
 
 void PtcSharedCache::Release(PtcCacheBlock& block) {
-    const BucketWrite lock(*this, static_cast<std::size_t>(block.bucket));
-    if (!block.state.Drop()) return;
-    TgSpinGuard hold(list_lock_);
-    PushIdleHead(block);
+    block.SetReleasedAt(release_clock::Now());
+    EndHold(block);
 }
 
-/// Finds the block in its chain and holds it. Null: a miss. The bucket's lock is released before
-/// the block leaves the reuse list: once it is held, no thread claims it, so the list's lock is
-/// taken only for a block that was idle, and not under the bucket's.
-PtcCacheBlock* PtcSharedCache::FindAndHold(const PtcBlockRequest& request, std::size_t bucket) {
-    using Hold = PtcBlockState::Hold;
-    PtcCacheBlock* block;
-    Hold hold = Hold::kMiss;
-    {
-        const BucketRead lock(*this, bucket);
-        for (block = heads_[bucket]; block; block = block->chain_next) {
-            if (!block->Holds(request.file.Identity(), request.index)) continue;
-            hold = block->state.TryHold();
-            if (hold != Hold::kMiss) break;
+void PtcSharedCache::EndHold(PtcCacheBlock& block) {
+    if (block.state.Drop() && all_held_.load()) all_held_.store(false);
+}
+
+/// One search, with or without the bucket's lock, of at most `most` blocks.
+PtcCacheBlock* PtcSharedCache::HoldInChain(const PtcBlockRequest& request, std::size_t bucket,
+                                           int most) {
+    const std::uint32_t identity = request.file.Identity();
+    // acquire: pairs with the release in Insert(), so that what is linked is visible
+    PtcCacheBlock* block = heads_[bucket].load(std::memory_order_acquire);
+    for (int i = 0; block && i < most; ++i) {
+        if (block->Holds(identity, request.index) && block->state.TryHold()) {
+            if (block->Holds(identity, request.index)) return block;
+            EndHold(*block);  // it was refilled between the two looks at its key
         }
+        block = block->chain_next.load(std::memory_order_acquire);
     }
-    if (hold == Hold::kRevived) {
-        TgSpinGuard list(list_lock_);
-        UnlinkIdle(*block);
-    }
-    return block;
+    return nullptr;
 }
 
 /// Makes room in a block and fills it. Measures the time and counts the items of each reading, also
@@ -221,68 +224,86 @@ PtcCacheBlock* PtcSharedCache::MakeOwnBlock() {
 bool PtcSharedCache::ReadInto(PtcCacheBlock& block, const PtcBlockRequest& request,
                               PtcCacheStats& stats, PtcNoBlock* why) {
     if (block.Holds(request.file.Identity(), request.index)) return true;
-    block.identity = kNoFile;
-    block.index = kNoIndex;
+    block.Clear();
     PtcNoBlock reason;  // `*why` is the table's, which a handler's lookups change
     if (!Read(block, request, stats, &reason)) {
         Report(request, reason);
         *why = reason;
         return false;
     }
-    block.identity = request.file.Identity();
-    block.index = request.index;
+    block.SetKey(request.file.Identity(), request.index);
     return true;
 }
 
-/// Inserts a filled block into its chain, unless another thread has inserted the same key
-/// meanwhile. Search and insertion are under one lock, so a chain never contains a key twice.
+/// Inserts a filled block into its chain and answers it, or the block that another thread has
+/// inserted with the same key meanwhile. Search and insertion are under one lock, so a chain never
+/// contains a key twice. Null: the other block is being evicted.
+///
+/// The claimed block is given back before the other one is held: otherwise this thread would have
+/// both for a moment, one more than it may, and another thread might find all blocks held.
 PtcCacheBlock* PtcSharedCache::Insert(Claim& claim, const PtcBlockRequest& request,
                                       std::size_t bucket) {
+    const std::uint32_t identity = request.file.Identity();
     const BucketWrite lock(*this, bucket);
-    if (PtcCacheBlock* const other = HoldOther(claim, request, lock)) return other;
+    PtcCacheBlock* const head = lock.Head().load(std::memory_order_relaxed);
+    for (PtcCacheBlock* block = head; block; block = block->chain_next.load()) {
+        if (!block->Holds(identity, request.index)) continue;
+        GiveBack(claim.HandOver());
+        return block->state.TryHold() ? block : nullptr;
+    }
     PtcCacheBlock& block = claim.HandOver();
-    block.identity = request.file.Identity();
-    block.index = request.index;
+    block.SetKey(identity, request.index);
     block.bucket = static_cast<std::int32_t>(bucket);
-    block.chain_next = lock.Head();
-    lock.Head() = &block;
+    block.chain_next.store(head, std::memory_order_relaxed);
+    lock.Head().store(&block, std::memory_order_release);
     block.state.Publish();
     return &block;
 }
 
-/// Holds the other thread's block and gives the claimed one back; null: there is no other block.
-/// Both happen under the lists' lock: a thread that looks for a block in between would find neither
-/// of the two, and might answer that all are held.
-PtcCacheBlock* PtcSharedCache::HoldOther(Claim& claim, const PtcBlockRequest& request,
-                                         const BucketWrite& lock) {
-    using Hold = PtcBlockState::Hold;
-    for (PtcCacheBlock* block = lock.Head(); block; block = block->chain_next) {
-        if (!block->Holds(request.file.Identity(), request.index)) continue;
-        TgSpinGuard list(list_lock_);
-        const Hold hold = block->state.TryHold();
-        if (hold == Hold::kMiss) continue;  // being evicted: LeaveChain() waits for this bucket
-        if (hold == Hold::kRevived) UnlinkIdle(*block);
-        GiveBack(claim.HandOver());
-        return block;
-    }
-    return nullptr;
-}
-
 // --- where blocks come from ---
 
-/// A block in state CLAIMED, on no list, perhaps still in a chain; null: all are held. An idle
-/// block is evicted only when all blocks exist or memory for new ones is lacking. Grow() takes a
-/// lock of lower rank, so the lists are unlocked before it and looked at again after it.
+/// A block in state CLAIMED, on no list, perhaps still in a chain; null: all are held. Blocks that
+/// never held data come first. An idle block is evicted only when all blocks exist or memory for
+/// new ones is lacking. Grow() takes a lock of lower rank, so the lists are unlocked before it and
+/// looked at again after it.
 PtcCacheBlock* PtcSharedCache::ClaimBlock() {
     bool can_grow = true;
     for (;;) {
         {
             TgSpinGuard hold(list_lock_);
             if (PtcCacheBlock* const block = PopFree()) return block;
-            if (!can_grow || allocated_ == capacity_) return ClaimIdle();
+            if (!can_grow || allocated_.load(std::memory_order_relaxed) == capacity_) break;
         }
         can_grow = Grow();
     }
+    return ClaimIdle();
+}
+
+/// A block that was given back, or the idle block that was released longest ago.
+PtcCacheBlock* PtcSharedCache::ClaimIdle() {
+    TgMutexGuard evict(evict_lock_);
+    for (;;) {
+        if (PtcCacheBlock* const block = PopReturned()) return block;
+        if (PtcCacheBlock* const block = idle_.ClaimOldest()) return block;
+        if (all_held_.load()) return nullptr;
+        all_held_.store(true);
+        if (PtcCacheBlock* const block = PopReturned()) {
+            all_held_.store(false);
+            return block;
+        }
+        if (ListIdle()) {
+            all_held_.store(false);
+        } else if (all_held_.load()) {
+            return nullptr;
+        }
+    }
+}
+
+/// Lists the blocks that were released longest ago. False: none is idle.
+bool PtcSharedCache::ListIdle() {
+    idle_.Begin();
+    ForEachBlock([&](PtcCacheBlock& block) UTIL_NO_THREAD_ANALYSIS { idle_.Look(block); });
+    return idle_.Ready();
 }
 
 /// Fills the free list with a new chunk, unless another thread has, or all blocks exist.
@@ -293,7 +314,7 @@ bool PtcSharedCache::Grow() {
     {
         TgSpinGuard hold(list_lock_);
         if (free_head_) return true;
-        count = std::min(capacity_ - allocated_, kChunkBlocks);
+        count = std::min(capacity_ - allocated_.load(std::memory_order_relaxed), kChunkBlocks);
     }
     if (count == 0) return true;
     std::unique_ptr<PtcCacheBlock[]> chunk(new (std::nothrow)
@@ -301,12 +322,13 @@ bool PtcSharedCache::Grow() {
     if (!chunk) return false;
     PtcCacheBlock* const first = chunk.get();
     for (PtcCacheBlock* block = first; block != first + count - 1; ++block)
-        block->reuse_next = block + 1;
-    chunks_.push_back(std::move(chunk));  // room for all chunks is reserved
+        block->list_next = block + 1;
     TgSpinGuard hold(list_lock_);
-    first[count - 1].reuse_next = free_head_;
+    const std::int32_t before = allocated_.load(std::memory_order_relaxed);
+    chunks_[static_cast<std::size_t>(before / kChunkBlocks)] = std::move(chunk);
+    first[count - 1].list_next = free_head_;
     free_head_ = first;
-    allocated_ += count;
+    allocated_.store(before + count, std::memory_order_release);
     return true;
 }
 
@@ -315,61 +337,40 @@ bool PtcSharedCache::Grow() {
 void PtcSharedCache::LeaveChain(PtcCacheBlock& block) {
     if (block.bucket == kNoBucket) return;
     const BucketWrite lock(*this, static_cast<std::size_t>(block.bucket));
-    PtcCacheBlock** link = &lock.Head();
-    while (*link != &block) link = &(*link)->chain_next;
-    *link = block.chain_next;
-    block.chain_next = nullptr;
+    std::atomic<PtcCacheBlock*>* link = &lock.Head();
+    while (link->load(std::memory_order_relaxed) != &block)
+        link = &link->load(std::memory_order_relaxed)->chain_next;
+    link->store(block.chain_next.load(std::memory_order_relaxed), std::memory_order_release);
+    block.chain_next.store(nullptr, std::memory_order_relaxed);
     block.bucket = kNoBucket;
-    block.identity = kNoFile;
-    block.index = kNoIndex;
+    block.Clear();
 }
 
 // --- the lists ---
 
-/// Puts a claimed block back at the tail, where the next search begins, because it contains
-/// nothing. So a file that fails again and again takes only one block away from the others.
+/// Lists a claimed block, which contains nothing, as the next one to be used instead of an idle
+/// block. So a file that fails again and again takes only one block away from the others. The block
+/// stays claimed: no search holds it.
 void PtcSharedCache::GiveBack(PtcCacheBlock& block) {
-    block.state.Abandon();
-    PushIdleTail(block);
+    {
+        TgSpinGuard hold(list_lock_);
+        block.list_next = returned_head_;
+        returned_head_ = &block;
+    }
+    all_held_.store(false);
 }
 
 PtcCacheBlock* PtcSharedCache::PopFree() {
     PtcCacheBlock* const block = free_head_;
     // No other thread can reach a free block, so TryClaim() never fails here.
     if (!block || !block->state.TryClaim()) return nullptr;
-    free_head_ = block->reuse_next;
-    block->reuse_next = nullptr;
+    free_head_ = std::exchange(block->list_next, nullptr);
     return block;
 }
 
-/// The idle block that was released longest ago. Skips blocks that another thread has just revived
-/// and unlinks as soon as it gets the lock.
-PtcCacheBlock* PtcSharedCache::ClaimIdle() {
-    for (PtcCacheBlock* block = idle_tail_; block; block = block->reuse_previous) {
-        if (!block->state.TryClaim()) continue;
-        UnlinkIdle(*block);
-        return block;
-    }
-    return nullptr;
-}
-
-void PtcSharedCache::PushIdleHead(PtcCacheBlock& block) {
-    block.reuse_next = idle_head_;
-    block.reuse_previous = nullptr;
-    (idle_head_ ? idle_head_->reuse_previous : idle_tail_) = &block;
-    idle_head_ = &block;
-}
-
-void PtcSharedCache::PushIdleTail(PtcCacheBlock& block) {
-    block.reuse_next = nullptr;
-    block.reuse_previous = idle_tail_;
-    (idle_tail_ ? idle_tail_->reuse_next : idle_head_) = &block;
-    idle_tail_ = &block;
-}
-
-void PtcSharedCache::UnlinkIdle(PtcCacheBlock& block) {
-    (block.reuse_previous ? block.reuse_previous->reuse_next : idle_head_) = block.reuse_next;
-    (block.reuse_next ? block.reuse_next->reuse_previous : idle_tail_) = block.reuse_previous;
-    block.reuse_next = nullptr;
-    block.reuse_previous = nullptr;
+PtcCacheBlock* PtcSharedCache::PopReturned() {
+    TgSpinGuard hold(list_lock_);
+    PtcCacheBlock* const block = returned_head_;
+    if (block) returned_head_ = std::exchange(block->list_next, nullptr);
+    return block;
 }

@@ -12,15 +12,17 @@
 //
 //   rank  lock          count  guards
 //   50    grow_lock_      1    allocating chunks and threads' own blocks, the lists of them
-//   51    bucket_lock_  128    the chains of the buckets b with b % 128 == i
-//   52    list_lock_      1    reuse list, free list, allocated count
+//   51    bucket_lock_  128    changes of the chains of the buckets b with b % 128 == i
+//   52    evict_lock_     1    the list of blocks that were released longest ago
+//   53    list_lock_      1    free list, returned list, allocated count
 //
-//   - a thread holds at most one bucket lock, and none together with grow_lock_;
-//   - list_lock_ may be taken inside a bucket lock, never the other way round: so eviction releases
-//     list_lock_ before it unlinks a block from its bucket;
+//   - a thread holds at most one of these, except list_lock_, which may be taken inside any other;
+//   - hits and releases take none: a search reads the chain without its lock, holds the block that
+//     has the key, and looks at the key again, which cannot change any more then. Only a search
+//     that finds nothing repeats itself under the bucket's lock, because the chain may have changed
+//     under it. Blocks are never freed while the cache lives, so a search always reads a block;
 //   - a chunk is allocated under grow_lock_ and without list_lock_. So a thread that finds the free
-//     list empty meanwhile waits for the chunk instead of answering that all blocks are held, and
-//     threads that only release blocks do not wait;
+//     list empty meanwhile waits for the chunk instead of answering that all blocks are held;
 //   - no lock is held while a file is read, so two threads that miss on one block at once may
 //     both read it. The later one finds the other's block when it inserts, under the bucket's
 //     lock, and gives its own back: a chain never contains a key twice.
@@ -29,6 +31,8 @@
 
 #include <tbb/spin_rw_mutex.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -36,6 +40,7 @@
 
 #include "ptc/cache/cache_block.h"
 #include "ptc/cache/cache_stats.h"
+#include "ptc/cache/idle_blocks.h"
 #include "util/base/tg_lock.h"
 
 /// A block that a lookup needs, and how to read it.
@@ -43,6 +48,7 @@ struct PtcBlockRequest {
     PtcBlockSource& file;
     std::int64_t index;            ///< first point, or the parent's reference
     const std::int64_t* children;  ///< the parent's eight references; null for points
+    std::size_t item = 0;          ///< of the block, which the caller uses first
 };
 
 /// Why there is no block.
@@ -60,7 +66,7 @@ struct PtcFree {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-using PtcBlockLinks = std::unique_ptr<PtcCacheBlock*[], PtcFree>;
+using PtcBlockLinks = std::unique_ptr<std::atomic<PtcCacheBlock*>[], PtcFree>;
 
 class PtcSharedCache : public TgUncopyable {
 public:
@@ -70,7 +76,15 @@ public:
     /// The block that `request` names, held once more; null: `*why`, unless null, has the reason.
     /// Counts one hit or one miss, and what is read, in `stats`, which is the calling thread's.
     PtcCacheBlock* Get(const PtcBlockRequest& request, PtcCacheStats& stats,
-                       PtcNoBlock* why = nullptr);
+                       PtcNoBlock* why = nullptr) {
+        PtcCacheBlock* const found = Find(request, stats);
+        return found ? found : Load(request, stats, why);
+    }
+
+    /// The two steps of Get(): the block if the cache has it, which is a hit; the block after it
+    /// was read, which is a miss.
+    PtcCacheBlock* Find(const PtcBlockRequest& request, PtcCacheStats& stats);
+    PtcCacheBlock* Load(const PtcBlockRequest& request, PtcCacheStats& stats, PtcNoBlock* why);
 
     /// Gives one hold back. Caller: holds the block.
     void Release(PtcCacheBlock& block);
@@ -141,24 +155,36 @@ private:
     }
     std::int64_t FixedBytes() const;
 
-    PtcCacheBlock* FindAndHold(const PtcBlockRequest& request, std::size_t bucket);
-    PtcCacheBlock* Load(const PtcBlockRequest& request, std::size_t bucket, PtcCacheStats& stats,
-                        PtcNoBlock* why);
+    PtcCacheBlock* HoldInChain(const PtcBlockRequest& request, std::size_t bucket, int most);
+    PtcCacheBlock* ReadAndInsert(const PtcBlockRequest& request, PtcCacheStats& stats,
+                                 PtcNoBlock* why);
     PtcCacheBlock* ClaimBlock();
+    PtcCacheBlock* ClaimIdle();
+    bool ListIdle() UTIL_REQUIRES(evict_lock_);
     bool Grow();
     void LeaveChain(PtcCacheBlock& block);
     bool Read(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats,
               PtcNoBlock* why);
     void Report(const PtcBlockRequest& request, const PtcNoBlock& why) const;
     PtcCacheBlock* Insert(Claim& claim, const PtcBlockRequest& request, std::size_t bucket);
-    PtcCacheBlock* HoldOther(Claim& claim, const PtcBlockRequest& request, const BucketWrite& lock);
+    void EndHold(PtcCacheBlock& block);
 
-    void GiveBack(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+    void GiveBack(PtcCacheBlock& block);
     PtcCacheBlock* PopFree() UTIL_REQUIRES(list_lock_);
-    PtcCacheBlock* ClaimIdle() UTIL_REQUIRES(list_lock_);
-    void PushIdleHead(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
-    void PushIdleTail(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
-    void UnlinkIdle(PtcCacheBlock& block) UTIL_REQUIRES(list_lock_);
+    PtcCacheBlock* PopReturned();
+
+    /// Calls `visit` for all blocks that exist, in the order of their making.
+    template <class Visit>
+    void ForEachBlock(Visit visit) const {
+        // acquire: pairs with the release in Grow(), so that the chunks are visible
+        std::int32_t left = allocated_.load(std::memory_order_acquire);
+        for (std::size_t chunk = 0; left > 0; ++chunk) {
+            PtcCacheBlock* const first = chunks_[chunk].get();
+            const std::int32_t count = std::min(left, kChunkBlocks);
+            for (PtcCacheBlock* block = first; block != first + count; ++block) visit(*block);
+            left -= count;
+        }
+    }
 
     const char* BrokenChain() const;
     const char* BrokenList() const;
@@ -169,21 +195,28 @@ private:
     const std::size_t bucket_mask_;
     PtcCacheStats& shared_stats_;
 
-    // Each head is guarded by its bucket's lock; a BucketRead or BucketWrite proves that it is
-    // held.
+    // Each head is changed under its bucket's lock; a BucketWrite proves that it is held.
     const PtcBlockLinks heads_;
     mutable tbb::spin_rw_mutex bucket_lock_[kBucketLocks];
 
-    // Guarded.
+    // Guarded. A chunk is written once, before `allocated_` counts its blocks.
     TgMutex grow_lock_;
-    std::vector<std::unique_ptr<PtcCacheBlock[]>> chunks_ UTIL_GUARDED_BY(grow_lock_);
+    const std::unique_ptr<std::unique_ptr<PtcCacheBlock[]>[]> chunks_;
     std::vector<std::unique_ptr<PtcCacheBlock>> own_blocks_ UTIL_GUARDED_BY(grow_lock_);
 
-    // Starts a cache line: these members change with each block that becomes idle or is claimed,
-    // and lookups of other threads read the members above.
+    TgMutex evict_lock_;
+    PtcIdleBlocks idle_ UTIL_GUARDED_BY(evict_lock_);
+
+    // Starts a cache line: these members change with misses, and lookups of other threads read the
+    // members above.
     alignas(64) TgSpinByte list_lock_;
-    PtcCacheBlock* idle_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released last
-    PtcCacheBlock* idle_tail_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< released longest ago
-    PtcCacheBlock* free_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< never held data
-    std::int32_t allocated_ UTIL_GUARDED_BY(list_lock_) = 0;
+    PtcCacheBlock* free_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;      ///< never held data
+    PtcCacheBlock* returned_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< could not be filled
+    /// Atomic: written under the lock; read without it to visit all blocks.
+    std::atomic<std::int32_t> allocated_{0};
+
+    /// No block has been released since all were looked at and none was idle. So a thread that
+    /// needs a block then looks at none of them. Set before the look: a release that comes during
+    /// it either lets its block be seen idle or clears the flag.
+    alignas(64) std::atomic<bool> all_held_{false};
 };

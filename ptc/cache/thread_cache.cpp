@@ -35,39 +35,42 @@ void PtcThreadTable::ReleaseAll() {
 }
 
 /// Gets the block from the shared cache and stores it in its slot. The block that was in the slot
-/// is released before, so that a thread never holds more blocks than its capacity, and that block
-/// can serve this very request.
-void* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) {
+/// is released before another one is read, so that a thread that looks for a block to read into
+/// never holds as many as its capacity, and that block can serve this very request.
+PtcCacheBlock* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64_t hash) {
     if (!blocks_ && !MakePlaces()) {
         why_not_ = {PtcNoBlock::Reason::kNoMemory};
         return nullptr;
     }
     const std::size_t place = hash & mask_;
-    if (PtcCacheBlock* const held = blocks_[place]) {
-        if (held->Holds(request.file.Identity(), request.index)) {
-            CountFound();
-            return held->records;
-        }
-        Empty(place);
+    PtcCacheBlock* const held = blocks_[place];
+    if (held && held->Holds(request.file.Identity(), request.index)) {
+        CountFound();
+        return held;
     }
     figures_.lookups.Add(1);  // the shared cache counts a hit or a miss
-    PtcCacheBlock* const block = cache_.Get(request, stats_, &why_not_);
+    PtcCacheBlock* block = cache_.Find(request, stats_);
+    if (block) WillUse(*block, request);
+    if (held) Empty(place);
+    if (!block) block = cache_.Load(request, stats_, &why_not_);
     if (!block) return ReadPastCache(request);
     blocks_[place] = block;
     Fill(place, block);
-    if (++held_ == capacity_) {
-        // Lookups that hit keep no record of their order, so the victim is the next block in the
-        // order of the slots. There is one: a capacity is at least 2, so another slot is occupied.
-        do cursor_ = (cursor_ + 1) & mask_;
-        while (!blocks_[cursor_] || cursor_ == place);
-        Empty(cursor_);
-    }
-    return block->records;
+    if (++held_ == capacity_) EmptyNext(place);
+    return block;
+}
+
+/// Releases the next block in the order of the slots, but not the one at `place`: lookups that hit
+/// keep no record of their order. There is one: a capacity is at least 2.
+void PtcThreadTable::EmptyNext(std::size_t place) {
+    do cursor_ = (cursor_ + 1) & mask_;
+    while (!blocks_[cursor_] || cursor_ == place);
+    Empty(cursor_);
 }
 
 /// After a failed request: if all blocks were held, reads the same records into a block of the
 /// thread's own. The block keeps the records that were read last, for the next such request.
-void* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
+PtcCacheBlock* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
     if (all_held_ == AllHeld::kNull || why_not_.reason != PtcNoBlock::Reason::kAllHeld)
         return nullptr;
     if (!own_) own_ = cache_.MakeOwnBlock();
@@ -77,7 +80,7 @@ void* PtcThreadTable::ReadPastCache(const PtcBlockRequest& request) {
     }
     if (!cache_.ReadInto(*own_, request, stats_, &why_not_)) return nullptr;
     figures_.uncached.Add(1);
-    return own_->records;
+    return own_;
 }
 
 bool PtcThreadTable::MakePlaces() noexcept {
@@ -96,6 +99,14 @@ void PtcThreadTable::Empty(std::size_t place) {
     Fill(place, nullptr);
     cache_.Release(*std::exchange(blocks_[place], nullptr));
     --held_;
+}
+
+/// The record is read next and then, at the address that it contains, the data: asked for now, both
+/// come at once and while the other block is released (random points: 0.20 to 0.31 of an array).
+void PtcPointTable::WillUse(const PtcCacheBlock& block,
+                            const PtcBlockRequest& request) const noexcept {
+    __builtin_prefetch(block.Points() + request.item);
+    __builtin_prefetch(block.data + request.file.FloatsOfPoint() * request.item);
 }
 
 bool PtcPointTable::MakeSlots(std::size_t count) noexcept {
@@ -131,11 +142,11 @@ void PtcPointTable::TakeBack() {
 }
 
 void PtcPointTable::Fill(std::size_t place, const PtcCacheBlock* block) noexcept {
-    const std::int64_t number = block ? block->index / PtcPointCache::kPoints : INT64_MAX;
+    const std::int64_t number = block ? block->Index() / PtcPointCache::kPoints : INT64_MAX;
     const bool has_key = number <= std::int64_t{UINT32_MAX};
     slots_[place] =
         has_key
-            ? ptc_held::Slot{ptc_held::KeyOf(block->identity, static_cast<std::uint32_t>(number)),
+            ? ptc_held::Slot{ptc_held::KeyOf(block->Identity(), static_cast<std::uint32_t>(number)),
                              block->Points()}
             : ptc_held::Slot{};
 }
@@ -149,7 +160,7 @@ bool PtcNodeTable::MakeSlots(std::size_t count) noexcept {
 }
 
 void PtcNodeTable::Fill(std::size_t place, const PtcCacheBlock* block) noexcept {
-    slots_[place] = block ? Slot{block->index, ~block->identity, block->Nodes()} : Slot{};
+    slots_[place] = block ? Slot{block->Index(), ~block->Identity(), block->Nodes()} : Slot{};
 }
 
 void PtcThreadCache::ReleaseAll() {

@@ -41,9 +41,9 @@ protected:
     /// Caller: has called ReleaseAll() in its own destructor, because that calls Fill().
     virtual ~PtcThreadTable() = default;
 
-    /// The records of the requested block, which this table now holds, or null. Caller: has not
-    /// found it in its slots. A block that has no key is here nevertheless.
-    void* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
+    /// The requested block, which this table now holds, or null. Caller: has not found it in its
+    /// slots. A block that has no key is held nevertheless.
+    PtcCacheBlock* Fetch(const PtcBlockRequest& request, std::uint64_t hash);
 
 private:
     friend struct PtcCacheView;  // tests compare places, cursor and count with a model's
@@ -55,9 +55,13 @@ private:
     /// A lookup has found its block after all.
     virtual void CountFound() noexcept = 0;
 
-    void* ReadPastCache(const PtcBlockRequest& request);
+    /// A held block's records are about to be read.
+    virtual void WillUse(const PtcCacheBlock&, const PtcBlockRequest&) const noexcept {}
+
+    PtcCacheBlock* ReadPastCache(const PtcBlockRequest& request);
     bool MakePlaces() noexcept;
     void Empty(std::size_t place);
+    void EmptyNext(std::size_t place);
 
     std::unique_ptr<PtcCacheBlock*[], PtcFree>
         blocks_;  ///< held, null: none; made by the first lookup
@@ -95,8 +99,8 @@ public:
             held_->CountFound();
             return slot.points + place;
         }
-        const void* const records = Fetch({file, first, nullptr}, hash);
-        return records ? static_cast<const PtcPoint*>(records) + place : nullptr;
+        const PtcCacheBlock* const block = Fetch({file, first, nullptr, place}, hash);
+        return block ? block->Points() + place : nullptr;
     }
 
     /// The number of lookups that found their block in the table. The thread's statistics do not
@@ -113,6 +117,8 @@ private:
     bool MakeSlots(std::size_t count) noexcept override;
     void Fill(std::size_t place, const PtcCacheBlock* block) noexcept override;
     void CountFound() noexcept override { held_->CountFound(); }
+    void WillUse(const PtcCacheBlock& block,
+                 const PtcBlockRequest& request) const noexcept override;
 
     ptc_held::Table own_{ptc_held::nothing.slots, 0, 0};
     ptc_held::Table* held_ = &own_;                     ///< or the one that the slots are lent to
@@ -139,7 +145,8 @@ public:
             CountFound();
             return slot.nodes;
         }
-        return static_cast<const PtcNode*>(Fetch({file, reference, children}, hash));
+        const PtcCacheBlock* const block = Fetch({file, reference, children}, hash);
+        return block ? block->Nodes() : nullptr;
     }
 
     /// See PtcPointTable::Found().

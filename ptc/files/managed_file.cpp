@@ -124,7 +124,7 @@ AccessStatus PtcManagedFile::Read() {
     }
     reader_ = std::move(fresh);
     points_ = reader_->Header().point_count;
-    SetPoints(points_);
+    SetPoints(points_, FloatsPerPoint());
     stamp_ = stamp;
     writing_.reset();
     StayOpen(is_transient_);
@@ -141,7 +141,7 @@ void PtcManagedFile::Outlive() noexcept {
     reader_.reset();
     writing_.reset();
     points_ = 0;
-    SetPoints(0);
+    SetPoints(0, 0);
     MarkClosed();
 }
 

@@ -18,18 +18,26 @@ using BlockKey = std::pair<std::uint32_t, std::int64_t>;
 
 /// What the tests see of the caches' insides.
 struct PtcCacheView {
-    static BlockKey KeyOf(const PtcCacheBlock& block) { return {block.identity, block.index}; }
+    static BlockKey KeyOf(const PtcCacheBlock& block) { return {block.Identity(), block.Index()}; }
 
     static std::vector<BlockKey> Idle(const PtcSharedCache& cache) UTIL_NO_THREAD_ANALYSIS {
+        std::vector<const PtcCacheBlock*> idle;
+        cache.ForEachBlock([&](const PtcCacheBlock& block) {
+            if (block.state.IsIdle() && !block.IsEmpty()) idle.push_back(&block);
+        });
+        std::sort(idle.begin(), idle.end(),
+                  [](const auto* a, const auto* b) { return a->ReleasedAt() > b->ReleasedAt(); });
+        for (const auto* block = cache.returned_head_; block; block = block->list_next)
+            idle.push_back(block);
         std::vector<BlockKey> keys;
-        for (const auto* block = cache.idle_head_; block; block = block->reuse_next)
-            keys.push_back(KeyOf(*block));
+        for (const auto* block : idle) keys.push_back(KeyOf(*block));
         return keys;
     }
     static std::map<BlockKey, std::uint32_t> Holders(const PtcSharedCache& cache) {
         std::map<BlockKey, std::uint32_t> holders;
         for (std::size_t bucket = 0; bucket <= cache.bucket_mask_; ++bucket)
-            for (const auto* block = cache.heads_[bucket]; block; block = block->chain_next)
+            for (const PtcCacheBlock* block = cache.heads_[bucket]; block;
+                 block = block->chain_next)
                 holders[KeyOf(*block)] = block->state.Holders();
         return holders;
     }

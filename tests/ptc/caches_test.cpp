@@ -55,8 +55,8 @@ TEST_F(PtcCaches, ABlockThatAReaderRevivesAtThisMomentIsPassedOver) {
     ASSERT_TRUE(oldest && next);
     cache.Release(*oldest);
     cache.Release(*next);
-    // A reader has found the oldest and is yet to take it off the list.
-    ASSERT_EQ(oldest->state.TryHold(), PtcBlockState::Hold::kRevived);
+    // A reader has found the oldest at this moment.
+    ASSERT_TRUE(oldest->state.TryHold());
     PtcCacheBlock* const other = cache.Get({file, 512, nullptr}, counts_);
     EXPECT_EQ(other, next);
     EXPECT_TRUE(oldest->state.Drop());

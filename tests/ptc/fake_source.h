@@ -21,7 +21,7 @@ public:
     FakeSource(std::uint32_t number, const FakeShape& shape, const char* name = nullptr)
         : shape_(shape), name_(name) {
         SetIdentity(number * 1000);
-        SetPoints(shape.points);
+        SetPoints(shape.points, shape.floats_per_point);
     }
 
     const char* Name() const override { return name_; }

@@ -34,11 +34,11 @@ namespace {
 using PtcNoMemory = MessageRecorder;
 
 bool IsRight(const PtcPointCache&, const FakeSource& file, const PtcCacheBlock& block) {
-    return file.IsPoint(block.Points()[0], block.index) &&
-           file.IsPoint(block.Points()[255], block.index + 255);
+    return file.IsPoint(block.Points()[0], block.Index()) &&
+           file.IsPoint(block.Points()[255], block.Index() + 255);
 }
 bool IsRight(const PtcNodeCache&, const FakeSource& file, const PtcCacheBlock& block) {
-    return file.AreChildren(block.Nodes(), block.index);
+    return file.AreChildren(block.Nodes(), block.Index());
 }
 
 /// Gets `count` blocks, all held at once, and gives them back. False: one of them is wrong.
