@@ -49,9 +49,12 @@ bool PtcPointCache::MakeRoom(PtcCacheBlock& block, const PtcBlockSource& file) {
         block.data_floats = floats;
         Charge(FloatBytes(kPoints, floats));
     }
-    // Set for each request, because the distance between two points' floats depends on the file.
+    // The distance between two points' floats depends on the file; all pointers are set together,
+    // so the first two tell whether they are right already.
     float* data = floats > 0 ? block.data : nullptr;
-    for (PtcPoint* point = block.Points(); point != block.Points() + kPoints; ++point) {
+    PtcPoint* const points = block.Points();
+    if (points[0].data == data && points[1].data == data + floats) return true;
+    for (PtcPoint* point = points; point != points + kPoints; ++point) {
         point->data = data;
         data += floats;
     }

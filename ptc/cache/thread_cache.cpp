@@ -16,7 +16,9 @@ std::size_t SlotCount(std::int32_t capacity) {
 /// they are used.
 template <class T>
 std::unique_ptr<T[], PtcFree> ZeroedArray(std::size_t count) noexcept {
-    return std::unique_ptr<T[], PtcFree>(static_cast<T*>(std::calloc(count, sizeof(T))));
+    void* const zeros =
+        std::calloc(count, sizeof(T));  // NOLINT(bugprone-sizeof-expression): pointers
+    return std::unique_ptr<T[], PtcFree>(static_cast<T*>(zeros));
 }
 
 }  // namespace

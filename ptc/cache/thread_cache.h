@@ -63,8 +63,7 @@ private:
     void Empty(std::size_t place);
     void EmptyNext(std::size_t place);
 
-    std::unique_ptr<PtcCacheBlock*[], PtcFree>
-        blocks_;  ///< held, null: none; made by the first lookup
+    std::unique_ptr<PtcCacheBlock*[], PtcFree> blocks_;  ///< made by the first lookup
     std::size_t mask_ = 0;
     std::int32_t held_ = 0;  ///< occupied places
     const std::int32_t capacity_;
