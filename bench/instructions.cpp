@@ -99,6 +99,7 @@ int main(int count, char** arguments) {
     PtcRecordReader reader;
     std::string why;
     if (Failed(reader.Open(FileName().c_str(), false, &why))) RowFailed(why.c_str());
+    (void)reader.ReadPoints(0, 1, records.data());  // makes the tables of normals
     DecodedBlocks(reader, records);
 
     for (const int blocks : {64, 3}) {

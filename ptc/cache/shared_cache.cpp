@@ -124,10 +124,11 @@ void PtcSharedCache::FreeBlocks() {
 
 // --- getting and releasing ---
 
-PtcCacheBlock* PtcSharedCache::Find(const PtcBlockRequest& request, PtcCacheStats& stats) {
+PtcCacheBlock* PtcSharedCache::Find(const PtcBlockRequest& request, std::uint64_t hash,
+                                    PtcCacheStats& stats) {
     // Without the lock, a search may come into other chains with blocks that move there.
     constexpr int kLongest = 64;
-    const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
+    const std::size_t bucket = hash & bucket_mask_;
     PtcCacheBlock* found = HoldInChain(request, bucket, kLongest);
     if (!found) {
         const BucketRead lock(*this, bucket);
@@ -137,11 +138,11 @@ PtcCacheBlock* PtcSharedCache::Find(const PtcBlockRequest& request, PtcCacheStat
     return found;
 }
 
-PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, PtcCacheStats& stats,
-                                    PtcNoBlock* why) {
+PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, std::uint64_t hash,
+                                    PtcCacheStats& stats, PtcNoBlock* why) {
     (stats.*kind_.figures).misses.Add(1);
     PtcNoBlock reason;  // `*why` may be a table's, which a handler's lookups change
-    PtcCacheBlock* const block = ReadAndInsert(request, stats, &reason);
+    PtcCacheBlock* const block = ReadAndInsert(request, hash & bucket_mask_, stats, &reason);
     if (block) return block;
     Report(request, reason);
     if (why) *why = reason;
@@ -149,9 +150,8 @@ PtcCacheBlock* PtcSharedCache::Load(const PtcBlockRequest& request, PtcCacheStat
 }
 
 /// The steps of a miss. Null: `*why` has the reason.
-PtcCacheBlock* PtcSharedCache::ReadAndInsert(const PtcBlockRequest& request, PtcCacheStats& stats,
-                                             PtcNoBlock* why) {
-    const std::size_t bucket = BucketOf(request.file.Identity(), request.index);
+PtcCacheBlock* PtcSharedCache::ReadAndInsert(const PtcBlockRequest& request, std::size_t bucket,
+                                             PtcCacheStats& stats, PtcNoBlock* why) {
     for (;;) {
         *why = {PtcNoBlock::Reason::kAllHeld};
         PtcCacheBlock* const claimed = ClaimBlock();

@@ -77,14 +77,16 @@ public:
     /// Counts one hit or one miss, and what is read, in `stats`, which is the calling thread's.
     PtcCacheBlock* Get(const PtcBlockRequest& request, PtcCacheStats& stats,
                        PtcNoBlock* why = nullptr) {
-        PtcCacheBlock* const found = Find(request, stats);
-        return found ? found : Load(request, stats, why);
+        const std::uint64_t hash = HashOf(request.file.Identity(), request.index);
+        PtcCacheBlock* const found = Find(request, hash, stats);
+        return found ? found : Load(request, hash, stats, why);
     }
 
     /// The two steps of Get(): the block if the cache has it, which is a hit; the block after it
-    /// was read, which is a miss.
-    PtcCacheBlock* Find(const PtcBlockRequest& request, PtcCacheStats& stats);
-    PtcCacheBlock* Load(const PtcBlockRequest& request, PtcCacheStats& stats, PtcNoBlock* why);
+    /// was read, which is a miss. `hash`: the block's, as the derived class computes it.
+    PtcCacheBlock* Find(const PtcBlockRequest& request, std::uint64_t hash, PtcCacheStats& stats);
+    PtcCacheBlock* Load(const PtcBlockRequest& request, std::uint64_t hash, PtcCacheStats& stats,
+                        PtcNoBlock* why);
 
     /// Gives one hold back. Caller: holds the block.
     void Release(PtcCacheBlock& block);
@@ -156,8 +158,8 @@ private:
     std::int64_t FixedBytes() const;
 
     PtcCacheBlock* HoldInChain(const PtcBlockRequest& request, std::size_t bucket, int most);
-    PtcCacheBlock* ReadAndInsert(const PtcBlockRequest& request, PtcCacheStats& stats,
-                                 PtcNoBlock* why);
+    PtcCacheBlock* ReadAndInsert(const PtcBlockRequest& request, std::size_t bucket,
+                                 PtcCacheStats& stats, PtcNoBlock* why);
     PtcCacheBlock* ClaimBlock();
     PtcCacheBlock* ClaimIdle();
     bool ListIdle() UTIL_REQUIRES(evict_lock_);

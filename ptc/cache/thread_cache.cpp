@@ -51,10 +51,10 @@ PtcCacheBlock* PtcThreadTable::Fetch(const PtcBlockRequest& request, std::uint64
         return held;
     }
     figures_.lookups.Add(1);  // the shared cache counts a hit or a miss
-    PtcCacheBlock* block = cache_.Find(request, stats_);
+    PtcCacheBlock* block = cache_.Find(request, hash, stats_);
     if (block) WillUse(*block, request);
     if (held) Empty(place);
-    if (!block) block = cache_.Load(request, stats_, &why_not_);
+    if (!block) block = cache_.Load(request, hash, stats_, &why_not_);
     if (!block) return ReadPastCache(request);
     blocks_[place] = block;
     Fill(place, block);
