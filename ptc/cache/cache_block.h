@@ -57,7 +57,7 @@ public:
     }
 
     /// Ends one hold. True: it was the last one. In one order, which all threads agree on, with
-    /// IsIdle() and with the flag that tells that all blocks are held: see PtcSharedCache.
+    /// IsIdle() and with the flag by which PtcSharedCache asks for blocks that become idle.
     bool Drop() noexcept {
         const std::uint32_t before = word_.fetch_sub(1, std::memory_order_seq_cst);
         assert(before > kIdle);

@@ -1,14 +1,18 @@
-// `PtcIdleBlocks`: which idle block to use again: the one that was released longest ago.
+// Which idle block to use again: the one that was released longest ago.
 //
-// Nothing is linked when a block is released or held again: a release only stores its time in the
-// block. When a block is needed, all blocks are looked at and those that were released longest ago
-// become a list. A block of the list whose time is still the same is older than all blocks that are
-// not listed, so the list serves until it is used up: some of it has been used meanwhile, which is
-// skipped. The blocks looked at are then 16 or fewer for each one that is used again.
+// Usually nothing is linked when a block is released or held again: a release only stores its time
+// in the block. When a block is needed, all blocks are looked at and those that were released
+// longest ago become a list. A block of the list whose time is still the same is older than all
+// blocks that are not listed, so the list serves until it is used up: some of it has been used
+// meanwhile, which is skipped. So 16 blocks or a few more are looked at for each one used again.
+//
+// When so few blocks are idle that the list has all of them, each look would find only a few. Then
+// blocks that are released later join a queue, in the order of their releases, until there are more
+// than it has room for.
 //
 // Units      times of ptc/cache/release_clock.h.
-// Errors     none, except the constructor's std::bad_alloc.
-// Ownership  borrows the blocks.
+// Errors     none, except the constructors' std::bad_alloc.
+// Ownership  both borrow the blocks.
 // Threads    one caller at a time; other threads may hold and release blocks meanwhile.
 
 #pragma once
@@ -19,29 +23,59 @@
 #include "ptc/cache/cache_block.h"
 #include "util/base/uncopyable.h"
 
-class PtcIdleBlocks : public TgUncopyable {
+/// A block that was idle at some moment.
+struct PtcIdleBlock {
+    PtcCacheBlock* block;
+    std::uint64_t released;
+
+    /// Claims the block, unless it was used since. A block that is held and released at this very
+    /// moment is claimed nevertheless.
+    PtcCacheBlock* Claim() const noexcept {
+        return block->ReleasedAt() == released && block->state.TryClaim() ? block : nullptr;
+    }
+};
+
+/// The list of the blocks that were released longest ago.
+class PtcOldestBlocks : public TgUncopyable {
 public:
     /// For a cache of `capacity` blocks. Throws std::bad_alloc.
-    explicit PtcIdleBlocks(std::int32_t capacity);
+    explicit PtcOldestBlocks(std::int32_t capacity);
+
+    /// How many blocks a list has at most.
+    std::size_t Most() const { return entries_.size(); }
 
     /// Claims the block of the list that was released longest ago. Null: the list is used up.
-    PtcCacheBlock* ClaimOldest() noexcept;
+    PtcCacheBlock* ClaimNext() noexcept;
 
-    /// Makes a new list of the blocks that Look() is called for until Ready().
+    /// Begin() and End() enclose calls of Look() for all blocks, which make a new list.
     void Begin() noexcept;
-    /// Blocks that are not idle or hold nothing are ignored.
+    /// Ignores a block that is not idle, and one that holds nothing.
     void Look(PtcCacheBlock& block) noexcept;
-    /// False: there was no idle block.
-    bool Ready() noexcept;
+    /// True: the list has all that were idle.
+    bool End() noexcept;
 
 private:
-    struct Entry {
-        std::uint64_t released;
-        PtcCacheBlock* block;
-        bool operator<(const Entry& other) const { return released < other.released; }
-    };
-
-    std::vector<Entry> entries_;  ///< oldest first; while they are collected, a heap of the oldest
+    std::vector<PtcIdleBlock> entries_;  ///< oldest first; between Begin() and End() a heap
     std::size_t count_ = 0;
     std::size_t next_ = 0;
+    bool has_all_ = true;
+};
+
+/// The queue of blocks that were released one after another.
+class PtcReleasedBlocks : public TgUncopyable {
+public:
+    /// With room for `most` blocks. Throws std::bad_alloc.
+    explicit PtcReleasedBlocks(std::size_t most) : ring_(most) {}
+
+    void Clear() { count_ = 0; }
+    bool IsEmpty() const { return count_ == 0; }
+    /// False: there is no room.
+    bool Push(PtcCacheBlock& block) noexcept;
+    /// The one released first. Caller: the queue is not empty.
+    PtcIdleBlock Pop() noexcept;
+
+private:
+    std::vector<PtcIdleBlock> ring_;
+    std::size_t first_ = 0;
+    std::size_t count_ = 0;
 };

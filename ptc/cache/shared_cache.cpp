@@ -97,7 +97,8 @@ PtcSharedCache::PtcSharedCache(const Kind& kind, std::int32_t capacity, PtcCache
       shared_stats_(stats),
       heads_(NullLinks(BucketCount(capacity))),
       chunks_(std::make_unique<std::unique_ptr<PtcCacheBlock[]>[]>(ChunkCount(capacity))),
-      idle_(capacity) {
+      oldest_(capacity),
+      released_(PtcOldestBlocks(capacity).Most()) {
     if (!Grow()) throw std::bad_alloc();
     Charge(FixedBytes());
     (stats.*kind.figures).slots.Set(static_cast<unsigned long>(capacity));
@@ -174,7 +175,11 @@ void PtcSharedCache::Release(PtcCacheBlock& block) {
 }
 
 void PtcSharedCache::EndHold(PtcCacheBlock& block) {
-    if (block.state.Drop() && all_held_.load()) all_held_.store(false);
+    if (!block.state.Drop() || !queues_releases_.load()) return;
+    TgSpinGuard hold(list_lock_);
+    if (!queues_releases_.load()) return;
+    ++arrivals_;
+    if (!released_.Push(block)) queues_releases_.store(false);
 }
 
 /// One search, with or without the bucket's lock, of at most `most` blocks.
@@ -279,31 +284,34 @@ PtcCacheBlock* PtcSharedCache::ClaimBlock() {
     return ClaimIdle();
 }
 
-/// A block that was given back, or the idle block that was released longest ago.
+/// A block that was given back, or the idle block that was released longest ago. Null: all are
+/// held. Blocks may arrive where this thread has already looked, so it looks again until none has.
 PtcCacheBlock* PtcSharedCache::ClaimIdle() {
     TgMutexGuard evict(evict_lock_);
     for (;;) {
-        if (PtcCacheBlock* const block = PopReturned()) return block;
-        if (PtcCacheBlock* const block = idle_.ClaimOldest()) return block;
-        if (all_held_.load()) return nullptr;
-        all_held_.store(true);
-        if (PtcCacheBlock* const block = PopReturned()) {
-            all_held_.store(false);
-            return block;
-        }
-        if (ListIdle()) {
-            all_held_.store(false);
-        } else if (all_held_.load()) {
+        std::uint64_t arrivals = 0;
+        if (PtcCacheBlock* const block = PopReturned(&arrivals)) return block;
+        if (PtcCacheBlock* const block = oldest_.ClaimNext()) return block;
+        if (PtcCacheBlock* const block = ClaimReleased()) return block;
+        if (!queues_releases_.load()) {
+            ListIdle();
+        } else if (!HasArrived(arrivals)) {
             return nullptr;
         }
     }
 }
 
-/// Lists the blocks that were released longest ago. False: none is idle.
-bool PtcSharedCache::ListIdle() {
-    idle_.Begin();
-    ForEachBlock([&](PtcCacheBlock& block) UTIL_NO_THREAD_ANALYSIS { idle_.Look(block); });
-    return idle_.Ready();
+/// Lists the blocks that were released longest ago, and has later ones queued if that was all.
+void PtcSharedCache::ListIdle() {
+    const auto queue = [&](bool is_wanted) {
+        TgSpinGuard hold(list_lock_);
+        released_.Clear();
+        queues_releases_.store(is_wanted);
+    };
+    queue(true);
+    oldest_.Begin();
+    ForEachBlock([&](PtcCacheBlock& block) UTIL_NO_THREAD_ANALYSIS { oldest_.Look(block); });
+    if (!oldest_.End()) queue(false);  // blocks that are not listed are older than those queued
 }
 
 /// Fills the free list with a new chunk, unless another thread has, or all blocks exist.
@@ -352,12 +360,10 @@ void PtcSharedCache::LeaveChain(PtcCacheBlock& block) {
 /// block. So a file that fails again and again takes only one block away from the others. The block
 /// stays claimed: no search holds it.
 void PtcSharedCache::GiveBack(PtcCacheBlock& block) {
-    {
-        TgSpinGuard hold(list_lock_);
-        block.list_next = returned_head_;
-        returned_head_ = &block;
-    }
-    all_held_.store(false);
+    TgSpinGuard hold(list_lock_);
+    ++arrivals_;
+    block.list_next = returned_head_;
+    returned_head_ = &block;
 }
 
 PtcCacheBlock* PtcSharedCache::PopFree() {
@@ -368,9 +374,23 @@ PtcCacheBlock* PtcSharedCache::PopFree() {
     return block;
 }
 
-PtcCacheBlock* PtcSharedCache::PopReturned() {
+/// Null: `*arrivals` is the count at which the list was empty.
+PtcCacheBlock* PtcSharedCache::PopReturned(std::uint64_t* arrivals) {
     TgSpinGuard hold(list_lock_);
+    *arrivals = arrivals_;
     PtcCacheBlock* const block = returned_head_;
     if (block) returned_head_ = std::exchange(block->list_next, nullptr);
     return block;
+}
+
+PtcCacheBlock* PtcSharedCache::ClaimReleased() {
+    TgSpinGuard hold(list_lock_);
+    while (!released_.IsEmpty())
+        if (PtcCacheBlock* const block = released_.Pop().Claim()) return block;
+    return nullptr;
+}
+
+bool PtcSharedCache::HasArrived(std::uint64_t since) {
+    TgSpinGuard hold(list_lock_);
+    return arrivals_ != since;
 }

@@ -14,7 +14,7 @@
 //   50    grow_lock_      1    allocating chunks and threads' own blocks, the lists of them
 //   51    bucket_lock_  128    changes of the chains of the buckets b with b % 128 == i
 //   52    evict_lock_     1    the list of blocks that were released longest ago
-//   53    list_lock_      1    free list, returned list, allocated count
+//   53    list_lock_      1    free list, returned list, queue of released blocks, allocated count
 //
 //   - a thread holds at most one of these, except list_lock_, which may be taken inside any other;
 //   - hits and releases take none: a search reads the chain without its lock, holds the block that
@@ -162,7 +162,7 @@ private:
                                  PtcCacheStats& stats, PtcNoBlock* why);
     PtcCacheBlock* ClaimBlock();
     PtcCacheBlock* ClaimIdle();
-    bool ListIdle() UTIL_REQUIRES(evict_lock_);
+    void ListIdle() UTIL_REQUIRES(evict_lock_);
     bool Grow();
     void LeaveChain(PtcCacheBlock& block);
     bool Read(PtcCacheBlock& block, const PtcBlockRequest& request, PtcCacheStats& stats,
@@ -173,7 +173,9 @@ private:
 
     void GiveBack(PtcCacheBlock& block);
     PtcCacheBlock* PopFree() UTIL_REQUIRES(list_lock_);
-    PtcCacheBlock* PopReturned();
+    PtcCacheBlock* PopReturned(std::uint64_t* arrivals);
+    PtcCacheBlock* ClaimReleased();
+    bool HasArrived(std::uint64_t since);
 
     /// Calls `visit` for all blocks that exist, in the order of their making.
     template <class Visit>
@@ -207,18 +209,20 @@ private:
     std::vector<std::unique_ptr<PtcCacheBlock>> own_blocks_ UTIL_GUARDED_BY(grow_lock_);
 
     TgMutex evict_lock_;
-    PtcIdleBlocks idle_ UTIL_GUARDED_BY(evict_lock_);
+    PtcOldestBlocks oldest_ UTIL_GUARDED_BY(evict_lock_);
 
     // Starts a cache line: these members change with misses, and lookups of other threads read the
     // members above.
     alignas(64) TgSpinByte list_lock_;
     PtcCacheBlock* free_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;      ///< never held data
     PtcCacheBlock* returned_head_ UTIL_GUARDED_BY(list_lock_) = nullptr;  ///< could not be filled
+    PtcReleasedBlocks released_ UTIL_GUARDED_BY(list_lock_);
+    std::uint64_t arrivals_ UTIL_GUARDED_BY(list_lock_) =
+        0;  ///< at the returned list and the queue
     /// Atomic: written under the lock; read without it to visit all blocks.
     std::atomic<std::int32_t> allocated_{0};
 
-    /// No block has been released since all were looked at and none was idle. So a thread that
-    /// needs a block then looks at none of them. Set before the look: a release that comes during
-    /// it either lets its block be seen idle or clears the flag.
-    alignas(64) std::atomic<bool> all_held_{false};
+    /// Blocks that become idle must join the queue, because list and queue have all that are. Set
+    /// before all blocks are looked at: one that is released meanwhile is seen idle or joins.
+    alignas(64) std::atomic<bool> queues_releases_{false};
 };

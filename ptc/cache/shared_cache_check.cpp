@@ -48,18 +48,14 @@ const char* PtcSharedCache::BrokenList() const UTIL_NO_THREAD_ANALYSIS {
 
     std::int64_t bytes = FixedBytes();
     const char* broken = nullptr;
-    bool is_any_idle = returned_head_ != nullptr;
     ForEachBlock([&](const PtcCacheBlock& block) {
         bytes += BytesOf(block);
         if (listed.contains(&block) != (block.bucket == kNoBucket))
             broken = "a block is on a list exactly while it is in no chain";
-        if (block.state.IsIdle() && !block.IsEmpty()) {
-            is_any_idle = true;
-            if (block.ReleasedAt() == 0) broken = "an idle block knows when it was released";
-        }
+        if (block.state.IsIdle() && !block.IsEmpty() && block.ReleasedAt() == 0)
+            broken = "an idle block knows when it was released";
     });
     if (broken) return broken;
-    if (all_held_ && is_any_idle) return "while the flag is set, all blocks are held";
     for (const auto& block : own_blocks_) bytes += BytesOf(*block);
     if (allocated_ > capacity_) return "chunks hold what is allocated";
     if ((shared_stats_.*kind_.figures).memory.Charged() != bytes)
