@@ -4,6 +4,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -30,17 +32,22 @@ inline bool ParseFloat(std::string_view text, float* value) {
     return true;
 }
 
-/// The shortest text that reads back as the same float.
-inline void AppendShortest(float value, std::string* text) {
-    char room[32];
-    const auto [end, error] = std::to_chars(room, room + sizeof room, value);
-    text->append(room, end);
+/// No number that the functions below write takes more bytes, with a separator behind it.
+inline constexpr std::size_t kMostNumberBytes = 20;
+
+/// Writes the shortest text that reads back as the same float, and returns its end.
+/// Caller: there is room for kMostNumberBytes.
+inline char* WriteShortest(float value, char* text) {
+    return std::to_chars(text, text + kMostNumberBytes, value).ptr;
 }
 
-inline void AppendWhole(unsigned value, std::string* text) {
-    char room[16];
-    const auto [end, error] = std::to_chars(room, room + sizeof room, value);
-    text->append(room, end);
+inline char* WriteWhole(std::uint16_t value, char* text) {
+    return std::to_chars(text, text + kMostNumberBytes, value).ptr;
+}
+
+inline void AppendShortest(float value, std::string* text) {
+    char room[kMostNumberBytes];
+    text->append(room, WriteShortest(value, room));
 }
 
 }  // namespace convert
