@@ -141,7 +141,8 @@ std::vector<Painted> RandomDiscs(int count, double radius, std::mt19937* random)
         const double z = i % 3 ? from(-0.5, 3) : static_cast<double>(i % 7) / 4;
         const Vec3d normal = i % 4 ? Vec3d{from(-1, 1), from(-1, 1), from(-1, 1)} : Vec3d{};
         const auto byte = [&] { return static_cast<std::uint8_t>((*random)()); };
-        discs.push_back({{{from(-1.3, 1.3), from(-1.3, 1.3), z}, normal, radius * from(0, 1)},
+        const double off = i % 11 == 4 ? 0 : 1.3;  // 0: on the axis
+        discs.push_back({{{from(-off, off), from(-off, off), z}, normal, radius * from(0, 1)},
                          {byte(), byte(), byte()}});
     }
     return discs;
@@ -159,7 +160,8 @@ TEST(PtcDiscs, BatchesDrawEverySampleAsOneDiscAfterTheOtherDoes) {
         {kPerspective, kSize, kSize},
         {FittedCamera({{-1, -1, 0}, {1, 1, 2}}, {130, -40}, wide), 50, 21},
         {kPerspective, 1, 2},
-        {{{{1e90, 0, 0}}, {{0, 1e90, 0}}, {{}, 1}, {{}, 1}}, kSize, kSize},  // no line of sight
+        // No line of sight has a length that a number holds.
+        {{{{1e90, 0, 0}, 60}, {{0, 1e90, 0}, 60}, {{}, 1}, {{}, 1}}, kSize, kSize},
     };
     for (const auto& [camera, width, height] : views)
         for (const double radius : {0.0, 0.01, 0.06, 0.1, 0.5, 20.0}) {
