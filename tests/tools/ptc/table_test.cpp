@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <charconv>
 #include <cstring>
 #include <random>
 #include <sstream>
 
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/convert/columns.h"
+#include "tools/ptc/convert/number_parse.h"
 
 namespace {
 
@@ -197,6 +200,41 @@ TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
         EXPECT_EQ(folder.Names().count("out.ptc"), 0u) << run.err;
     }
     ExpectGolden("hostile_ply.txt", told);
+}
+
+TEST(PtcTable, PlainNumbersAreReadAsTheStandardLibraryReadsThem) {
+    std::mt19937_64 random(3);
+    int plain = 0;
+    const auto expect_same = [&plain](const std::string& text) {
+        float read = 7, expected = 0;
+        if (!convert::ParsePlain(text, &read)) return;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), expected);
+        EXPECT_TRUE(error == std::errc() && *end == '\0') << text;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(read), std::bit_cast<std::uint32_t>(expected))
+            << text;
+        ++plain;
+    };
+    for (const char* text : {"", "-", ".", "-.", ".5", "5.", "+5", "5-", "1e5", " 5", "5 ", "0x5",
+                             "1.5.5", "nan", "1234567890123456", "0.123456789012345"}) {
+        float value = 0;
+        EXPECT_FALSE(convert::ParsePlain(text, &value)) << text;
+    }
+    for (const char* text : {"0", "-0", "-0.0", "00000000000001", "0.00000000000001"})
+        expect_same(text);
+    EXPECT_EQ(plain, 5);
+    for (int i = 0; i < 200'000; ++i) {
+        std::string text = std::to_string(random() >> random() % 50);
+        text.resize(std::min<std::size_t>(text.size(), 1 + random() % 16));
+        if (const std::size_t point = random() % 18; point > 0 && point < text.size())
+            text.insert(point, ".");
+        expect_same(random() % 2 ? text : "-" + text);
+        // Half way between two floats, where the even one counts, and beside that.
+        const std::uint64_t half = (random() % (1 << 24) | 1 << 24) * 2 + 1;
+        const std::string number = std::to_string(half << random() % 10);
+        expect_same(number);
+        expect_same(number + "." + std::string(14 - number.size(), '0') + "1");
+    }
+    EXPECT_GT(plain, 300'000);
 }
 
 TEST(PtcColumns, NamesAreUniqueWhateverTheVariablesAreCalled) {

@@ -14,8 +14,11 @@ namespace convert {
 
 namespace {
 
+/// False for -1, the end of the file.
 bool IsBlank(int c) {
-    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    constexpr auto bit = [](char blank) { return std::uint64_t{1} << blank; };
+    constexpr std::uint64_t kBlanks = bit(' ') | bit('\n') | bit('\r') | bit('\t');
+    return c >= 0 && c <= ' ' && (kBlanks >> c & 1) != 0;
 }
 
 }  // namespace
