@@ -65,6 +65,7 @@ double MakeCloud(const std::vector<surface_points::Point>& points, const std::st
 void RunTool(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "ptc");
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string& argument : arguments) words.push_back(argument.data());
     words.push_back(nullptr);
     pid_t child = 0;

@@ -154,7 +154,7 @@ TEST(PtcTable, RowsOfEveryTypeAreTheSameNumbersInEveryEncoding) {
         EXPECT_EQ(told[0].find("point 4321: -5 is no code") != std::string::npos, has_wrong_code);
         // The row before the one that is cut off is whole, and is looked at first.
         const std::size_t row_bytes = data[0].size() / kRows;
-        for (const int rows : {4321, 4322}) {
+        for (const std::size_t rows : {4321u, 4322u}) {
             folder.Write("in.ply",
                          Ply(kBinary, lines, data[0].substr(0, (rows + 1) * row_bytes - 1)));
             const ToolRun run = folder.Run("convert in.ply - --to csv --radius 1");

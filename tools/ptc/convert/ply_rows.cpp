@@ -86,11 +86,11 @@ PlyRows::PlyRows(const PlyElement& element, PlyEncoding encoding,
     }
 }
 
-void PlyRows::Decode(const std::byte* rows, std::size_t count, float* slots,
+void PlyRows::Decode(const std::byte* rows, std::size_t count, std::span<float> slots,
                      std::size_t stride) const {
     for (const Column& column : columns_) {
-        const Lane lane = {rows + column.offset, row_bytes_, slots + column.target.slot, stride,
-                           count};
+        const Lane lane = {rows + column.offset, row_bytes_, slots.data() + column.target.slot,
+                           stride, count};
         if (column.target.is_screen) {
             for (std::size_t i = 0; i < count; ++i)
                 lane.slots[i * stride] =

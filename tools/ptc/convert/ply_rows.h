@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "tools/ptc/convert/ply_header.h"
@@ -35,7 +36,8 @@ public:
 
     /// Decodes `count` rows into the slots of as many, `stride` apart. Slots without a column stay
     /// as they are. Caller: RowBytes() is not 0.
-    void Decode(const std::byte* rows, std::size_t count, float* slots, std::size_t stride) const;
+    void Decode(const std::byte* rows, std::size_t count, std::span<float> slots,
+                std::size_t stride) const;
 
 private:
     struct Column {

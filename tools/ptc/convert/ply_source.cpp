@@ -148,11 +148,11 @@ private:
             ReadRow(Vertices());
         } else if (const auto ahead = input_.Ahead(); ahead.size() >= row) {
             count = std::min({wanted, block_rows_, ahead.size() / row});
-            rows_->Decode(ahead.data(), count, block_.data(), slots);
+            rows_->Decode(ahead.data(), count, block_, slots);
             input_.Drop(count * row);
         } else {
             input_.Read(row_);
-            rows_->Decode(row_.data(), 1, block_.data(), slots);
+            rows_->Decode(row_.data(), 1, block_, slots);
         }
         Build(count, records);
         return count;
