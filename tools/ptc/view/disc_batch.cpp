@@ -9,10 +9,6 @@ namespace view {
 
 namespace {
 
-/// A dot's samples are less than this from its centre.
-constexpr double kDotReach = 2;
-static_assert(kDotRadius + 0.01 < kDotReach);
-
 /// The most that a step of length 1 at depth 1 moves across the raster, at any place along an axis
 /// of `samples`. The length of a linear function of the place is greatest at one of its ends.
 double MostSlope(const ViewCamera& camera, const LinearForm& axis, int samples) {
@@ -67,8 +63,7 @@ void DiscBatch::Project(const ViewCamera& camera, const DotLimit& limit, int wid
         if (!(depth_[i] > 0)) {
             kind_[i] = DiscKind::kNothing;
         } else if (limit.IsBelow(radius_[i], depth_[i])) {
-            if (x >= kDotReach && x < width - kDotReach - 1 && y >= kDotReach &&
-                y < height - kDotReach - 1) {
+            if (HoldsDot(x, y, width, height)) {
                 if (has_normal_[i] || HasDirection(LineOfSight(seen, x, y)))
                     kind_[i] = DiscKind::kDot;
             } else if (x < -kDotReach || x > width + kDotReach || y < -kDotReach ||

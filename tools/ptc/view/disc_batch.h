@@ -40,6 +40,16 @@ private:
     double slope_;
 };
 
+/// A dot's samples are less than this from its centre.
+inline constexpr double kDotReach = 2;
+static_assert(kDotRadius + 0.01 < kDotReach);
+
+/// Whether all samples of a dot at (`x`, `y`) and their neighbours are on the canvas.
+inline bool HoldsDot(double x, double y, int width, int height) {
+    return x >= kDotReach && x < width - kDotReach - 1 && y >= kDotReach &&
+           y < height - kDotReach - 1;
+}
+
 enum class DiscKind : std::uint8_t {
     kNothing,  ///< surely not on the canvas
     kDot,      ///< surely a dot, with all of its samples on the canvas

@@ -56,12 +56,18 @@ void DiscCanvas::PutDot(const DotCover& cover, float nearness, std::uint32_t col
 
 /// A round dot of fixed size, as near everywhere as the disc's centre.
 void DiscCanvas::DrawDot(const RasterDisc& disc, const Box& box, std::uint32_t colour) {
+    const double nearness = disc.c_near / disc.cw;
+    if (HoldsDot(disc.x, disc.y, width_, height_)) {
+        const auto rounded = static_cast<float>(nearness);
+        DotCover cover;
+        if (FindCover(disc.x, disc.y, rounded, &cover)) PutDot(cover, rounded, colour);
+        return;
+    }
     for (int y = box.y0; y <= box.y1; ++y) {
         for (int x = box.x0; x <= box.x1; ++x) {
             const double dx = x + 0.5 - disc.x;
             const double dy = y + 0.5 - disc.y;
-            if (dx * dx + dy * dy <= kDotRadius * kDotRadius)
-                Cover(x, y, disc.c_near / disc.cw, colour);
+            if (dx * dx + dy * dy <= kDotRadius * kDotRadius) Cover(x, y, nearness, colour);
         }
     }
 }
