@@ -133,7 +133,7 @@ int main(int count, char** arguments) {
     };
     return RunRows(count, arguments,
                    {view("ptc view, 10 million points of a bake", ordered, 25),
-                    view("ptc view, the same points in no order", shuffled, 25),
+                    view("ptc view, the same points in no order", shuffled, 40),
                     convert("ptc convert to PLY, 10 million points", shuffled, made),
                     convert("ptc convert from PLY, 10 million points", table, cloud)});
 }
