@@ -18,6 +18,7 @@ enum class RowFigure {
 enum class RowClock {
     kProcessor,  ///< time that the process used, of all its threads
     kWall,       ///< for work with several threads
+    kChildren,   ///< time that the process and the programs that it ran used
 };
 
 struct Row {

@@ -2,8 +2,8 @@
 
 #include "tools/ptc/srgb.h"
 
-#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace view {
 
@@ -22,13 +22,17 @@ float ToLight(double screen) {
 Srgb::Srgb() {
     for (std::size_t i = 0; i < light_.size(); ++i)
         light_[i] = ToLight(static_cast<double>(i) / 255);
-    for (std::size_t i = 0; i < steps_.size(); ++i)
+    for (std::size_t i = 0; i + 1 < steps_.size(); ++i)
         steps_[i] = ToLight((static_cast<double>(i) + 0.5) / 255);
-}
+    steps_.back() = std::numeric_limits<float>::infinity();
 
-std::uint8_t Srgb::Encode(float light) const {
-    const auto next = std::upper_bound(steps_.begin(), steps_.end(), light);
-    return static_cast<std::uint8_t>(next - steps_.begin());
+    const auto first = std::bit_cast<std::uint32_t>(kLeastLight);
+    std::uint8_t byte = 0;
+    for (std::size_t cell = 0; cell < kCells; ++cell) {
+        const auto bits = first + (static_cast<std::uint32_t>(cell) << kCellShift);
+        while (std::bit_cast<float>(bits) >= steps_[byte]) ++byte;
+        cells_[cell] = byte;
+    }
 }
 
 }  // namespace view

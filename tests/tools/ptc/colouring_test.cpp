@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <limits>
 
 #include "tools/common/failure.h"
 #include "tools/ptc/view/colour_map.h"
@@ -100,6 +103,30 @@ TEST(PtcColouring, TheMapGrowsLighterAllTheWayAndBytesOfAScreenSurvive) {
     EXPECT_EQ(MapColour(-5), MapColour(0));
     EXPECT_EQ(MapColour(1e300), MapColour(1));
     EXPECT_NEAR(srgb.Decode(188), 0.5, 0.004);
+}
+
+TEST(PtcColouring, EncodingFindsTheByteThatASearchAmongAllFinds) {
+    const Srgb srgb;
+    std::vector<float> steps;
+    for (int i = 0; i < 255; ++i) {
+        const double screen = (i + 0.5) / 255;
+        steps.push_back(static_cast<float>(
+            screen <= 0.04045 ? screen / 12.92 : std::pow((screen + 0.055) / 1.055, 2.4)));
+    }
+    const auto expect_byte = [&](float light) {
+        EXPECT_EQ(srgb.Encode(light),
+                  std::upper_bound(steps.begin(), steps.end(), light) - steps.begin())
+            << light;
+    };
+    // Between two of these lights the byte does not change: steps, ends of cells, what is beyond.
+    for (const float step : steps)
+        for (const float to : {0.0f, step, 2.0f}) expect_byte(std::nextafter(step, to));
+    for (std::uint32_t bits = 0; bits < 0x40000000; bits += 1 << 15) {
+        expect_byte(std::bit_cast<float>(bits));
+        expect_byte(-std::bit_cast<float>(bits));
+        expect_byte(std::bit_cast<float>(bits + (1 << 15) - 1));
+    }
+    expect_byte(std::numeric_limits<float>::infinity());
 }
 
 TEST(PtcColouring, ARangePassesOverStraysAndEndsAtRoundNumbersButIsNeverEmpty) {

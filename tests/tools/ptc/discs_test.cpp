@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
+
+#include "tests/tools/ptc/plain_canvas.h"
 
 namespace view {
 
@@ -125,6 +128,65 @@ TEST(PtcDiscs, WhatIsTooSmallToSeeIsADotAndWhatCannotBeSeenIsNothing) {
         EXPECT_GE(covered, is_dot ? 1u : 0u) << disc.centre.z;
         EXPECT_LE(covered, is_dot ? 4u : 0u) << disc.centre.z;
     }
+}
+
+/// Discs of any size in a box around the cameras' pictures, some on a raster of depths so that many
+/// are equally near, one in four without a normal.
+std::vector<Painted> RandomDiscs(int count, double radius, std::mt19937* random) {
+    const auto from = [random](double low, double high) {
+        return low + (high - low) * static_cast<double>((*random)()) / 0x1p32;
+    };
+    std::vector<Painted> discs;
+    for (int i = 0; i < count; ++i) {
+        const double z = i % 3 ? from(-0.5, 3) : static_cast<double>(i % 7) / 4;
+        const Vec3d normal = i % 4 ? Vec3d{from(-1, 1), from(-1, 1), from(-1, 1)} : Vec3d{};
+        const auto byte = [&] { return static_cast<std::uint8_t>((*random)()); };
+        const double off = i % 11 == 4 ? 0 : 1.3;  // 0: on the axis
+        discs.push_back({{{from(-off, off), from(-off, off), z}, normal, radius * from(0, 1)},
+                         {byte(), byte(), byte()}});
+    }
+    return discs;
+}
+
+// Batches are drawn in other ways than single discs: none may change a sample.
+TEST(PtcDiscs, BatchesDrawEverySampleAsOneDiscAfterTheOtherDoes) {
+    std::mt19937 random(1);
+    const Frame wide = {50 * 3, 21 * 3, 1};
+    const struct {
+        ViewCamera camera;
+        int width, height;
+    } views[] = {
+        {kParallel, kSize, kSize},
+        {kPerspective, kSize, kSize},
+        {FittedCamera({{-1, -1, 0}, {1, 1, 2}}, {130, -40}, wide), 50, 21},
+        {kPerspective, 1, 2},
+        // No line of sight has a length that a number holds.
+        {{{{1e90, 0, 0}, 60}, {{0, 1e90, 0}, 60}, {{}, 1}, {{}, 1}}, kSize, kSize},
+    };
+    for (const auto& [camera, width, height] : views)
+        for (const double radius : {0.0, 0.01, 0.06, 0.1, 0.5, 20.0}) {
+            const std::vector<Painted> discs = RandomDiscs(1500, radius, &random);
+            DiscCanvas canvas(width, height);
+            PlainCanvas plain(width, height);
+            const DiscCanvas::Looks looks = {[&](std::size_t i) { return discs[i].disc.normal; },
+                                             [&](std::size_t i, Rgb* colour) {
+                                                 *colour = discs[i].colour;
+                                                 return i % 5 != 0;
+                                             }};
+            DiscBatch batch;
+            for (std::size_t i = 0; i < discs.size(); ++i) {
+                const Disc& disc = discs[i].disc;
+                if (i % 5 != 0) plain.Draw(camera, disc, discs[i].colour);
+                batch.Add(disc.centre, disc.radius, Dot(disc.normal, disc.normal) > 0, i);
+                if (!batch.IsFull() && i + 1 < discs.size()) continue;
+                canvas.DrawAll(camera, &batch, looks);
+                batch.Clear();
+            }
+            Picture picture(width, height, kBack), expected(width, height, kBack);
+            canvas.PutOnto(&picture, Srgb());
+            plain.PutOnto(&expected, Srgb());
+            EXPECT_TRUE(picture.Pixels() == expected.Pixels()) << width << " wide, " << radius;
+        }
 }
 
 }  // namespace

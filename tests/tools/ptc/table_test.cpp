@@ -1,10 +1,16 @@
 // Foreign PLY and CSV files: what their columns become, and what is refused.
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
 #include <cstring>
+#include <random>
+#include <sstream>
 
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/convert/columns.h"
+#include "tools/ptc/convert/number_parse.h"
 
 namespace {
 
@@ -103,6 +109,62 @@ TEST(PtcTable, ForeignFilesBecomeClouds) {
     }
 }
 
+// Binary rows are decoded in blocks, of which a piece of the input holds several; text is not.
+TEST(PtcTable, RowsOfEveryTypeAreTheSameNumbersInEveryEncoding) {
+    constexpr int kRows = 5000;
+    const std::string lines = "element vertex " + std::to_string(kRows) +
+                              "\nproperty char x\nproperty ushort azimuth_code\nproperty float y\n"
+                              "property uchar red\nproperty uchar green\nproperty uchar blue\n"
+                              "property double z\nproperty short height_code\nproperty int i\n"
+                              "property uint u\nproperty uchar b\n";
+    const ToolFolder folder;
+    std::string told[3];
+    for (const bool has_wrong_code : {false, true}) {
+        std::string data[3];
+        std::mt19937 random(5);
+        for (int row = 0; row < kRows; ++row) {
+            const auto x = static_cast<std::int8_t>(random());
+            const auto azimuth = static_cast<std::uint16_t>(random());
+            const float y = static_cast<float>(random()) / 3;
+            const auto red = static_cast<std::uint8_t>(random());
+            const auto green = static_cast<std::uint8_t>(random());
+            const double z = static_cast<double>(random()) / 7;
+            const auto height = static_cast<std::int16_t>(
+                has_wrong_code && row == 4321 ? -5 : int(random() % 32768));
+            const auto whole = static_cast<std::int32_t>(random());
+            for (const bool big : {false, true})
+                data[big] += Bytes(big, x, azimuth, y, red, green, red, z, height, whole,
+                                   std::uint32_t{azimuth}, green);
+            std::ostringstream text;
+            text.precision(17);
+            text << int{x} << ' ' << azimuth << ' ' << y << ' ' << int{red} << ' ' << int{green}
+                 << ' ' << int{red} << ' ' << z << ' ' << height << ' ' << whole << ' ' << azimuth
+                 << ' ' << int{green} << '\n';
+            data[2] += text.str();
+        }
+        for (int i = 0; i < 3; ++i) {
+            folder.Write("in.ply", Ply(std::array{"binary_little_endian", "binary_big_endian",
+                                                  "ascii"}[static_cast<std::size_t>(i)],
+                                       lines, data[i]));
+            const ToolRun run = folder.Run("convert in.ply - --to csv --radius 1");
+            EXPECT_EQ(run.status, has_wrong_code);
+            told[i] = run.out + run.err;
+            EXPECT_TRUE(told[i] == told[0]) << i;
+        }
+        EXPECT_EQ(told[0].find("point 4321: -5 is no code") != std::string::npos, has_wrong_code);
+        // The row before the one that is cut off is whole, and is looked at first.
+        const std::size_t row_bytes = data[0].size() / kRows;
+        for (const std::size_t rows : {4321u, 4322u}) {
+            folder.Write("in.ply",
+                         Ply(kBinary, lines, data[0].substr(0, (rows + 1) * row_bytes - 1)));
+            const ToolRun run = folder.Run("convert in.ply - --to csv --radius 1");
+            const bool is_code = has_wrong_code && rows == 4322;
+            EXPECT_NE(run.err.find(is_code ? "point 4321" : "ends too early"), std::string::npos)
+                << run.err;
+        }
+    }
+}
+
 TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
     const std::string lists = "element vertex 1\nproperty list int int a\n" + kXyz;
     std::string many = "element vertex 1\n";
@@ -138,6 +200,41 @@ TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
         EXPECT_EQ(folder.Names().count("out.ptc"), 0u) << run.err;
     }
     ExpectGolden("hostile_ply.txt", told);
+}
+
+TEST(PtcTable, PlainNumbersAreReadAsTheStandardLibraryReadsThem) {
+    std::mt19937_64 random(3);
+    int plain = 0;
+    const auto expect_same = [&plain](const std::string& text) {
+        float read = 7, expected = 0;
+        if (!convert::ParsePlain(text, &read)) return;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), expected);
+        EXPECT_TRUE(error == std::errc() && *end == '\0') << text;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(read), std::bit_cast<std::uint32_t>(expected))
+            << text;
+        ++plain;
+    };
+    for (const char* text : {"", "-", ".", "-.", ".5", "5.", "+5", "5-", "1e5", " 5", "5 ", "0x5",
+                             "1.5.5", "nan", "1234567890123456", "0.123456789012345"}) {
+        float value = 0;
+        EXPECT_FALSE(convert::ParsePlain(text, &value)) << text;
+    }
+    for (const char* text : {"0", "-0", "-0.0", "00000000000001", "0.00000000000001"})
+        expect_same(text);
+    EXPECT_EQ(plain, 5);
+    for (int i = 0; i < 200'000; ++i) {
+        std::string text = std::to_string(random() >> random() % 50);
+        text.resize(std::min<std::size_t>(text.size(), 1 + random() % 16));
+        if (const std::size_t point = random() % 18; point > 0 && point < text.size())
+            text.insert(point, ".");
+        expect_same(random() % 2 ? text : "-" + text);
+        // Half way between two floats, where the even one counts, and beside that.
+        const std::uint64_t half = (random() % (1 << 24) | 1 << 24) * 2 + 1;
+        const std::string number = std::to_string(half << random() % 10);
+        expect_same(number);
+        expect_same(number + "." + std::string(14 - number.size(), '0') + "1");
+    }
+    EXPECT_GT(plain, 300'000);
 }
 
 TEST(PtcColumns, NamesAreUniqueWhateverTheVariablesAreCalled) {

@@ -14,10 +14,11 @@ namespace convert {
 
 namespace {
 
-constexpr std::size_t kBufferBytes = 65536;
-
+/// False for -1, the end of the file.
 bool IsBlank(int c) {
-    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    constexpr auto bit = [](char blank) { return std::uint64_t{1} << blank; };
+    constexpr std::uint64_t kBlanks = bit(' ') | bit('\n') | bit('\r') | bit('\t');
+    return c >= 0 && c <= ' ' && (kBlanks >> c & 1) != 0;
 }
 
 }  // namespace
@@ -46,7 +47,21 @@ int InputStream::Next() {
     return static_cast<unsigned char>(buffer_[next_++]);
 }
 
+std::string_view InputStream::AheadAsText() const {
+    return {static_cast<const char*>(static_cast<const void*>(buffer_.data())) + next_,
+            end_ - next_};
+}
+
+/// A line that ends within the buffer needs no copy.
 bool InputStream::ReadLine(std::string_view* line) {
+    static_assert(kBufferBytes <= kMaxLine);  // no line in it is above the limit
+    const std::string_view ahead = AheadAsText();
+    if (const std::size_t length = ahead.find('\n'); length != std::string_view::npos) {
+        next_ += length + 1;
+        *line = ahead.substr(0, length);
+        if (line->ends_with('\r')) line->remove_suffix(1);
+        return true;
+    }
     text_.clear();
     int c = Next();
     if (c < 0) return false;
@@ -59,7 +74,16 @@ bool InputStream::ReadLine(std::string_view* line) {
     return true;
 }
 
+/// A word that ends within the buffer needs no copy.
 std::string_view InputStream::ReadWord() {
+    const std::string_view ahead = AheadAsText();
+    const auto is_blank = [](char c) { return IsBlank(static_cast<unsigned char>(c)); };
+    const auto first = std::find_if_not(ahead.begin(), ahead.end(), is_blank);
+    const auto last = std::find_if(first, ahead.end(), is_blank);
+    if (last != ahead.end() && last - first <= static_cast<std::ptrdiff_t>(kMaxWord)) {
+        next_ += static_cast<std::size_t>(last - ahead.begin()) + 1;
+        return {first, last};
+    }
     text_.clear();
     int c = Next();
     while (IsBlank(c)) c = Next();

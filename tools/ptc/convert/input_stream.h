@@ -23,6 +23,7 @@ namespace convert {
 
 class InputStream {
 public:
+    static constexpr std::size_t kBufferBytes = 65536;
     static constexpr std::size_t kMaxLine = std::size_t{1} << 20;
     static constexpr std::size_t kMaxWord = 256;
 
@@ -34,6 +35,12 @@ public:
 
     /// The next word between blanks and line ends. Valid until the next call.
     std::string_view ReadWord();
+
+    /// The bytes that are read ahead and not taken yet, which may be none. Valid until the next
+    /// call. Drop() takes the first of them.
+    std::span<const std::byte> Ahead() const { return {buffer_.data() + next_, end_ - next_}; }
+    /// Caller: Ahead() has as many.
+    void Drop(std::size_t bytes) { next_ += bytes; }
 
     void Read(std::span<std::byte> bytes);
     void Skip(std::uint64_t bytes);
@@ -47,6 +54,7 @@ public:
 private:
     bool Refill();
     int Next();
+    std::string_view AheadAsText() const;
 
     std::string name_;
     PlainInput file_;

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "ptc/format/layout.h"
-#include "ptc/format/normal_decode.h"
 #include "tools/ptc/convert/number_parse.h"
 
 namespace convert {
@@ -25,27 +24,25 @@ float DataFloat(const std::byte* record, std::size_t i) {
     return Field<float>(record, ptc_layout::kPointHeadBytes + 4 * i);
 }
 
-/// The seven floats in front: position, normal, radius.
-std::array<float, 7> HeadFloats(const std::byte* record, NormalCode code) {
-    using namespace ptc_layout;
-    std::array<float, 7> head;
-    std::memcpy(head.data(), record + Find(kPoint, "position").offset, 12);
-    Normals().Decode(code, &head[3]);
-    head[6] = Field<float>(record, Find(kPoint, "radius").offset);
-    return head;
-}
-
 NormalCode CodeOf(const std::byte* record) {
     using namespace ptc_layout;
     return {Field<std::uint16_t>(record, Find(kPoint, "azimuth").offset),
             Field<std::uint16_t>(record, Find(kPoint, "height").offset)};
 }
 
-template <class T>
-void AppendRaw(const T& value, std::string* rows) {
-    char bytes[sizeof value];
-    std::memcpy(bytes, &value, sizeof value);
-    rows->append(bytes, sizeof value);
+/// The seven floats in front: position, normal, radius.
+std::array<float, 7> HeadFloats(const std::byte* record, const NormalDecoder& normals) {
+    using namespace ptc_layout;
+    std::array<float, 7> head;
+    std::memcpy(head.data(), record + Find(kPoint, "position").offset, 12);
+    normals.Decode(CodeOf(record), &head[3]);
+    head[6] = Field<float>(record, Find(kPoint, "radius").offset);
+    return head;
+}
+
+char* WriteRaw(const void* bytes, std::size_t count, char* row) {
+    std::memcpy(row, bytes, count);
+    return row + count;
 }
 
 }  // namespace
@@ -55,34 +52,48 @@ std::uint8_t RowWriter::ColourByte(const std::byte* record, std::size_t part) co
     return light > 0 ? srgb_.Encode(light) : std::uint8_t{0};  // NaN gives 0, too
 }
 
-void RowWriter::AppendText(const std::byte* record, char separator, std::string* rows) const {
-    const NormalCode code = CodeOf(record);
-    for (const float value : HeadFloats(record, code)) {
-        AppendShortest(value, rows);
-        *rows += separator;
+char* RowWriter::WriteTextRow(const std::byte* record, char separator, char* row) const {
+    for (const float value : HeadFloats(record, normals_)) {
+        row = WriteShortest(value, row);
+        *row++ = separator;
     }
-    AppendWhole(code.azimuth, rows);
-    *rows += separator;
-    AppendWhole(code.height, rows);
+    const NormalCode code = CodeOf(record);
+    row = WriteWhole(code.azimuth, row);
+    *row++ = separator;
+    row = WriteWhole(code.height, row);
     for (std::size_t i = 0; colour_ && i < 3; ++i) {
-        *rows += separator;
-        AppendWhole(ColourByte(record, i), rows);
+        *row++ = separator;
+        row = WriteWhole(ColourByte(record, i), row);
     }
     for (std::size_t i = 0; i < data_floats_; ++i) {
-        *rows += separator;
-        AppendShortest(DataFloat(record, i), rows);
+        *row++ = separator;
+        row = WriteShortest(DataFloat(record, i), row);
     }
-    *rows += '\n';
+    *row++ = '\n';
+    return row;
 }
 
-void RowWriter::AppendBytes(const std::byte* record, std::string* rows) const {
-    const NormalCode code = CodeOf(record);
-    AppendRaw(HeadFloats(record, code), rows);
-    AppendRaw(code.azimuth, rows);
-    AppendRaw(code.height, rows);
-    for (std::size_t i = 0; colour_ && i < 3; ++i)
-        *rows += static_cast<char>(ColourByte(record, i));
-    for (std::size_t i = 0; i < data_floats_; ++i) AppendRaw(DataFloat(record, i), rows);
+char* RowWriter::WriteText(std::span<const std::byte> records, char separator, char* rows) const {
+    const std::size_t record = ptc_layout::PointBytes(data_floats_);
+    for (std::size_t at = 0; at < records.size(); at += record)
+        rows = WriteTextRow(&records[at], separator, rows);
+    return rows;
+}
+
+char* RowWriter::WriteBytes(std::span<const std::byte> records, char* rows) const {
+    const std::size_t record_bytes = ptc_layout::PointBytes(data_floats_);
+    for (std::size_t at = 0; at < records.size(); at += record_bytes) {
+        const std::byte* const record = &records[at];
+        const std::array<float, 7> head = HeadFloats(record, normals_);
+        rows = WriteRaw(head.data(), sizeof head, rows);
+        const NormalCode code = CodeOf(record);
+        rows = WriteRaw(&code, sizeof code, rows);
+        if (colour_) {
+            for (std::size_t i = 0; i < 3; ++i) *rows++ = static_cast<char>(ColourByte(record, i));
+        }
+        rows = WriteRaw(record + ptc_layout::kPointHeadBytes, 4 * data_floats_, rows);
+    }
+    return rows;
 }
 
 }  // namespace convert

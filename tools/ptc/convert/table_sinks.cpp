@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <span>
+#include <vector>
+
 #include "tools/common/failure.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/ply_comments.h"
@@ -11,6 +15,9 @@
 namespace convert {
 
 namespace {
+
+/// Room for the rows that are written together, unless one alone takes more.
+constexpr std::size_t kBlockBytes = std::size_t{1} << 18;
 
 /// Names of the variables' columns; a table that cannot hold them fails under the file's name.
 std::vector<std::string> ColumnNamesFor(const StoredHeader& header, const OutputName& output) {
@@ -34,13 +41,18 @@ std::string CountLines(std::int64_t count) {
 class TableSink : public PointSink {
 public:
     TableSink(const StoredHeader& header, OutputName output, RowWriter rows)
-        : record_(header.PointBytes()), output_(std::move(output)), rows_(rows) {}
+        : record_(header.PointBytes()),
+          output_(std::move(output)),
+          rows_(rows),
+          block_(std::max<std::size_t>(1, kBlockBytes / rows_.MostRowBytes())),
+          room_(block_ * rows_.MostRowBytes()) {}
 
     void Write(std::span<const std::byte> records) override {
-        text_.clear();
-        for (std::size_t at = 0; at < records.size(); at += record_)
-            AppendRow(rows_, &records[at], &text_);
-        Put(text_);
+        for (auto rest = records; !rest.empty();) {
+            const auto taken = rest.first(std::min(rest.size(), block_ * record_));
+            Put({room_.data(), WriteRows(rows_, taken, room_.data())});
+            rest = rest.subspan(taken.size());
+        }
         count_ += static_cast<std::int64_t>(records.size() / record_);
     }
 
@@ -49,7 +61,9 @@ public:
     }
 
 protected:
-    virtual void AppendRow(const RowWriter& rows, const std::byte* record, std::string* text) = 0;
+    /// Writes the rows of `records` to `room`, where all of them fit. The answer: their end.
+    virtual char* WriteRows(const RowWriter& rows, std::span<const std::byte> records,
+                            char* room) = 0;
 
     void Put(std::string_view text) {
         if (!output_.bytes->Write(std::as_bytes(std::span(text)))) Fail();
@@ -66,7 +80,8 @@ private:
     std::size_t record_;
     OutputName output_;
     RowWriter rows_;
-    std::string text_;
+    std::size_t block_;  ///< rows that are written together
+    std::vector<char> room_;
     std::int64_t count_ = 0;
 };
 
@@ -102,12 +117,10 @@ public:
     }
 
 protected:
-    void AppendRow(const RowWriter& rows, const std::byte* record, std::string* text) override {
-        if (form_ == TokenForm::kText) {
-            rows.AppendText(record, ' ', text);
-        } else {
-            rows.AppendBytes(record, text);
-        }
+    char* WriteRows(const RowWriter& rows, std::span<const std::byte> records,
+                    char* room) override {
+        return form_ == TokenForm::kText ? rows.WriteText(records, ' ', room)
+                                         : rows.WriteBytes(records, room);
     }
 
 private:
@@ -128,8 +141,9 @@ public:
     }
 
 protected:
-    void AppendRow(const RowWriter& rows, const std::byte* record, std::string* text) override {
-        rows.AppendText(record, ',', text);
+    char* WriteRows(const RowWriter& rows, std::span<const std::byte> records,
+                    char* room) override {
+        return rows.WriteText(records, ',', room);
     }
 };
 

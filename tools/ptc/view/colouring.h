@@ -36,6 +36,9 @@ public:
     /// Whether the colours are light.
     bool IsLight() const { return kind_ == Kind::kLight; }
 
+    /// Whether the points' own normal is what is shown: else it may be anything in what follows.
+    bool ShowsNormal() const { return source_ == Source::kNormal; }
+
     /// The values at the ends of the colour map; of light, what is shown black and white.
     const ValueRange& Range() const { return range_; }
     void SetRange(const ValueRange& range) { range_ = range; }

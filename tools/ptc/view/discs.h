@@ -16,26 +16,24 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "tools/common/vec3.h"
 #include "tools/ptc/srgb.h"
+#include "tools/ptc/view/disc_batch.h"
 #include "tools/ptc/view/picture.h"
+#include "tools/ptc/view/raster_disc.h"
+#include "tools/ptc/view/sample_lanes.h"
 #include "tools/ptc/view/view_camera.h"
 
 namespace view {
 
-/// All of it is finite, the radius not negative.
-struct Disc {
-    Vec3d centre;
-    Vec3d normal;  ///< of any length; the null vector: the disc faces the eye
-    double radius = 0;
-};
-
 class DiscCanvas {
 public:
     /// Samples along a pixel's side.
-    static constexpr int kSide = 3;
+    static constexpr int kSide = kPixelSide;
 
     /// A canvas of `width` x `height` pixels without discs.
     DiscCanvas(int width, int height);
@@ -44,28 +42,65 @@ public:
     /// about a pixel, so that points far away do not break up.
     void Draw(const ViewCamera& camera, const Disc& disc, Rgb colour);
 
+    /// What a batch does not know of a disc, by its tag.
+    struct Looks {
+        std::function<Vec3d(std::size_t tag)> normal;
+        /// False: the disc has no colour and is left out. Asked for once a disc is seen.
+        std::function<bool(std::size_t tag, Rgb* colour)> colour;
+    };
+
+    /// Draws the discs of `batch` in their order, as Draw() does.
+    void DrawAll(const ViewCamera& camera, DiscBatch* batch, const Looks& looks);
+
     /// Puts the canvas at the upper left corner of `picture`, over what is there.
     void PutOnto(Picture* picture, const Srgb& srgb) const;
 
 private:
-    struct RasterDisc;
-    struct Box;
+    /// No dot covers more samples along a row or a column.
+    static constexpr int kDotSide = 4;
+    /// Discs between the one that is drawn and the one whose samples are fetched: about as long as
+    /// memory takes.
+    static constexpr std::size_t kAhead = 16;
 
-    static bool ToRaster(const ViewCamera& camera, const Disc& disc, RasterDisc* raster);
+    /// Samples from x0 to x1 and y0 to y1, both included.
+    struct Box {
+        int x0, y0, x1, y1;
+    };
+    struct DotCover {
+        std::size_t first;  ///< the upper left sample
+        lanes::Mask rows[kDotSide];
+    };
+
     bool Clip(const RasterDisc& disc, Box* box) const;
-    void DrawFace(const RasterDisc& disc, const Box& box, Rgb colour);
-    void DrawDot(const RasterDisc& disc, const Box& box, Rgb colour);
-    void Cover(int x, int y, double nearness, Rgb colour);
+    void DrawClipped(const RasterDisc& disc, const Box& box, std::uint32_t colour);
+    void DrawFace(const RasterDisc& disc, const Box& box, std::uint32_t colour);
+    void DrawDot(const RasterDisc& disc, const Box& box, std::uint32_t colour);
+    void Fetch(const DiscBatch& batch, std::size_t i) const;
+    bool FindCover(double x, double y, float nearness, DotCover* cover) const;
+    void PutDot(const DotCover& cover, float nearness, std::uint32_t colour);
+
+    /// Of four samples from `sample` on, those of `mask`.
+    void Put(std::size_t sample, lanes::Mask mask, lanes::Four nearness, std::uint32_t colour) {
+        using namespace lanes;
+        const Four near = mask ? nearness : Load<Four>(&nearness_[sample]);
+        const FourWhole all = mask ? FourWhole{} + colour : Load<FourWhole>(&colours_[sample]);
+        std::memcpy(&nearness_[sample], &near, sizeof near);
+        std::memcpy(&colours_[sample], &all, sizeof all);
+    }
+
+    void Cover(int x, int y, double nearness, std::uint32_t colour);
     Light MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const;
 
-    struct Sample {
-        float nearness;
-        Rgb colour;
-    };
+    std::size_t Index(int x, int y) const {
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+               static_cast<std::size_t>(x);
+    }
 
     int width_;   ///< samples
     int height_;  ///< likewise
-    std::vector<Sample> samples_;
+    // Of each sample.
+    std::vector<float> nearness_;
+    std::vector<std::uint32_t> colours_;  ///< three bytes, red the lowest
 };
 
 }  // namespace view

@@ -1,47 +1,55 @@
-// PointPass: a scan whose points can be drawn.
+// PointPass: reading records in pieces.
 
 #include "tools/ptc/view/point_pass.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <vector>
 
-#include "tools/ptc/point_scan.h"
+#include "ptc/cloud/raw_points.h"
+#include "tools/common/failure.h"
 #include "tools/ptc/read_error.h"
 
 namespace view {
 
 namespace {
 
-constexpr std::int64_t kShownPoints = 4096;  // from one look at the progress bar to the next
+/// Records are read in pieces of about this many bytes.
+constexpr std::size_t kPieceBytes = std::size_t{1} << 17;
 
 }  // namespace
 
-bool IsDrawable(const PointHead& point) {
-    const auto is_finite = [](float value) { return std::isfinite(value); };
-    return std::all_of(point.position, point.position + 3, is_finite) &&
-           std::all_of(point.normal, point.normal + 3, is_finite) && is_finite(point.radius) &&
-           point.radius >= 0;
+PointHead PointPiece::Head(std::size_t i, bool has_normal) const {
+    PointHead head{};
+    std::copy_n(Position(i), 3, head.position);
+    if (has_normal) Normals().Decode(Code(i), head.normal);
+    head.radius = Radius(i);
+    return head;
 }
 
-/// A point that cannot be drawn counts for the bar and for messages, which number a file's points.
+/// Messages number a file's points: those that cannot be drawn count, too.
 void PointPass::Run(Progress& progress, std::uint64_t done, const Visit& visit) {
-    PointScan scan(cloud_, 0, cloud_.point_count);
-    PointHead head{};
-    while (scan.Next()) {
-        const std::span<const float> values = scan.Values();
-        std::copy_n(values.begin() + PointScan::kPosition, 3, head.position);
-        scan.DecodeNormal(head.normal);
-        head.radius = values[PointScan::kRadius];
-        if (IsDrawable(head)) visit(head, values.subspan(PointScan::kData));
-        if (scan.Count() % kShownPoints == 0)
-            progress.Show(done + static_cast<std::uint64_t>(scan.Count()));
+    const std::size_t stride = PointScan::kData + cloud_.point_variables.DataFloats();
+    const std::size_t record = sizeof(float) * stride;
+    const auto all = static_cast<std::uint64_t>(cloud_.point_count);
+    std::vector<float> piece(
+        std::min<std::uint64_t>(all, std::max<std::size_t>(1, kPieceBytes / record)) * stride);
+    std::uint64_t count = 0;
+    cloud_.next_point = 0;
+    bool is_whole = !Failed(cloud_.input.Seek(cloud_.data_start));
+    while (is_whole && count < all) {
+        const std::size_t wanted = std::min<std::uint64_t>(piece.size() / stride, all - count);
+        const auto floats = std::span(piece).first(wanted * stride);
+        std::size_t bytes = 0;
+        is_whole = !Failed(ReadPointRecords(cloud_, std::as_writable_bytes(floats), &bytes));
+        visit({floats.first(bytes / sizeof(float)), stride});
+        count += bytes / record;
+        progress.Show(done + count);
     }
     FailIfUnread(cloud_, name_);
-    if (scan.Count() < cloud_.point_count)
-        throw Failure(fmt::format("{}: point {} of {} is cut off or damaged", name_, scan.Count(),
-                                  cloud_.point_count));
+    if (count < all)
+        throw Failure(fmt::format("{}: point {} of {} is cut off or damaged", name_, count, all));
 }
 
 }  // namespace view

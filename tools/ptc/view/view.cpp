@@ -36,8 +36,9 @@ constexpr double kMostAspect = 8;
 /// to do with the cloud sees fewer, by chance.
 constexpr std::uint64_t kSeenOneIn = 100;
 
-Vec3d PositionOf(const PointHead& point) {
-    return {point.position[0], point.position[1], point.position[2]};
+Vec3d PositionOf(const PointPiece& piece, std::size_t i) {
+    const float* const position = piece.Position(i);
+    return {position[0], position[1], position[2]};
 }
 
 /// What the first reading finds.
@@ -136,17 +137,20 @@ private:
     Survey Look() {
         const auto camera = CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1});
         Survey survey;
-        pass_.Run(progress_, 0, [&](const PointHead& point, std::span<const float> data) {
-            double value = 0;
-            if (colouring_.IsMapped()) {
-                if (!colouring_.ValueOf(point, data, &value)) return;
-                survey.values.Add(value);
+        pass_.Run(progress_, 0, [&](const PointPiece& piece) {
+            for (std::size_t i = 0; i < piece.Count(); ++i) {
+                double value = 0;
+                if (!piece.IsDrawable(i)) continue;
+                if (colouring_.IsMapped()) {
+                    if (!colouring_.ValueOf(piece.Head(i, false), piece.Data(i), &value)) continue;
+                    survey.values.Add(value);
+                }
+                const Vec3d position = PositionOf(piece, i);
+                survey.Include(position, piece.Radius(i) * options_.point_scale);
+                double x = 0, y = 0;
+                if (camera && camera->Project(position, &x, &y))
+                    survey.in_view += x >= 0 && x <= 1 && y >= 0 && y <= 1;
             }
-            const Vec3d position = PositionOf(point);
-            survey.Include(position, point.radius * options_.point_scale);
-            double x = 0, y = 0;
-            if (camera && camera->Project(position, &x, &y))
-                survey.in_view += x >= 0 && x <= 1 && y >= 0 && y <= 1;
         });
         return survey;
     }
@@ -183,19 +187,35 @@ private:
         return colouring_.IsMapped() && LegendHeight(size.width) <= size.height / 3;
     }
 
+    /// What discs whose tags are the places of points in `piece` look like.
+    DiscCanvas::Looks LooksOf(const PointPiece& piece, const Srgb& srgb) const {
+        return {[&piece](std::size_t i) {
+                    const auto [x, y, z] = piece.Head(i, true).normal;
+                    return Vec3d{x, y, z};
+                },
+                [this, &piece, &srgb](std::size_t i, Rgb* colour) {
+                    return colouring_.ColourOf(piece.Head(i, colouring_.ShowsNormal()),
+                                               piece.Data(i), srgb, colour);
+                }};
+    }
+
     /// The second reading, into the picture's upper `height` rows.
     void DrawPoints(const ViewCamera& camera, int height, Picture* picture) {
         const Srgb srgb;
         DiscCanvas canvas(picture->Width(), height);
+        const auto batch = std::make_unique<DiscBatch>();
         pass_.Run(progress_, static_cast<std::uint64_t>(cloud_.point_count),
-                  [&](const PointHead& point, std::span<const float> data) {
-                      Rgb colour;
-                      if (!colouring_.ColourOf(point, data, srgb, &colour)) return;
-                      const auto [x, y, z] = point.normal;
-                      canvas.Draw(
-                          camera,
-                          {PositionOf(point), {x, y, z}, point.radius * options_.point_scale},
-                          colour);
+                  [&](const PointPiece& piece) {
+                      const DiscCanvas::Looks looks = LooksOf(piece, srgb);
+                      for (std::size_t i = 0; i < piece.Count();) {
+                          batch->Clear();
+                          for (; i < piece.Count() && !batch->IsFull(); ++i)
+                              if (piece.IsDrawable(i))
+                                  batch->Add(PositionOf(piece, i),
+                                             piece.Radius(i) * options_.point_scale,
+                                             piece.Code(i) != kNoNormal, i);
+                          canvas.DrawAll(camera, batch.get(), looks);
+                      }
                   });
         canvas.PutOnto(picture, srgb);
     }
