@@ -9,6 +9,7 @@
 #include <limits>
 #include <utility>
 
+#include "ptc/cloud/points_ahead.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/point_decode.h"
 #include "ptc/format/record_storage.h"
@@ -146,6 +147,14 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
 
     const std::int64_t offset = header_.data_start + first * bytes;
     const std::size_t wanted = Unsigned(count) * record;
+    if (PointsAhead* const ahead = is_gzip_ ? nullptr : PointsAhead::Current()) {
+        const std::int64_t run = std::clamp(ahead->End(), first, header_.point_count) - first;
+        const std::int64_t most = std::min(run, PointsAhead::kMost / bytes) * bytes;
+        if (const std::byte* const there = ahead->Find(*source_, offset, wanted, most)) {
+            DecodePoints({there, Unsigned(count), floats}, records);
+            return CloudStatus::kOk;
+        }
+    }
     // The bytes of a cache's block lie on the stack, unless a point has many floats.
     std::array<std::byte, kBytesOnStack> on_stack;
     std::unique_ptr<std::byte[]> on_heap;
