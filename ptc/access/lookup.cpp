@@ -3,9 +3,12 @@
 #include "ptc/access/lookup.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 #include "ptc/access.h"
+#include "ptc/cloud/points_ahead.h"
 
 namespace {
 
@@ -33,15 +36,46 @@ private:
     return nullptr;
 }
 
+/// Copies the vector at `kOffset` of each record to one place behind the other. Each takes the
+/// float behind it along, which the next vector overwrites, so that all but the last go in one
+/// piece.
+template <std::size_t kOffset>
+void CopyVectors(const PtcPoint* points, std::int64_t count, float* to) {
+    if (!to) return;
+    const auto vector_of = [](const PtcPoint* point) {
+        return reinterpret_cast<const std::byte*>(point) + kOffset;
+    };
+    const PtcPoint* const last = points + count - 1;
+    for (; points != last; ++points, to += 3) std::memcpy(to, vector_of(points), 4 * sizeof(float));
+    std::memcpy(to, vector_of(last), 3 * sizeof(float));
+}
+
+void CopyRadii(const PtcPoint* points, std::int64_t count, float* to) {
+    if (!to) return;
+    for (std::int64_t i = 0; i < count; ++i) to[i] = points[i].radius;
+}
+
+void CopyData(const PtcPoint* points, std::int64_t count, std::int32_t floats, float* to) {
+    if (!to || floats <= 0) return;
+    // As a rule the floats of a block lie one behind the other, as they shall in the array.
+    if (points[count - 1].data == points[0].data + (count - 1) * floats) {
+        std::copy_n(points[0].data, count * floats, to);
+        return;
+    }
+    for (const PtcPoint* point = points; point != points + count; ++point, to += floats)
+        std::copy_n(point->data, floats, to);
+}
+
+/// Copies `count` points, at least one, to place `at` of the arrays.
 void CopyRun(const PtcPoint* points, std::int64_t count, std::int32_t floats,
              const PtcPointArrays& to, std::int64_t at) {
-    for (std::int64_t i = 0; i < count; ++i) {
-        const PtcPoint& point = points[i];
-        if (to.positions) std::copy_n(point.position, 3, to.positions + 3 * (at + i));
-        if (to.normals) std::copy_n(point.normal, 3, to.normals + 3 * (at + i));
-        if (to.radii) to.radii[at + i] = point.radius;
-        if (to.data && floats > 0) std::copy_n(point.data, floats, to.data + floats * (at + i));
-    }
+    const auto place = [at](float* array, std::int64_t each) {
+        return array ? array + each * at : nullptr;
+    };
+    CopyVectors<offsetof(PtcPoint, position)>(points, count, place(to.positions, 3));
+    CopyVectors<offsetof(PtcPoint, normal)>(points, count, place(to.normals, 3));
+    CopyRadii(points, count, place(to.radii, 1));
+    CopyData(points, count, floats, place(to.data, floats));
 }
 
 }  // namespace
@@ -89,6 +123,10 @@ std::int64_t PtcGetPoints(PtcManagedFile* file, std::int64_t first, std::int64_t
     constexpr std::int64_t kBlock = PtcPointCache::kPoints;
     const std::int32_t floats = file ? file->FloatsPerPoint() : 0;
     std::int64_t done = 0;
+    // The caches ask for whole blocks, also for the last one. Counts that are no points end below.
+    const std::int64_t in_all = file ? file->PointCount() : 0;
+    const bool has_run = first >= 0 && first < in_all && count > 0;
+    const PointsAhead ahead(has_run ? first + std::min(count, in_all - first) + kBlock - 1 : 0);
     while (done < count) {
         const PtcPoint* const points = PtcGetPoint(file, first + done);
         if (!points) break;

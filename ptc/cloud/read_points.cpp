@@ -6,12 +6,13 @@
 
 #include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
+#include "ptc/format/point_decode.h"
 #include "ptc/format/token_records.h"
 
 namespace {
 
 /// Raw records are decoded from pieces of about this many bytes.
-constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+constexpr std::size_t kPieceBytes = std::size_t{1} << 17;
 
 void TellWrongPoint(const CloudReader& cloud, bool has_head) {
     if (cloud.is_quiet) return;
@@ -37,7 +38,6 @@ std::size_t ReadBinaryPoints(CloudReader& cloud, std::span<PointHead> heads,
                              std::span<float> data) {
     const std::size_t floats = cloud.point_variables.DataFloats();
     const std::size_t record = cloud.PointBytes();
-    const NormalDecoder& normals = Normals();
     for (std::size_t done = 0; done < heads.size();) {
         const std::size_t wanted =
             std::min(heads.size() - done, std::max<std::size_t>(1, kPieceBytes / record));
@@ -45,11 +45,8 @@ std::size_t ReadBinaryPoints(CloudReader& cloud, std::span<PointHead> heads,
         const std::size_t bytes =
             cloud.input.ReadUpTo(std::span(cloud.scratch).first(wanted * record));
         const std::size_t whole = bytes / record;
-        for (std::size_t i = 0; i < whole; ++i) {
-            const auto mine =
-                data.empty() ? std::span<float>() : data.subspan((done + i) * floats, floats);
-            DecodePoint(&cloud.scratch[i * record], normals, &heads[done + i], mine);
-        }
+        DecodePoints({cloud.scratch.data(), whole, floats}, &heads[done],
+                     data.empty() ? nullptr : data.subspan(done * floats).data());
         done += whole;
         if (whole == wanted) continue;
         TellWrongPoint(cloud, bytes % record >= ptc_layout::kPointHeadBytes);

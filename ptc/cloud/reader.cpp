@@ -136,6 +136,7 @@ std::unique_ptr<CloudReader> NewReader(const char* name, const OpenOptions& opti
     auto cloud = std::make_unique<CloudReader>();
     cloud->name = name;
     cloud->is_quiet = options.is_quiet;
+    cloud->input.ReadAheadInto(options.room);
     return cloud;
 }
 

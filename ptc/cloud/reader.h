@@ -42,6 +42,8 @@ enum class CountCheck {
 struct OpenOptions {
     CountCheck counts = CountCheck::kStrict;
     bool is_quiet = false;  ///< nothing is printed or reported: the caller does that
+    /// For TokenInput::ReadAheadInto(), unless empty.
+    std::span<std::byte> room = {};
 };
 
 /// Opens `name`, binary or text, plain or gzip, versions 0 to 2, and reads its header; the

@@ -3,16 +3,21 @@
 #include "ptc/cloud/record_reader.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <array>
 #include <cstring>
 #include <limits>
-#include <system_error>
+#include <utility>
 
+#include "ptc/cloud/points_ahead.h"
 #include "ptc/format/layout.h"
+#include "ptc/format/point_decode.h"
 #include "ptc/format/record_storage.h"
 #include "ptc/format/token_records.h"
 
 namespace {
+
+/// Room for 256 points of 11 floats.
+constexpr std::size_t kBytesOnStack = 16384;
 
 constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
 
@@ -30,36 +35,39 @@ void StoreNode(const NodeRecord& node, PtcNode* record) {
 }  // namespace
 
 CloudStatus PtcRecordReader::Open(const char* name, bool in_memory, std::string* why, int* error) {
-    const auto cloud = OpenCloud(name, why, {}, error);
+    // Without points to be read, a page is more than nearly every header takes.
+    std::array<std::byte, 4096> room;
+    OpenOptions options;
+    if (!in_memory) options.room = room;
+    const auto cloud = OpenCloud(name, why, options, error);
     if (!cloud) return CloudStatus::kFailed;
     is_text_ = cloud->input.IsText();
-    const bool is_gzip = cloud->input.IsCompressed();
-    header_ = *cloud;
+    is_gzip_ = cloud->input.IsCompressed();
+    if (in_memory) {
+        header_ = *cloud;  // reading the points uses the cloud's own
+    } else {
+        header_ = std::move(static_cast<StoredHeader&>(*cloud));
+    }
     const auto record = static_cast<std::int64_t>(header_.PointBytes());
     // Behind the points of a binary file; in a text file only reading shows where they end.
     points_end_ = header_.data_start;
-    if (!is_text_ && !is_gzip) points_end_ += header_.point_count * record;
+    if (!is_text_ && !is_gzip_) points_end_ += header_.point_count * record;
 
     // The reader keeps the node count of a compressed file that has no points. Nothing bounds it.
-    if (is_gzip) header_.node_count = 0;
+    if (is_gzip_) header_.node_count = 0;
     if (in_memory) {
         // The cursor hands points out in their order only, which is of no use to a tree.
         header_.node_count = 0;
         header_.root_position = 0;
         const CloudStatus loaded = LoadPoints(*cloud, why);
         if (error) *error = cloud->input.Error();
+        NewRandomSource(cloud->input.TakeFile(&stamp_), false).reset();  // closes it
         return loaded;
     }
-    cloud->input.Close();
-    source_ = OpenRandomSource(name, is_gzip);
-    if (source_) {
+    source_ = NewRandomSource(cloud->input.TakeFile(&stamp_), is_gzip_);
+    if (is_text_)
         text_points_.Begin(*source_, header_.data_start, header_.point_variables.DataFloats());
-        return CloudStatus::kOk;
-    }
-    const int code = errno;
-    *why = std::generic_category().message(code);
-    if (error) *error = code;
-    return CloudStatus::kFailed;
+    return CloudStatus::kOk;
 }
 
 void PtcRecordReader::Close() {
@@ -136,17 +144,25 @@ CloudStatus PtcRecordReader::ReadBinaryPoints(std::int64_t first, std::int64_t c
     if (first > (kMost - header_.data_start) / bytes || count > kMost / bytes)
         return CloudStatus::kFailed;
 
-    const std::unique_ptr<std::byte[]> raw(new std::byte[Unsigned(count) * record]);
-    const std::int64_t there =
-        source_->ReadAt(header_.data_start + first * bytes, {raw.get(), Unsigned(count) * record});
-    const NormalDecoder& normals = Normals();
-    for (std::int64_t i = 0; i < count; ++i) {
-        if (there < (i + 1) * bytes) return CloudStatus::kFailed;
-        PointHead head;
-        DecodePoint(&raw[Unsigned(i) * record], normals, &head, {StorageOf(records[i]), floats});
-        StoreHead(head, &records[i]);
+    const std::int64_t offset = header_.data_start + first * bytes;
+    const std::size_t wanted = Unsigned(count) * record;
+    if (PointsAhead* const ahead = is_gzip_ ? nullptr : PointsAhead::Current()) {
+        const std::int64_t run = std::clamp(ahead->End(), first, header_.point_count) - first;
+        const std::int64_t most = std::min(run, PointsAhead::kMost / bytes) * bytes;
+        if (const std::byte* const there = ahead->Find(*source_, offset, wanted, most)) {
+            DecodePoints({there, Unsigned(count), floats}, records);
+            return CloudStatus::kOk;
+        }
     }
-    return CloudStatus::kOk;
+    // The bytes of a cache's block lie on the stack, unless a point has many floats.
+    std::array<std::byte, kBytesOnStack> on_stack;
+    std::unique_ptr<std::byte[]> on_heap;
+    if (wanted > on_stack.size()) on_heap.reset(new std::byte[wanted]);
+    std::byte* const raw = on_heap ? on_heap.get() : on_stack.data();
+    const std::int64_t there = source_->ReadAt(offset, {raw, wanted});
+    const std::int64_t whole = std::max<std::int64_t>(there, 0) / bytes;
+    DecodePoints({raw, Unsigned(whole), floats}, records);
+    return whole == count ? CloudStatus::kOk : CloudStatus::kFailed;
 }
 
 /// Bytes read of a node's children: from one of them on, enough for all that are still to come in

@@ -24,12 +24,14 @@
 #include "ptc/cloud/reader.h"
 #include "ptc/cloud/text_points.h"
 #include "util/base/tg_lock.h"
+#include "util/io/file_stamp.h"
 #include "util/io/random_source.h"
 
 class PtcRecordReader : public TgUncopyable {
 public:
-    /// Opens `name`. With `in_memory` all points are read at once and kept, and the header counts
-    /// no nodes, because none can be read. `*why` and `*error`: those of OpenCloud().
+    /// Opens `name`, once: header and records come from one file, whatever `name` is meanwhile
+    /// given to. With `in_memory` all points are read at once and kept, and the header counts no
+    /// nodes, because none can be read. `*why` and `*error`: those of OpenCloud().
     CloudStatus Open(const char* name, bool in_memory, std::string* why, int* error = nullptr);
 
     /// Closes the file and keeps the header; Open() opens it again.
@@ -39,6 +41,10 @@ public:
 
     /// The header. Caller: the file has been opened; it may be closed by now.
     const StoredHeader& Header() const { return header_; }
+
+    /// Of the file, from before its header was read: whatever changes it later gives the next
+    /// opening another stamp. Caller: as for Header().
+    const FileStamp& Stamp() const { return stamp_; }
 
     /// Fills `count` records from point `first` on; each one's `data` has room for the floats of a
     /// point. A file in memory ignores `first` and takes the next `count` points.
@@ -67,9 +73,11 @@ private:
 
     // Written by Open() and Close(), while no other thread is inside; read without a lock.
     StoredHeader header_;
+    FileStamp stamp_;
     std::unique_ptr<RandomSource> source_;
     std::int64_t points_end_ = 0;  ///< where the records of nodes may begin
     bool is_text_ = false;
+    bool is_gzip_ = false;
     TextPoints text_points_;
 
     // A file in memory: seven floats and the data of each point, and where the next one begins.

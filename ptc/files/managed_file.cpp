@@ -2,8 +2,6 @@
 
 #include "ptc/files/managed_file.h"
 
-#include <sys/stat.h>
-
 #include <atomic>
 #include <cassert>
 #include <cerrno>
@@ -43,16 +41,6 @@ PtcManagedFile::PtcManagedFile(const char* name)
 }
 
 PtcManagedFile::~PtcManagedFile() = default;
-
-std::optional<PtcManagedFile::Stamp> PtcManagedFile::StampOf(const char* name) {
-    struct stat info;
-    if (::stat(name, &info) != 0) return std::nullopt;
-    return Stamp{info.st_dev,
-                 info.st_ino,
-                 info.st_size,
-                 {info.st_mtim.tv_sec, info.st_mtim.tv_nsec},
-                 {info.st_ctim.tv_sec, info.st_ctim.tv_nsec}};
-}
 
 AccessStatus PtcManagedFile::Fail(int error, std::string reason) noexcept {
     return Remember(ToAccessStatus(CloudStatus::kFailed, error), std::move(reason));
@@ -102,22 +90,13 @@ AccessStatus PtcManagedFile::reopen() noexcept {
 }
 
 AccessStatus PtcManagedFile::Read() {
-    constexpr int kTries = 3;
     auto fresh = std::make_unique<PtcRecordReader>();
-    std::optional<Stamp> stamp;
-    // If the file is replaced at this moment, the header must not come from the old file and the
-    // points from the new one: the stamp must be the same before and after the opening. A file that
-    // keeps changing is accepted after the last try. Its stamp differs at the next opening, which
-    // then gives it a new identity.
-    for (int i = 0; i < kTries && (i == 0 || stamp != StampOf(Name())); ++i) {
-        stamp = StampOf(Name());
-        std::string why;
-        int error = 0;
-        if (Failed(fresh->Open(Name(), is_transient_, &why, &error)))
-            return Fail(error, std::move(why));
-    }
-    const bool has_changed =
-        reader_ && (stamp != stamp_ || !IsSameHeader(reader_->Header(), fresh->Header()));
+    std::string why;
+    int error = 0;
+    if (Failed(fresh->Open(Name(), is_transient_, &why, &error)))
+        return Fail(error, std::move(why));
+    const bool has_changed = reader_ && (reader_->Stamp() != fresh->Stamp() ||
+                                         !IsSameHeader(reader_->Header(), fresh->Header()));
     if (has_changed) {
         if (!RenewIdentity()) return Fail(EOVERFLOW);
         SetIdentity(Identity());
@@ -125,7 +104,6 @@ AccessStatus PtcManagedFile::Read() {
     reader_ = std::move(fresh);
     points_ = reader_->Header().point_count;
     SetPoints(points_, FloatsPerPoint());
-    stamp_ = stamp;
     writing_.reset();
     StayOpen(is_transient_);
     MarkOpen();

@@ -19,11 +19,8 @@
 
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "ptc/cloud/block_source.h"
@@ -111,17 +108,6 @@ public:
 private:
     friend class PtcOpener;
 
-    /// Detects that a file has changed, without reading it.
-    struct Stamp {
-        dev_t device;
-        ino_t inode;
-        off_t bytes;
-        std::int64_t modified[2];  ///< seconds and nanoseconds
-        std::int64_t changed[2];   ///< of the file's entry: other tools set `modified` as they like
-        bool operator==(const Stamp&) const = default;
-    };
-    static std::optional<Stamp> StampOf(const char* name);
-
     AccessStatus Read() UTIL_REQUIRES(reader_lock_);
     AccessStatus Fail(int error, std::string reason = {}) noexcept;
 
@@ -134,8 +120,6 @@ private:
     std::unique_ptr<PtcRecordReader> reader_;  ///< closed files keep it, for its header
     std::unique_ptr<CloudWriter> writing_;
     std::int64_t points_ = 0;
-
-    std::optional<Stamp> stamp_ UTIL_GUARDED_BY(reader_lock_);  ///< of what `reader_` has read
 
     TgMutex companion_lock_;
     std::shared_ptr<const PtcFileCompanion> companion_ UTIL_GUARDED_BY(companion_lock_);

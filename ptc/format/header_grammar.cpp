@@ -65,11 +65,9 @@ private:
         return Take(key, [&] { return input_.ReadFloats(key, values); }) && AreFinite(key, values);
     }
 
-    /// The same for a matrix, whose key in text form ends in a newline of its own.
+    /// The same for a matrix.
     bool TakeMatrix(const char* key, std::span<float, 16> matrix) {
-        const std::string line = std::string(key) + '\n';
-        return Take(key, [&] { return input_.ReadMatrix(line.c_str(), matrix); }) &&
-               AreFinite(key, matrix);
+        return Take(key, [&] { return input_.ReadMatrix(key, matrix); }) && AreFinite(key, matrix);
     }
 
     bool AreFinite(const char* key, std::span<const float> values) {
@@ -154,6 +152,10 @@ private:
         if (!Take(size_key, [&] { return input_.ReadInt(size_key, &size); })) return false;
         const std::int64_t size_place = here_;
 
+        const auto room = static_cast<std::size_t>(count);
+        variables->types.reserve(room);
+        variables->names.reserve(room);
+        variables->sizes.reserve(room);
         std::int64_t total = 0;
         bool are_known = true;
         for (std::int32_t i = 0; i < count; ++i)
@@ -171,7 +173,7 @@ private:
     /// lines behind it are read all the same.
     bool TakeDeclaration(const char* list, CloudVariables* variables, std::int64_t* total,
                          bool* are_known) {
-        std::string line;
+        std::string& line = line_;
         here_ = input_.Tell();
         if (Failed(input_.ReadLine(&line, ptc_layout::kMaxReadDeclaration)))
             return End({line.size() == ptc_layout::kMaxReadDeclaration
@@ -195,6 +197,7 @@ private:
     HeaderPlaces& places_;
     HeaderListener& listener_;
     std::int64_t here_ = 0;  ///< of the value that was read last
+    std::string line_;       ///< a declaration's, kept for its memory
 };
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include "ptc/format/normal_decode.h"
 
-#include <cmath>
-
 #include "util/base/process_wide.h"
 #include "util/math/sine_cosine.h"
 
@@ -13,12 +11,10 @@ constexpr std::size_t kCodes = 65536;
 
 }  // namespace
 
-NormalDecoder::NormalDecoder() : azimuths_(kCodes), heights_(kCodes) {
+NormalDecoder::NormalDecoder() : directions_(kCodes) {
     for (std::size_t code = 0; code < kCodes; ++code) {
         const float share = static_cast<float>(code) / 65535.0f;
-        azimuths_[code] = sine_cosine::Of((share - 0.5f) * 6.2831855f);
-        const float z = (share - 1.0f) + share;
-        heights_[code] = {z, std::sqrt(1.0f - z * z)};
+        directions_[code] = sine_cosine::Of((share - 0.5f) * 6.2831855f);
     }
 }
 

@@ -1,17 +1,19 @@
-// Normals from their codes, by table.
+// Normals from their codes.
 //
 // Units      codes as in ptc/format/normal_code.h.
-// Ownership  one megabyte of tables, made on first use, for the whole process.
+// Ownership  half a megabyte of directions, made on first use, for the whole process.
 // Threads    any.
 
 #pragma once
 
+#include <cmath>
 #include <vector>
 
 #include "ptc/format/normal_code.h"
 #include "util/math/sine_cosine.h"
 
-/// The normals of all codes: azimuth and height are independent, so each has a table.
+/// The normals of all codes. The directions of all azimuths are in a table. What the height gives
+/// is computed: division and square root take less time than a second table takes cache.
 ///
 /// Source: with the codes unsigned and all arithmetic in single precision, h = height / 65535,
 /// z = (h - 1) + h, s = sqrt(1 - z^2), phi = (azimuth / 65535 - 0.5) * 6.2831855, and the normal is
@@ -25,19 +27,20 @@ public:
             normal[0] = normal[1] = normal[2] = 0;
             return;
         }
-        const sine_cosine::Pair& direction = azimuths_[code.azimuth];
-        const Height& height = heights_[code.height];
-        normal[0] = direction.cosine * height.width;
-        normal[1] = direction.sine * height.width;
-        normal[2] = height.z;
+        const sine_cosine::Pair& direction = directions_[code.azimuth];
+        const float share = static_cast<float>(code.height) / 65535.0f;
+        const float z = (share - 1.0f) + share;
+        const float width = std::sqrt(1.0f - z * z);
+        normal[0] = direction.cosine * width;
+        normal[1] = direction.sine * width;
+        normal[2] = z;
     }
 
+    /// Of an azimuth, in the plane of x and y.
+    const sine_cosine::Pair& Direction(std::uint16_t azimuth) const { return directions_[azimuth]; }
+
 private:
-    struct Height {
-        float z, width;
-    };
-    std::vector<sine_cosine::Pair> azimuths_;
-    std::vector<Height> heights_;
+    std::vector<sine_cosine::Pair> directions_;
 };
 
 /// The process's decoder.

@@ -10,11 +10,19 @@ void TokenInput::Take(std::unique_ptr<ByteSource> source, TokenForm form) {
     form_ = form;
     next_ = end_ = 0;
     source_position_ = 0;
-    if (!buffer_) buffer_.reset(new std::byte[kReadAhead]);  // not cleared: filled by reads
+    if (!room_.empty()) return;
+    own_room_.reset(new std::byte[kReadAhead]);  // not cleared: filled by reads
+    room_ = {own_room_.get(), kReadAhead};
 }
 
 void TokenInput::ResumeText(std::unique_ptr<ByteSource> source) {
     Take(std::move(source), TokenForm::kText);
+}
+
+int TokenInput::TakeFile(FileStamp* stamp) {
+    const int descriptor = source_->TakeFile(stamp);
+    Close();
+    return descriptor;
 }
 
 TokenOpenStatus TokenInput::OpenForReading(std::unique_ptr<ByteSource> source,
@@ -69,7 +77,7 @@ TokenStatus TokenInput::Seek(std::int64_t offset) {
 
 bool TokenInput::Refill() {
     next_ = end_ = 0;
-    const std::int64_t read = source_->Read({buffer_.get(), kReadAhead});
+    const std::int64_t read = source_->Read(room_);
     if (read <= 0) return false;
     end_ = static_cast<std::size_t>(read);
     source_position_ += read;
@@ -79,7 +87,7 @@ bool TokenInput::Refill() {
 std::size_t TokenInput::ReadUpTo(std::span<std::byte> bytes) {
     const std::size_t wanted = bytes.size();
     while (!bytes.empty()) {
-        if (next_ == end_ && bytes.size() >= kReadAhead) {
+        if (next_ == end_ && bytes.size() >= room_.size()) {
             // More than the read-ahead holds: straight into the caller's memory. What was read
             // ahead is then no longer what lies before the source's position.
             next_ = end_ = 0;
@@ -91,7 +99,7 @@ std::size_t TokenInput::ReadUpTo(std::span<std::byte> bytes) {
         }
         if (next_ == end_ && !Refill()) break;
         const std::size_t ready = std::min(bytes.size(), end_ - next_);
-        std::memcpy(bytes.data(), buffer_.get() + next_, ready);
+        std::memcpy(bytes.data(), room_.data() + next_, ready);
         next_ += ready;
         bytes = bytes.subspan(ready);
     }
@@ -99,20 +107,35 @@ std::size_t TokenInput::ReadUpTo(std::span<std::byte> bytes) {
 }
 
 TokenStatus TokenInput::ReadBytes(std::span<std::byte> bytes) {
+    if (bytes.size() <= end_ - next_) {  // nearly always, for the values of a header
+        if (!bytes.empty()) std::memcpy(bytes.data(), room_.data() + next_, bytes.size());
+        next_ += bytes.size();
+        return TokenStatus::kOk;
+    }
     return ReadUpTo(bytes) == bytes.size() ? TokenStatus::kOk : TokenStatus::kFailed;
 }
 
 int TokenInput::NextCharacter() {
     if (next_ == end_ && !Refill()) return -1;
-    return static_cast<unsigned char>(buffer_[next_++]);
+    return static_cast<unsigned char>(room_[next_++]);
 }
 
 TokenStatus TokenInput::ReadLine(std::string* line, std::size_t longest) {
     line->clear();
     for (;;) {
-        const int c = NextCharacter();
-        if (c == '\n') return TokenStatus::kOk;
-        if (c < 0 || line->size() == longest) return TokenStatus::kFailed;
-        *line += static_cast<char>(c);
+        if (next_ == end_ && !Refill()) return TokenStatus::kFailed;
+        // One character more than the line may have: the newline, or one too many.
+        const std::size_t room = longest + 1 - line->size();
+        const auto* const text = reinterpret_cast<const char*>(room_.data()) + next_;
+        const std::string_view there(text, std::min(end_ - next_, room));
+        const std::size_t length = there.find('\n');
+        if (length != std::string_view::npos) {
+            line->append(there, 0, length);
+            next_ += length + 1;
+            return TokenStatus::kOk;
+        }
+        next_ += there.size();
+        line->append(there, 0, room - 1);
+        if (there.size() == room) return TokenStatus::kFailed;
     }
 }

@@ -30,6 +30,10 @@ public:
     static constexpr std::size_t kReadAhead = 8192;
     static constexpr std::size_t kMaxLine = 255;
 
+    /// Reads ahead into `room` instead of memory of its own, unless it is empty. The caller keeps
+    /// the room as long as the file is open. Call it first.
+    void ReadAheadInto(std::span<std::byte> room) { room_ = room; }
+
     /// Takes `source` over, which is at its start, finds out the form and reads the version. A
     /// source that has failed before is unreadable, with its error.
     TokenOpenStatus OpenForReading(std::unique_ptr<ByteSource> source, const TokenFileKind& kind,
@@ -40,6 +44,9 @@ public:
 
     void Close() { source_.reset(); }
     bool IsOpen() const { return source_ != nullptr; }
+
+    /// Closes the input, but hands its file over, as ByteSource::TakeFile().
+    [[nodiscard]] int TakeFile(FileStamp* stamp);
     bool IsText() const { return form_ == TokenForm::kText; }
     bool IsCompressed() const { return source_ && source_->IsCompressed(); }
     std::int64_t StoredBytes() const { return source_ ? source_->StoredBytes() : -1; }
@@ -75,6 +82,7 @@ private:
     int NextCharacter();
     void Unread() { --next_; }
     bool TakeKey(const char* key);
+    bool TakeNearWord(std::size_t longest, std::string_view* word);
     bool TakeWord(std::array<char, 64>* room, std::string_view* word);
     template <class T>
     bool TakeNumber(T* value);
@@ -87,8 +95,9 @@ private:
     TokenForm form_ = TokenForm::kBinary;
     int open_error_ = 0;
 
-    // The read-ahead: bytes [next_, end_) are read and not taken yet.
-    std::unique_ptr<std::byte[]> buffer_;
+    // The read-ahead: bytes [next_, end_) of the room are read and not taken yet.
+    std::unique_ptr<std::byte[]> own_room_;
+    std::span<std::byte> room_;
     std::size_t next_ = 0;
     std::size_t end_ = 0;
     std::int64_t source_position_ = 0;

@@ -37,8 +37,24 @@ bool Parse(std::string_view word, std::uint8_t* value) {
 
 }  // namespace
 
-/// Takes a word of this line; blanks before it are skipped.
+/// Takes a word that is read ahead whole, with what ends it, from where it lies. False: it is not,
+/// or it is none; nothing is taken.
+bool TokenInput::TakeNearWord(std::size_t longest, std::string_view* word) {
+    const std::string_view text(reinterpret_cast<const char*>(room_.data()), end_);
+    std::size_t begin = next_;
+    while (begin < end_ && begin - next_ < kMaxLine && IsBlank(text[begin])) ++begin;
+    std::size_t end = begin;
+    const auto is_end = [](char c) { return c == '\n' || IsBlank(c); };
+    while (end < end_ && end - begin < longest && !is_end(text[end])) ++end;
+    if (end == begin || end == end_ || !is_end(text[end])) return false;
+    *word = text.substr(begin, end - begin);
+    next_ = end;
+    return true;
+}
+
+/// Takes a word of this line; blanks before it are skipped. Valid until the next call.
 bool TokenInput::TakeWord(std::array<char, 64>* room, std::string_view* word) {
+    if (TakeNearWord(room->size(), word)) return true;
     int c = ' ';
     for (std::size_t blanks = 0; IsBlank(c); ++blanks) {
         if (blanks > kMaxLine) return false;

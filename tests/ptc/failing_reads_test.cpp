@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "ptc/access.h"
 #include "ptc/cloud/record_reader.h"
 #include "tests/support/clouds.h"
 #include "tests/support/failing_new.h"
@@ -70,9 +71,9 @@ public:
                points[count - 1].radius == static_cast<float>(first + count - 1);
     }
 
-private:
     std::string Name() const { return folder_.File("a.ptc"); }
 
+private:
     const ScratchFolder folder_;
     const std::int64_t count_;
 };
@@ -107,6 +108,31 @@ TEST(FailingReads, WhatFailedOnceIsReadLater) {
         FailEach(binary, 65'536, left);
         FailEach(text, 2048, left);
         FailEach(plain_text, 2048, left);
+    }
+}
+
+TEST(FailingReads, ARunEndsWhereAReadFailsAndIsReadLater) {
+    constexpr std::int64_t kCount = 20'000;
+    const StoredCloud cloud(kCount, TokenForm::kBinary, false);
+    for (int at = 0; at < kPlenty; ++at) {
+        PtcShutdown();
+        const PtcFile file(cloud.Name().c_str());
+        std::vector<float> radii(kCount, -1);
+        const PtcPointArrays arrays = {nullptr, nullptr, radii.data(), nullptr};
+        testing::internal::CaptureStderr();
+        reads_left = at;
+        const std::int64_t copied = PtcGetPoints(file.Get(), 0, kCount, arrays);
+        testing::internal::GetCapturedStderr();
+        const bool has_failed = reads_left < 0;
+        reads_left = kPlenty;
+        for (std::int64_t i = 0; i < kCount; ++i)
+            ASSERT_EQ(radii[static_cast<std::size_t>(i)], i < copied ? static_cast<float>(i) : -1);
+        EXPECT_EQ(PtcGetPoints(file.Get(), 0, kCount, arrays), kCount);
+        if (has_failed) continue;
+        EXPECT_EQ(copied, kCount);
+        EXPECT_LT(at, kCount / 256 / 5) << "reads of several blocks each";
+        EXPECT_GT(at, 2);
+        return;
     }
 }
 

@@ -58,8 +58,8 @@ int OpenWithoutStandardDescriptors(const std::string& name) {
     if (!written.Open(name.c_str(), kMode)) return 1;
     PlainInput read;
     if (!read.Open(name.c_str(), false)) return 2;
-    const auto random = OpenRandomSource(name.c_str(), false);
-    if (!random) return 3;
+    FileStamp stamp;
+    const auto random = NewRandomSource(read.TakeFile(&stamp), false);
     for (int descriptor = 0; descriptor < 3; ++descriptor)
         if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) return 4;
     return 0;

@@ -11,6 +11,8 @@
 
 #include "util/base/uncopyable.h"
 
+struct FileStamp;
+
 /// A file that is written, or something that behaves like one.
 ///
 /// Units      offsets in bytes from the start.
@@ -58,6 +60,13 @@ public:
 
     /// The size of the stored file in bytes; -1 when it is unknown.
     virtual std::int64_t StoredBytes() const = 0;
+
+    /// Hands its file over: the descriptor, which the caller closes, and what `*stamp` was when the
+    /// file was opened. -1: it has none. Nothing can be read afterwards.
+    [[nodiscard]] virtual int TakeFile(FileStamp* stamp) {
+        (void)stamp;
+        return -1;
+    }
 
     /// Whether the stored bytes are decompressed while they are read.
     virtual bool IsCompressed() const = 0;

@@ -12,8 +12,8 @@
 
 namespace {
 
-constexpr std::size_t kMostWaiting = 8;  // streams of about 90 KB each
-constexpr auto kHistory = static_cast<std::int64_t>(GzipStream::kHistory);
+constexpr std::size_t kMostWaiting = 8;  // streams of about 140 KB each
+constexpr auto kRing = static_cast<std::int64_t>(GzipStream::kRing);
 
 /// The result of a read that got `got` bytes from `stream`. A damaged stream counts as ended.
 std::int64_t Answer(std::size_t got, std::size_t wanted, const GzipStream& stream) {
@@ -63,7 +63,7 @@ std::int64_t GzipIndex::ReadAt(std::int64_t offset, std::span<std::byte> bytes) 
 /// another stream. Returns fewer bytes than wanted at the place that the scout has reached.
 std::int64_t GzipIndex::ReadPiece(std::int64_t offset, std::span<std::byte> bytes) {
     std::int64_t read = 0;
-    if (offset >= frontier_.load(std::memory_order_relaxed) - kHistory &&
+    if (offset >= frontier_.load(std::memory_order_relaxed) - kRing &&
         ReadWithScout(offset, bytes, &read))
         return read;
     // Not beyond the scout: only it checks the checksums of members, because it begins at their

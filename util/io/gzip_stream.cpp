@@ -22,7 +22,7 @@ constexpr unsigned kMagicBytes = 2;
 constexpr std::array<unsigned char, kMagicBytes> kMagic = {0x1F, 0x8B};
 
 std::size_t PlaceOf(std::int64_t offset) {
-    return static_cast<std::size_t>(offset) % GzipStream::kHistory;
+    return static_cast<std::size_t>(offset) % GzipStream::kRing;
 }
 
 void ThrowIfNoMemory(int result) {
@@ -51,7 +51,7 @@ GzipStream::GzipStream(ReadStored read, const GzipEntry& entry)
 }
 
 std::int64_t GzipStream::Begin() const {
-    return std::max(oldest_, out_ - static_cast<std::int64_t>(kHistory));
+    return std::max(oldest_, out_ - static_cast<std::int64_t>(kRing));
 }
 
 std::size_t GzipStream::Read(std::int64_t offset, std::span<std::byte> bytes,
@@ -67,7 +67,7 @@ std::size_t GzipStream::Read(std::int64_t offset, std::span<std::byte> bytes,
         }
         const std::size_t at = PlaceOf(offset);
         const std::size_t piece =
-            std::min({bytes.size(), static_cast<std::size_t>(out_ - offset), kHistory - at});
+            std::min({bytes.size(), static_cast<std::size_t>(out_ - offset), kRing - at});
         std::memcpy(bytes.data(), ring_.data() + at, piece);
         offset += static_cast<std::int64_t>(piece);
         bytes = bytes.subspan(piece);
@@ -79,7 +79,7 @@ std::size_t GzipStream::Read(std::int64_t offset, std::span<std::byte> bytes,
 /// impossible.
 ///
 /// zlib writes into the ring directly. A step ends at the end of a half, so it never wraps around,
-/// and at least 16 KB before it stay readable.
+/// and a step's bytes before it stay readable.
 void GzipStream::Step() {
     is_at_entry_ = false;
     if (prime_bits_ > 0 && !Prime()) return;
@@ -87,7 +87,7 @@ void GzipStream::Step() {
     if (zlib_.avail_in == 0 && !Feed(1)) return;
 
     const std::size_t at = PlaceOf(out_);
-    const auto room = static_cast<unsigned>(kHistory / 2 - at % (kHistory / 2));
+    const auto room = static_cast<unsigned>(kStep - at % kStep);
     zlib_.next_out = ring_.data() + at;
     zlib_.avail_out = room;
     const int result = inflate(&zlib_, Z_BLOCK);
@@ -153,9 +153,13 @@ bool GzipStream::NextMember() {
 
 GzipEntry GzipStream::Entry() const {
     GzipEntry entry{out_, in_ - zlib_.avail_in, zlib_.data_type & kBitsLeft, {}};
-    const std::int64_t begin = std::max(member_begin_, out_ - static_cast<std::int64_t>(kHistory));
+    const std::int64_t begin = std::max(member_begin_, out_ - static_cast<std::int64_t>(kWindow));
     entry.window.resize(static_cast<std::size_t>(out_ - begin));
-    for (std::size_t i = 0; i < entry.window.size(); ++i)
-        entry.window[i] = ring_[PlaceOf(begin + static_cast<std::int64_t>(i))];
+    for (std::size_t done = 0; done < entry.window.size();) {
+        const std::size_t at = PlaceOf(begin + static_cast<std::int64_t>(done));
+        const std::size_t piece = std::min(entry.window.size() - done, kRing - at);
+        std::memcpy(&entry.window[done], &ring_[at], piece);
+        done += piece;
+    }
     return entry;
 }

@@ -38,8 +38,13 @@ public:
     using ReadStored = std::function<std::int64_t(std::int64_t offset, std::span<std::byte> bytes)>;
 
     /// The ring holds the bytes inflated last. A step fills at most half of it, so the half before
-    /// stays readable.
-    static constexpr std::size_t kHistory = 32768;
+    /// stays readable. With steps of 32 KB inflating takes 6 % longer than with one buffer for all,
+    /// with steps of 16 KB 13 %, bench/rows/gzip_sequence.cpp.
+    static constexpr std::size_t kStep = 32768;
+    static constexpr std::size_t kRing = 2 * kStep;
+
+    /// How far back deflate refers.
+    static constexpr std::size_t kWindow = 32768;
 
     enum class State {
         kGoesOn,
@@ -89,6 +94,6 @@ private:
     bool is_raw_;                // began within a member, so zlib has not seen its header
     bool is_member_done_ = false;
     bool is_at_entry_ = false;
-    std::array<unsigned char, 16384> input_;
-    std::array<unsigned char, kHistory> ring_;  // inflated byte i is at i % kHistory
+    std::array<unsigned char, kStep> input_;
+    std::array<unsigned char, kRing> ring_;  // inflated byte i is at i % kRing
 };

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <optional>
 
 #include "util/base/uncopyable.h"
 
@@ -53,19 +54,24 @@ bool AreStandardDescriptorsOpen() {
     return true;
 }
 
-}  // namespace
-
-int OpenFile(const char* name, int flags, mode_t mode) {
-    if (AreStandardDescriptorsOpen()) return OpenThroughInterruptions(name, flags, mode);
-    const StandardDescriptorsTaken taken;
-    const int descriptor = OpenThroughInterruptions(name, flags, mode);
-    if (descriptor < 0 || descriptor >= kStandardDescriptors) return descriptor;
-    // The number is low only if /dev/null could not be opened: move the file up.
+/// Another number for the file of `descriptor`, which is a standard one; closes that.
+int MoveUp(int descriptor) {
     const int above = ::fcntl(descriptor, F_DUPFD_CLOEXEC, kStandardDescriptors);
     const int error = errno;
     ::close(descriptor);
     errno = error;
     return above;
+}
+
+}  // namespace
+
+int OpenFile(const char* name, int flags, mode_t mode) {
+    // Nothing can be printed into a file that is only read: it may be moved up afterwards, which
+    // spares the questions about the standard descriptors.
+    std::optional<StandardDescriptorsTaken> taken;
+    if ((flags & O_ACCMODE) != O_RDONLY && !AreStandardDescriptorsOpen()) taken.emplace();
+    const int descriptor = OpenThroughInterruptions(name, flags, mode);
+    return descriptor < 0 || descriptor >= kStandardDescriptors ? descriptor : MoveUp(descriptor);
 }
 
 std::FILE* OpenStream(const char* name, const char* mode) {

@@ -13,8 +13,8 @@
 
 /// Like open(2), with O_CLOEXEC added, but returns a descriptor of 3 or above. A host may have
 /// closed its standard input, output or error; open(2) would give such a number to the next file,
-/// and everything that the host prints would be written into that file. The file never has a lower
-/// number, not even during the call.
+/// and everything that the host prints would be written into that file. A file that can be written
+/// never has a lower number, not even during the call.
 int OpenFile(const char* name, int flags, mode_t mode = 0);
 
 /// Like fopen(3), but tries again when a signal interrupts it.

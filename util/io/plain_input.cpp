@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "util/io/gzip_stream.h"
 #include "util/io/open_file.h"
@@ -33,8 +34,20 @@ bool PlainInput::Open(const char* name, bool allow_gzip) {
     if (::fstat(descriptor_, &info) == 0) {
         if (S_ISDIR(info.st_mode)) return Fail(EISDIR);
         if (S_ISREG(info.st_mode)) stored_bytes_ = info.st_size;
+        stamp_ = FileStamp(info);
     }
     return !allow_gzip || LookForGzip();
+}
+
+int PlainInput::TakeFile(FileStamp* stamp) {
+    *stamp = stamp_;
+    return std::exchange(descriptor_, -1);
+}
+
+bool PlainInput::MoveTo(std::int64_t place) {
+    if (::lseek(descriptor_, place, SEEK_SET) < 0) return false;
+    stored_place_ = place;
+    return true;
 }
 
 bool PlainInput::LookForGzip() {
@@ -42,7 +55,7 @@ bool PlainInput::LookForGzip() {
     const std::int64_t there = ReadStored(magic);
     if (there < 0) return false;
     // A pipe cannot seek back: the bytes read here are returned again by the first ReadStored().
-    if (::lseek(descriptor_, 0, SEEK_SET) < 0) {
+    if (!MoveTo(0)) {
         if (errno != ESPIPE) return Fail(errno);
         ahead_.assign(magic.begin(), magic.begin() + there);
     }
@@ -72,6 +85,8 @@ std::int64_t PlainInput::ReadStored(std::span<std::byte> bytes) {
         }
         if (read == 0) break;
         total += read;
+        stored_place_ += read;
+        if (stored_place_ == stored_bytes_) break;  // the next call would only say so
     }
     return total;
 }
@@ -88,10 +103,10 @@ std::int64_t PlainInput::Read(std::span<std::byte> bytes) {
 }
 
 bool PlainInput::Seek(std::int64_t offset) {
-    if (!stream_) return ::lseek(descriptor_, offset, SEEK_SET) >= 0 || Fail(errno);
+    if (!stream_) return MoveTo(offset) || Fail(errno);
     if (offset < 0) return Fail(EINVAL);
     if (offset < stream_->Begin()) {
-        if (::lseek(descriptor_, 0, SEEK_SET) < 0) return Fail(errno);
+        if (!MoveTo(0)) return Fail(errno);
         BeginStream();
     }
     position_ = offset;

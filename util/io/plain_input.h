@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "util/io/bytes.h"
+#include "util/io/file_stamp.h"
 
 class GzipStream;
 
@@ -27,17 +28,21 @@ public:
     std::int64_t Read(std::span<std::byte> bytes) override;
     bool Seek(std::int64_t offset) override;
     std::int64_t StoredBytes() const override { return stored_bytes_; }
+    int TakeFile(FileStamp* stamp) override;
     bool IsCompressed() const override { return stream_ != nullptr; }
     int Error() const override { return error_; }
 
 private:
     bool Fail(int error);
+    bool MoveTo(std::int64_t place);
     bool LookForGzip();
     std::int64_t ReadStored(std::span<std::byte> bytes);
     void BeginStream();
 
     int descriptor_ = -1;
+    FileStamp stamp_;
     std::int64_t stored_bytes_ = -1;
+    std::int64_t stored_place_ = 0;  // where the next stored byte is read, if the size is known
     int error_ = 0;
     std::vector<std::byte> ahead_;  // bytes already read from a pipe, which cannot seek back
 

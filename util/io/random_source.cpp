@@ -1,14 +1,12 @@
-// Reads stored files at any offset, and opens random sources.
+// Reads stored files at any offset.
 
 #include "util/io/random_source.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 
 #include "util/io/gzip_index.h"
-#include "util/io/open_file.h"
 
 namespace {
 
@@ -36,9 +34,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip) {
-    const int descriptor = OpenFile(name, O_RDONLY);
-    if (descriptor < 0) return nullptr;
+std::unique_ptr<RandomSource> NewRandomSource(int descriptor, bool is_gzip) {
     try {
         if (is_gzip) return std::make_unique<GzipIndex>(descriptor);
         return std::make_unique<PlainRandomSource>(descriptor);

@@ -26,8 +26,9 @@ public:
     [[nodiscard]] virtual std::int64_t ReadAt(std::int64_t offset, std::span<std::byte> bytes) = 0;
 };
 
-/// Opens `name`, with `is_gzip` as a gzip file. Null on failure; errno says why.
-std::unique_ptr<RandomSource> OpenRandomSource(const char* name, bool is_gzip);
+/// Reads the file of `descriptor`, with `is_gzip` as a gzip file. Closes the descriptor also when
+/// it throws std::bad_alloc.
+std::unique_ptr<RandomSource> NewRandomSource(int descriptor, bool is_gzip);
 
 /// Reads a random source from front to back, beginning at an offset. Borrows the source.
 /// Threads: one caller at a time.

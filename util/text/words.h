@@ -13,9 +13,14 @@
 /// Removes the first word of `*text` and the blanks before it, and returns the word. The blank
 /// behind the word stays in `*text`.
 constexpr std::string_view TakeWord(std::string_view* text, std::string_view blanks) {
-    text->remove_prefix(std::min(text->find_first_not_of(blanks), text->size()));
-    const std::string_view word = text->substr(0, text->find_first_of(blanks));
-    text->remove_prefix(word.size());
+    // Loops that the compiler unrolls for blanks that it knows: words are short.
+    const auto is_blank = [blanks](char c) {
+        return std::any_of(blanks.begin(), blanks.end(), [c](char blank) { return c == blank; });
+    };
+    const auto begin = std::find_if_not(text->begin(), text->end(), is_blank);
+    const auto end = std::find_if(begin, text->end(), is_blank);
+    const std::string_view word(begin, end);
+    *text = {end, text->end()};
     return word;
 }
 
