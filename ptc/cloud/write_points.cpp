@@ -1,14 +1,12 @@
 // The point cloud writer's points: bounds, records, pieces and checkpoints.
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <span>
-#include <vector>
 
 #include "ptc/cloud/writer.h"
 #include "ptc/format/layout.h"
 #include "ptc/format/point_bounds.h"
+#include "ptc/format/record_run.h"
 #include "ptc/format/token_records.h"
 
 namespace {
@@ -36,151 +34,72 @@ TokenStatus FlushPiece(CloudWriter& cloud) {
     return TokenStatus::kOk;
 }
 
-NormalCode CodeOf(const PointHead& point) {
-    return EncodeNormal(point.normal[0], point.normal[1], point.normal[2]);
-}
-
-/// The samples of a batch, one after the other.
-class BatchSource {
-public:
-    BatchSource(const PointBatch& batch, std::size_t data_floats)
-        : next_(batch.samples),
-          left_(batch.count),
-          stride_(batch.stride),
-          have_(4 * batch.data_floats),
-          want_(4 * data_floats),
-          positions_(batch.positions) {}
-
-    std::size_t Left() const { return left_; }
-
-    PointHead Head() const {
-        PointHead head;
-        std::memcpy(&head, next_, sizeof head);
-        return head;
-    }
-    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
-    PointData Data() const { return {next_ + sizeof(PointHead), have_, want_}; }
-
-    void Advance() {
-        next_ += stride_;
-        --left_;
-    }
-    void WereAt(const PositionBox& run) {
-        if (positions_) positions_->Include(run);
-    }
-
-private:
-    const std::byte* next_;
-    std::size_t left_;
-    std::size_t stride_;
-    std::size_t have_;
-    std::size_t want_;
-    PositionBox* positions_;
-};
-
-/// One point whose data lie elsewhere.
-class SinglePoint {
-public:
-    SinglePoint(const PointHead& head, PointData data) : head_(head), data_(data) {}
-
-    std::size_t Left() const { return left_; }
-    const PointHead& Head() const { return head_; }
-    NormalCode Code(const PointHead& head) const { return CodeOf(head); }
-    PointData Data() const { return data_; }
-    void Advance() { left_ = 0; }
-    void WereAt(const PositionBox&) {}
-
-private:
-    const PointHead& head_;
-    PointData data_;
-    std::size_t left_ = 1;
-};
-
-/// Records of the binary form, whose normals are codes already.
-class RecordSource {
-public:
-    RecordSource(std::span<const std::byte> records, std::size_t data_floats)
-        : next_(records.data()),
-          left_(records.size() / ptc_layout::PointBytes(data_floats)),
-          data_bytes_(4 * data_floats) {}
-
-    std::size_t Left() const { return left_; }
-
-    /// Without the normal: its code is written as it is.
-    PointHead Head() const {
-        PointHead head{};
-        Take(kPosition, head.position);
-        Take(kRadius, &head.radius);
-        return head;
-    }
-    NormalCode Code(const PointHead&) const {
-        NormalCode code;
-        Take(kAzimuth, &code.azimuth);
-        Take(kHeight, &code.height);
-        return code;
-    }
-    PointData Data() const {
-        return {next_ + ptc_layout::kPointHeadBytes, data_bytes_, data_bytes_};
-    }
-
-    void Advance() {
-        next_ += ptc_layout::kPointHeadBytes + data_bytes_;
-        --left_;
-    }
-    void WereAt(const PositionBox&) {}
-
-private:
-    static constexpr auto kPosition = Find(ptc_layout::kPoint, "position");
-    static constexpr auto kAzimuth = Find(ptc_layout::kPoint, "azimuth");
-    static constexpr auto kHeight = Find(ptc_layout::kPoint, "height");
-    static constexpr auto kRadius = Find(ptc_layout::kPoint, "radius");
-
-    void Take(const ptc_layout::Field& field, void* value) const {
-        std::memcpy(value, next_ + field.offset, field.bytes);
-    }
-
-    const std::byte* next_;
-    std::size_t left_;
-    std::size_t data_bytes_;
-};
-
-/// Takes samples until `room` are written or none is left; refused ones are left out. `begin`: room
-/// for as many records behind what is collected.
-template <class Source>
-void WriteRunInPlace(CloudWriter& cloud, Source& samples, std::size_t room, std::byte* begin) {
-    const std::size_t record = cloud.PointBytes();
-    std::byte* out = begin;
-    std::size_t written = 0;
-    // Both boxes are local, so that they stay in registers whatever `out` may alias.
+/// One point after the other; all that the loop changes is local, so that it stays in registers.
+/// Returns the number of records.
+std::size_t EncodeFew(CloudWriter& cloud, PointRun* points, PositionBox* positions,
+                      std::byte* out) {
+    const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
     PointBounds bounds(cloud);
-    PositionBox positions;
-    for (; written < room && samples.Left(); samples.Advance()) {
-        const PointHead head = samples.Head();
-        positions.Include(head.position);
+    PositionBox box;
+    std::size_t written = 0;
+    PointRun left = *points;
+    for (; left.count > 0; left.Advance(1)) {
+        const PointHead head = left.Head();
+        box.Include(head.position);
         if (head.radius < 0) continue;
         bounds.Include(head.position, head.radius);
+        EncodePoint(head, left.Code(head), left.Data(data_bytes), out);
+        out += ptc_layout::kPointHeadBytes + data_bytes;
         ++written;
-        EncodePoint(head, samples.Code(head), samples.Data(), out);
-        out += record;
     }
+    points->count = 0;
     bounds.StoreTo(&cloud);
-    samples.WereAt(positions);
+    if (positions) positions->Include(box);
+    return written;
+}
+
+/// In passes over many points, until `room` are written. Returns the number of records.
+std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
+                       PositionBox* positions, std::byte* out) {
+    const std::size_t record = cloud.PointBytes();
+    RunBounds bounds{PointBounds(cloud), positions ? *positions : PositionBox()};
+    std::size_t written = 0;
+    while (written < room && points->count > 0) {
+        PointRun first = *points;
+        first.count = std::min(room - written, points->count);
+        std::byte* const begin = out + written * record;
+        const std::byte* const end = EncodeRecords(first, 4 * cloud.point_variables.DataFloats(),
+                                                   *cloud.lanes, &bounds, begin);
+        written += static_cast<std::size_t>(end - begin) / record;
+        points->Advance(first.count);
+    }
+    bounds.spheres.StoreTo(&cloud);
+    if (positions) *positions = bounds.positions;
+    return written;
+}
+
+/// Writes the first points of a run and takes them off it, until `room` are written or none is
+/// left; refused ones are left out. `begin`: room for as many records behind what is collected.
+void WriteRunInPlace(CloudWriter& cloud, std::size_t room, PointRun* points, PositionBox* positions,
+                     std::byte* begin) {
+    const bool are_few = points->count <= room && points->count < kFewPoints;
+    const std::size_t written = are_few ? EncodeFew(cloud, points, positions, begin)
+                                        : EncodeMany(cloud, room, points, positions, begin);
     cloud.point_count += static_cast<std::int64_t>(written);
-    cloud.file.Commit(written * record);
+    cloud.file.Commit(written * cloud.PointBytes());
 }
 
 /// The same through the token layer. An exception leaves the cloud between two points: those before
 /// are written and counted, the others neither.
-template <class Source>
-TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t room) {
-    for (std::size_t written = 0; written < room && samples.Left(); samples.Advance()) {
-        const PointHead head = samples.Head();
-        PositionBox position;
-        position.Include(head.position);
-        samples.WereAt(position);
+TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room, PointRun* points,
+                             PositionBox* positions) {
+    const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
+    for (std::size_t written = 0; written < room && points->count > 0; points->Advance(1)) {
+        const PointHead head = points->Head();
+        if (positions) positions->Include(head.position);
         if (head.radius < 0) continue;
         const TokenStatus status =
-            WritePointTokens(cloud.file, head, samples.Code(head), samples.Data());
+            WritePointTokens(cloud.file, head, points->Code(head), points->Data(data_bytes));
         PointBounds bounds(cloud);
         bounds.Include(head.position, head.radius);
         bounds.StoreTo(&cloud);
@@ -192,26 +111,28 @@ TokenStatus WriteRunByTokens(CloudWriter& cloud, Source& samples, std::size_t ro
 }
 
 /// Straight into the collecting buffer where that has room for all of them.
-template <class Source>
-TokenStatus WriteRun(CloudWriter& cloud, Source& samples, std::size_t room) {
-    const std::size_t record = cloud.PointBytes();
-    std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(room * record);
-    if (!begin) return WriteRunByTokens(cloud, samples, room);
-    WriteRunInPlace(cloud, samples, room, begin);
+TokenStatus WriteRun(CloudWriter& cloud, std::size_t room, PointRun* points,
+                     PositionBox* positions) {
+    const std::size_t bytes = room * cloud.PointBytes();
+    std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(bytes);
+    if (!begin) return WriteRunByTokens(cloud, room, points, positions);
+    WriteRunInPlace(cloud, room, points, positions, begin);
     return TokenStatus::kOk;
 }
 
-template <class Source>
-CloudStatus WriteAll(CloudWriter& cloud, Source samples) {
+/// `positions`, unless null, is widened by each point, refused or not. `points` is a reference
+/// because a copy would load as vectors what was just stored as scalars, which takes longer than
+/// all else for a single point.
+CloudStatus WriteAll(CloudWriter& cloud, PointRun&& points, PositionBox* positions) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
     BeginCollecting(cloud);
 
-    const std::size_t given = samples.Left();
+    const std::size_t given = points.count;
     const std::int64_t before = cloud.point_count;
-    while (samples.Left()) {
+    while (points.count > 0) {
         const auto room = static_cast<std::size_t>(RoomBeforeFlush(cloud.point_count));
         const std::int64_t run_start = cloud.point_count;
-        TokenStatus status = WriteRun(cloud, samples, std::min(room, samples.Left()));
+        TokenStatus status = WriteRun(cloud, std::min(room, points.count), &points, positions);
         const bool is_full = cloud.point_count - run_start == static_cast<std::int64_t>(room);
         if (!Failed(status) && is_full) status = FlushPiece(cloud);
         if (Failed(status)) {
@@ -226,16 +147,24 @@ CloudStatus WriteAll(CloudWriter& cloud, Source samples) {
 }  // namespace
 
 CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch) {
-    return WriteAll(cloud, BatchSource(batch, cloud.point_variables.DataFloats()));
+    return WriteAll(cloud,
+                    {batch.samples, false, batch.samples + sizeof(PointHead), 4 * batch.data_floats,
+                     batch.count, batch.stride},
+                    batch.positions);
 }
 
 CloudStatus WritePoint(CloudWriter& cloud, const PointHead& point, const float* data) {
-    const std::size_t wanted = cloud.point_variables.DataFloats();
-    const auto floats = data ? std::span(data, wanted) : std::span<const float>();
-    return WriteAll(
-        cloud, SinglePoint(point, {std::as_bytes(floats).data(), floats.size_bytes(), 4 * wanted}));
+    const std::size_t floats = data ? cloud.point_variables.DataFloats() : 0;
+    return WriteAll(cloud,
+                    {std::as_bytes(std::span(&point, 1)).data(), false,
+                     std::as_bytes(std::span(data, floats)).data(), 4 * floats, 1, 0},
+                    nullptr);
 }
 
 CloudStatus WritePointRecords(CloudWriter& cloud, std::span<const std::byte> records) {
-    return WriteAll(cloud, RecordSource(records, cloud.point_variables.DataFloats()));
+    const std::size_t record = cloud.PointBytes();
+    return WriteAll(cloud,
+                    {records.data(), true, records.data() + ptc_layout::kPointHeadBytes,
+                     record - ptc_layout::kPointHeadBytes, records.size() / record, record},
+                    nullptr);
 }

@@ -23,6 +23,7 @@
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/point_bounds.h"
+#include "ptc/format/point_lanes.h"
 #include "ptc/format/record_code.h"
 #include "ptc/format/token_file.h"
 #include "util/base/results.h"
@@ -52,6 +53,7 @@ struct CloudWriter : CloudHeader {
     std::int64_t stored_points = 0;     ///< handed to the operating system without an error
     std::int64_t counted_points = 0;    ///< those that the header in the file counts
     bool has_failed = false;            ///< a write failed: only the header is written from then on
+    const PointLanes* lanes = &BestPointLanes();  ///< all of them write the same bytes
 };
 
 /// Samples that lie `stride` bytes apart, at any alignment: a PointHead each, and behind it

@@ -39,6 +39,9 @@ public:
     explicit PointBounds(const CloudHeader& header)
         : box_{header.box_min, header.box_max}, largest_radius_(header.largest_radius) {}
 
+    PointBounds(const PositionBox& box, float largest_radius)
+        : box_(box), largest_radius_(largest_radius) {}
+
     /// Encloses a sphere. A negative radius reaches as far as a positive one.
     void Include(const float* position, float radius) {
         std::array<float, 3> low;
@@ -59,6 +62,7 @@ public:
     }
 
     const PositionBox& Box() const { return box_; }
+    float LargestRadius() const { return largest_radius_; }
 
     void StoreTo(CloudHeader* header) const {
         header->box_min = box_.min;

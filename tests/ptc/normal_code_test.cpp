@@ -1,15 +1,56 @@
 // Normals to codes: the values that files in the wild carry.
 
-#include "ptc/format/normal_decode.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
+#include "ptc/format/normal_decode.h"
+#include "tests/support/all_point_lanes.h"
+#include "tests/support/plain_normal.h"
+
 namespace {
+
+/// Encodes the normals, three floats each, with all lanes and one by one.
+void ExpectPlainCodes(const std::vector<float>& normals) {
+    const std::size_t count = normals.size() / 3;
+    const auto plain_code = [&](std::size_t i) {
+        return plain::Encode(normals[3 * i], normals[3 * i + 1], normals[3 * i + 2]);
+    };
+    std::size_t run = 0;
+    for (std::size_t first = 0; first < count; first += run) {
+        run = std::min(1 + run % kMaxRun, count - first);
+        // Unaligned, and nothing lies behind the last radius.
+        const std::size_t stride = 28 + 4 * (run % 5);
+        std::vector<std::byte> bytes(1 + (run - 1) * stride + 28);
+        for (std::size_t i = 0; i < run; ++i)
+            std::memcpy(&bytes[1 + i * stride + 12], &normals[3 * (first + i)], 12);
+        for (const PointLanes* const lanes : AllPointLanes()) {
+            NormalCodes codes;
+            lanes->encode_normals({&bytes[1], run, stride, 24}, codes);
+            for (std::size_t i = 0; i < run; ++i) {
+                const float* const n = &normals[3 * (first + i)];
+                ASSERT_EQ(codes[i], plain_code(first + i)) << n[0] << ' ' << n[1] << ' ' << n[2];
+                ASSERT_EQ(EncodeNormal(n[0], n[1], n[2]), codes[i]);
+            }
+        }
+    }
+}
+
+TEST(PtcNormalCode, IsTheSameWithAnyInstructions) {
+    std::vector<float> normals;
+    for (const float x : OddFloats())
+        for (const float y : OddFloats())
+            for (const float z : OddFloats()) normals.insert(normals.end(), {x, y, z});
+    ExpectPlainCodes(normals);
+    std::mt19937 random(5);
+    normals.resize(3 * 1'000'000);
+    for (float& value : normals) value = HardFloat(random);
+    ExpectPlainCodes(normals);
+}
 
 TEST(PtcNormalCode, GoldenCodes) {
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <random>
 
 namespace {
@@ -21,15 +23,19 @@ TEST(UtilArcTangent, EveryBitIsFixed) {
     std::uint64_t sum = 0;
     float worst = 0;
     for (int i = 0; i < 1'000'000; ++i) {
-        const float y = next(), x = next(), angle = arc_tangent::Of(y, x);
+        const float y = next(), x = next(), angle = arc_tangent::Of<1>(y, x);
         const auto exact = static_cast<float>(std::atan2(double{y}, double{x}));
         worst = std::max(worst, std::fabs(angle - exact));
         ASSERT_EQ(std::signbit(angle), std::signbit(exact)) << y << " over " << x;
         sum = sum * 31 + std::bit_cast<std::uint32_t>(angle);
+        const auto four =
+            arc_tangent::Of<4>(Lanes<4>::Floats{x, y, 0, y}, Lanes<4>::Floats{y, x, x, x});
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(float{four[3]}), std::bit_cast<std::uint32_t>(angle))
+            << y << " over " << x;
     }
     EXPECT_LE(worst, 2.4e-7f);  // one place of the largest angles
     EXPECT_EQ(sum, 11801758922924143205U);
-    EXPECT_TRUE(std::isnan(arc_tangent::Of(1, std::nanf(""))));
+    EXPECT_TRUE(std::isnan(arc_tangent::Of<1>(1, std::nanf(""))));
 }
 
 }  // namespace
