@@ -25,6 +25,7 @@ struct Row {
     std::string limit_name;  ///< such as "copying and write(2)"
     double goal = 0;
     double items = 1;  ///< points or lookups of one turn of either side; for the times printed
+    std::function<void()> prepare;  ///< before each turn of either side, not timed; may be empty
     std::function<void()> limit;
     std::function<void()> ours;
     RowFigure figure = RowFigure::kTime;
