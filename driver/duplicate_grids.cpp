@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::size_t kFirstHeads = 4096;
+constexpr std::size_t kHeadsPerGrid = 4;
 
 // The tolerances of the test for equality.
 constexpr float kKeyTolerance = 0.01f;
@@ -43,17 +44,34 @@ bool IsSameGrid(const GridSignature& grid, const GridSignature& stored) {
            IsSameSample(grid.samples[2], stored.samples[2]);
 }
 
+/// The samples that are compared: the first, the one in the middle and the last.
+std::array<std::size_t, 3> SampleIndexes(const Batch& grid) {
+    return {0, grid.count / 2, grid.count - 1};
+}
+
+/// Fetches the samples that are compared, so that their memory is waited for once.
+void Prefetch(const Batch& grid) {
+    for (const std::size_t index : SampleIndexes(grid)) {
+        const std::byte* const sample = grid.samples + index * grid.Stride();
+        __builtin_prefetch(sample);
+        __builtin_prefetch(sample + sizeof(PointHead) - 1);
+    }
+}
+
+float KeyOf(const PointHead& first) {
+    return (first.position[1] + first.position[2]) + first.position[0];
+}
+
 GridSignature Sign(const Batch& grid) {
     GridSignature signature{};
     signature.count = grid.count;
-    const std::size_t indexes[] = {0, grid.count / 2, grid.count - 1};
-    for (std::size_t i = 0; i < 3; ++i) {
-        const PointHead head = grid.Head(indexes[i]);
+    std::size_t i = 0;
+    for (const std::size_t index : SampleIndexes(grid)) {
+        const PointHead head = grid.Head(index);
         std::copy_n(head.position, 3, signature.samples[i].position);
         std::copy_n(head.normal, 3, signature.samples[i].normal);
+        if (i++ == 0) signature.key = KeyOf(head);
     }
-    const float* const first = signature.samples[0].position;
-    signature.key = (first[1] + first[2]) + first[0];
     return signature;
 }
 
@@ -86,70 +104,87 @@ std::uint64_t Hash(std::uint64_t count, const Cell& cell) {
     return hash;
 }
 
-Cell CellOf(const GridSignature& grid) {
-    const float* const position = grid.samples[0].position;
-    return {CellOf(Rank(position[0])), CellOf(Rank(position[1])), CellOf(Rank(position[2]))};
+std::uint32_t Tag(std::uint64_t hash) {
+    return static_cast<std::uint32_t>(hash >> 32);
 }
 
 }  // namespace
 
 bool DuplicateGrids::IsCopy(const Batch& grid) {
-    const GridSignature signature = Sign(grid);
+    Prefetch(grid);
+    const PointHead first = grid.Head(0);
     // The difference of a key that is not finite is never within the tolerance: such a grid equals
     // no other.
-    if (!std::isfinite(signature.key)) return false;
-    if (Find(signature)) return true;
+    if (!std::isfinite(KeyOf(first))) return false;
+    const Cells cells = CellsOf(first, grid.count);
+    const GridSignature signature = Sign(grid);
+    if (Find(signature, cells)) return true;
     try {
-        Remember(signature);
+        Remember(signature, cells.hashes[0]);
     } catch (const std::bad_alloc&) {
         // The grid itself is not lost; only a copy of it will not be recognised.
     }
     return false;
 }
 
-/// Searches every cell that an equal grid's first position can be in: up to two an axis, so up to
-/// eight. A corner whose upper cell equals the lower one on some axis is one already searched.
-bool DuplicateGrids::Find(const GridSignature& grid) const {
-    if (heads_.empty()) return false;
-    Cell low;
-    Cell high;
+/// An equal grid's first position is in the same cell, or in the neighbour on the side to which the
+/// reach goes beyond the cell: two cells an axis at most.
+DuplicateGrids::Cells DuplicateGrids::CellsOf(const PointHead& first, std::uint64_t count) {
+    Cell own;
+    Cell other;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         // No overflow: the rank of a finite value is far from both ends of 32 bits.
-        const std::int32_t rank = Rank(grid.samples[0].position[axis]);
-        low[axis] = CellOf(rank - kReach);
-        high[axis] = CellOf(rank + kReach);
+        const std::int32_t rank = Rank(first.position[axis]);
+        own[axis] = CellOf(rank);
+        other[axis] = CellOf(rank - kReach);
+        if (other[axis] == own[axis]) other[axis] = CellOf(rank + kReach);
     }
+    Cells cells;
     for (unsigned corner = 0; corner < 8; ++corner) {
         Cell cell;
         bool is_new = true;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const bool upper = corner >> axis & 1U;
-            cell[axis] = upper ? high[axis] : low[axis];
-            if (upper && high[axis] == low[axis]) is_new = false;
+            const bool is_other = corner >> axis & 1U;
+            cell[axis] = is_other ? other[axis] : own[axis];
+            if (is_other && other[axis] == own[axis]) is_new = false;
         }
-        if (!is_new) continue;
-        std::uint32_t at = heads_[Hash(grid.count, cell) & (heads_.size() - 1)];
-        for (; at != kNone; at = signatures_[at].next)
-            if (IsSameGrid(grid, signatures_[at])) return true;
+        if (is_new) cells.hashes[cells.count++] = Hash(count, cell);
+    }
+    return cells;
+}
+
+bool DuplicateGrids::Find(const GridSignature& grid, const Cells& cells) const {
+    if (heads_.empty()) return false;
+    for (std::size_t i = 0; i < cells.count; ++i) {
+        const std::uint64_t hash = cells.hashes[i];
+        std::uint32_t at = heads_[hash & (heads_.size() - 1)];
+        for (; at != kNone; at = links_[at].next)
+            if (links_[at].tag == Tag(hash) && IsSameGrid(grid, Signature(at))) return true;
     }
     return false;
 }
 
-void DuplicateGrids::Remember(const GridSignature& grid) {
-    if (signatures_.size() >= kNone) throw std::bad_alloc();
-    if (signatures_.size() >= heads_.size()) Rehash(std::max(kFirstHeads, 2 * heads_.size()));
-    signatures_.push_back(grid);
-    std::uint32_t& head = heads_[Hash(grid.count, CellOf(grid)) & (heads_.size() - 1)];
-    signatures_.back().next = head;
-    head = static_cast<std::uint32_t>(signatures_.size() - 1);
+/// `hash`: that of the grid's own cell. Throws std::bad_alloc, and has remembered nothing then.
+void DuplicateGrids::Remember(const GridSignature& grid, std::uint64_t hash) {
+    const std::size_t index = links_.size();
+    if (index >= kNone) throw std::bad_alloc();
+    if (kHeadsPerGrid * index >= heads_.size()) Rehash(std::max(kFirstHeads, 4 * heads_.size()));
+    if (index / kChunk == chunks_.size())
+        chunks_.push_back(std::unique_ptr<GridSignature[]>(new GridSignature[kChunk]));
+    std::uint32_t& head = heads_[hash & (heads_.size() - 1)];
+    links_.push_back({Tag(hash), head});
+    head = static_cast<std::uint32_t>(index);
+    chunks_[index / kChunk][index % kChunk] = grid;
 }
 
 void DuplicateGrids::Rehash(std::size_t heads) {
     std::vector<std::uint32_t> larger(heads, kNone);
-    for (std::size_t i = 0; i < signatures_.size(); ++i) {
-        GridSignature& signature = signatures_[i];
-        std::uint32_t& head = larger[Hash(signature.count, CellOf(signature)) & (heads - 1)];
-        signature.next = head;
+    for (std::size_t i = 0; i < links_.size(); ++i) {
+        const GridSignature& signature = Signature(i);
+        const float* const p = signature.samples[0].position;
+        const Cell cell = {CellOf(Rank(p[0])), CellOf(Rank(p[1])), CellOf(Rank(p[2]))};
+        std::uint32_t& head = larger[Hash(signature.count, cell) & (heads - 1)];
+        links_[i].next = head;
         head = static_cast<std::uint32_t>(i);
     }
     heads_ = std::move(larger);

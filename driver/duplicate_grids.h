@@ -6,7 +6,9 @@
 
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "driver/batch.h"
@@ -21,7 +23,6 @@ struct GridSignature {
     std::uint64_t count;
     float key;          ///< (y + z) + x of the first sample
     Sample samples[3];  ///< the first, the one in the middle and the last
-    std::uint32_t next;
 };
 
 /// Every grid delivered so far.
@@ -31,6 +32,10 @@ struct GridSignature {
 /// decides. The candidates for it are found by the cell of the first sample's position, not by the
 /// key: in some scenes, such as a slanting plane, all keys are equal, and every grid would be
 /// compared with every other one.
+///
+/// The memory of a remembered grid is cold when the next one arrives, because much was written in
+/// between. So a lookup waits for one cache line as a rule: three of four heads are empty, and a
+/// link tells most grids apart without a look at their signatures.
 class DuplicateGrids {
 public:
     /// Whether `grid` is a copy of an earlier one. If not, it is remembered.
@@ -38,10 +43,31 @@ public:
     bool IsCopy(const Batch& grid);
 
 private:
-    bool Find(const GridSignature& grid) const;
-    void Remember(const GridSignature& grid);
-    void Rehash(std::size_t heads);
+    /// Where an equal grid may be remembered: up to eight cells, as their hashes. The first one is
+    /// that of the grid itself.
+    struct Cells {
+        std::array<std::uint64_t, 8> hashes;
+        std::size_t count = 0;
+    };
 
-    std::vector<GridSignature> signatures_;
-    std::vector<std::uint32_t> heads_;  ///< a power of two; first signature of each chain
+    /// One of a chain of grids whose hashes have the same head.
+    struct Link {
+        std::uint32_t tag;   // bits of the hash that do not choose the head
+        std::uint32_t next;  // index of the next link; the grid's signature has the same index
+    };
+
+    /// Signatures never move: they are too many to be copied whenever their memory grows.
+    static constexpr std::size_t kChunk = 256;
+
+    static Cells CellsOf(const PointHead& first, std::uint64_t count);
+    bool Find(const GridSignature& grid, const Cells& cells) const;
+    void Remember(const GridSignature& grid, std::uint64_t hash);
+    void Rehash(std::size_t heads);
+    const GridSignature& Signature(std::size_t index) const {
+        return chunks_[index / kChunk][index % kChunk];
+    }
+
+    std::vector<std::unique_ptr<GridSignature[]>> chunks_;
+    std::vector<Link> links_;
+    std::vector<std::uint32_t> heads_;  ///< a power of two; first link of each chain
 };

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "driver/octree.h"
 #include "driver/simplify.h"
 
 class PairRules {
@@ -19,6 +20,11 @@ public:
     /// The largest squared distance of a pair; NaN when no pair can be near enough.
     float Limit() const { return limit_; }
     bool IsRasterSpace() const { return is_raster_space_; }
+
+    /// A candidate replaces the best one so far if its squared distance is at most this share of
+    /// the best. At distance 0 every later candidate at distance 0 qualifies, so the last one wins.
+    static float Nearer(float best) { return best * kNearer; }
+    static constexpr float kNearer = 0.999f;
 
     float SquaredDistance(const PointRecord& query, const PointRecord& other) const {
         const float* const p = query.head.position;

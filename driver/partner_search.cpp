@@ -6,14 +6,6 @@
 #include <cmath>
 #include <new>
 
-namespace {
-
-/// A candidate replaces the best one so far if its squared distance is at most this share of the
-/// best. At distance 0 every later candidate at distance 0 qualifies, so the last one wins.
-constexpr float kNearer = 0.999f;
-
-}  // namespace
-
 PartnerSearch::PartnerSearch(Octree& tree, std::span<const PointRecord> records,
                              std::span<const std::uint8_t> removed,
                              const SimplifySettings& settings, const Projection& projection)
@@ -23,10 +15,9 @@ PartnerSearch::PartnerSearch(Octree& tree, std::span<const PointRecord> records,
       rules_(settings, projection),
       crowds_(rules_, records, removed) {}
 
-std::int32_t PartnerSearch::PartnerOf(std::int32_t index, std::int32_t record_count) {
+std::int32_t PartnerSearch::PartnerOf(std::int32_t index) {
     query_ = &records_[static_cast<std::size_t>(index)];
     query_index_ = index;
-    record_count_ = record_count;
     best_ = rules_.Limit();
     // The data are stored in the order of arrival, so records that are neighbours here have theirs
     // far apart: without a prefetch, a merge would wait for both rows.
@@ -37,10 +28,21 @@ std::int32_t PartnerSearch::PartnerOf(std::int32_t index, std::int32_t record_co
     return partner_;
 }
 
+void PartnerSearch::ContinueInLeaf(SimplifyNode& leaf, std::int32_t index, float* best,
+                                   std::int32_t* partner) {
+    query_ = &records_[static_cast<std::size_t>(index)];
+    query_index_ = index;
+    best_ = *best;
+    partner_ = *partner;
+    SearchLeaf(leaf);
+    *best = best_;
+    *partner = partner_;
+}
+
 /// Recurses once a level. Every split halves the extent on some axis, which single precision
 /// allows a few hundred times, so the depth is bounded for any points.
 void PartnerSearch::SearchNode(SimplifyNode& node) {
-    if (query_index_ >= node.first + node.count || node.first >= record_count_) return;
+    if (query_index_ >= node.first + node.count) return;
     if (node.child_count == 0) {
         SearchLeaf(node);
         return;
@@ -71,14 +73,14 @@ void PartnerSearch::SearchLeaf(SimplifyNode& leaf) {
 
 void PartnerSearch::WalkLeaf(SimplifyNode& leaf) {
     const std::int32_t begin = std::max(query_index_ + 1, leaf.first);
-    const std::int32_t end = std::min(leaf.first + leaf.count, record_count_);
+    const std::int32_t end = leaf.first + leaf.count;
     bool saw_record = false;
     for (std::int32_t i = begin; i < end; ++i) {
         if (removed_[static_cast<std::size_t>(i)]) continue;
         saw_record = true;
         const PointRecord& other = records_[static_cast<std::size_t>(i)];
         const float squared_distance = rules_.SquaredDistance(*query_, other);
-        if (squared_distance <= best_ * kNearer && rules_.IsAlike(*query_, other))
+        if (squared_distance <= PairRules::Nearer(best_) && rules_.IsAlike(*query_, other))
             Take(i, squared_distance);
     }
     if (begin == leaf.first && end == leaf.first + leaf.count) leaf.is_empty = !saw_record;
@@ -97,13 +99,14 @@ void PartnerSearch::SearchCrowd(const SimplifyNode& leaf) {
         return true;
     };
     // A walk takes every record at distance 0, so it ends with the last of them.
-    if (take(0, Crowds::End::kLast) || !take(best_ * kNearer, Crowds::End::kFirst)) return;
+    if (take(0, Crowds::End::kLast) || !take(PairRules::Nearer(best_), Crowds::End::kFirst)) return;
     // nextafter() makes each reach smaller than the one before, so that the loop ends.
-    while (take(std::min(best_ * kNearer, std::nextafter(best_, 0.0f)), Crowds::End::kFirst)) {
+    while (take(std::min(PairRules::Nearer(best_), std::nextafter(best_, 0.0f)),
+                Crowds::End::kFirst)) {
     }
     // At infinity and at the smallest numbers, the share of a distance equals the distance. There
     // a walk takes every record at the same distance, so it ends with the last of them, too.
-    if (best_ <= best_ * kNearer) (void)take(best_, Crowds::End::kLast);
+    if (best_ <= PairRules::Nearer(best_)) (void)take(best_, Crowds::End::kLast);
 }
 
 void PartnerSearch::Take(std::int32_t index, float squared_distance) {

@@ -22,18 +22,17 @@ public:
                   const Projection& projection);
     PartnerSearch(const PartnerSearch&) = delete;  // the crowds borrow the rules
 
-    /// Whether the tree's boxes must enclose the records' spheres. For distances in world units,
-    /// boxes around the positions suffice: smaller boxes make the search faster and do not change
-    /// its result. But distances in pixels do not grow with the distance to a box, and an infinite
-    /// distance can be within an infinite limit; there the result depends on the boxes.
-    bool NeedsSpheres() const { return rules_.IsRasterSpace() || std::isinf(rules_.Limit()); }
+    const PairRules& Rules() const { return rules_; }
 
     /// Caller: calls this before each pass over the records.
     void StartPass() { crowds_.StartPass(); }
 
-    /// The partner of record `index`, or kNobody. `record_count`: the number of records in the
-    /// tree. Caller: calls this in index order, and removes the partner.
-    std::int32_t PartnerOf(std::int32_t index, std::int32_t record_count);
+    /// The partner of record `index`, or kNobody.
+    /// Caller: calls this in index order, and removes the partner.
+    std::int32_t PartnerOf(std::int32_t index);
+
+    /// Searches one leaf, after what was searched before had `*best` and `*partner` as its result.
+    void ContinueInLeaf(SimplifyNode& leaf, std::int32_t index, float* best, std::int32_t* partner);
 
 private:
     void SearchNode(SimplifyNode& node);
@@ -51,7 +50,6 @@ private:
     // Of one search.
     const PointRecord* query_ = nullptr;
     std::int32_t query_index_ = 0;
-    std::int32_t record_count_ = 0;
     float best_ = 0;
     std::int32_t partner_ = kNobody;
 };

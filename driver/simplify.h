@@ -2,11 +2,11 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
 
-#include "driver/octree.h"
 #include "driver/point_buffer.h"
 #include "driver/projection.h"
 
@@ -20,6 +20,12 @@ struct SimplifySettings {
     /// One byte for each float of a point's data, 1 for an area: areas are added when points merge,
     /// and are not compared.
     std::vector<std::uint8_t> area_flags;
+};
+
+/// What a simplification may use; less than usual in tests.
+struct SimplifyMeans {
+    std::size_t max_nodes = SIZE_MAX;
+    bool may_compute_wide = true;  ///< with instructions that only some processors have
 };
 
 /// Merges pairs of `records` until a pass over all of them finds no pair, and sets the removed
@@ -37,4 +43,4 @@ struct SimplifySettings {
 /// Threads: any, for different records.
 void Simplify(std::span<PointRecord> records, std::span<std::uint8_t> removed,
               const SimplifySettings& settings, const Projection& projection,
-              Octree tree = Octree());
+              const SimplifyMeans& means = {});

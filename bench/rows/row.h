@@ -26,7 +26,8 @@ struct Row {
     std::string limit_name;  ///< such as "copying and write(2)"
     double goal = 0;
     double items = 1;  ///< points or lookups of one turn of either side; for the times printed
-    std::function<void()> prepare = [] {};  ///< before the first round of the row
+    std::function<void()> prepare = [] {};      ///< before the first round of the row
+    std::function<void()> before_turn = [] {};  ///< before each turn of either side, not timed
     std::function<void()> limit;
     std::function<void()> ours;
     std::function<void()> finish = [] {};  ///< after the last

@@ -8,10 +8,11 @@
 #include <vector>
 
 #include "ptc/format/point_lanes.h"
+#include "util/base/processor.h"
 
 inline std::vector<const PointLanes*> AllPointLanes() {
     std::vector<const PointLanes*> all = {&kFourLanes};
-    if (__builtin_cpu_supports("avx2")) all.push_back(&kEightLanes);
+    if (processor::HasAvx2()) all.push_back(&kEightLanes);
     return all;
 }
 
