@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr std::uint64_t kNever = UINT64_MAX;
+
 bool IsOlder(const PtcIdleBlock& a, const PtcIdleBlock& b) {
     return a.released < b.released;
 }
@@ -13,7 +15,7 @@ bool IsOlder(const PtcIdleBlock& a, const PtcIdleBlock& b) {
 }  // namespace
 
 PtcOldestBlocks::PtcOldestBlocks(std::int32_t capacity)
-    : entries_(static_cast<std::size_t>(std::max(capacity / 16, std::min(capacity, 64)))) {}
+    : entries_(2 * static_cast<std::size_t>(std::max(capacity / 8, std::min(capacity, 64)))) {}
 
 PtcCacheBlock* PtcOldestBlocks::ClaimNext() noexcept {
     while (next_ < count_)
@@ -24,27 +26,29 @@ PtcCacheBlock* PtcOldestBlocks::ClaimNext() noexcept {
 void PtcOldestBlocks::Begin() noexcept {
     count_ = 0;
     next_ = 0;
-    has_all_ = true;
+    too_young_ = kNever;
 }
 
 void PtcOldestBlocks::Look(PtcCacheBlock& block) noexcept {
-    if (!block.state.IsIdle() || block.IsEmpty()) return;
-    const PtcIdleBlock entry{&block, block.ReleasedAt()};
-    const auto begin = entries_.begin();  // while it is a heap, the youngest
-    if (count_ == entries_.size()) {
-        has_all_ = false;
-        if (!IsOlder(entry, *begin)) return;
-        std::pop_heap(begin, entries_.end(), IsOlder);
-        --count_;
-    }
-    entries_[count_++] = entry;
-    std::push_heap(begin, begin + static_cast<std::ptrdiff_t>(count_), IsOlder);
+    const std::uint64_t released = block.ReleasedAt();
+    if (released >= too_young_ || !block.state.IsIdle() || block.IsEmpty()) return;
+    entries_[count_++] = {&block, released};
+    if (count_ == entries_.size()) KeepOldest();
+}
+
+/// Forgets those that cannot be in the list any more.
+void PtcOldestBlocks::KeepOldest() noexcept {
+    const auto begin = entries_.begin();
+    const auto youngest = begin + static_cast<std::ptrdiff_t>(Most());
+    std::nth_element(begin, youngest, begin + static_cast<std::ptrdiff_t>(count_), IsOlder);
+    too_young_ = youngest->released;
+    count_ = Most();
 }
 
 bool PtcOldestBlocks::End() noexcept {
-    const auto begin = entries_.begin();
-    std::sort_heap(begin, begin + static_cast<std::ptrdiff_t>(count_), IsOlder);
-    return has_all_;
+    if (count_ > Most()) KeepOldest();
+    std::sort(entries_.begin(), entries_.begin() + static_cast<std::ptrdiff_t>(count_), IsOlder);
+    return too_young_ == kNever;
 }
 
 bool PtcReleasedBlocks::Push(PtcCacheBlock& block) noexcept {

@@ -4,7 +4,7 @@
 // in the block. When a block is needed, all blocks are looked at and those that were released
 // longest ago become a list. A block of the list whose time is still the same is older than all
 // blocks that are not listed, so the list serves until it is used up: some of it has been used
-// meanwhile, which is skipped. So 16 blocks or a few more are looked at for each one used again.
+// meanwhile, which is skipped. So 8 blocks or a few more are looked at for each one used again.
 //
 // When so few blocks are idle that the list has all of them, each look would find only a few. Then
 // blocks that are released later join a queue, in the order of their releases, until there are more
@@ -42,7 +42,7 @@ public:
     explicit PtcOldestBlocks(std::int32_t capacity);
 
     /// How many blocks a list has at most.
-    std::size_t Most() const { return entries_.size(); }
+    std::size_t Most() const { return entries_.size() / 2; }
 
     /// Claims the block of the list that was released longest ago. Null: the list is used up.
     PtcCacheBlock* ClaimNext() noexcept;
@@ -55,10 +55,14 @@ public:
     bool End() noexcept;
 
 private:
-    std::vector<PtcIdleBlock> entries_;  ///< oldest first; between Begin() and End() a heap
+    void KeepOldest() noexcept;
+
+    /// Oldest first; between Begin() and End() in no order, up to twice as many as a list has.
+    std::vector<PtcIdleBlock> entries_;
     std::size_t count_ = 0;
     std::size_t next_ = 0;
-    bool has_all_ = true;
+    std::uint64_t too_young_ =
+        0;  ///< blocks released at this time or later are not among the oldest
 };
 
 /// The queue of blocks that were released one after another.
