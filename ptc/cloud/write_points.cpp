@@ -34,33 +34,33 @@ TokenStatus FlushPiece(CloudWriter& cloud) {
     return TokenStatus::kOk;
 }
 
-/// One point after the other; all that the loop changes is local, so that it stays in registers.
-/// Returns the number of records.
+/// One point after the other. Each is encoded before it is included in the bounds, so that the
+/// bounds take no registers from the code of its normal. Returns the number of records. Caller: the
+/// points are no records.
 std::size_t EncodeFew(CloudWriter& cloud, PointRun* points, PositionBox* positions,
                       std::byte* out) {
     const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
-    PointBounds bounds(cloud);
-    PositionBox box;
     std::size_t written = 0;
     PointRun left = *points;
+    left.are_records = false;
     for (; left.count > 0; left.Advance(1)) {
         const PointHead head = left.Head();
-        box.Include(head.position);
+        if (positions) positions->Include(head.position);
         if (head.radius < 0) continue;
-        bounds.Include(head.position, head.radius);
         EncodePoint(head, left.Code(head), left.Data(data_bytes), out);
         out += ptc_layout::kPointHeadBytes + data_bytes;
         ++written;
+        PointBounds bounds(cloud);
+        bounds.Include(head.position, head.radius);
+        bounds.StoreTo(&cloud);
     }
     points->count = 0;
-    bounds.StoreTo(&cloud);
-    if (positions) positions->Include(box);
     return written;
 }
 
 /// In passes over many points, until `room` are written. Returns the number of records.
-std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
-                       PositionBox* positions, std::byte* out) {
+[[gnu::noinline]] std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
+                                         PositionBox* positions, std::byte* out) {
     const std::size_t record = cloud.PointBytes();
     RunBounds bounds{PointBounds(cloud), positions ? *positions : PositionBox()};
     std::size_t written = 0;
@@ -82,7 +82,8 @@ std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
 /// left; refused ones are left out. `begin`: room for as many records behind what is collected.
 void WriteRunInPlace(CloudWriter& cloud, std::size_t room, PointRun* points, PositionBox* positions,
                      std::byte* begin) {
-    const bool are_few = points->count <= room && points->count < kFewPoints;
+    const bool are_few =
+        !points->are_records && points->count <= room && points->count < kFewPoints;
     const std::size_t written = are_few ? EncodeFew(cloud, points, positions, begin)
                                         : EncodeMany(cloud, room, points, positions, begin);
     cloud.point_count += static_cast<std::int64_t>(written);
@@ -91,8 +92,8 @@ void WriteRunInPlace(CloudWriter& cloud, std::size_t room, PointRun* points, Pos
 
 /// The same through the token layer. An exception leaves the cloud between two points: those before
 /// are written and counted, the others neither.
-TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room, PointRun* points,
-                             PositionBox* positions) {
+[[gnu::noinline]] TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room,
+                                               PointRun* points, PositionBox* positions) {
     const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
     for (std::size_t written = 0; written < room && points->count > 0; points->Advance(1)) {
         const PointHead head = points->Head();
