@@ -34,38 +34,43 @@ TokenStatus FlushPiece(CloudWriter& cloud) {
     return TokenStatus::kOk;
 }
 
-/// One point after the other; all that the loop changes is local, so that it stays in registers.
-/// Returns the number of records.
-std::size_t EncodeFew(CloudWriter& cloud, PointRun* points, PositionBox* positions,
+/// Puts a point that is not refused to `out`. It is encoded before it is included in the bounds, so
+/// that these take no registers from the code of its normal.
+[[gnu::always_inline]] inline void EncodeOne(CloudWriter& cloud, const PointHead& head,
+                                             const PointData& data, std::byte* out) {
+    EncodePoint(head, EncodeNormal(head.normal[0], head.normal[1], head.normal[2]), data, out);
+    PointBounds bounds(cloud);
+    bounds.Include(head.position, head.radius);
+    bounds.StoreTo(&cloud);
+}
+
+/// One point after the other. Returns the number of records. Caller: the points are no records.
+std::size_t EncodeFew(CloudWriter& cloud, GivenPoints* points, PositionBox* positions,
                       std::byte* out) {
     const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
-    PointBounds bounds(cloud);
-    PositionBox box;
     std::size_t written = 0;
-    PointRun left = *points;
+    GivenPoints left = *points;
+    left.are_records = false;  // known to the compiler, so that the loop does not ask
     for (; left.count > 0; left.Advance(1)) {
         const PointHead head = left.Head();
-        box.Include(head.position);
+        if (positions) positions->Include(head.position);
         if (head.radius < 0) continue;
-        bounds.Include(head.position, head.radius);
-        EncodePoint(head, left.Code(head), left.Data(data_bytes), out);
+        EncodeOne(cloud, head, left.Data(data_bytes), out);
         out += ptc_layout::kPointHeadBytes + data_bytes;
         ++written;
     }
     points->count = 0;
-    bounds.StoreTo(&cloud);
-    if (positions) positions->Include(box);
     return written;
 }
 
 /// In passes over many points, until `room` are written. Returns the number of records.
-std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
-                       PositionBox* positions, std::byte* out) {
+[[gnu::noinline]] std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, GivenPoints* points,
+                                         PositionBox* positions, std::byte* out) {
     const std::size_t record = cloud.PointBytes();
     RunBounds bounds{PointBounds(cloud), positions ? *positions : PositionBox()};
     std::size_t written = 0;
     while (written < room && points->count > 0) {
-        PointRun first = *points;
+        GivenPoints first = *points;
         first.count = std::min(room - written, points->count);
         std::byte* const begin = out + written * record;
         const std::byte* const end = EncodeRecords(first, 4 * cloud.point_variables.DataFloats(),
@@ -80,9 +85,10 @@ std::size_t EncodeMany(CloudWriter& cloud, std::size_t room, PointRun* points,
 
 /// Writes the first points of a run and takes them off it, until `room` are written or none is
 /// left; refused ones are left out. `begin`: room for as many records behind what is collected.
-void WriteRunInPlace(CloudWriter& cloud, std::size_t room, PointRun* points, PositionBox* positions,
-                     std::byte* begin) {
-    const bool are_few = points->count <= room && points->count < kFewPoints;
+void WriteRunInPlace(CloudWriter& cloud, std::size_t room, GivenPoints* points,
+                     PositionBox* positions, std::byte* begin) {
+    const bool are_few =
+        !points->are_records && points->count <= room && points->count < kFewPoints;
     const std::size_t written = are_few ? EncodeFew(cloud, points, positions, begin)
                                         : EncodeMany(cloud, room, points, positions, begin);
     cloud.point_count += static_cast<std::int64_t>(written);
@@ -91,8 +97,8 @@ void WriteRunInPlace(CloudWriter& cloud, std::size_t room, PointRun* points, Pos
 
 /// The same through the token layer. An exception leaves the cloud between two points: those before
 /// are written and counted, the others neither.
-TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room, PointRun* points,
-                             PositionBox* positions) {
+[[gnu::noinline]] TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room,
+                                               GivenPoints* points, PositionBox* positions) {
     const std::size_t data_bytes = 4 * cloud.point_variables.DataFloats();
     for (std::size_t written = 0; written < room && points->count > 0; points->Advance(1)) {
         const PointHead head = points->Head();
@@ -111,7 +117,7 @@ TokenStatus WriteRunByTokens(CloudWriter& cloud, std::size_t room, PointRun* poi
 }
 
 /// Straight into the collecting buffer where that has room for all of them.
-TokenStatus WriteRun(CloudWriter& cloud, std::size_t room, PointRun* points,
+TokenStatus WriteRun(CloudWriter& cloud, std::size_t room, GivenPoints* points,
                      PositionBox* positions) {
     const std::size_t bytes = room * cloud.PointBytes();
     std::byte* const begin = cloud.file.IsText() ? nullptr : cloud.file.Reserve(bytes);
@@ -123,7 +129,7 @@ TokenStatus WriteRun(CloudWriter& cloud, std::size_t room, PointRun* points,
 /// `positions`, unless null, is widened by each point, refused or not. `points` is a reference
 /// because a copy would load as vectors what was just stored as scalars, which takes longer than
 /// all else for a single point.
-CloudStatus WriteAll(CloudWriter& cloud, PointRun&& points, PositionBox* positions) {
+CloudStatus WriteAll(CloudWriter& cloud, GivenPoints&& points, PositionBox* positions) {
     if (!cloud.file.IsOpen() || cloud.has_failed) return CloudStatus::kFailed;
     BeginCollecting(cloud);
 
@@ -144,6 +150,15 @@ CloudStatus WriteAll(CloudWriter& cloud, PointRun&& points, PositionBox* positio
     return took_all ? CloudStatus::kOk : CloudStatus::kFailed;
 }
 
+/// Where the record of a single point goes, if that is all there is to do for it; otherwise null.
+std::byte* PlaceOfOne(CloudWriter& cloud, const PointHead& point) {
+    const bool is_plain = cloud.file.IsOpen() && !cloud.has_failed && !cloud.file.IsText() &&
+                          !(point.radius < 0) && RoomBeforeFlush(cloud.point_count) > 1;
+    if (!is_plain) return nullptr;
+    BeginCollecting(cloud);
+    return cloud.file.Reserve(cloud.PointBytes());
+}
+
 }  // namespace
 
 CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch) {
@@ -155,9 +170,15 @@ CloudStatus WritePoints(CloudWriter& cloud, const PointBatch& batch) {
 
 CloudStatus WritePoint(CloudWriter& cloud, const PointHead& point, const float* data) {
     const std::size_t floats = data ? cloud.point_variables.DataFloats() : 0;
+    const std::byte* const bytes = std::as_bytes(std::span(data, floats)).data();
+    if (std::byte* const out = PlaceOfOne(cloud, point)) {
+        EncodeOne(cloud, point, {bytes, 4 * floats, 4 * cloud.point_variables.DataFloats()}, out);
+        ++cloud.point_count;
+        cloud.file.Commit(cloud.PointBytes());
+        return CloudStatus::kOk;
+    }
     return WriteAll(cloud,
-                    {std::as_bytes(std::span(&point, 1)).data(), false,
-                     std::as_bytes(std::span(data, floats)).data(), 4 * floats, 1, 0},
+                    {std::as_bytes(std::span(&point, 1)).data(), false, bytes, 4 * floats, 1, 0},
                     nullptr);
 }
 

@@ -1,4 +1,4 @@
-// Eight points at a time. The only file that is compiled for AVX2, so it holds nothing else, and is
+// Eight points at a time. This whole file is compiled for AVX2, so it holds nothing else, and is
 // called on such processors only.
 
 #include "ptc/format/point_lane_loops.h"

@@ -56,7 +56,7 @@ struct AnyData {
 
 /// The records of one run.
 struct Pass {
-    const PointRun& points;
+    const GivenPoints& points;
     std::size_t count;
     const NormalCode* codes;  ///< null for records
     std::byte* out;           ///< moved behind the records
@@ -128,7 +128,7 @@ void EncodeRun(const PointLanes& lanes, const HeadRun& heads, const PointData& d
 
 }  // namespace
 
-std::byte* EncodeRecords(PointRun points, std::size_t data_bytes, const PointLanes& lanes,
+std::byte* EncodeRecords(GivenPoints points, std::size_t data_bytes, const PointLanes& lanes,
                          RunBounds* bounds, std::byte* out) {
     const PointData data = points.Data(data_bytes);
     HeadRun heads = {points.heads, points.count, points.stride,

@@ -19,7 +19,7 @@
 #include "ptc/format/run_bounds.h"
 
 /// Points that lie `stride` bytes apart, at any alignment.
-struct PointRun {
+struct GivenPoints {
     const std::byte* heads;  ///< of each point, a PointHead or the head of its record
     bool are_records;        ///< the normals are codes already
     const std::byte* data;
@@ -69,5 +69,5 @@ inline constexpr std::size_t kFewPoints = 4;
 /// Writes the points as records with `data_bytes` of data each, as far as the points have them and
 /// zeros behind, and includes them in `bounds`. A point with a negative radius is refused: it is
 /// left out. Returns the end of the records.
-std::byte* EncodeRecords(PointRun points, std::size_t data_bytes, const PointLanes& lanes,
+std::byte* EncodeRecords(GivenPoints points, std::size_t data_bytes, const PointLanes& lanes,
                          RunBounds* bounds, std::byte* out);

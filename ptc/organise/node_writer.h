@@ -17,7 +17,7 @@
 #include "ptc/organise/organised_file.h"
 
 /// What a node keeps until its record is written.
-struct WaitingNode {
+struct UnwrittenNode {
     PositionBox box;
     double* sums = nullptr;
     std::int64_t children[8] = {};  ///< their offsets in the file; 0: none
@@ -25,7 +25,7 @@ struct WaitingNode {
 
 class NodeWriter {
 public:
-    using Node = OctreeNode<WaitingNode>;
+    using Node = OctreeNode<UnwrittenNode>;
 
     NodeWriter(OrganisedFile& file, const NodeSums& sums) : file_(file), sums_(sums) {}
 

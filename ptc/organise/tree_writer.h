@@ -87,7 +87,7 @@ private:
     const std::size_t record_bytes_;
     const NodeSums sums_;
     NodeWriter nodes_;
-    OctreeStack<WaitingNode, NodeWriter> stack_;
+    OctreeStack<UnwrittenNode, NodeWriter> stack_;
     std::vector<Slice> slices_;
 
     std::int64_t points_ = 0;
