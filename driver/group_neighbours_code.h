@@ -130,7 +130,7 @@ inline Search::Outcome Search::Examine(std::uint32_t lane) {
         usual_reach_ = std::min(usual_reach_ * 1.2f, reach_);
         return Outcome::kUnknown;
     }
-    usual_reach_ *= 0.99f;
+    usual_reach_ *= 0.995f;
     if (nearest < kSmallest) return Outcome::kUnknown;
 
     const Eight share = All(PairRules::kNearer);
