@@ -5,13 +5,15 @@
 inline void Search::StartGroup(std::uint32_t group) {
     group_ = group;
     if (group % kWidth == 0) StartBlock(group / kWidth);
-    ChooseNeighbours();
+    neighbours_.reach = -1;
+    if (groups_.ChangedLanes(group) && !groups_.IsCrowd(group)) ChooseNeighbours();
 }
 
 /// Gathers the groups behind the block that most of its searches will look at.
 inline void Search::StartBlock(std::uint32_t block) {
     near_.count = 0;
     near_.reach = usual_reach_;
+    near_.are_changed = !groups_.LevelAt(0).changed[block];
     if (groups_.Levels() < 2) return;
     const LiveGroups::Box own = groups_.BoxOf(1, block);
     for (int axis = 0; axis < 3; ++axis) {
@@ -44,6 +46,7 @@ inline void Search::StartBlock(std::uint32_t block) {
 /// Adds the groups below the items of a block to the near ones. False: there are too many.
 inline bool Search::Gather(std::size_t level, std::uint32_t block, unsigned items) {
     const LiveGroups::Boxes& boxes = groups_.LevelAt(level).boxes[block];
+    if (near_.are_changed) items &= groups_.LevelAt(level).changed[block];
     items &= AtMost(ToBoxes(block_low_, block_high_, ColumnsOf(boxes)), near_.reach);
     const std::uint32_t first = block * kWidth;
     if (level > 0) {
@@ -68,8 +71,6 @@ inline bool Search::Gather(std::size_t level, std::uint32_t block, unsigned item
 /// Chooses the groups whose records a search examines first: those near the records that are left
 /// of the group.
 inline void Search::ChooseNeighbours() {
-    neighbours_.reach = -1;
-    if (groups_.IsCrowd(group_)) return;
     const LiveGroups::Group& group = groups_.At(group_);
     const Eight x = Load(group.position[0]);
     Eight low[3];

@@ -56,7 +56,8 @@ public:
     std::int32_t PartnerInCrowd(std::int32_t record) override;
 
 private:
-    /// Groups behind a block that are near its box, in order.
+    /// Groups behind a block that are near its box, in order. If no record of the block has
+    /// changed, only those with changed records: its searches take no others.
     struct NearGroups {
         static constexpr std::uint32_t kMost = 64;
         static constexpr std::uint32_t kRoom = kMost + kWidth;  // eight are written at once
@@ -65,7 +66,8 @@ private:
         float high[3][kRoom];
         std::uint32_t groups[kRoom];
         std::uint32_t count;
-        float reach;  // no other group behind the block is within this squared distance
+        float reach;  // no other such group behind the block is within this squared distance
+        bool are_changed;
 
         std::uint32_t Blocks() const { return (count + kWidth - 1) / kWidth; }
         BoxColumns Block(std::uint32_t i) const {
