@@ -40,8 +40,9 @@ public:
 
 private:
     /// The records of a group are fetched so many groups before they are searched: those of a
-    /// million points are not in the cache, and a simplification of them takes 0.90 of the time.
-    static constexpr std::uint32_t kGroupsAhead = 2;
+    /// million points are not in the cache, nor are partners that are some leaves further on. A
+    /// simplification of a million takes 0.8 of the time.
+    static constexpr std::uint32_t kGroupsAhead = 64;
 
     void FetchRecords(std::uint32_t group) const;
     std::int32_t RunGroup(std::uint32_t group);

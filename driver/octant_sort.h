@@ -108,7 +108,8 @@ private:
     const std::uint8_t* octants_;
     std::uint8_t octant_;
     std::size_t begin_;  // of the items that the mask is about
-    std::uint64_t mask_ = 0;  // bit i: item i from there on is the octant's, and has not been answered
+    std::uint64_t mask_ =
+        0;  // bit i: item i from there on is the octant's, and has not been answered
 };
 
 /// Sorts the items into octants in place, and `octants` with them.
