@@ -44,7 +44,6 @@ private:
     /// simplification of a million takes 0.8 of the time.
     static constexpr std::uint32_t kGroupsAhead = 64;
 
-    void FetchRecords(std::uint32_t group) const;
     std::int32_t RunGroup(std::uint32_t group);
     std::int32_t RunCrowd(const SimplifyNode& leaf);
     void Merge(std::int32_t into, std::int32_t from);

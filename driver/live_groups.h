@@ -89,7 +89,6 @@ public:
 
     std::uint32_t Count() const { return count_; }
     Group& At(std::uint32_t group) { return groups_[group]; }
-    const Group& At(std::uint32_t group) const { return groups_[group]; }
     bool IsCrowd(std::uint32_t group) const {
         return has_crowds_ && groups_[group].record[1] == kCrowdMark;
     }
