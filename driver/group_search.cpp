@@ -73,6 +73,11 @@ inline float Lowest(Eight values) {
 inline float Highest(Eight values) {
     return lanes::Highest(values.first, values.second);
 }
+/// Moves the lanes of a mask to the front. Writes all eight.
+template <class Number>
+void Pack(const Number* from, unsigned mask, Number* to) {
+    for (std::size_t i = 0; i < 8; ++i) to[i] = from[lanes::kLanesOf[mask][i]];
+}
 
 #include "driver/group_search_code.h"
 // Needs the class above.

@@ -5,17 +5,28 @@
 inline constexpr std::uint32_t kWidth = LiveGroups::kWidth;
 inline constexpr unsigned kAllLanes = LiveGroups::kAllLanes;
 
+inline constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
 /// A distance from here on is more than its share that makes a candidate nearer. Two different
 /// places without small coordinates are much farther apart.
 inline constexpr float kSmallest = 1e-41f;
 
+/// Eight boxes in columns: the first of each axis, and how far the next axis is from it.
+struct BoxColumns {
+    const float* low;
+    const float* high;
+    std::size_t stride;
+};
+inline BoxColumns ColumnsOf(const LiveGroups::Boxes& boxes) {
+    return {boxes.low[0], boxes.high[0], kWidth};
+}
+
 /// The squared distances of eight boxes from a box, or from a point.
-inline Eight ToBoxes(const Eight (&low)[3], const Eight (&high)[3],
-                     const LiveGroups::Boxes& boxes) {
+inline Eight ToBoxes(const Eight (&low)[3], const Eight (&high)[3], const BoxColumns& boxes) {
     Eight squared = All(0);
-    for (int axis = 0; axis < 3; ++axis) {
-        const Eight below = Load(boxes.low[axis]) - high[axis];
-        const Eight above = low[axis] - Load(boxes.high[axis]);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const Eight below = Load(boxes.low + axis * boxes.stride) - high[axis];
+        const Eight above = low[axis] - Load(boxes.high + axis * boxes.stride);
         const Eight outside = Larger(Larger(below, above), All(0));
         squared = squared + outside * outside;
     }
@@ -45,17 +56,23 @@ public:
     std::int32_t PartnerInCrowd(std::int32_t record) override;
 
 private:
-    /// Groups behind a block that are near its box, in order.
+    /// Groups behind a block that are near its box, in order. If no record of the block has
+    /// changed, only those with changed records: its searches take no others.
     struct NearGroups {
         static constexpr std::uint32_t kMost = 64;
+        static constexpr std::uint32_t kRoom = kMost + kWidth;  // eight are written at once
 
-        LiveGroups::Boxes boxes[kMost / kWidth];
-        std::uint32_t groups[kMost];
-        unsigned changed[kMost / kWidth];  // bit i of a block: group i has changed
+        float low[3][kRoom];
+        float high[3][kRoom];
+        std::uint32_t groups[kRoom];
         std::uint32_t count;
-        float reach;  // no other group behind the block is within this squared distance
+        float reach;  // no other such group behind the block is within this squared distance
+        bool are_changed;
 
         std::uint32_t Blocks() const { return (count + kWidth - 1) / kWidth; }
+        BoxColumns Block(std::uint32_t i) const {
+            return {low[0] + i * kWidth, high[0] + i * kWidth, kRoom};
+        }
     };
 
     /// A group and others behind it that are near its box: few enough to examine all their records
@@ -63,7 +80,7 @@ private:
     struct Neighbours {
         static constexpr std::uint32_t kMost = 16;
 
-        std::uint32_t groups[kMost];
+        std::uint32_t groups[kMost + kWidth];  // eight are written at once
         std::uint32_t count;
         float reach;  // no other group behind is within this squared distance
     };
@@ -181,14 +198,13 @@ inline std::int32_t Search::SearchAll(unsigned lanes_after) {
 inline void Search::SearchNear() {
     const std::uint32_t blocks = near_.Blocks();
     for (std::uint32_t block = 0; block < blocks; ++block) {
-        unsigned items = is_changed_ ? kAllLanes : near_.changed[block];
-        if (!items) continue;
-        const Eight squared = ToBoxes(place_, place_, near_.boxes[block]);
-        for (items &= AtMost(squared, reach_); items; items &= AtMost(squared, reach_)) {
+        const Eight squared = ToBoxes(place_, place_, near_.Block(block));
+        for (unsigned items = AtMost(squared, reach_); items; items &= AtMost(squared, reach_)) {
             const auto lane = static_cast<std::uint32_t>(std::countr_zero(items));
             items &= items - 1;
             const std::uint32_t group = near_.groups[block * kWidth + lane];
-            SearchGroup(group, is_changed_ ? kAllLanes : groups_.ChangedLanes(group));
+            const unsigned lanes = is_changed_ ? kAllLanes : groups_.ChangedLanes(group);
+            if (lanes) SearchGroup(group, lanes);
         }
     }
 }
@@ -198,7 +214,7 @@ inline void Search::SearchBlock(std::size_t level, std::uint32_t block, unsigned
     const LiveGroups::Level& at = groups_.LevelAt(level);
     if (!is_changed_) items &= at.changed[block];
     if (!items) return;
-    const Eight squared = ToBoxes(place_, place_, at.boxes[block]);
+    const Eight squared = ToBoxes(place_, place_, ColumnsOf(at.boxes[block]));
     for (items &= AtMost(squared, reach_); items; items &= AtMost(squared, reach_)) {
         const auto lane = static_cast<std::uint32_t>(std::countr_zero(items));
         items &= items - 1;

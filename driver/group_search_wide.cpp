@@ -72,6 +72,15 @@ inline float Highest(Eight values) {
     four = _mm_max_ps(four, _mm_movehl_ps(four, four));
     return _mm_cvtss_f32(_mm_max_ss(four, _mm_shuffle_ps(four, four, 1)));
 }
+/// Moves the lanes of a mask to the front. Writes all eight.
+template <class Number>
+void Pack(const Number* from, unsigned mask, Number* to) {
+    static_assert(sizeof(Number) == 4);
+    const auto* const list = reinterpret_cast<const __m128i*>(lanes::kLanesOf[mask].data());
+    const __m256i order = _mm256_cvtepu8_epi32(_mm_loadl_epi64(list));
+    const __m256i eight = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), _mm256_permutevar8x32_epi32(eight, order));
+}
 
 #include "driver/group_search_code.h"
 // Needs the class above.

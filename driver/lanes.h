@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -67,6 +68,20 @@ inline unsigned EqualMask(const std::uint8_t* bytes, std::uint8_t value) {
     return mask;
 #endif
 }
+
+/// Which of eight lanes a mask has, ascending; the rest is 0.
+using LaneList = std::array<std::uint8_t, 8>;
+
+/// The lists of all masks: what a loop over the bits gives, without the jumps.
+inline constexpr std::array<LaneList, 256> kLanesOf = [] {
+    std::array<LaneList, 256> lists{};
+    for (unsigned mask = 0; mask < 256; ++mask) {
+        std::size_t count = 0;
+        for (std::uint8_t lane = 0; lane < 8; ++lane)
+            if (mask >> lane & 1U) lists[mask][count++] = lane;
+    }
+    return lists;
+}();
 
 /// NaN where the choice is made.
 inline Floats Hide(Floats floats, Choice choice) {

@@ -136,10 +136,6 @@ void LiveGroups::EndBlock(std::size_t level, std::uint32_t block, std::uint32_t 
     if (level + 1 < levels_.size()) EndItem(level + 1, block, whole, changed != 0);
 }
 
-void LiveGroups::SetNowhere(Boxes& boxes, std::uint32_t lane) {
-    SetLane(boxes, lane, kNowhere);
-}
-
 LiveGroups::Box LiveGroups::BoxOf(std::size_t level, std::uint32_t item) const {
     return GetLane(levels_[level].boxes[item / kWidth], item % kWidth);
 }

@@ -115,9 +115,6 @@ public:
     /// The lanes behind one.
     static unsigned LanesAfter(std::uint32_t lane) { return (kAllLanes - 1) << lane & kAllLanes; }
 
-    /// Gives a lane a box that is infinitely far from every place.
-    static void SetNowhere(Boxes& boxes, std::uint32_t lane);
-
     /// Takes a record out, if a group has it; those of a crowd are in none. Caller: it is behind
     /// `group`, or in it.
     void RemoveRecord(std::uint32_t group, std::int32_t record);

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <span>
 
+#include "driver/lanes.h"
 #include "driver/point_buffer.h"
 
 class Merger {
