@@ -1,8 +1,8 @@
 // What an inlined lookup reads: the blocks of points that the calling thread holds. Users of the
 // library call PtcGetPoint() of ptc/access.h; nothing here is for them to name.
 //
-// Units      points of a block: 256; a slot's index is that of its block's first point.
-// Errors     Find() answers null when the thread does not hold the block.
+// Units      indexes count points from 0; numbers count blocks of 256 points.
+// Errors     as ptc/access.h.
 // Ownership  as ptc/access.h.
 // Threads    a thread looks only at its own blocks. What is read of a file changes only while no
 //            thread uses the file.
@@ -23,7 +23,7 @@ namespace ptc_held {
 constexpr std::int64_t kBlockPoints = 256;
 
 /// The key of a block of points: the file's identity, and the number of the block in it. Blocks
-/// with higher numbers than 32 bits hold, in files of more than a terabyte, have no key.
+/// behind the first 2^40 points of a file have no key.
 constexpr std::uint64_t KeyOf(std::uint32_t identity, std::uint32_t number) {
     return std::uint64_t{identity} << 32 | number;
 }
@@ -52,7 +52,8 @@ public:
 
     /// Whether point `index` exists and its block has a key.
     bool HasKeyOf(std::int64_t index) const {
-        return static_cast<std::uint64_t>(index) < points_with_key_;  // an index below 0 is huge
+        // As an unsigned number, an index below 0 is above all counts.
+        return static_cast<std::uint64_t>(index) < points_with_key_;
     }
     /// Caller: HasKeyOf().
     std::uint64_t Key(std::uint64_t number) const { return first_key_ + number; }
