@@ -1,6 +1,6 @@
 // Groups of live records in the order of the tree: what a pass over the buffer searches in.
 //
-// A group has eight records, or stands for a crowd. Eight groups are a block, eight blocks are a
+// A group has eight records, or it is one crowd. Eight groups are a block, eight blocks are a
 // block of the next level, and so on. Positions and boxes are stored in columns, so that a search
 // compares a place with eight of them at once.
 //

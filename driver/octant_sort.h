@@ -1,7 +1,7 @@
 // Sorting a node's items into octants: their extent, the octant of each, the partition.
 //
-// An item is a record, or what stands for one: `Items` has Count(), Key(i), which is the position
-// and the radius of item i, and Swap(i, k).
+// The sort moves items: records, or keys of records. `Items` has Count(), Key(i), which is the
+// position and the radius of item i, and Swap(i, k).
 //
 // Threads    any, for different items.
 

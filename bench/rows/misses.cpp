@@ -9,7 +9,6 @@
 #include "bench/rows/cached_cloud.h"
 #include "ptc/access.h"
 #include "ptc/cloud/record_reader.h"
-#include "ptc/format/record_storage.h"
 
 namespace {
 
