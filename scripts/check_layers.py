@@ -6,7 +6,7 @@ import re
 import sys
 
 UTIL = {f"util/{room}" for room in ("base", "io", "text", "host", "stats", "math")}
-RECORDS = {"include/ptc/records.h", "include/ptc/held_blocks.h"}
+RECORDS = {"include/ptc/api.h", "include/ptc/records.h", "include/ptc/held_blocks.h"}
 FORMAT = UTIL | RECORDS | {"ptc/format"}
 CLOUD = FORMAT | {"ptc/cloud"}
 FILES = CLOUD | {"ptc/files"}
@@ -35,6 +35,7 @@ MAY_INCLUDE = {
     "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
     "ptc/lookup": LOOKUP,
+    "ptc/c": {"include", "ptc/c"},
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "include/ptc/dspy.h"},

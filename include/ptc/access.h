@@ -31,6 +31,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "ptc/api.h"
 #include "ptc/failure.h"
 #include "ptc/header.h"
 #include "ptc/held_blocks.h"
@@ -50,32 +51,39 @@ class PtcManagedFile;
 /// it is overwritten or cut off gives undefined values: replace files, do not change them.
 ///
 /// Makes a file manager for 8 threads and 256 files when there is none.
-PtcManagedFile* PtcOpenManaged(const char* name, bool* opened = nullptr);
+PTC_API PtcManagedFile* PtcOpenManaged(const char* name, bool* opened = nullptr);
 
 /// The same, but makes the manager for the thread count of ptc/runtime.h and as many open files as
 /// the option "/lumrd/texture/maxfiles" says, by default 1024. The first call decides.
-PtcManagedFile* PtcOpenForReading(const char* name);
+PTC_API PtcManagedFile* PtcOpenForReading(const char* name);
 
 /// The same for callers that need not know what a handle is.
-void* PtcOpenHandle(const char* name);
+PTC_API void* PtcOpenHandle(const char* name);
 inline PtcManagedFile* PtcFromHandle(void* handle) {
     return static_cast<PtcManagedFile*>(handle);
 }
 
 /// The same as PtcOpenForReading(), and stores the file's point variables, unless `variables` is
 /// null. Null for a file without point variables.
-PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables);
+PTC_API PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables);
+
+/// Opens the file that has this name now, for the caller alone: no other opening of the name is
+/// answered with it, it does not count in the limit of open files, and a failure to open it is not
+/// remembered. It belongs to no thread: any thread reads through it while it is open, and any one
+/// ends it with PtcRelease(), once. PtcShutdown() leaves it open. Its blocks come from the caches,
+/// as those of other files.
+PTC_API PtcManagedFile* PtcOpenAlone(const char* name) noexcept;
 
 /// Ends one use of a file by this thread. Does nothing for null and for a file that this thread
 /// does not use. Deletes a file that the caller owns alone. Harmless after PtcShutdown().
-void PtcRelease(PtcManagedFile* file) noexcept;
+PTC_API void PtcRelease(PtcManagedFile* file) noexcept;
 
 /// Completes a file and ends this use of it. One that was written is whole on disk afterwards and
 /// can be read. One that was read is opened anew, so that a replaced file is read anew; while
 /// others use it, that happens when the last of them has released it. A transient file is set back
 /// to its first point. Answers 1 for success and 0 for failure. A thread that does not use the file
 /// may finish it, too, and ends no use.
-std::int32_t PtcFinish(PtcManagedFile* file);
+PTC_API std::int32_t PtcFinish(PtcManagedFile* file);
 
 /// One use of a file for a scope. Make and destroy it in the same thread.
 class PtcFile {
@@ -109,16 +117,8 @@ inline const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
     return ptc_held::Get(file, index);
 }
 
-/// The caller's arrays for a run of points; null for what is not wanted.
-struct PtcPointArrays {
-    float* positions;  ///< 3 floats a point
-    float* normals;    ///< 3 floats a point
-    float* radii;      ///< 1 float a point
-    float* data;       ///< PtcHeader::floats_per_point floats a point
-};
-
 /// Copies `count` points from point `first` on into `arrays`. Answers how many were copied: fewer
 /// than `count` when the file ends before or a block cannot be read, and then PtcLastFailure() says
 /// why. Each block of 256 points counts as one lookup.
-std::int64_t PtcGetPoints(PtcManagedFile* file, std::int64_t first, std::int64_t count,
-                          const PtcPointArrays& arrays);
+PTC_API std::int64_t PtcGetPoints(PtcManagedFile* file, std::int64_t first, std::int64_t count,
+                                  const PtcPointArrays& arrays);

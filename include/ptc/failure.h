@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "ptc/api.h"
+
 enum class PtcFailureCode : std::int32_t {
     kNone = 0,          ///< no call of this thread has failed
     kBadArgument = 1,   ///< null, a value that is refused, or a node key of another file
@@ -33,4 +35,4 @@ struct PtcFailure {
 };
 
 /// The calling thread's last failure.
-PtcFailure PtcLastFailure() noexcept;
+PTC_API PtcFailure PtcLastFailure() noexcept;

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "ptc/api.h"
+
 class PtcManagedFile;
 
 struct PtcHeader {
@@ -26,12 +28,12 @@ struct PtcHeader {
 };
 
 /// Stores the file's header. A file that is being written answers what it holds so far.
-bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept;
+PTC_API bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept;
 
 /// Stores the value that `request` names at `out`, such as "npoints" or "world2eye". docs/format.md
 /// lists the requests, with the type that each one stores. Arrays and the texts in them are
 /// allocated with malloc; the caller frees both.
-bool PtcGetHeaderValue(const PtcManagedFile* file, const char* request, void* out) noexcept;
+PTC_API bool PtcGetHeaderValue(const PtcManagedFile* file, const char* request, void* out) noexcept;
 
 /// Variables as a file declares them, in the order of their floats: three parallel arrays.
 struct PtcVariables {
@@ -41,15 +43,15 @@ struct PtcVariables {
 };
 
 /// Stores the variables of the file's points, and those of its octree's nodes. Either may be null.
-bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
-                     PtcVariables* of_nodes) noexcept;
+PTC_API bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
+                             PtcVariables* of_nodes) noexcept;
 
 /// For each of `count` names: at which float of a point's data the variable begins, and how many
 /// floats it takes. -1, and no size, for a name that is not declared; names are compared byte by
 /// byte. False, and nothing stored: `file` is null or not open for reading.
-bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* names,
-                      std::int32_t* offsets, std::int32_t* sizes) noexcept;
+PTC_API bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* names,
+                              std::int32_t* offsets, std::int32_t* sizes) noexcept;
 
 /// The same for the data of a node.
-bool PtcFindNodeVariables(const PtcManagedFile* file, int count, const char* const* names,
-                          std::int32_t* offsets, std::int32_t* sizes) noexcept;
+PTC_API bool PtcFindNodeVariables(const PtcManagedFile* file, int count, const char* const* names,
+                                  std::int32_t* offsets, std::int32_t* sizes) noexcept;

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ptc/api.h"
 #include "ptc/records.h"
 
 class PtcManagedFile;
@@ -101,7 +102,7 @@ struct Table {
 };
 
 /// A table that holds nothing.
-extern Table nothing;
+PTC_API extern Table nothing;
 
 /// What lookups know of the calling thread. It has no destructor, because thread-local objects with
 /// destructors keep the library loaded until their threads end. Its model makes the access one load
@@ -112,11 +113,11 @@ struct ThisThread {
     PtcThreadCache* record = nullptr;
     std::uint64_t life = 0;  ///< of the caches, in which `record` is valid
 };
-extern constinit thread_local ThisThread this_thread [[gnu::tls_model("initial-exec")]];
+PTC_API extern constinit thread_local ThisThread this_thread [[gnu::tls_model("initial-exec")]];
 
 /// Answers point `index` of `file`, reading its block if the calling thread does not hold it. Null:
 /// as PtcGetPoint().
-[[gnu::cold]] const PtcPoint* Fetch(PtcManagedFile* file, std::int64_t index);
+[[gnu::cold]] PTC_API const PtcPoint* Fetch(PtcManagedFile* file, std::int64_t index);
 
 /// The same, without a call if the thread holds the block.
 inline const PtcPoint* Get(PtcManagedFile* file, std::int64_t index) {

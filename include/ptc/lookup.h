@@ -38,6 +38,7 @@
 #include <limits>
 #include <memory>
 
+#include "ptc/api.h"
 #include "ptc/failure.h"
 
 class PtcManagedFile;
@@ -114,21 +115,21 @@ class PtcLookup {
 public:
     /// Makes a lookup; builds what octrees it needs in memory. Files that are null, that are not
     /// open for reading or that have no usable octree are left out.
-    explicit PtcLookup(const PtcLookupClouds& clouds) noexcept;
-    ~PtcLookup();
-    PtcLookup(PtcLookup&& other) noexcept;
-    PtcLookup& operator=(PtcLookup&& other) noexcept;
+    PTC_API explicit PtcLookup(const PtcLookupClouds& clouds) noexcept;
+    PTC_API ~PtcLookup();
+    PTC_API PtcLookup(PtcLookup&& other) noexcept;
+    PTC_API PtcLookup& operator=(PtcLookup&& other) noexcept;
 
     /// Whether every file is used. If not, PtcLastFailure() in the thread that made the lookup
     /// names the last one that is left out; the others are used.
-    explicit operator bool() const;
+    PTC_API explicit operator bool() const;
 
-    bool UsesFile(int file) const;
-    int FloatsPerPoint() const;  ///< of all variables together
-    int VariableCount() const;
+    PTC_API bool UsesFile(int file) const;
+    PTC_API int FloatsPerPoint() const;  ///< of all variables together
+    PTC_API int VariableCount() const;
     /// How many floats `variable` takes: as many as in the first file that has it; 0: none has it.
     /// Files that lack it, or have it in another size, answer zeros for it.
-    int VariableSize(int variable) const;
+    PTC_API int VariableSize(int variable) const;
 
     /// Finds the points that are nearest to `place`, at most `wanted.within` away, and stores them
     /// sorted by squared distance, then by file, then by index. `*found`: how many. False: an
@@ -138,23 +139,23 @@ public:
     /// rounded by itself, with dx = point - place. A point is near enough while that is not above
     /// within * within. The dot product is (x * x' + y * y') + z * z'. Points whose positions are
     /// not finite are never found.
-    bool Nearest(const PtcPlace& place, const PtcNearest& wanted, const PtcNearestArrays& arrays,
-                 std::int32_t* found) const noexcept;
+    PTC_API bool Nearest(const PtcPlace& place, const PtcNearest& wanted,
+                         const PtcNearestArrays& arrays, std::int32_t* found) const noexcept;
 
     /// The same for many places, in whichever order is fastest; answers stand in the order asked.
     /// `found`: one count a place.
-    bool NearestOfMany(const PtcPlaces& places, const PtcNearest& wanted,
-                       const PtcNearestArrays& arrays, std::int32_t* found) const noexcept;
+    PTC_API bool NearestOfMany(const PtcPlaces& places, const PtcNearest& wanted,
+                               const PtcNearestArrays& arrays, std::int32_t* found) const noexcept;
 
     /// Filters the variables' values at `place`. `values`: FloatsPerPoint() floats; `weights`: the
     /// sum of the weights for each variable, 0 where there is nothing and the values are 0. The
     /// sums run over the files in their order, in each over the points in the order of its octree.
-    bool Sample(const PtcPlace& place, const PtcFilter& filter, float* values,
-                float* weights) const noexcept;
+    PTC_API bool Sample(const PtcPlace& place, const PtcFilter& filter, float* values,
+                        float* weights) const noexcept;
 
     /// The same for many places: arrays of that many floats a place.
-    bool SampleMany(const PtcPlaces& places, const PtcFilter& filter, float* values,
-                    float* weights) const noexcept;
+    PTC_API bool SampleMany(const PtcPlaces& places, const PtcFilter& filter, float* values,
+                            float* weights) const noexcept;
 
 private:
     struct State;

@@ -22,6 +22,7 @@
 
 #include <cstdint>
 
+#include "ptc/api.h"
 #include "ptc/failure.h"
 
 /// Hears how far the work is: `done` never falls, and is 1 when only the disk is waited for. False
@@ -61,7 +62,7 @@ struct PtcOrganiseSummary {
 
 /// Writes the points of `inputs` as one organised binary file. `summary`: may be null. Refuses more
 /// points than the 32 bits of a node's fields count, 2147483647.
-bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary) noexcept;
+PTC_API bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary) noexcept;
 
 struct PtcMergeRequest {
     const char* const* inputs = nullptr;
@@ -74,4 +75,4 @@ struct PtcMergeRequest {
 
 /// Writes the points of `inputs`, one after the other in the order given, as one binary file
 /// without an octree. `points`, unless null: how many.
-bool PtcMerge(const PtcMergeRequest& request, std::int64_t* points) noexcept;
+PTC_API bool PtcMerge(const PtcMergeRequest& request, std::int64_t* points) noexcept;

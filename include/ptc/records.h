@@ -17,6 +17,14 @@ struct PtcPoint {
 };
 static_assert(sizeof(PtcPoint) == 40);
 
+/// The caller's arrays for a run of points; null for what is not wanted.
+struct PtcPointArrays {
+    float* positions = nullptr;  ///< 3 floats a point
+    float* normals = nullptr;    ///< 3 floats a point
+    float* radii = nullptr;      ///< 1 float a point
+    float* data = nullptr;       ///< PtcHeader::floats_per_point floats a point
+};
+
 constexpr int kNodeChildren = 8;
 
 /// The record of an absent child is all zero, except its data pointer: the floats there are zero.

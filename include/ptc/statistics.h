@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <string>
 
+#include "ptc/api.h"
+
 /// Of one of the two caches, all threads together.
 struct PtcCacheNumbers {
     std::uint64_t lookups;
@@ -46,8 +48,8 @@ struct PtcStatistics {
 };
 
 /// Stores the numbers; 0 for what does not exist. False: neither caches nor files exist.
-bool PtcGetStatistics(PtcStatistics* statistics) noexcept;
+PTC_API bool PtcGetStatistics(PtcStatistics* statistics) noexcept;
 
 /// The caches' figures as a short table for people, and as one XML document.
-std::string PtcCacheTable() noexcept;
-std::string PtcCacheXml() noexcept;
+PTC_API std::string PtcCacheTable() noexcept;
+PTC_API std::string PtcCacheXml() noexcept;

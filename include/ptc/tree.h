@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "ptc/api.h"
 #include "ptc/failure.h"
 #include "ptc/records.h"
 
@@ -21,7 +22,7 @@ class PtcNodeKey {
 public:
     PtcNodeKey() = default;  ///< names no node
 
-    bool IsLeaf() const;
+    PTC_API bool IsLeaf() const;
     bool HasChild(int octant) const {
         return octant >= 0 && octant < kNodeChildren && children_[octant] != 0;
     }
@@ -50,7 +51,7 @@ public:
 
     /// The key of one child. It names no node where the child is absent, and once this object is no
     /// longer valid: the records may be those of another node by then.
-    PtcNodeKey Key(int octant) const;
+    PTC_API PtcNodeKey Key(int octant) const;
 
 private:
     friend struct PtcKeyInside;
@@ -62,7 +63,7 @@ private:
 
 /// The record of the octree's root, valid until this thread's next lookup of nodes, and its key at
 /// `*key`, unless null. Null: the file has no octree, or the root cannot be read.
-const PtcNode* PtcGetRoot(PtcManagedFile* file, PtcNodeKey* key);
+PTC_API const PtcNode* PtcGetRoot(PtcManagedFile* file, PtcNodeKey* key);
 
 /// The children of the node that `key` names. Empty: it has none, or they cannot be read, or the
 /// key belongs to another file or to an older content of this one.
@@ -70,7 +71,7 @@ const PtcNode* PtcGetRoot(PtcManagedFile* file, PtcNodeKey* key);
 /// References in a file are checked: children precede their parents, so no path is endless. Two
 /// nodes of a damaged file may still share children: whoever walks a tree without PtcTreeWalk
 /// counts the nodes and stops at as many as the header has.
-PtcChildren PtcGetChildren(PtcManagedFile* file, const PtcNodeKey& key);
+PTC_API PtcChildren PtcGetChildren(PtcManagedFile* file, const PtcNodeKey& key);
 
 /// A walk over all nodes: each node before its children, siblings one after another.
 ///
@@ -81,24 +82,24 @@ PtcChildren PtcGetChildren(PtcManagedFile* file, const PtcNodeKey& key);
 /// One lookup for the children of each node. `file` must stay open; other lookups may come between.
 class PtcTreeWalk {
 public:
-    explicit PtcTreeWalk(PtcManagedFile* file) noexcept;
-    ~PtcTreeWalk();
+    PTC_API explicit PtcTreeWalk(PtcManagedFile* file) noexcept;
+    PTC_API ~PtcTreeWalk();
     PtcTreeWalk(const PtcTreeWalk&) = delete;
     PtcTreeWalk& operator=(const PtcTreeWalk&) = delete;
 
     /// Moves to the next node. False: there is none, or the walk has failed. A walk fails when
     /// nodes cannot be read, when memory runs out, and when it meets more nodes than the header
     /// counts. A file without an octree has no nodes, which is no failure.
-    bool Next();
-    bool HasFailed() const;
+    PTC_API bool Next();
+    PTC_API bool HasFailed() const;
 
     // Of the current node. Caller: the last Next() was true.
-    const PtcNode& Node() const;  ///< valid, its data included, until the next Next()
-    const PtcNodeKey& Key() const;
-    int Depth() const;  ///< 0 for the root
+    PTC_API const PtcNode& Node() const;  ///< valid, its data included, until the next Next()
+    PTC_API const PtcNodeKey& Key() const;
+    PTC_API int Depth() const;  ///< 0 for the root
 
     /// The walk passes over the current node's descendants.
-    void SkipChildren() noexcept;
+    PTC_API void SkipChildren() noexcept;
 
 private:
     struct State;

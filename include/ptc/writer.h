@@ -21,6 +21,7 @@
 
 #include <cstdint>
 
+#include "ptc/api.h"
 #include "ptc/failure.h"
 #include "ptc/records.h"
 
@@ -45,12 +46,30 @@ struct PtcCloudDescription {
 /// Begins a new file: binary, or text when the environment variable LUMR_ASCIIPOINTCLOUD is set.
 /// Refuses more than 1000 variables, types that count fewer than 0 floats, declarations that hold a
 /// newline, and more than 2^24 floats for a point or a node.
-PtcCloudWriter* PtcCreateCloud(const PtcCloudDescription& description) noexcept;
+PTC_API PtcCloudWriter* PtcCreateCloud(const PtcCloudDescription& description) noexcept;
 
 /// Writes one point. `data`: as many floats as the point variables take; null: zeros.
 /// False, with nothing written: the radius is negative, or nodes were written already.
-bool PtcWritePoint(PtcCloudWriter* cloud, const float* position, const float* normal, float radius,
-                   const float* data) noexcept;
+PTC_API bool PtcWritePoint(PtcCloudWriter* cloud, const float* position, const float* normal,
+                           float radius, const float* data) noexcept;
+
+/// Points as arrays, one value behind the other.
+struct PtcPointsToWrite {
+    std::int64_t count = 0;
+    const float* positions = nullptr;  ///< 3 floats a point
+    const float* normals = nullptr;    ///< 3 floats a point
+    const float* radii = nullptr;      ///< null: zeros
+    const float* data = nullptr;  ///< as many floats a point as the variables take; null: zeros
+};
+
+/// Writes many points, byte for byte as if one by one.
+/// False, with none of them written: a radius is negative, or nodes were written already.
+PTC_API bool PtcWritePoints(PtcCloudWriter* cloud, const PtcPointsToWrite& points) noexcept;
+
+/// The same for `count` records of the binary form, as PtcReader::ReadRecords() has them. The codes
+/// of the normals are written as they are: decoding and encoding would move some of them.
+PTC_API bool PtcWriteRecords(PtcCloudWriter* cloud, std::int64_t count,
+                             const void* records) noexcept;
 
 /// One octree node. It covers `point_count` points that follow each other in the file.
 struct PtcNewNode {
@@ -64,12 +83,13 @@ struct PtcNewNode {
 /// children, all written before, and 0 where there is none; null for a leaf. `*reference`: the
 /// node's own, for its parent; untouched on failure.
 /// Readers expect the children of one node one behind the other, in the order of their octants.
-bool PtcWriteNode(PtcCloudWriter* cloud, const PtcNewNode& node,
-                  const std::int64_t (*children)[kNodeChildren], std::int64_t* reference) noexcept;
+PTC_API bool PtcWriteNode(PtcCloudWriter* cloud, const PtcNewNode& node,
+                          const std::int64_t (*children)[kNodeChildren],
+                          std::int64_t* reference) noexcept;
 
 /// Completes the file, gives it its name and ends the writer. False: the cloud is not whole, and a
 /// file that had the name before still has it.
-bool PtcFinishCloud(PtcCloudWriter* cloud) noexcept;
+PTC_API bool PtcFinishCloud(PtcCloudWriter* cloud) noexcept;
 
 /// Ends the writer; nothing of what was written stays. Null is ignored.
-void PtcAbandonCloud(PtcCloudWriter* cloud) noexcept;
+PTC_API void PtcAbandonCloud(PtcCloudWriter* cloud) noexcept;

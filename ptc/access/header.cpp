@@ -1,6 +1,6 @@
 // What a file says of itself, copied out for the caller.
 
-#include "ptc/header.h"
+#include "ptc/access/header.h"
 
 #include <algorithm>
 #include <span>
@@ -23,10 +23,6 @@ const CloudHeader* HeaderOf(const PtcManagedFile* file) {
         SetFailure(PtcFailureCode::kBadArgument, file->Name(), "is not open");
     }
     return nullptr;
-}
-
-void Copy(const CloudVariables& from, PtcVariables* to) {
-    if (to) *to = {from.types, from.names, from.sizes};
 }
 
 bool Find(const PtcManagedFile* file, const CloudVariables CloudHeader::*variables,
@@ -52,6 +48,29 @@ std::span<const char* const> Names(int count, const char* const* names) {
 
 }  // namespace
 
+void CopyHeader(const CloudHeader& from, PtcHeader* to) noexcept {
+    to->points = from.point_count;
+    to->nodes = from.node_count;
+    std::copy_n(from.box_min.begin(), 3, to->box);
+    std::copy_n(from.box_max.begin(), 3, to->box + 3);
+    to->largest_radius = from.largest_radius;
+    std::copy_n(from.world_to_eye.begin(), 16, to->world_to_eye);
+    std::copy_n(from.world_to_ndc.begin(), 16, to->world_to_ndc);
+    to->format[0] = static_cast<float>(from.x_resolution);
+    to->format[1] = static_cast<float>(from.y_resolution);
+    to->format[2] = from.pixel_aspect;
+    to->floats_per_point = from.point_variables.data_size;
+    to->floats_per_node = from.node_variables.data_size;
+}
+
+void CopyVariables(const CloudHeader& from, PtcVariables* of_points, PtcVariables* of_nodes) {
+    const auto copy = [](const CloudVariables& variables, PtcVariables* to) {
+        if (to) *to = {variables.types, variables.names, variables.sizes};
+    };
+    copy(from.point_variables, of_points);
+    copy(from.node_variables, of_nodes);
+}
+
 bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept {
     const CloudHeader* const from = HeaderOf(file);
     if (!from) return false;
@@ -59,18 +78,7 @@ bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcept {
         SetFailure(PtcFailureCode::kBadArgument, file->Name(), "no place for the answer");
         return false;
     }
-    header->points = from->point_count;
-    header->nodes = from->node_count;
-    std::copy_n(from->box_min.begin(), 3, header->box);
-    std::copy_n(from->box_max.begin(), 3, header->box + 3);
-    header->largest_radius = from->largest_radius;
-    std::copy_n(from->world_to_eye.begin(), 16, header->world_to_eye);
-    std::copy_n(from->world_to_ndc.begin(), 16, header->world_to_ndc);
-    header->format[0] = static_cast<float>(from->x_resolution);
-    header->format[1] = static_cast<float>(from->y_resolution);
-    header->format[2] = from->pixel_aspect;
-    header->floats_per_point = from->point_variables.data_size;
-    header->floats_per_node = from->node_variables.data_size;
+    CopyHeader(*from, header);
     return true;
 }
 
@@ -87,8 +95,7 @@ bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
     const CloudHeader* const header = HeaderOf(file);
     if (!header) return false;
     return CatchNoMemory(file->Name(), false, [&] {
-        Copy(header->point_variables, of_points);
-        Copy(header->node_variables, of_nodes);
+        CopyVariables(*header, of_points, of_nodes);
         return true;
     });
 }

@@ -79,6 +79,21 @@ PtcManagedFile* Open(const char* name, bool* opened, MakeManager make_manager) {
     return file;
 }
 
+PtcManagedFile* OpenAlone(const char* name) {
+    if (!name) {
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "no file name");
+        return nullptr;
+    }
+    auto file = std::make_unique<PtcManagedFile>(name, PtcManagedFile::Alone{});
+    const AccessStatus opened = WithMessagesBehind(
+        [&] { return file->IsUsable() ? file->reopen() : AccessStatus::kUnreadable; });
+    if (!Failed(opened)) return file.release();
+    FileFailure why;
+    file->CopyFailure(&why);
+    SetOpenFailure(name, why);
+    return nullptr;
+}
+
 /// A hold on a managed file that this thread does not use, so that nobody closes it meanwhile.
 class HoldOfAnother : public TgUncopyable {
 public:
@@ -148,6 +163,10 @@ CloudStatus Finish(PtcManagedFile& file) {
 }
 
 }  // namespace
+
+PtcManagedFile* PtcOpenAlone(const char* name) noexcept {
+    return CatchNoMemory(name, kNoFileAtAll, [&] { return OpenAlone(name); });
+}
 
 PtcManagedFile* PtcOpenManaged(const char* name, bool* opened) {
     bool is_first = false;

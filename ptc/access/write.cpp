@@ -4,14 +4,22 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "ptc/access/last_failure.h"
 #include "ptc/cloud/writer.h"
+#include "ptc/reader.h"
 #include "ptc/writer.h"
 #include "util/io/whole_file.h"
+
+namespace {
+
+constexpr std::size_t kBatchBytes = std::size_t{1} << 17;  // samples that are written at a time
+
+}  // namespace
 
 /// One file that is being written.
 class PtcCloudWriter {
@@ -19,6 +27,8 @@ public:
     /// False: the failure is stored. Throws std::bad_alloc, as all members do.
     bool Begin(const PtcCloudDescription& wanted);
     bool WritePoint(const float* position, const float* normal, float radius, const float* data);
+    bool WritePoints(const PtcPointsToWrite& points);
+    bool WriteRecords(std::int64_t count, const std::byte* records);
     bool WriteNode(const PtcNewNode& node, const std::int64_t (*children)[kNodeChildren],
                    std::int64_t* reference);
     bool Finish();
@@ -27,13 +37,15 @@ public:
 
 private:
     bool Refuse(const char* what, const char* reason) const;
+    bool MayWrite(std::int64_t count, const std::byte* radii, std::size_t stride) const;
     bool FailToWrite(int error) const;
 
     std::string name_;
     std::unique_ptr<WholeFile> beside_;  ///< null: what has the name is written directly
     std::unique_ptr<CloudWriter> cloud_;
     std::vector<float> zeros_;
-    std::int64_t first_node_ = 0;  ///< reference of the node written first; 0: none yet
+    std::vector<std::byte> samples_;  ///< of a batch
+    std::int64_t first_node_ = 0;     ///< reference of the node written first; 0: none yet
 };
 
 bool PtcCloudWriter::Begin(const PtcCloudDescription& wanted) {
@@ -90,6 +102,63 @@ bool PtcCloudWriter::WritePoint(const float* position, const float* normal, floa
     head.radius = radius;
     if (!Failed(::WritePoint(*cloud_, head, data ? data : zeros_.data()))) return true;
     return FailToWrite(cloud_->file.Error());
+}
+
+/// Whether points with these radii, `stride` bytes apart, may be written now. If not, the failure
+/// names the first one that is refused. `radii`: null for zeros.
+bool PtcCloudWriter::MayWrite(std::int64_t count, const std::byte* radii,
+                              std::size_t stride) const {
+    constexpr const char* kWhat = "points are refused";
+    if (count < 0) return Refuse(kWhat, "their number is negative");
+    if (first_node_ != 0) return Refuse(kWhat, "nodes were written already");
+    for (std::int64_t i = 0; radii && i < count; ++i, radii += stride) {
+        float radius;
+        std::memcpy(&radius, radii, sizeof radius);
+        if (radius < 0)
+            return Refuse(kWhat, ("the radius of point " + std::to_string(cloud_->point_count + i) +
+                                  " is negative")
+                                     .c_str());
+    }
+    return true;
+}
+
+bool PtcCloudWriter::WritePoints(const PtcPointsToWrite& points) {
+    const auto* const radii = reinterpret_cast<const std::byte*>(points.radii);
+    if (points.count > 0 && (!points.positions || !points.normals))
+        return Refuse("points are refused", "they have no positions or no normals");
+    if (!MayWrite(points.count, radii, sizeof(float))) return false;
+    const std::size_t floats = points.data ? cloud_->point_variables.DataFloats() : 0;
+    const std::size_t stride = sizeof(PointHead) + floats * sizeof(float);
+    const std::size_t at_once = std::max<std::size_t>(1, kBatchBytes / stride);
+    for (std::int64_t done = 0; done < points.count;) {
+        const std::size_t count = std::min(at_once, static_cast<std::size_t>(points.count - done));
+        samples_.resize(std::max(samples_.size(), count * stride));
+        std::byte* sample = samples_.data();
+        for (std::size_t i = 0; i < count; ++i, ++done, sample += stride) {
+            PointHead head{};
+            std::copy_n(points.positions + 3 * done, 3, head.position);
+            std::copy_n(points.normals + 3 * done, 3, head.normal);
+            head.radius = points.radii ? points.radii[done] : 0;
+            std::memcpy(sample, &head, sizeof head);
+            if (floats > 0)
+                std::memcpy(sample + sizeof head,
+                            points.data + static_cast<std::size_t>(done) * floats,
+                            floats * sizeof(float));
+        }
+        if (Failed(::WritePoints(*cloud_, {samples_.data(), count, stride, floats})))
+            return FailToWrite(cloud_->file.Error());
+    }
+    return true;
+}
+
+bool PtcCloudWriter::WriteRecords(std::int64_t count, const std::byte* records) {
+    const std::size_t record = cloud_->PointBytes();
+    if (count > 0 && !records) return Refuse("points are refused", "they have no records");
+    if (!MayWrite(count, records ? records + PtcRecordPlaces::kRadius : nullptr, record))
+        return false;
+    if (Failed(WritePointRecords(*cloud_, {records, static_cast<std::size_t>(count) * record})))
+        return FailToWrite(cloud_->file.Error());
+    return true;
 }
 
 bool PtcCloudWriter::WriteNode(const PtcNewNode& node,
@@ -149,6 +218,16 @@ bool PtcWritePoint(PtcCloudWriter* cloud, const float* position, const float* no
                    const float* data) noexcept {
     return With(cloud, [&](PtcCloudWriter& writer) {
         return writer.WritePoint(position, normal, radius, data);
+    });
+}
+
+bool PtcWritePoints(PtcCloudWriter* cloud, const PtcPointsToWrite& points) noexcept {
+    return With(cloud, [&](PtcCloudWriter& writer) { return writer.WritePoints(points); });
+}
+
+bool PtcWriteRecords(PtcCloudWriter* cloud, std::int64_t count, const void* records) noexcept {
+    return With(cloud, [&](PtcCloudWriter& writer) {
+        return writer.WriteRecords(count, static_cast<const std::byte*>(records));
     });
 }
 

@@ -244,7 +244,10 @@ void UtFileManager::IdleFiles::Unlink(File& file) noexcept {
 }
 
 UtFileManager::File::File(const char* name)
-    : File(name, file_identity::New(file_identity::NameHash(name ? name : "")), false) {
+    : File(name, file_identity::NameHash(name ? name : "")) {}
+
+UtFileManager::File::File(const char* name, std::uint32_t low_bits)
+    : File(name, file_identity::New(low_bits), false) {
     if (Identity() != file_identity::kNone) return;
     is_usable_ = false;
     last_error_.store(EOVERFLOW, std::memory_order_relaxed);
@@ -266,7 +269,6 @@ AccessStatus UtFileManager::File::Remember(AccessStatus status, std::string reas
     return status;
 }
 
-/// Caller: holds `opening_`, or the file is unusable.
 void UtFileManager::File::CopyFailure(FileFailure* why) const noexcept {
     if (!why) return;
     why->code = LastError();

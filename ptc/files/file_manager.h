@@ -277,6 +277,9 @@ public:
     bool IsUsable() const { return is_usable_; }
     /// The error code of the last open, close or reopen that failed; 0 when none did.
     std::int32_t LastError() const { return last_error_.load(std::memory_order_relaxed); }
+    /// Stores the code and the reason of that failure, unless `why` is null. Caller: no other
+    /// thread opens or closes the file, or it is unusable.
+    void CopyFailure(FileFailure* why) const noexcept;
     /// The manager has been destroyed: nothing can be read, and ReleaseOutlived() ends the uses.
     bool HasOutlivedManager() const { return has_outlived_.load(std::memory_order_relaxed); }
     /// The file must be closed and opened again as soon as no thread uses it.
@@ -292,6 +295,8 @@ public:
 protected:
     /// Copies `name`, which may be null.
     explicit File(const char* name);
+    /// The same for a file that nobody finds by its name: `low_bits` are those of its identity.
+    File(const char* name, std::uint32_t low_bits);
 
     void MarkOpen() {
         // release: pairs with the acquire in IsOpen()
@@ -312,8 +317,6 @@ protected:
 
 private:
     friend class UtFileManager;
-
-    void CopyFailure(FileFailure* why) const noexcept;
 
     struct FreeText {
         void operator()(char* text) const;

@@ -13,6 +13,9 @@ namespace {
 
 constinit std::atomic<bool> files_are_transient{false};
 
+/// Counts the files that were made without a manager.
+constinit std::atomic<std::uint32_t> files_alone{0};
+
 /// Compares everything that points and nodes depend on. A header that contains a NaN equals no
 /// header, itself included; then blocks are read again, which is slower but never wrong.
 bool IsSameHeader(const StoredHeader& a, const StoredHeader& b) {
@@ -38,6 +41,12 @@ PtcManagedFile::PtcManagedFile(const char* name)
     : File(name), is_transient_(files_are_transient.load(std::memory_order_relaxed)) {
     SetIdentity(Identity());
     assert(&ptc_held::CachedFile::Of(this) == this);
+}
+
+PtcManagedFile::PtcManagedFile(const char* name, Alone)
+    : File(name, files_alone.fetch_add(1, std::memory_order_relaxed)),
+      is_transient_(files_are_transient.load(std::memory_order_relaxed)) {
+    SetIdentity(Identity());
 }
 
 PtcManagedFile::~PtcManagedFile() = default;

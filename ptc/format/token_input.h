@@ -47,6 +47,8 @@ public:
 
     /// Closes the input, but hands its file over, as ByteSource::TakeFile().
     [[nodiscard]] int TakeFile(FileStamp* stamp);
+    /// As ByteSource::StoredFile().
+    int StoredFile() const { return source_ ? source_->StoredFile() : -1; }
     bool IsText() const { return form_ == TokenForm::kText; }
     bool IsCompressed() const { return source_ && source_->IsCompressed(); }
     std::int64_t StoredBytes() const { return source_ ? source_->StoredBytes() : -1; }

@@ -68,6 +68,10 @@ public:
         return -1;
     }
 
+    /// The descriptor of a regular file whose bytes are read as they are stored; -1: there is none.
+    /// The source keeps it.
+    virtual int StoredFile() const { return -1; }
+
     /// Whether the stored bytes are decompressed while they are read.
     virtual bool IsCompressed() const = 0;
 

@@ -29,6 +29,7 @@ public:
     bool Seek(std::int64_t offset) override;
     std::int64_t StoredBytes() const override { return stored_bytes_; }
     int TakeFile(FileStamp* stamp) override;
+    int StoredFile() const override { return stream_ || stored_bytes_ < 0 ? -1 : descriptor_; }
     bool IsCompressed() const override { return stream_ != nullptr; }
     int Error() const override { return error_; }
 
