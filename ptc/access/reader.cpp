@@ -206,7 +206,10 @@ std::int64_t PtcReader::Read(std::int64_t count, const PtcPointArrays& arrays) n
 
 std::int64_t PtcReader::ReadRecords(std::int64_t count, void* records) noexcept {
     if (!IsOpen(state_)) return 0;
-    if (!records) return state_->Refuse("no place for the records") ? 1 : 0;
+    if (!records) {
+        (void)state_->Refuse("no place for the records");
+        return 0;
+    }
     return CatchNoMemory(state_->cloud->name.c_str(), std::int64_t{0}, [&] {
         return state_->ReadRecordsInto(count, static_cast<std::byte*>(records));
     });
