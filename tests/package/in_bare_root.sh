@@ -45,6 +45,12 @@ if [ -d "$tree/tools/pages" ]; then
     done
 fi
 
+if [ -d "$tree/python" ]; then
+    say "python3-ptc"
+    install "$(package python3-ptc)"
+    quiet python3 -c "import ptc._ptc; assert ptc.__file__"
+fi
+
 say "libptc-dev"
 install "$(package libptc-dev)" g++ cmake pkg-config ninja-build
 build_user with_cmake /usr/include
@@ -52,18 +58,14 @@ build_with_pkg_config with_pkg_config
 ldd with_pkg_config | grep -q '/libptc\.so\.' || fail "the program does not load libptc.so"
 run_user ./with_pkg_config
 
-if [ -d "$tree/python" ]; then
-    say "python3-ptc"
-    install "$(package python3-ptc)"
-    quiet python3 -c "import ptc"
-fi
-
 say "removal"
-quiet apt-get purge -y ptc libptc-dev
+quiet apt-get purge -y $(cd "$tree/out/packages" && ls | sed 's/_.*//')
 dpkg-query -W -f '${Package}\n' | sort >installed
 sed -nE 's/^([^ /]+) [^ ]+ installed$/\1/p' before | sort | comm -13 - installed >added
 quiet apt-mark auto $(cat added)
-quiet apt-get autoremove --purge -y
+# Packages of the root recommend some of these, which were not there before.
+quiet apt-get autoremove --purge -y -o APT::AutoRemove::RecommendsImportant=false \
+    -o APT::AutoRemove::SuggestsImportant=false
 contents >after
 diff before after >differences || {
     head -50 differences >&2
