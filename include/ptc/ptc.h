@@ -22,8 +22,8 @@
               ptc_shutdown() alone is different.
 
    All types have fixed widths and no declaration needs a macro, so that they may be copied into
-   what binds them. Numbers and structures do not change while the library keeps its name,
-   libptc.so.0.2; what is added gets functions and structures of its own. */
+   what binds them. Numbers and structures do not change while the library keeps the name
+   that programs load; what is added gets functions and structures of its own. */
 
 #ifndef PTC_PTC_H
 #define PTC_PTC_H

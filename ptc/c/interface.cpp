@@ -113,6 +113,7 @@ ptc_status ptc_get_variable(const ptc_cloud* cloud, int32_t index, ptc_variable*
     return PTC_NO_SUCH_RECORD;
 }
 
+// NOLINTNEXTLINE(readability-function-size): C has no structures with names for arguments
 ptc_status ptc_read_points(const ptc_cloud* cloud, int64_t first, int64_t count, float* positions,
                            float* normals, float* radii, float* data, int64_t* got) {
     if (!cloud) return Refuse(cloud, "no cloud");
@@ -126,6 +127,7 @@ ptc_status ptc_read_points(const ptc_cloud* cloud, int64_t first, int64_t count,
     });
 }
 
+// NOLINTNEXTLINE(readability-function-size): C has no structures with names for arguments
 ptc_status ptc_nearest(const ptc_cloud* cloud, int64_t count, const float* places, int32_t most,
                        float within, int64_t* indexes, float* squared_distances, int32_t* found) {
     if (!cloud) return Refuse(cloud, "no cloud");

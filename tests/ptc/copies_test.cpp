@@ -35,11 +35,10 @@ struct Points {
     }
     Points Part(std::int64_t first, std::int64_t count) const {
         Points part(count);
-        std::copy_n(&positions[3 * static_cast<std::size_t>(first)], 3 * count, &part.positions[0]);
-        std::copy_n(&normals[3 * static_cast<std::size_t>(first)], 3 * count, &part.normals[0]);
-        std::copy_n(&radii[static_cast<std::size_t>(first)], count, &part.radii[0]);
-        std::copy_n(&data[static_cast<std::size_t>(kFloats * first)], kFloats * count,
-                    &part.data[0]);
+        std::copy_n(positions.data() + 3 * first, 3 * count, part.positions.data());
+        std::copy_n(normals.data() + 3 * first, 3 * count, part.normals.data());
+        std::copy_n(radii.data() + first, count, part.radii.data());
+        std::copy_n(data.data() + kFloats * first, kFloats * count, part.data.data());
         return part;
     }
     bool operator==(const Points&) const = default;
