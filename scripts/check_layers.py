@@ -35,7 +35,7 @@ MAY_INCLUDE = {
     "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
     "ptc/lookup": LOOKUP,
-    "ptc/c": {"include", "ptc/c"},
+    "ptc/c": {"include", "ptc/access/last_failure.h", "ptc/c"},
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "include/ptc/dspy.h"},

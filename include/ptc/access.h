@@ -70,8 +70,8 @@ PTC_API PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* var
 /// Opens the file that has this name now, for the caller alone: no other opening of the name is
 /// answered with it, it does not count in the limit of open files, and a failure to open it is not
 /// remembered. It belongs to no thread: any thread reads through it while it is open, and any one
-/// ends it with PtcRelease(), once. PtcShutdown() leaves it open. Its blocks come from the caches,
-/// as those of other files.
+/// ends it with PtcRelease(), once. PtcShutdown() leaves it open, and no file that is opened like
+/// this is transient. Its blocks come from the caches, as those of other files.
 PTC_API PtcManagedFile* PtcOpenAlone(const char* name) noexcept;
 
 /// Ends one use of a file by this thread. Does nothing for null and for a file that this thread
@@ -113,7 +113,8 @@ private:
 ///
 /// A transient file answers its points in their order: the index only decides which of them are
 /// kept together, so such a file is read once, from its first point to its last.
-inline const PtcPoint* PtcGetPoint(PtcManagedFile* file, std::int64_t index) {
+[[gnu::visibility("hidden")]] inline const PtcPoint* PtcGetPoint(PtcManagedFile* file,
+                                                                 std::int64_t index) {
     return ptc_held::Get(file, index);
 }
 

@@ -2,7 +2,8 @@
 //
 // Units      `system_error` is an errno value.
 // Errors     none: asking never fails.
-// Ownership  texts belong to the library and stay as they are until this thread's next failure.
+// Ownership  texts belong to the library and stay as they are until this thread's next failure, or
+//            its end.
 // Threads    each thread has its own. A call that succeeds changes nothing, as with errno.
 
 #pragma once

@@ -4,15 +4,17 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
+#include "util/base/process_wide.h"
+#include "util/base/thread_slot.h"
 #include "util/text/system_reason.h"
 
 namespace {
 
-/// A plain array: it needs nothing when its thread ends, even after an unload.
+/// The words of a failure. On the heap: what is thread-local in a shared object with lookups that
+/// are inlined comes out of the few hundred bytes that the system keeps for all such objects.
 struct Kept {
-    PtcFailureCode code = PtcFailureCode::kNone;
-    int error = 0;
     std::size_t what = 0;    ///< where in `text` it begins
     std::size_t reason = 0;  ///< likewise
     std::size_t length = 0;
@@ -27,7 +29,28 @@ struct Kept {
         text[length] = '\0';
     }
 };
-constinit thread_local Kept kept;
+
+struct KeptTexts {
+    ThreadSlot<Kept> of_threads{ThreadSlotEnd::kFreeWithThread};
+};
+
+ThreadSlot<Kept>& Texts() {
+    return process_wide::The<KeptTexts>().of_threads;
+}
+
+/// What needs no memory.
+struct Bare {
+    PtcFailureCode code;
+    int error;
+};
+constinit thread_local Bare bare{PtcFailureCode::kNone, 0};
+
+/// What a failure says when there is no memory for its words.
+const char* WordsOf(PtcFailureCode code) {
+    if (code == PtcFailureCode::kNone) return "";
+    return code == PtcFailureCode::kNoMemory ? "memory ran out"
+                                             : "failed, and no memory was left to say why";
+}
 
 }  // namespace
 
@@ -35,20 +58,27 @@ void SetFailure(PtcFailureCode code, const char* file, const char* what, int err
                 const char* reason) noexcept {
     const SystemReason words(error);
     if (!reason) reason = error != 0 ? words.c_str() : "";
-    kept.code = code;
-    kept.error = error;
-    kept.length = 0;
+    bare = {code, error};
+    Kept* const kept =
+        Texts().FindOrMake([] { return std::unique_ptr<Kept>(new (std::nothrow) Kept); });
+    if (!kept) return;
+    kept->length = 0;
     if (file) {
-        kept.Append(file);
-        kept.Append(": ");
+        kept->Append(file);
+        kept->Append(": ");
     }
-    kept.what = kept.length;
-    kept.Append(what);
-    if (*reason) kept.Append(": ");
-    kept.reason = kept.length;
-    kept.Append(reason);
+    kept->what = kept->length;
+    kept->Append(what);
+    if (*reason) kept->Append(": ");
+    kept->reason = kept->length;
+    kept->Append(reason);
 }
 
 PtcFailure PtcLastFailure() noexcept {
-    return {kept.code, kept.error, kept.text, kept.text + kept.what, kept.text + kept.reason};
+    const Kept* const kept = bare.code == PtcFailureCode::kNone ? nullptr : Texts().Find();
+    if (kept)
+        return {bare.code, bare.error, kept->text, kept->text + kept->what,
+                kept->text + kept->reason};
+    const char* const words = WordsOf(bare.code);
+    return {bare.code, bare.error, words, words, ""};
 }

@@ -1,6 +1,7 @@
 // Setting the calling thread's last failure.
 //
-// Errors     none; nothing here allocates, so that a lack of memory can be stored, too.
+// Errors     none. A thread's first failure allocates room for its words; a lack of memory for that
+//            leaves the code and the error number, and fixed words.
 // Ownership  texts are copied, cut at the room there is.
 // Threads    any; each thread sets its own.
 

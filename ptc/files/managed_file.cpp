@@ -44,8 +44,7 @@ PtcManagedFile::PtcManagedFile(const char* name)
 }
 
 PtcManagedFile::PtcManagedFile(const char* name, Alone)
-    : File(name, files_alone.fetch_add(1, std::memory_order_relaxed)),
-      is_transient_(files_are_transient.load(std::memory_order_relaxed)) {
+    : File(name, files_alone.fetch_add(1, std::memory_order_relaxed)), is_transient_(false) {
     SetIdentity(Identity());
 }
 

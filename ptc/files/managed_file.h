@@ -43,8 +43,9 @@ class PtcManagedFile final : public PtcBlockSource, public UtFileManager::File {
 public:
     /// Nothing is open yet. `name`: null for a file without one, which cannot be opened.
     explicit PtcManagedFile(const char* name);
-    /// The same for a file without a manager. Its identity does not come from its name, so that the
-    /// name's identities are not used up by a program that opens it a million times.
+    /// The same for a file without a manager, which is never transient. Its identity does not come
+    /// from its name, so that the name's identities are not used up by a program that opens it a
+    /// million times.
     struct Alone {};
     PtcManagedFile(const char* name, Alone);
     ~PtcManagedFile() override;

@@ -54,9 +54,10 @@ fi
 say "libptc-dev"
 install "$(package libptc-dev)" g++ cmake pkg-config ninja-build
 build_user with_cmake /usr/include
-build_with_pkg_config with_pkg_config
+build_c_user with_c
+build_with_pkg_config
 ldd with_pkg_config | grep -q '/libptc\.so\.' || fail "the program does not load libptc.so"
-run_user ./with_pkg_config
+run_pkg_config_users
 
 say "removal"
 quiet apt-get purge -y $(cd "$tree/out/packages" && ls | sed 's/_.*//')

@@ -41,8 +41,8 @@ bool LookUp(const std::string& cloud) {
 }  // namespace
 
 /// Uses everything that makes state: reports, options, settings, a thread slot, and of the file
-/// `cloud` what leaves this thread with a file and with blocks of both kinds; and looks up in the
-/// file `text`. `living` counts the things in the slot. False: a file cannot be read.
+/// `cloud` what leaves this thread with a file, a failure and blocks of both kinds; and looks up in
+/// the file `text`. `living` counts the things in the slot. False: a file cannot be read.
 extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* cloud,
                                                                   const char* text,
                                                                   std::atomic<int>* living) {
@@ -56,7 +56,8 @@ extern "C" __attribute__((visibility("default"))) bool UseLibrary(const char* cl
     auto& slot = process_wide::The<Slots>().with_thread;
     slot.FindOrMake([=] { return std::make_unique<Noted>(living); });
     PtcManagedFile* const file = PtcOpenForReading(cloud);
-    return PtcGetPoint(file, 0) && PtcGetRoot(file, nullptr) && LookUp(text);
+    const bool has_failed = !PtcGetPoint(file, -1);
+    return has_failed && PtcGetPoint(file, 0) && PtcGetRoot(file, nullptr) && LookUp(text);
 }
 
 extern "C" __attribute__((visibility("default"))) void ShutLibraryDown() {
