@@ -35,11 +35,10 @@ std::string Sentence(std::string text) {
 }
 
 /// "\fB\-o\fR, \fB\-\-output\fR \fIFILE\fR".
-std::string Names(const Option& option) {
-    std::string names;
-    for (const std::string& name : option.names)
-        names += (names.empty() ? "" : ", ") + RoffBold(name);
-    return option.value.name.empty() ? names : names + " " + RoffItalic(option.value.name);
+std::string Names(const std::vector<std::string>& names, const Value& value) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + RoffBold(name);
+    return value.name.empty() ? text : text + " " + RoffItalic(value.name);
 }
 
 std::string Positional(const Option& positional) {
@@ -56,7 +55,9 @@ std::string Meaning(const Option& option) {
     std::string text = Sentence(option.help);
     if (option.is_required && option.names.front().starts_with('-')) text += " Required.";
     if (!option.value.limits.empty()) text += " Value: " + option.value.limits + ".";
-    if (!option.value.words.empty()) text += " Values: " + listed(option.value.words) + ".";
+    const bool is_listed = option.value.name.find('|') != std::string::npos;
+    if (!option.value.words.empty() && !is_listed)
+        text += " Values: " + listed(option.value.words) + ".";
     if (!option.usual.empty()) text += " Default: `" + option.usual + "`.";
     if (!option.needs.empty()) text += " Needs " + listed(option.needs) + ".";
     if (!option.excludes.empty()) text += " Excludes " + listed(option.excludes) + ".";
@@ -67,8 +68,7 @@ std::string Synopsis(const Command& command) {
     std::string text = ".SH SYNOPSIS\n" + RoffBold(command.Name());
     bool has_optional = false;
     for (const Option& option : command.options) {
-        if (option.is_required)
-            text += " " + Names({{option.names.front()}, option.value, {}, {}, {}, {}, {}, {}, {}});
+        if (option.is_required) text += " " + Names({option.names.front()}, option.value);
         has_optional |= !option.is_required;
     }
     if (has_optional) text += " [" + RoffItalic("OPTION") + "...]";
@@ -88,7 +88,7 @@ std::string Options(const Command& command) {
     for (const Option& option : command.options) {
         if (option.group != group) text += ".SS \"" + RoffEscaped(option.group) + "\"\n";
         group = option.group;
-        text += ".TP\n" + Names(option) + "\n" + Meaning(option);
+        text += ".TP\n" + Names(option.names, option.value) + "\n" + Meaning(option);
     }
     return text;
 }

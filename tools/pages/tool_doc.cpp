@@ -2,6 +2,8 @@
 
 #include "tools/pages/tool_doc.h"
 
+#include <fmt/format.h>
+
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -111,7 +113,8 @@ void CheckExample(const std::string& line, const Command& program) {
     if (!called) throw std::runtime_error("no command in the example: " + line);
     for (const std::string& option : OptionsIn(line))
         if (!OptionCalled(*called, option))
-            throw std::runtime_error(called->Name() + " has no option " + option + ": " + line);
+            throw std::runtime_error(
+                fmt::format("{} has no option {}: {}", called->Name(), option, line));
 }
 
 }  // namespace
@@ -133,7 +136,8 @@ void CheckOptions(const Section& section, const Command& program) {
             }
             for (const std::string& option : OptionsIn(line))
                 if (!HasOption(program, option))
-                    throw std::runtime_error("no command has an option " + option + ": " + line);
+                    throw std::runtime_error(
+                        fmt::format("no command has an option {}: {}", option, line));
         }
 }
 
