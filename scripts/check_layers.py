@@ -46,6 +46,8 @@ MAY_INCLUDE = {
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
+    "tools/pages": UTIL
+    | {"tools/common", "tools/pages", "tools/bake/options.h", "tools/ptc/command_line.h"},
     "examples": {"include"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_/]+\.h)"')

@@ -2,12 +2,17 @@
 
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "tools/bake/image_request.h"
 #include "tools/bake/scene.h"
 #include "tools/bake/shader.h"
+
+namespace CLI {
+class App;
+}
 
 namespace bake {
 
@@ -29,6 +34,9 @@ struct Options {
     bool quiet = false;
     DriverSettings settings;
 };
+
+/// The command line, which parses into `*options`: for ParseOptions() and for describing it.
+std::unique_ptr<CLI::App> MakeCommandLine(Options* options);
 
 /// Fills `*options`; every value is within its range afterwards. Answers an exit status if the
 /// program must end: 0 after printing the help or the version, 2 after reporting a wrong usage.

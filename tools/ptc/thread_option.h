@@ -3,9 +3,10 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <thread>
+
+#include "tools/common/option_values.h"
 
 constexpr int kMostThreads = 256;
 
@@ -18,6 +19,6 @@ inline int UsualThreads() {
 inline void AddThreadOption(CLI::App& command, int* threads) {
     *threads = UsualThreads();
     command.add_option("--threads", *threads, "threads; default: one for each processor")
-        ->check(CLI::Range(1, kMostThreads))
+        ->check(Count(1, kMostThreads))
         ->type_name("N");
 }

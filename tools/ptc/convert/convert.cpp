@@ -14,6 +14,7 @@
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/number.h"
+#include "tools/common/option_values.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
@@ -117,7 +118,7 @@ CLI::Validator FormName() {
         [](const std::string& name) -> std::string {
             return FormCalled(name) ? "" : fmt::format("must be {}", kFormNames);
         },
-        "FORM");
+        kFormSet);
 }
 
 CLI::Validator Radius() {
@@ -127,7 +128,7 @@ CLI::Validator Radius() {
             const bool is_number = ParseNumber(text, &radius);
             return is_number && radius >= 0 && std::isfinite(radius) ? "" : "must be 0 or more";
         },
-        "NUMBER");
+        "0 or more");
 }
 
 }  // namespace
@@ -138,15 +139,20 @@ void AddConvert(CLI::App& app, int* status) {
     const auto options = std::make_shared<convert::Options>();
     CLI::App* const command = app.add_subcommand(
         "convert", "write a point cloud in another form: binary, text, gzip, PLY, CSV");
-    command->add_option("IN", options->in, "the file to read, - for standard input")->required();
-    command->add_option("OUT", options->out, "the file to make, - for standard output")->required();
+    NamesFile(command->add_option("IN", options->in, "the file to read, - for standard input"))
+        ->required();
+    NamesFile(command->add_option("OUT", options->out, "the file to make, - for standard output"))
+        ->required();
     command->add_option("--to", options->to, "the form of OUT, when its extension does not give it")
+        ->type_name("FORM")
         ->check(convert::FormName());
     command->add_option("--from", options->from, "the form of IN, likewise")
+        ->type_name("FORM")
         ->check(convert::FormName());
     command
         ->add_option("--radius", options->radius,
                      "radius of points that have none; default: half their mean spacing")
+        ->type_name("NUMBER")
         ->check(convert::Radius());
     command->add_flag("--scalar-prefix", options->scalar_prefix,
                       "write scalar_ before the names of radius, codes and variables, for programs "

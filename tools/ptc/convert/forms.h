@@ -20,8 +20,9 @@ struct Form {
     bool operator==(const Form&) const = default;
 };
 
-/// The names that "--to" and "--from" know, for the help.
+/// The names that "--to" and "--from" know, as a sentence and as the help shows a set of values.
 inline constexpr const char* kFormNames = "binary, text, gzip, ply, ply-ascii or csv";
+inline constexpr const char* kFormSet = "{binary,text,gzip,ply,ply-ascii,csv}";
 
 /// The form with that name; nothing for another.
 std::optional<Form> FormCalled(std::string_view name);

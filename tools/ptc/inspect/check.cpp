@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/cloud_check.h"
@@ -80,7 +81,10 @@ void AddCheck(CLI::App& app, int* status) {
     const auto options = std::make_shared<CheckOptions>();
     CLI::App* const command =
         app.add_subcommand("check", "find every fault of files, and where it is");
-    command->add_option("FILE", options->files, "point cloud files, - for standard input")
+    command->footer(
+        "Exit status: 0 all files are sound, 1 one is faulty or cannot be read, 2 wrong usage.");
+    NamesFile(
+        command->add_option("FILE", options->files, "point cloud files, - for standard input"))
         ->required();
     command->add_flag("--all", options->all, "show every fault, not only the first 20");
     command->callback([options, status] { *status = Check(*options); });

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/info_json.h"
@@ -51,7 +52,8 @@ int Info(const InfoOptions& options) {
 void AddInfo(CLI::App& app, int* status) {
     const auto options = std::make_shared<InfoOptions>();
     CLI::App* const command = app.add_subcommand("info", "show what headers say");
-    command->add_option("FILE", options->files, "point cloud files, - for standard input")
+    NamesFile(
+        command->add_option("FILE", options->files, "point cloud files, - for standard input"))
         ->required();
     command->add_flag("--json", options->json, "as one JSON array, an object for each file");
     command->callback([options, status] { *status = RunGuarded([&] { return Info(*options); }); });

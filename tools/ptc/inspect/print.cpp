@@ -15,6 +15,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/number.h"
+#include "tools/common/option_values.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/node_faults.h"
@@ -169,7 +170,8 @@ int Print(const PrintOptions& options) {
 void AddPrint(CLI::App& app, int* status) {
     const auto options = std::make_shared<PrintOptions>();
     CLI::App* const command = app.add_subcommand("print", "print points or octree nodes");
-    command->add_option("FILE", options->file, "a point cloud file, - for standard input")
+    NamesFile(
+        command->add_option("FILE", options->file, "a point cloud file, - for standard input"))
         ->required();
     command->add_flag("--csv", options->csv, "as CSV, every float so that it reads back exactly");
     command

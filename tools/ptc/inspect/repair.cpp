@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/cloud_repair.h"
 #include "tools/ptc/report.h"
@@ -48,8 +49,10 @@ void AddRepair(CLI::App& app, int* status) {
     const auto options = std::make_shared<RepairOptions>();
     CLI::App* const command =
         app.add_subcommand("repair", "make a sound file of one that is cut off or unfinished");
-    command->add_option("IN", options->input, "the damaged file, - for standard input")->required();
-    command->add_option("OUT", options->output, "the file to make, - for standard output")
+    NamesFile(command->add_option("IN", options->input, "the damaged file, - for standard input"))
+        ->required();
+    NamesFile(
+        command->add_option("OUT", options->output, "the file to make, - for standard output"))
         ->required();
     command->callback(
         [options, status] { *status = RunGuarded([&] { return Repair(*options); }); });

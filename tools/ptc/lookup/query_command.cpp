@@ -2,10 +2,10 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Error.hpp>
-#include <CLI/Validators.hpp>
 #include <limits>
 #include <memory>
 
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/lookup/filter_options.h"
 #include "tools/ptc/lookup/query.h"
@@ -53,6 +53,7 @@ void AddPlaceOptions(CLI::App& command, QueryOptions* options) {
             .add_option("--at-points", options->at_points,
                         "many places: the points of a point cloud, PLY or CSV file")
             ->type_name("PLACES")
+            ->check(FileName())
             ->excludes(at);
     command.add_flag("--use-normals", options->use_normals, "look up with the normals of PLACES")
         ->needs(points);
@@ -62,7 +63,7 @@ void AddSearchOptions(CLI::App& command, QueryOptions* options) {
     constexpr float kNoLimit = std::numeric_limits<float>::infinity();
     CLI::Option* const count =
         command.add_option("--count", options->count, "the most points for a place (8)")
-            ->check(CLI::Range(1, kMostCount))
+            ->check(Count(1, kMostCount))
             ->type_name("N");
     CLI::Option* const within = command
                                     .add_option_function<std::string>(
@@ -83,7 +84,8 @@ void AddQuery(CLI::App& app, int* status) {
     const auto options = std::make_shared<QueryOptions>();
     CLI::App* const command =
         app.add_subcommand("query", "find the points nearest to a place, or filter values there");
-    command->add_option("FILE", options->files, "up to 100 point cloud files, looked up as one")
+    NamesFile(command->add_option("FILE", options->files,
+                                  "up to 100 point cloud files, looked up as one"))
         ->required();
     AddPlaceOptions(*command, options.get());
     AddSearchOptions(*command, options.get());

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <memory>
 
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/lookup/filter_options.h"
 #include "tools/ptc/lookup/transfer.h"
@@ -13,12 +14,16 @@ void AddTransfer(CLI::App& app, int* status) {
     const auto options = std::make_shared<TransferOptions>();
     CLI::App* const command =
         app.add_subcommand("transfer", "add variables of clouds to the points of another");
-    command->add_option("FROM", options->from, "up to 100 point cloud files, looked up as one")
+    NamesFile(
+        command->add_option("FROM", options->from, "up to 100 point cloud files, looked up as one"))
         ->required();
     command->add_option("--onto", options->onto, "the points: a point cloud, PLY or CSV file")
         ->required()
-        ->type_name("TO");
+        ->type_name("TO")
+        ->check(FileName());
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
+        ->type_name("FILE")
+        ->check(FileName())
         ->required();
     command
         ->add_option("--variables", options->variables,

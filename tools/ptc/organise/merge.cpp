@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ptc/organise.h"
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/library_files.h"
 #include "tools/ptc/organise/library_progress.h"
@@ -48,9 +49,11 @@ void AddMerge(CLI::App& app, int* status) {
     const auto options = std::make_shared<MergeOptions>();
     CLI::App* const command =
         app.add_subcommand("merge", "make one file of point clouds, one after the other");
-    command->add_option("IN", options->inputs, "point cloud files, - for standard input")
+    NamesFile(command->add_option("IN", options->inputs, "point cloud files, - for standard input"))
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
+        ->type_name("FILE")
+        ->check(FileName())
         ->required();
     command->callback([options, status] { *status = RunGuarded([&] { return Merge(*options); }); });
 }

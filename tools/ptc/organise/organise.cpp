@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/library_files.h"
 #include "tools/ptc/organise/byte_size.h"
@@ -81,12 +82,14 @@ void AddOrganise(CLI::App& app, int* status) {
     const auto options = std::make_shared<OrganiseOptions>();
     CLI::App* const command =
         app.add_subcommand("organize", "make one organised file, with an octree, of point clouds");
-    command->add_option("IN", options->inputs, "point cloud files, - for standard input")
+    NamesFile(command->add_option("IN", options->inputs, "point cloud files, - for standard input"))
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
+        ->type_name("FILE")
+        ->check(FileName())
         ->required();
     command->add_option("--leaf", options->leaf_points, "the most points in a leaf of the octree")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->check(Count(1, std::numeric_limits<int>::max()))
         ->type_name("N");
     command->add_flag("--drop-repeats", options->drop_repeats,
                       "leave out points that repeat another one byte for byte");

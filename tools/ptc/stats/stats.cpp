@@ -13,6 +13,7 @@
 #include "ptc/access.h"
 #include "ptc/statistics.h"
 #include "tools/common/failure.h"
+#include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/open_through_caches.h"
@@ -120,13 +121,12 @@ void AddStats(CLI::App& app, int* status) {
     const auto options = std::make_shared<StatsOptions>();
     CLI::App* const command =
         app.add_subcommand("stats", "read through the caches and show how well they serve");
-    command->add_option("FILE", options->file, "a point cloud file, - for standard input")
+    NamesFile(
+        command->add_option("FILE", options->file, "a point cloud file, - for standard input"))
         ->required();
     command
-        ->add_option(
-            "--walk", options->walks,
-            "only these: sequential, random, coherent, tree, nearest-random, nearest-coherent, "
-            "filtered-random, filtered-coherent, separated by commas")
+        ->add_option("--walk", options->walks,
+                     "only these walks, in this order, separated by commas")
         ->delimiter(',')
         ->check(CLI::IsMember(Walks()))
         ->type_name("A,B,...");
@@ -134,12 +134,14 @@ void AddStats(CLI::App& app, int* status) {
     command
         ->add_option("--memory", options->kilobytes,
                      "KB that each thread may hold of points, and of nodes; default: 10240")
-        ->check(CLI::Range(std::int64_t{1}, kMostKilobytes));
+        ->check(Count(std::int64_t{1}, kMostKilobytes))
+        ->type_name("N");
     command
         ->add_option("--lookups", options->lookups,
                      "lookups in a walk, by all threads together; default: as many as there are "
                      "points, for 2 seconds at most")
-        ->check(CLI::Range(std::int64_t{1}, std::int64_t{1} << 40U));
+        ->check(Count(std::int64_t{1}, std::int64_t{1} << 40U))
+        ->type_name("N");
     command->add_flag("--xml", options->xml, "the caches' statistics as XML, and nothing else");
     command->callback([options, status] { *status = RunGuarded([&] { return Stats(*options); }); });
 }

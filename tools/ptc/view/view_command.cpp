@@ -11,6 +11,7 @@
 #include <string>
 
 #include "tools/common/number.h"
+#include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/view/view.h"
@@ -111,7 +112,7 @@ CLI::Validator PictureName() {
             for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
             return extension.empty() || extension == ".png" ? "" : "must end in .png, as a picture";
         },
-        "PICTURE");
+        "", kFileMark);
 }
 
 /// The options of the camera and the size.
@@ -167,7 +168,7 @@ void AddColourOptions(CLI::App& app, ViewOptions* options) {
                   return ParseRange(text, &range->emplace());
               });
     AddParsed(app,
-              {"--background", "COLOUR", "black, grey, white or #RRGGBB (#282828)",
+              {"--background", "black|grey|white|#RRGGBB", "the colour behind the points (#282828)",
                "must be black, grey, white or #RRGGBB"},
               &options->background, ParseColour);
 }
@@ -181,9 +182,11 @@ void AddView(CLI::App& app, int* status) {
     const auto options = std::make_shared<view::ViewOptions>();
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
     command->option_defaults()->take_last();  // the last of several wins
-    command->add_option("FILE", options->input, "a point cloud file, - for standard input")
+    NamesFile(
+        command->add_option("FILE", options->input, "a point cloud file, - for standard input"))
         ->required();
     command->add_option("-o,--output", options->output, "the picture, - for standard output")
+        ->type_name("PICTURE")
         ->required()
         ->check(view::PictureName());
     view::AddSightOptions(*command, options.get());

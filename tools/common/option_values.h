@@ -1,0 +1,44 @@
+// What values the options of the command lines take: checked, shown by the help, and known to the
+// completions of the shells.
+
+#pragma once
+
+#include <fmt/format.h>
+
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <string>
+
+#include "tools/common/number.h"
+
+/// The name of the mark of a file's name.
+inline constexpr const char* kFileMark = "file";
+
+/// Marks an option or a positional whose value is a file's name. Refuses nothing and shows nothing.
+inline CLI::Validator FileName() {
+    return CLI::Validator([](std::string&) { return std::string(); }, "", kFileMark);
+}
+
+/// Marks a positional whose value is a file's name. The help shows the positional's own name alone.
+inline CLI::Option* NamesFile(CLI::Option* positional) {
+    return positional->type_name("")->check(FileName());
+}
+
+/// A number from `low` to `high`. Unlike CLI::Range it refuses "nan", for which all comparisons are
+/// false.
+template <class Number>
+CLI::Validator Within(Number low, Number high, const std::string& what) {
+    return CLI::Validator(
+        [=](const std::string& text) -> std::string {
+            Number value{};
+            const bool is_number = ParseNumber(text, &value);
+            return is_number && value >= low && value <= high ? "" : "must be " + what;
+        },
+        what);
+}
+
+/// A whole number in a range; the help shows the range.
+template <class Whole>
+CLI::Validator Count(Whole low, Whole high) {
+    return Within(low, high, fmt::format("{} to {}", low, high));
+}
