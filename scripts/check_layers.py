@@ -47,6 +47,7 @@ MAY_INCLUDE = {
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "examples": {"include"},
+    "python/module": {"include", "python/module"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_/]+\.h)"')
 
