@@ -134,9 +134,10 @@ private:
 
 /// Decodes codes, an array of (n, 2) that may have gaps, into the rows of `normals`.
 void DecodeNormals(const py::array& codes, Floats normals) {
-    const py::ssize_t count = codes.shape(0);
-    if (codes.ndim() != 2 || codes.shape(1) != 2 || codes.itemsize() != 2 ||
-        codes.strides(1) != 2 || normals.size() != 3 * count || !normals.writeable())
+    const py::ssize_t count = codes.ndim() == 2 ? codes.shape(0) : -1;
+    if (count == 0) return;
+    if (count < 0 || codes.shape(1) != 2 || codes.itemsize() != 2 || codes.strides(1) != 2 ||
+        normals.size() != 3 * count || !normals.writeable())
         throw py::value_error("codes are (n, 2) of 16 bits, and normals (n, 3)");
     const auto* const from = static_cast<const std::byte*>(codes.data());
     const py::ssize_t stride = codes.strides(0);

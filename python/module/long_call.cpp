@@ -10,6 +10,7 @@ namespace py = pybind11;
 
 LongCall::LongCall(py::handle progress)
     : progress_(progress && !progress.is_none() ? progress : py::handle()) {
+    if (progress_) next_ = {};  // told at once that the work begins
     Unlock();
 }
 

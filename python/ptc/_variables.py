@@ -47,7 +47,7 @@ def from_declarations(declarations: Iterable[str]) -> Dict[str, Variable]:
     for declaration in declarations:
         type_, blank, name = declaration.partition(" ")
         size = _ptc.floats_of_type(encode_text(type_))
-        if not blank or not name.strip() or size < 1:
+        if not blank or size < 1:
             raise ValueError(
                 f"{declaration!r} declares no variable; write a type and a name, such as "
                 "'float _area', 'color _radiosity' or 'float[4] _weights'"

@@ -86,11 +86,8 @@ class Writer:
         if positions.ndim != 2 or positions.shape[1] != 3:
             raise wrong_shape("position", positions, ("n", 3))
         count = len(positions)
-        radii = dense(rows("radius", radius, count, ()))
-        negative = np.flatnonzero(radii < 0)
-        if len(negative):
-            at = int(negative[0])
-            raise ValueError(f"the radius of point {self._points + at} is negative: {radii[at]}")
+        radii = rows("radius", radius, count, ())
+        self._refuse_negative(radii)
         if (codes is None) == (normal is None):
             raise ValueError("points need either normals or codes")
         data = self._data(variables or {}, count)
@@ -133,6 +130,16 @@ class Writer:
         if not self._is_open:
             raise ValueError("the writer is closed")
 
+    def _refuse_negative(self, radii: np.ndarray) -> None:
+        """ValueError: one of the radii is below 0, as float32."""
+        distinct = len(radii) if any(radii.strides) else min(len(radii), 1)
+        for first in range(0, distinct, _PIECE):
+            negative = np.flatnonzero(dense(radii[first : min(first + _PIECE, distinct)]) < 0)
+            if len(negative):
+                at = first + int(negative[0])
+                point = self._points + at
+                raise ValueError(f"the radius of point {point} is negative: {radii[at]}")
+
     def _data(self, values: Mapping[str, Any], count: int) -> Dict[str, np.ndarray]:
         """The values of every variable, in the order of the file."""
         given: Dict[str, np.ndarray] = {}
@@ -170,7 +177,7 @@ class Writer:
     def _write_points(self, count: int, position, normal, radius, data) -> None:
         values = np.empty((count, self._floats), np.float32)
         self._fill(values, data)
-        self._writer.write_points(count, dense(position), dense(normal), radius, values)
+        self._writer.write_points(count, dense(position), dense(normal), dense(radius), values)
 
     def _write_records(self, count: int, position, codes, radius, data) -> None:
         fields = [("position", "<f4", 3), ("codes", "<u2", 2), ("radius", "<f4")]
