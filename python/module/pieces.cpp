@@ -16,10 +16,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int64_t kFirst = 64;  // items of the first pieces, which are timed
-constexpr std::int64_t kMost = std::int64_t{1} << 17;
-constexpr std::int64_t kGrowth = 32;
-constexpr double kSeconds = 0.3;  // that a piece should take
+constexpr std::int64_t kFirst = 256;                   // items of the first pieces, which are timed
+constexpr std::int64_t kMost = std::int64_t{1} << 18;  // that the library orders at a time
+constexpr std::int64_t kGrowth = 256;
+constexpr std::int64_t kLast = 16384;  // the last pieces are not smaller, for the sake of order
+constexpr double kSeconds = 0.5;       // that a piece should take
 
 class Pieces {
 public:
@@ -64,7 +65,8 @@ private:
         const std::lock_guard hold(lock_);
         const std::int64_t left = total_ - next_;
         // The last pieces are smaller, so that all threads end together.
-        const std::int64_t fair = std::max(left / (2 * threads_), kFirst);
+        const std::int64_t least = std::min(kLast, total_ / (4 * threads_) + 1);
+        const std::int64_t fair = threads_ == 1 ? left : std::max(left / threads_, least);
         *first = next_;
         *count = std::min({wanted, fair, left});
         next_ += *count;

@@ -21,6 +21,6 @@ using Piece = std::function<bool(std::int64_t first, std::int64_t count)>;
 
 /// Calls `work` for pieces of `total` items in `threads` threads, 0 for as many as the machine runs
 /// at once. False: a piece has failed, with `*why`, or `call` has stopped the work. Pieces grow
-/// until each takes about a third of a second: lookups of many places are the faster the more of
+/// until each takes about half a second: lookups of many places are the faster the more of
 /// them they may put into order, but a stop waits for the pieces that are being done.
 bool DoInPieces(LongCall& call, std::int64_t total, int threads, const Piece& work, Failure* why);
