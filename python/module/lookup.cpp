@@ -80,8 +80,8 @@ public:
         : clouds_(std::move(clouds)), lookup_(Make(*clouds_, variables)) {}
 
     std::vector<int> Sizes() const {
-        std::vector<int> sizes;
-        for (int i = 0; i < lookup_.VariableCount(); ++i) sizes.push_back(lookup_.VariableSize(i));
+        std::vector<int> sizes(static_cast<std::size_t>(lookup_.VariableCount()));
+        for (int i = 0; int& size : sizes) size = lookup_.VariableSize(i++);
         return sizes;
     }
 

@@ -32,17 +32,11 @@ void Do(const py::object& progress, Work work) {
 }
 
 py::tuple Organise(const std::vector<std::string>& inputs, const std::string& output,
-                   int leaf_points, bool drop_repeats, std::int64_t memory, int threads,
-                   const py::object& progress) {
+                   PtcOrganiseRequest request, const py::object& progress) {
     const std::vector<const char*> names = Pointers(inputs);
-    PtcOrganiseRequest request;
     request.inputs = names.data();
     request.input_count = static_cast<int>(names.size());
     request.output = output.c_str();
-    request.leaf_points = leaf_points;
-    request.drop_repeats = drop_repeats;
-    if (memory != 0) request.memory = memory;
-    request.threads = threads;
     request.progress = GoOn;
     PtcOrganiseSummary done{};
     Do(progress, [&](LongCall* call) {
@@ -72,6 +66,15 @@ std::int64_t Merge(const std::vector<std::string>& inputs, const std::string& ou
 }  // namespace
 
 void BindOrganise(py::module_& module) {
+    py::class_<PtcOrganiseRequest>(module, "Plan", py::module_local())
+        .def(py::init([](int leaf_points, bool drop_repeats, std::int64_t memory, int threads) {
+            PtcOrganiseRequest plan;
+            plan.leaf_points = leaf_points;
+            plan.drop_repeats = drop_repeats;
+            plan.memory = memory;
+            plan.threads = threads;
+            return plan;
+        }));
     module.def("organise", &Organise);
     module.def("merge", &Merge);
 }

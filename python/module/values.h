@@ -29,6 +29,7 @@ inline const float* DataOf(const pybind11::object& array, std::int64_t size) {
 
 inline std::vector<const char*> Pointers(const std::vector<std::string>& texts) {
     std::vector<const char*> pointers;
+    pointers.reserve(texts.size());
     for (const std::string& text : texts) pointers.push_back(text.c_str());
     return pointers;
 }

@@ -55,10 +55,9 @@ def organize(
     if leaf_points < 0 or threads < 0:
         raise ValueError("leaf_points and threads are 0 or more")
     names = encode_paths(inputs, "inputs")
+    plan = _ptc.Plan(leaf_points, drop_repeats, memory, threads)
     with reporting(progress, "organizing") as report:
-        summary = _ptc.organise(
-            names, encode_path(output), leaf_points, drop_repeats, memory, threads, report
-        )
+        summary = _ptc.organise(names, encode_path(output), plan, report)
     return OrganizeSummary(*summary)
 
 

@@ -15,7 +15,7 @@ lookup = ptc.Lookup(organised, threads=2)
 print("begins", flush=True)
 """
 
-# Each takes minutes when it is not stopped.
+# Each takes minutes when it is not stopped; text because it is slow to read.
 ENDLESS = {
     # All points look away, so that each search looks at all of them.
     "nearest": """
@@ -37,7 +37,7 @@ ptc.write(target, np.broadcast_to(np.float32([1, 2, 3]), (1 << 30, 3)), (0, 0, 1
 def test_ctrl_c_ends_long_calls_and_leaves_nothing(call, files, organised, tmp_path):
     target = tmp_path / "target.ptc"
     target.write_bytes(b"older")
-    process = run_script(BEGIN + ENDLESS[call], files["binary"], organised, target)
+    process = run_script(BEGIN + ENDLESS[call], files["text"], organised, target)
     assert process.stdout.readline() == "begins\n"
     time.sleep(0.7)
     assert process.poll() is None, process.stderr.read()
