@@ -29,10 +29,12 @@ struct Queue {
     long dropped = 0;
 };
 
-/// Never deleted: threads of the library may report while the process ends.
+/// Made when the module is loaded, and never deleted: threads of the library may report while the
+/// process ends.
+Queue* queue_of_process = nullptr;
+
 Queue& TheQueue() {
-    static Queue* const queue = new Queue;
-    return *queue;
+    return *queue_of_process;
 }
 
 int Enqueue(int, int severity, const char* text) {
@@ -52,8 +54,13 @@ int Enqueue(int, int severity, const char* text) {
 }  // namespace
 
 void messages::Install() {
-    TheQueue();
+    BeginQueue();
     PtcSetMessageHandler(Enqueue);
+}
+
+/// A thread that the child does not have may hold the older one's lock for ever.
+void messages::BeginQueue() {
+    queue_of_process = new Queue;
 }
 
 void messages::Uninstall() {

@@ -13,6 +13,9 @@ namespace messages {
 /// From here on messages are queued.
 void Install();
 
+/// Begins anew with an empty queue. Caller: is the only thread of a process that was just forked.
+void BeginQueue();
+
 /// The library prints messages again. What is queued stays until Deliver().
 void Uninstall();
 

@@ -54,4 +54,5 @@ void BindRuntime(py::module_& module) {
         PtcConfigure(threads, point_kb, node_kb, nullptr);
     });
     module.def("print_messages", &messages::Uninstall);
+    module.def("begin_messages", &messages::BeginQueue);
 }

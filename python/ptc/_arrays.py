@@ -43,10 +43,12 @@ def dense(array: np.ndarray) -> np.ndarray:
 
 
 def matrix(name: str, values: Any) -> Optional[np.ndarray]:
-    """4 by 4 floats, or nothing."""
+    """4 by 4 or 16 floats, or nothing. One row does not count for all."""
     if values is None:
         return None
-    return dense(rows(name, values, 4, (4,)) if np.ndim(values) != 1 else rows(name, values, 16, ()))
+    if np.ndim(values) == 1:
+        return dense(rows(name, values, 16, ()))
+    return dense(rows(name, values, 4, (4,)))
 
 
 def places(name: str, values: Any) -> Tuple[np.ndarray, bool]:

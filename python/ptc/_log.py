@@ -6,6 +6,7 @@ that call it deliver what is queued.
 
 import atexit
 import logging
+import os
 from typing import List, Tuple
 
 from ptc import _ptc
@@ -26,3 +27,4 @@ def deliver(messages: List[Tuple[int, bytes]], dropped: int) -> None:
 def install() -> None:
     """Has the library print its messages itself once the interpreter ends."""
     atexit.register(_ptc.print_messages)
+    os.register_at_fork(after_in_child=_ptc.begin_messages)

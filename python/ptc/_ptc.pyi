@@ -1,4 +1,4 @@
-"""The extension module. Names of files and variables are bytes; arrays are checked by the package."""
+"""The extension module. Names of files and variables are bytes; the package checks arrays."""
 
 from typing import Any, Callable, Dict, List, Optional, Sequence, Tuple
 
@@ -89,5 +89,8 @@ def organise(
 def merge(inputs: Sequence[bytes], output: bytes, report: Report) -> int: ...
 def statistics() -> Dict[str, Any]: ...
 def configure(threads: int, point_kb: int, node_kb: int) -> None: ...
+def begin_messages() -> None:
+    """Forgets what is queued, in a process that was just forked."""
+
 def print_messages() -> None:
     """Has the library print its messages on standard error again."""

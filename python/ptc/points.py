@@ -58,6 +58,22 @@ class Points:
         _ptc.decode_normals(self.codes, normals)
         return normals
 
+    @property
+    def ndc(self) -> np.ndarray:
+        """Positions as the file's camera sees them, through world_to_ndc: (n, 3) float32, new.
+
+        x and y from -1 to 1 are in the picture, y upwards; z grows with the depth of what is in
+        front of the camera. What is behind it means nothing, as in any projection.
+        """
+        matrix = self._file.header["world_to_ndc"].reshape(4, 4)
+        seen = np.empty((len(self), 3), np.float32)
+        with np.errstate(all="ignore"):
+            for first in range(0, len(self), CHUNK):
+                here = slice(first, first + CHUNK)
+                projected = self[here].position @ matrix[:3] + matrix[3]
+                seen[here] = projected[:, :3] / projected[:, 3:]
+        return seen
+
     def __getitem__(self, key: Union[str, slice]) -> "Union[np.ndarray, Points]":
         """A variable's values by name, or the points of a slice.
 

@@ -60,7 +60,8 @@ def test_nearest_is_what_a_plain_search_finds(clouds, count, within):
         rest = slice(len(plain), None)
         assert np.all(answer.indexes[row, rest] == -1) and np.all(answer.files[row, rest] == -1)
         assert np.all(np.isinf(answer.distances[row, rest]))
-        assert np.all(np.isnan(answer.positions[row, rest])) and np.all(np.isnan(answer["_frame"][row, rest]))
+        assert np.all(np.isnan(answer.positions[row, rest]))
+        assert np.all(np.isnan(answer["_frame"][row, rest]))
     one = lookup.nearest(QUERIES[0], count, within)
     assert one.found == answer.found[0] and one.positions is None and one.data == {}
     assert_array_equal(one.indexes, answer.indexes[0])

@@ -23,7 +23,8 @@ def test_every_form_has_the_points_that_were_written(files, arrays, form):
     assert cloud.variables == {
         "_radiosity": "color", "_area": "float", "_frame": "matrix", "_weights": "float[5]"
     }  # fmt: skip
-    for runs in (slice(None), slice(17, 19_000, 7), slice(None, None, -3), slice(5, 5), slice(-2, None)):
+    some = [(None, None, None), (17, 19_000, 7), (None, None, -3), (5, 5, None), (-2, None, None)]
+    for runs in (slice(*run) for run in some):
         points = cloud[runs]
         same(points.position, arrays.position[runs])
         same(points.radius, arrays.radius[runs])
@@ -52,6 +53,13 @@ def test_the_header_is_that_of_the_page(tmp_path):
     shown = repr(cloud)
     for part in ("2 of 36 bytes", "float _area, color glow", "-1.25 -0.25 2.5", "640 x 480"):
         assert part in shown
+
+
+def test_positions_of_the_camera(tmp_path):
+    eye = np.array([[2, 0, 0, 0], [0, 3, 0, 0], [0, 0, 1, 1], [0, 0, -1, 4]])
+    ptc.write(tmp_path / "a.ptc", [[1, 2, 4], [1, 1, 0]], (0, 0, 1), world_to_ndc=eye)
+    seen = ptc.open(tmp_path / "a.ptc").ndc
+    assert_allclose(seen, [[2 / 8, 6 / 8, 3 / 8], [2 / 4, 3 / 4, -1 / 4]])
 
 
 def _mapped(address, name):
@@ -119,7 +127,8 @@ def test_closed_clouds_and_empty_ones(files, form, tmp_path):
                 cloud.__enter__):  # fmt: skip
         with pytest.raises(ValueError, match="closed"):
             use()
-    ptc.write(tmp_path / "none.ptc", np.empty((0, 3)), (0, 0, 1), variables={"matrix m": 1 * np.eye(4)})
+    nothing = {"variables": {"matrix m": np.eye(4)}}
+    ptc.write(tmp_path / "none.ptc", np.empty((0, 3)), (0, 0, 1), **nothing)
     none = ptc.open(tmp_path / "none.ptc")
     assert (none["m"].shape, none.normal.shape, list(none)) == ((0, 4, 4), (0, 3), [])
 

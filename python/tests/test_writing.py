@@ -35,7 +35,8 @@ def test_values_of_any_kind_are_the_same_as_dense_floats(tmp_path):
     wide = {key: np.asfortranarray(value, ">f8") for key, value in arrays.variables.items()}
     wide["matrix _frame"] = arrays.variables["matrix _frame"].reshape(-1, 16).tolist()
     gappy = np.repeat(arrays.position.astype("f8"), 2, axis=0)[::2]
-    ptc.write(tmp_path / "others.ptc", gappy, arrays.normal.tolist(), arrays.radius.astype(">f4"), wide)
+    listed, swapped = arrays.normal.tolist(), arrays.radius.astype(">f4")
+    ptc.write(tmp_path / "others.ptc", gappy, listed, swapped, wide)
     assert (tmp_path / "others.ptc").read_bytes() == (tmp_path / "floats.ptc").read_bytes()
     ptc.write(tmp_path / "one.ptc", arrays.position, (0, 3, 0), 1, {"color c": (1, 2, 3)})
     one = ptc.open(tmp_path / "one.ptc")
