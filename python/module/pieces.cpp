@@ -16,9 +16,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int64_t kFirst = 256;                   // items of the first pieces, which are timed
+constexpr std::int64_t kFirst = 64;                    // items of the first pieces, which are timed
 constexpr std::int64_t kMost = std::int64_t{1} << 18;  // that the library orders at a time
-constexpr std::int64_t kGrowth = 256;
+constexpr std::int64_t kGrowth = 4096;
 constexpr std::int64_t kLast = 16384;  // the last pieces are not smaller, for the sake of order
 constexpr double kSeconds = 0.5;       // that a piece should take
 
