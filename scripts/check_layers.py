@@ -49,6 +49,7 @@ MAY_INCLUDE = {
     "tools/pages": UTIL
     | {"tools/common", "tools/pages", "tools/bake/options.h", "tools/ptc/command_line.h"},
     "examples": {"include"},
+    "python/module": {"include", "python/module"},
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_/]+\.h)"')
 

@@ -46,6 +46,10 @@ struct PtcVariables {
 PTC_API bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
                              PtcVariables* of_nodes) noexcept;
 
+/// How many floats a variable of this type takes, such as 3 for "color" and 4 for "float[4]". 0 or
+/// less: the type is not known or not one that a file may have.
+PTC_API std::int32_t PtcFloatsOfType(const char* type) noexcept;
+
 /// For each of `count` names: at which float of a point's data the variable begins, and how many
 /// floats it takes. -1, and no size, for a name that is not declared; names are compared byte by
 /// byte. False, and nothing stored: `file` is null or not open for reading.

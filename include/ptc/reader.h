@@ -80,6 +80,10 @@ public:
     /// off meanwhile; the system ends a process that reads what is gone.
     PTC_API const void* Map() noexcept;
 
+    /// Closes the file, so that the reader holds no descriptor. What it has said and mapped stays;
+    /// from here on it refuses to read, to seek, and to map what it has not.
+    PTC_API void CloseFile() noexcept;
+
 private:
     struct State;
     std::unique_ptr<State> state_;  ///< null: not open

@@ -8,6 +8,7 @@
 #include "ptc/access/last_failure.h"
 #include "ptc/cloud/header_query.h"
 #include "ptc/files/managed_file.h"
+#include "ptc/format/variables.h"
 
 namespace {
 
@@ -98,6 +99,10 @@ bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,
         CopyVariables(*header, of_points, of_nodes);
         return true;
     });
+}
+
+std::int32_t PtcFloatsOfType(const char* type) noexcept {
+    return type ? KnownComponentCount(type).value_or(0) : 0;
 }
 
 bool PtcFindVariables(const PtcManagedFile* file, int count, const char* const* names,

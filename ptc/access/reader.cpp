@@ -63,6 +63,7 @@ struct PtcReader::State {
     bool MapFile();
 
     std::unique_ptr<CloudReader> cloud;
+    PtcForm form = PtcForm::kBinary;
     std::vector<PointHead> heads;
     void* mapped = nullptr;
     std::size_t mapped_bytes = 0;
@@ -77,6 +78,18 @@ bool IsOpen(const State& state) {
     return state != nullptr;
 }
 
+/// The same, and whether the file can still be read.
+template <class State>
+bool IsReadable(const State& state) {
+    return IsOpen(state) && (state->cloud->input.IsOpen() ||
+                             state->Refuse("cannot be read", "the reader has closed it"));
+}
+
+PtcForm FormOf(const TokenInput& input) {
+    if (input.IsText()) return input.IsCompressed() ? PtcForm::kCompressedText : PtcForm::kText;
+    return input.IsCompressed() ? PtcForm::kCompressed : PtcForm::kBinary;
+}
+
 }  // namespace
 
 PtcReader::PtcReader(const char* name) noexcept {
@@ -89,7 +102,10 @@ PtcReader::PtcReader(const char* name) noexcept {
         std::string why;
         int error = 0;
         state->cloud = OpenCloud(name, &why, {.is_quiet = true}, &error);
-        if (state->cloud) return state;
+        if (state->cloud) {
+            state->form = FormOf(state->cloud->input);
+            return state;
+        }
         SetFailure(error != 0 ? PtcFailureCode::kCannotOpen : PtcFailureCode::kNotACloud, name,
                    "cannot be opened", error, why.c_str());
         return std::unique_ptr<State>();
@@ -119,10 +135,7 @@ bool PtcReader::GetVariables(PtcVariables* of_points, PtcVariables* of_nodes) co
 }
 
 PtcForm PtcReader::Form() const noexcept {
-    if (!state_) return PtcForm::kBinary;
-    const TokenInput& input = state_->cloud->input;
-    if (input.IsText()) return input.IsCompressed() ? PtcForm::kCompressedText : PtcForm::kText;
-    return input.IsCompressed() ? PtcForm::kCompressed : PtcForm::kBinary;
+    return state_ ? state_->form : PtcForm::kBinary;
 }
 
 std::int64_t PtcReader::RecordBytes() const noexcept {
@@ -130,7 +143,7 @@ std::int64_t PtcReader::RecordBytes() const noexcept {
 }
 
 bool PtcReader::Seek(std::int64_t index) noexcept {
-    if (!IsOpen(state_)) return false;
+    if (!IsReadable(state_)) return false;
     CloudReader& cloud = *state_->cloud;
     if (index < 0 || index > cloud.point_count)
         return state_->Refuse("there is no such point to go to");
@@ -199,13 +212,13 @@ std::int64_t PtcReader::State::ReadRecordsInto(std::int64_t count, std::byte* re
 }
 
 std::int64_t PtcReader::Read(std::int64_t count, const PtcPointArrays& arrays) noexcept {
-    if (!IsOpen(state_)) return 0;
+    if (!IsReadable(state_)) return 0;
     return CatchNoMemory(state_->cloud->name.c_str(), std::int64_t{0},
                          [&] { return state_->ReadInto(count, arrays); });
 }
 
 std::int64_t PtcReader::ReadRecords(std::int64_t count, void* records) noexcept {
-    if (!IsOpen(state_)) return 0;
+    if (!IsReadable(state_)) return 0;
     if (!records) {
         (void)state_->Refuse("no place for the records");
         return 0;
@@ -241,8 +254,13 @@ bool PtcReader::State::MapFile() {
 }
 
 const void* PtcReader::Map() noexcept {
-    if (!IsOpen(state_) || (!state_->mapped && !state_->MapFile())) return nullptr;
+    if (!IsOpen(state_)) return nullptr;
+    if (!state_->mapped && !(IsReadable(state_) && state_->MapFile())) return nullptr;
     return static_cast<const std::byte*>(state_->mapped) + state_->cloud->data_start;
+}
+
+void PtcReader::CloseFile() noexcept {
+    if (state_) state_->cloud->input.Close();
 }
 
 bool PtcDecodeNormals(const void* codes, std::int64_t stride, std::int64_t count,
