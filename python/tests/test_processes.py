@@ -44,8 +44,8 @@ def test_ctrl_c_ends_long_calls_and_leaves_nothing(call, files, organised, tmp_p
     assert process.poll() is None, process.stderr.read()
     begin = time.monotonic()
     process.send_signal(signal.SIGINT)
-    _, errors = process.communicate(timeout=60)
-    assert time.monotonic() - begin < 20  # mostly of a sanitizer
+    _, errors = process.communicate(timeout=120)
+    assert time.monotonic() - begin < 60  # a second, and more with a sanitizer on a busy machine
     assert "KeyboardInterrupt" in errors and process.returncode == -signal.SIGINT
     assert list(tmp_path.iterdir()) == [target] and target.read_bytes() == b"older"
 
@@ -65,7 +65,7 @@ sys.keep = [clouds, views, lookup, answer, writer]
 """
     for _ in range(5):
         process = run_script(script, files["binary"], organised, tmp_path / "target.ptc")
-        output, errors = process.communicate(timeout=60)
+        output, errors = process.communicate(timeout=120)
         assert (process.returncode, output, errors) == (0, "begins\n", "")
     assert list(tmp_path.iterdir()) == []
 
@@ -83,7 +83,7 @@ def test_statistics_count_and_caches_have_sizes(organised, files, tmp_path):
 lookup.nearest(np.random.random((1000, 3)), 8)
 print(ptc.statistics()["points"]["blocks"], ptc.statistics()["points"]["lookups"], ptc.__version__)
 """
-    output, errors = run_script(script, files["binary"], organised, "").communicate(timeout=60)
+    output, errors = run_script(script, files["binary"], organised, "").communicate(timeout=120)
     assert errors == ""
     blocks, lookups, version = output.splitlines()[1].split()
     assert int(lookups) > 0 and version == ptc.__version__
