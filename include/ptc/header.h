@@ -35,12 +35,23 @@ PTC_API bool PtcGetHeader(const PtcManagedFile* file, PtcHeader* header) noexcep
 /// allocated with malloc; the caller frees both.
 PTC_API bool PtcGetHeaderValue(const PtcManagedFile* file, const char* request, void* out) noexcept;
 
+// The standard library has several kinds of vectors and strings, which flags choose. A program with
+// others than this library's is refused by the linker, and does not end where it reads them.
+#ifdef _GLIBCXX_DEBUG
+#define PTC_VECTORS [[gnu::abi_tag("debug_vectors")]]
+#elif defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
+#define PTC_VECTORS [[gnu::abi_tag("old_strings")]]
+#else
+#define PTC_VECTORS
+#endif
+
 /// Variables as a file declares them, in the order of their floats: three parallel arrays.
-struct PtcVariables {
+struct PTC_VECTORS PtcVariables {
     std::vector<std::string> types;
     std::vector<std::string> names;
     std::vector<std::int32_t> sizes;  ///< floats that each one takes
 };
+#undef PTC_VECTORS
 
 /// Stores the variables of the file's points, and those of its octree's nodes. Either may be null.
 PTC_API bool PtcGetVariables(const PtcManagedFile* file, PtcVariables* of_points,

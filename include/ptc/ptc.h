@@ -91,7 +91,8 @@ ptc_status ptc_get_variable(const ptc_cloud* cloud, int32_t index, ptc_variable*
 
 /* Copies `count` points, 0 or more, from point `first` on: 3, 3, 1 and ptc_header.floats_per_point
    floats a point. `*got`: how many were copied. PTC_NO_SUCH_RECORD: the file has fewer, and all
-   that it has from `first` on were copied. PTC_UNREADABLE: those before the damage were copied. */
+   that it has from `first` on were copied. PTC_UNREADABLE: points are read in blocks of 256 from
+   the first of the file on, and those before the damaged block were copied. */
 ptc_status ptc_read_points(const ptc_cloud* cloud, int64_t first, int64_t count, float* positions,
                            float* normals, float* radii, float* data, int64_t* got);
 

@@ -66,8 +66,8 @@ public:
     PTC_API bool Seek(std::int64_t index) noexcept;
 
     /// Reads the next `count` points. Answers how many were read: fewer where the file's points
-    /// end or a record cannot be read, and then PtcLastFailure() says which of them it was. After
-    /// a record that cannot be read only Seek() helps.
+    /// end, a record cannot be read or memory runs out, and then PtcLastFailure() says which of
+    /// them it was. After the latter two only Seek() helps.
     PTC_API std::int64_t Read(std::int64_t count, const PtcPointArrays& arrays) noexcept;
 
     /// The same as records of the binary form, whichever form the file has. `records`: room for

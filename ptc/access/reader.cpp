@@ -164,10 +164,14 @@ std::int64_t PtcReader::State::ReadRuns(std::int64_t count, std::int64_t longest
         const std::int64_t left = next < 0 ? 0 : cloud->point_count - next;
         const std::int64_t wanted = std::min({count - done, left, longest});
         std::int64_t got = 0;
-        if (wanted > 0) read_run(done, wanted, &got);
+        // What was read before memory ran out still counts: the file goes on behind it.
+        const bool had_memory = wanted <= 0 || CatchNoMemory(cloud->name.c_str(), false, [&] {
+                                    read_run(done, wanted, &got);
+                                    return true;
+                                });
         done += got;
         if (wanted > 0 && got == wanted) continue;
-        FailToRead(next < 0 ? next : next + got);
+        if (had_memory) FailToRead(next < 0 ? next : next + got);
         break;
     }
     return done;
@@ -183,8 +187,9 @@ void PtcReader::State::FailToRead(std::int64_t index) const {
     }
     const std::string point = index < 0 ? "the next point" : "point " + std::to_string(index);
     const int error = cloud->input.Error();
+    const char* const reason = index < 0 ? "its place is not known" : "the file is damaged there";
     SetFailure(PtcFailureCode::kUnreadable, name, (point + " cannot be read").c_str(), error,
-               error != 0 ? nullptr : "the file is damaged there");
+               error != 0 ? nullptr : reason);
 }
 
 std::int64_t PtcReader::State::ReadInto(std::int64_t count, const PtcPointArrays& arrays) {

@@ -39,6 +39,8 @@ private:
     bool Refuse(const char* what, const char* reason) const;
     bool MayWrite(std::int64_t count, const std::byte* radii, std::size_t stride) const;
     bool FailToWrite(int error) const;
+    template <class Write>
+    bool WriteBatch(Write write);
 
     std::string name_;
     std::unique_ptr<WholeFile> beside_;  ///< null: what has the name is written directly
@@ -122,6 +124,19 @@ bool PtcCloudWriter::MayWrite(std::int64_t count, const std::byte* radii,
     return true;
 }
 
+/// Calls what writes many points. When memory runs out behind the first of them, nobody can know
+/// which are missing, so nothing else may follow.
+template <class Write>
+bool PtcCloudWriter::WriteBatch(Write write) {
+    const std::int64_t before = cloud_->point_count;
+    try {
+        return !Failed(write()) || FailToWrite(cloud_->file.Error());
+    } catch (...) {
+        if (cloud_->point_count != before) cloud_->has_failed = true;
+        throw;
+    }
+}
+
 bool PtcCloudWriter::WritePoints(const PtcPointsToWrite& points) {
     const auto* const radii = reinterpret_cast<const std::byte*>(points.radii);
     if (points.count > 0 && (!points.positions || !points.normals))
@@ -130,25 +145,28 @@ bool PtcCloudWriter::WritePoints(const PtcPointsToWrite& points) {
     const std::size_t floats = points.data ? cloud_->point_variables.DataFloats() : 0;
     const std::size_t stride = sizeof(PointHead) + floats * sizeof(float);
     const std::size_t at_once = std::max<std::size_t>(1, kBatchBytes / stride);
-    for (std::int64_t done = 0; done < points.count;) {
-        const std::size_t count = std::min(at_once, static_cast<std::size_t>(points.count - done));
-        samples_.resize(std::max(samples_.size(), count * stride));
-        std::byte* sample = samples_.data();
-        for (std::size_t i = 0; i < count; ++i, ++done, sample += stride) {
-            PointHead head{};
-            std::copy_n(points.positions + 3 * done, 3, head.position);
-            std::copy_n(points.normals + 3 * done, 3, head.normal);
-            head.radius = points.radii ? points.radii[done] : 0;
-            std::memcpy(sample, &head, sizeof head);
-            if (floats > 0)
-                std::memcpy(sample + sizeof head,
-                            points.data + static_cast<std::size_t>(done) * floats,
-                            floats * sizeof(float));
+    return WriteBatch([&] {
+        CloudStatus status = CloudStatus::kOk;
+        for (std::int64_t done = 0; done < points.count && !Failed(status);) {
+            const std::size_t count =
+                std::min(at_once, static_cast<std::size_t>(points.count - done));
+            samples_.resize(std::max(samples_.size(), count * stride));
+            std::byte* sample = samples_.data();
+            for (std::size_t i = 0; i < count; ++i, ++done, sample += stride) {
+                PointHead head{};
+                std::copy_n(points.positions + 3 * done, 3, head.position);
+                std::copy_n(points.normals + 3 * done, 3, head.normal);
+                head.radius = points.radii ? points.radii[done] : 0;
+                std::memcpy(sample, &head, sizeof head);
+                if (floats > 0)
+                    std::memcpy(sample + sizeof head,
+                                points.data + static_cast<std::size_t>(done) * floats,
+                                floats * sizeof(float));
+            }
+            status = ::WritePoints(*cloud_, {samples_.data(), count, stride, floats});
         }
-        if (Failed(::WritePoints(*cloud_, {samples_.data(), count, stride, floats})))
-            return FailToWrite(cloud_->file.Error());
-    }
-    return true;
+        return status;
+    });
 }
 
 bool PtcCloudWriter::WriteRecords(std::int64_t count, const std::byte* records) {
@@ -156,9 +174,9 @@ bool PtcCloudWriter::WriteRecords(std::int64_t count, const std::byte* records) 
     if (count > 0 && !records) return Refuse("points are refused", "they have no records");
     if (!MayWrite(count, records ? records + PtcRecordPlaces::kRadius : nullptr, record))
         return false;
-    if (Failed(WritePointRecords(*cloud_, {records, static_cast<std::size_t>(count) * record})))
-        return FailToWrite(cloud_->file.Error());
-    return true;
+    return WriteBatch([&] {
+        return WritePointRecords(*cloud_, {records, static_cast<std::size_t>(count) * record});
+    });
 }
 
 bool PtcCloudWriter::WriteNode(const PtcNewNode& node,

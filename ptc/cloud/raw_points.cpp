@@ -3,6 +3,7 @@
 #include "ptc/cloud/raw_points.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "ptc/format/token_records.h"
@@ -32,6 +33,7 @@ TokenStatus ReadTextRecord(TokenInput& input, std::span<float> floats, std::byte
 CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, std::size_t* bytes) {
     const std::size_t record = cloud.PointBytes();
     *bytes = 0;
+    const std::int64_t first = std::exchange(cloud.next_point, -1);  // as ReadPoints() does
     if (cloud.input.IsText()) {
         std::vector<float> floats(cloud.point_variables.DataFloats());
         while (*bytes < records.size() &&
@@ -42,8 +44,7 @@ CloudStatus ReadPointRecords(CloudReader& cloud, std::span<std::byte> records, s
         *bytes -= *bytes % record;
     }
     const bool is_whole = *bytes == records.size();
-    cloud.next_point =
-        is_whole ? cloud.next_point + static_cast<std::int64_t>(*bytes / record) : -1;
+    if (is_whole) cloud.next_point = first + static_cast<std::int64_t>(*bytes / record);
     return is_whole ? CloudStatus::kOk : CloudStatus::kFailed;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <utility>
 
 #include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
@@ -91,10 +92,11 @@ CloudStatus ReadPoints(CloudReader& cloud, std::span<PointHead> heads, std::span
     if (!cloud.input.IsOpen() || cloud.next_point < 0) return CloudStatus::kFailed;
     const auto left = static_cast<std::uint64_t>(cloud.point_count - cloud.next_point);
     const auto there = heads.first(std::min<std::uint64_t>(heads.size(), left));
+    // After a record that cannot be read, or when memory runs out on the way, the place of the next
+    // point is not known.
+    const std::int64_t first = std::exchange(cloud.next_point, -1);
     *count = cloud.input.IsText() ? ReadTextPoints(cloud, there, data)
                                   : ReadBinaryPoints(cloud, there, data);
-    // After a record that cannot be read, the place of the next point is not known.
-    cloud.next_point =
-        *count == there.size() ? cloud.next_point + static_cast<std::int64_t>(*count) : -1;
+    if (*count == there.size()) cloud.next_point = first + static_cast<std::int64_t>(*count);
     return *count == heads.size() ? CloudStatus::kOk : CloudStatus::kFailed;
 }

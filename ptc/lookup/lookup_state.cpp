@@ -35,15 +35,16 @@ bool UseTreeInMemory(PtcThreadCache& cache, LookedUpFile* use, PtcNode* root) {
     use->in_memory = std::static_pointer_cast<const TreeInMemory>(use->file->Companion(
         [&] { return TreeInMemory::Make(*use->file, cache, kilobytes * 1024, &problem); }));
     const char* const name = use->file->Name();
-    // Reported only now, because the file's companion is made under a lock.
+    // Reported only now, because the file's companion is made under a lock; the failure is stored
+    // behind the message, because whoever handles that may fail with something else.
     if (problem == Problem::kTooLarge) {
+        cloud_messages::TooLargeForMemory(name, static_cast<long>(kilobytes));
         SetFailure(PtcFailureCode::kNoMemory, name,
                    "has no octree, and is too large for one in memory", 0,
                    "organize it with 'ptc organize'");
-        cloud_messages::TooLargeForMemory(name, static_cast<long>(kilobytes));
     } else if (problem == Problem::kUnreadable) {
-        SetFailure(PtcFailureCode::kUnreadable, name, "its points cannot be read");
         cloud_messages::PointsAreUnreadable(name);
+        SetFailure(PtcFailureCode::kUnreadable, name, "its points cannot be read");
     }
     if (!use->in_memory) return false;
     *root = use->in_memory->Root();
@@ -81,8 +82,8 @@ void PtcLookup::State::AddFiles(const PtcLookupClouds& clouds) {
     const int count = std::clamp(clouds.file_count, 0, kPtcMostLookupFiles);
     if (clouds.file_count > kPtcMostLookupFiles) {
         is_whole = false;
-        SetFailure(PtcFailureCode::kBadArgument, nullptr, "more than 100 files in one lookup");
         cloud_messages::TooManyClouds();
+        SetFailure(PtcFailureCode::kBadArgument, nullptr, "more than 100 files in one lookup");
     }
     files.resize(static_cast<std::size_t>(count));
     roots.resize((files.size() + 3) / 4 * 4);

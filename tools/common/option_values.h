@@ -6,8 +6,10 @@
 #include <fmt/format.h>
 
 #include <CLI/Option.hpp>
+#include <CLI/TypeTools.hpp>
 #include <CLI/Validators.hpp>
 #include <string>
+#include <type_traits>
 
 #include "tools/common/number.h"
 
@@ -24,6 +26,16 @@ inline CLI::Option* NamesFile(CLI::Option* positional) {
     return positional->type_name("")->check(FileName());
 }
 
+/// Reads a value as its option does: a whole number as CLI11, which knows "+5" and "0x10", for the
+/// option converts it; the others strictly.
+template <class Number>
+bool ParseValue(const std::string& text, Number* value) {
+    if constexpr (std::is_integral_v<Number>)
+        return CLI::detail::lexical_cast(text, *value);
+    else
+        return ParseNumber(text, value);
+}
+
 /// A number from `low` to `high`. Unlike CLI::Range it refuses "nan", for which all comparisons are
 /// false.
 template <class Number>
@@ -31,7 +43,7 @@ CLI::Validator Within(Number low, Number high, const std::string& what) {
     return CLI::Validator(
         [=](const std::string& text) -> std::string {
             Number value{};
-            const bool is_number = ParseNumber(text, &value);
+            const bool is_number = ParseValue(text, &value);
             return is_number && value >= low && value <= high ? "" : "must be " + what;
         },
         what);

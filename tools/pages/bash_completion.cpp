@@ -21,7 +21,7 @@ _{0}()
     elif [[ $before == = ]]; then
         before=${{COMP_WORDS[COMP_CWORD - 2]}}
     fi
-    local command= options= words= files= list= i
+    local command= options= words= files= list= i IFS=$' \t\n'
     COMPREPLY=()
 )";
 

@@ -102,7 +102,7 @@ class Pages(unittest.TestCase):
                 f"source '{MADE}/bash/{program}'\n"
                 'compopt() { [[ "$*" != "-o default" ]] || echo FILES; }\n'
                 f"COMP_WORDS=({' '.join(repr(word) for word in words)})\n"
-                f"COMP_CWORD={len(words) - 1}\n_{program}\n"
+                f"COMP_CWORD={len(words) - 1}\nIFS=,\n_{program}\nIFS=\n"
                 'printf "%s\\n" "${COMPREPLY[@]}"'
             )
             self.assertEqual(set(output_of("bash", "-c", script).split()), expected, line)
