@@ -72,8 +72,7 @@ void AddInfo(CLI::App& app, int* status) {
                          "how the values of CHANNEL are spread, one float of the points such as x "
                          "or _radiosity_r; may be given several times")
             ->type_name("CHANNEL")
-            ->expected(1)
-            ->take_all();
+            ->allow_extra_args(false);
     command->add_option("--bins", options->measure.bins, "bars of a histogram; default: 20")
         ->check(Count(1, kMostBins))
         ->type_name("N")

@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 
 namespace measure {
 
 namespace {
+
+/// About so many at most: where there are few balls of a size they go into larger cells.
+constexpr std::size_t kMostLevels = 3;
 
 /// An infinite reach has a single cell for everything.
 double CellsPerUnit(double reach) {
@@ -30,11 +34,18 @@ void ForCells(const std::array<std::uint32_t, 3>& low, const std::array<std::uin
 }  // namespace
 
 CellGrid::CellGrid(std::span<const Ball> balls) {
-    std::map<double, std::vector<std::uint16_t>> members;
+    // From the smallest cells to the largest.
+    std::map<double, std::vector<std::uint16_t>, std::greater<>> by_size;
     for (std::size_t i = 0; i < balls.size(); ++i)
-        members[CellsPerUnit(balls[i].reach)].push_back(static_cast<std::uint16_t>(i));
-    for (const auto& [cells_per_unit, of_level] : members)
-        levels_.push_back(MakeLevel(balls, of_level, cells_per_unit));
+        by_size[CellsPerUnit(balls[i].reach)].push_back(static_cast<std::uint16_t>(i));
+    std::vector<std::uint16_t> members;
+    std::size_t left = by_size.size();
+    for (const auto& [cells_per_unit, more] : by_size) {
+        members.insert(members.end(), more.begin(), more.end());
+        if (--left > 0 && members.size() < balls.size() / kMostLevels) continue;
+        levels_.push_back(MakeLevel(balls, members, cells_per_unit));
+        members.clear();
+    }
 }
 
 /// Counts the lists' lengths first, and then fills them.

@@ -1,9 +1,9 @@
 // CellGrid: which of some places are so near to a point that it may matter to them.
 //
 // A place that asks for points within a reach is listed in the cells that its ball touches, at most
-// eight, because cells are as large as the ball or larger. Reaches differ: there is a grid for each
-// fourth power of two, and a point asks all of them. Cells share the lists of a table by a hash, so
-// memory depends only on the number of places.
+// eight, because cells are as large as the ball or larger. Reaches differ: there are a few levels
+// of cells of different sizes, and a point asks all of them. Cells share the lists of a table by a
+// hash, so memory depends only on the number of places.
 //
 // Units      those of the positions.
 // Errors     none; positions may be any finite floats.
@@ -12,6 +12,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -59,8 +60,7 @@ private:
     static std::uint32_t CellOf(double value, double cells_per_unit) {
         constexpr double kMiddle = 0x1p30;
         const double cell = value * cells_per_unit + kMiddle;
-        if (!(cell > 0)) return 0;
-        return cell < 2 * kMiddle ? static_cast<std::uint32_t>(cell) : std::uint32_t{1} << 31;
+        return static_cast<std::uint32_t>(std::max(0.0, std::min(2 * kMiddle, cell)));
     }
     static std::uint32_t ListOf(std::uint32_t x, std::uint32_t y, std::uint32_t z) {
         const std::uint32_t mixed = x * 73856093U ^ y * 19349663U ^ z * 83492791U;

@@ -10,27 +10,33 @@ namespace measure {
 
 namespace {
 
-constexpr std::uint32_t kMagnitude = 0x7fffffff;
-constexpr std::uint32_t kInfinity = 0x7f800000;
-constexpr std::size_t kLanes = 4;
+constexpr std::int32_t kMagnitude = INT32_MAX;
+constexpr std::int32_t kInfinity = 0x7f800000;
 
-std::uint32_t BitsOf(float value) {
-    return std::bit_cast<std::uint32_t>(value);
+/// Two numbers in one register, with one operation on both.
+using Pair __attribute__((vector_size(2 * sizeof(double)))) = double;
+
+double Whole(const Pair (&pairs)[2]) {
+    const Pair pair = pairs[0] + pairs[1];
+    return pair[0] + pair[1];
+}
+
+std::int32_t BitsOf(float value) {
+    return std::bit_cast<std::int32_t>(value);
 }
 
 /// An integer that compares as the float does, and back. The minus of a zero is below the plus, so
 /// that the order of the values does not choose one of them.
-std::int32_t Ordered(std::uint32_t bits) {
-    const auto whole = static_cast<std::int32_t>(bits);
-    return whole ^ (whole >> 31 & INT32_MAX);
+std::int32_t Ordered(std::int32_t bits) {
+    return bits ^ (bits >> 31 & kMagnitude);
 }
 float FromOrdered(std::int32_t ordered) {
-    return std::bit_cast<float>(ordered ^ (ordered >> 31 & INT32_MAX));
+    return std::bit_cast<float>(Ordered(ordered));
 }
 
 /// What the exponents of a block of values say. Subnormal numbers have the one of the least normal.
-std::uint32_t ExponentOf(std::uint32_t magnitude) {
-    return std::max(magnitude >> 23, 1U);
+int ExponentOf(std::int32_t magnitude) {
+    return std::max(magnitude >> 23, 1);
 }
 
 /// `count` times `squares` less the square of `sum`.
@@ -51,29 +57,29 @@ void ChannelSums::Add(std::span<const float> values) {
 }
 
 void ChannelSums::AddBlock(std::span<const float> values) {
-    std::uint32_t largest = 0;
-    std::uint32_t smallest = UINT32_MAX;  // of those that are not 0, less one
-    std::uint32_t zero = 0;
+    std::int32_t largest = 0;
+    std::int32_t smallest = INT32_MAX;  // of those that are not 0
+    std::int32_t zero = 0;
     std::int32_t least = least_, greatest = greatest_;
     for (const float value : values) {
-        const std::uint32_t bits = BitsOf(value);
-        const std::uint32_t magnitude = bits & kMagnitude;
+        // Signed integers, which processors of every age compare several at a time.
+        const std::int32_t bits = BitsOf(value);
+        const std::int32_t magnitude = bits & kMagnitude;
         largest = std::max(largest, magnitude);
-        smallest = std::min(smallest, magnitude - 1);
+        smallest = std::min(smallest, magnitude == 0 ? INT32_MAX : magnitude);
         zero += magnitude == 0 ? 1 : 0;
         least = std::min(least, Ordered(bits));
         greatest = std::max(greatest, Ordered(bits));
     }
     // 21 exponents: see AddExactly().
-    const std::uint32_t exponent = ExponentOf(largest);
-    const bool is_near = exponent <= ExponentOf(smallest + 1) + 21;
-    if (largest >= kInfinity || (!is_near && largest != 0)) {
+    const int exponent = ExponentOf(largest);
+    if (largest >= kInfinity || exponent > ExponentOf(smallest) + 21) {
         AddOneByOne(values);
         return;
     }
     least_ = least;
     greatest_ = greatest;
-    zero_ += zero;
+    zero_ += static_cast<std::uint64_t>(zero);
     finite_ += values.size();
     if (largest != 0) AddExactly(values, exponent);
 }
@@ -81,26 +87,28 @@ void ChannelSums::AddBlock(std::span<const float> values) {
 /// The values are below 2^(exponent - 126) and multiples of 2^(exponent - 171). So 256 of them have
 /// a sum of 53 bits, whatever the order. Their squares are exact in doubles, and their sum has 98
 /// bits, for two sums: one of multiples of 2^split, of 53 bits, the other of what is left, of 52.
-void ChannelSums::AddExactly(std::span<const float> values, std::uint32_t exponent) {
-    const int split = 2 * static_cast<int>(exponent) - 297;
+void ChannelSums::AddExactly(std::span<const float> values, int exponent) {
+    const int split = 2 * exponent - 297;
     // A double of this size has no bits below 2^split: adding it rounds them off.
     const double rounder = std::ldexp(1.5, split + 52);
-    double sums[kLanes] = {}, coarse[kLanes] = {}, fine[kLanes] = {};
-    const auto add = [&](std::size_t lane, float given) {
-        const double value = given;
-        const double square = value * value;
-        const double rounded = (square + rounder) - rounder;
+    Pair sums[2] = {}, coarse[2] = {}, fine[2] = {};
+    const auto add = [&](std::size_t lane, float first, float second) {
+        const Pair value = {first, second};
+        const Pair square = value * value;
+        const Pair rounded = (square + rounder) - rounder;
         sums[lane] += value;
         coarse[lane] += rounded;
         fine[lane] += square - rounded;
     };
     std::size_t i = 0;
-    for (; i + kLanes <= values.size(); i += kLanes)
-        for (std::size_t lane = 0; lane < kLanes; ++lane) add(lane, values[i + lane]);
-    for (; i < values.size(); ++i) add(0, values[i]);
-    sum_.Add((sums[0] + sums[1]) + (sums[2] + sums[3]));
-    squares_.Add((coarse[0] + coarse[1]) + (coarse[2] + coarse[3]));
-    squares_.Add((fine[0] + fine[1]) + (fine[2] + fine[3]));
+    for (; i + 4 <= values.size(); i += 4) {
+        add(0, values[i], values[i + 1]);
+        add(1, values[i + 2], values[i + 3]);
+    }
+    for (; i < values.size(); ++i) add(0, values[i], 0);
+    sum_.Add(Whole(sums));
+    squares_.Add(Whole(coarse));
+    squares_.Add(Whole(fine));
 }
 
 void ChannelSums::AddOneByOne(std::span<const float> values) {

@@ -42,7 +42,7 @@ private:
     static constexpr std::size_t kBlock = 256;
 
     void AddBlock(std::span<const float> values);
-    void AddExactly(std::span<const float> values, std::uint32_t exponent);
+    void AddExactly(std::span<const float> values, int exponent);
     void AddOneByOne(std::span<const float> values);
 
     // As integers that are in the order of the floats.

@@ -12,7 +12,6 @@
 #include "tools/ptc/nearest_name.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/variable_list.h"
-#include "util/text/printable_text.h"
 
 namespace measure {
 
@@ -50,9 +49,10 @@ Channel ChannelNamed(const std::string& name, const std::vector<Channel>& channe
     }
     if (names.size() > kMostNamed) list += " ...";
     const std::string nearest = NearestName(name, names);
-    throw Failure(nearest.empty()
-                      ? fmt::format("{}: no channel {}; there are {}", file, name, list)
-                      : fmt::format("{}: no channel {}; the nearest is {}", file, name, nearest));
+    throw Failure(
+        nearest.empty()
+            ? fmt::format("{}: no channel \"{}\"; there are {}", file, name, list)
+            : fmt::format("{}: no channel \"{}\"; the nearest is {}", file, name, nearest));
 }
 
 /// The steps of the progress bar: every point, as many times as it is read.

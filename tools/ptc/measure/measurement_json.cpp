@@ -19,7 +19,7 @@ void AddChannel(const Channel& channel, JsonText* json) {
     const auto if_any = [&](auto value) {
         return of.finite > 0 ? std::optional(value) : std::nullopt;
     };
-    json->Begin('{');
+    json->BeginLine('{');
     json->Add("name", channel.name);
     json->Add("least", if_any(of.least));
     json->Add("greatest", if_any(of.greatest));
@@ -27,28 +27,28 @@ void AddChannel(const Channel& channel, JsonText* json) {
     json->Add("deviation", if_any(of.deviation));
     AddCounts(of, json);
     json->Add("zero", of.zero);
-    json->End('}');
+    json->EndLine('}');
 }
 
 void AddSpacing(const Spacing& spacing, JsonText* json) {
-    json->Begin("spacing", '{');
+    json->BeginLine("spacing", '{');
     json->Add("sampled", spacing.sampled);
     json->Add("median", spacing.median);
     json->Add("median_radius", spacing.median_radius);
     json->Add("radius_per_spacing", spacing.RadiusPerSpacing());
-    json->End('}');
+    json->EndLine('}');
 }
 
 void AddHistogram(const ChannelHistogram& of, JsonText* json) {
     json->Begin('{');
     json->Add("name", of.channel.name);
     AddCounts(of.channel.statistics, json);
-    json->Begin("edges", '[');
+    json->BeginLine("edges", '[');
     for (const double edge : of.histogram.Edges()) json->Add(edge);
-    json->End(']');
-    json->Begin("counts", '[');
+    json->EndLine(']');
+    json->BeginLine("counts", '[');
     for (const std::uint64_t count : of.histogram.Counts()) json->Add(count);
-    json->End(']');
+    json->EndLine(']');
     json->End('}');
 }
 

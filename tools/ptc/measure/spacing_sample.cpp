@@ -10,7 +10,8 @@ namespace measure {
 
 namespace {
 
-constexpr std::uint64_t kMostKept = 1 << 14;
+constexpr std::uint64_t kMostKept = 1 << 12;
+constexpr std::uint64_t kFirstGrid = 1 << 13;
 /// Points of the file before and behind one of the sample: mostly they lie next to it.
 constexpr std::size_t kFileNeighbours = 64;
 /// Balls are so much larger that rounding takes no point out of them.
@@ -18,6 +19,11 @@ constexpr double kSlack = 1 + 1e-6;
 
 std::uint64_t StepFor(std::uint64_t points, std::uint64_t most) {
     return std::max<std::uint64_t>(1, points / most + (points % most != 0 ? 1 : 0));
+}
+
+/// How far behind index `begin` the first multiple of `step` is.
+std::uint64_t FirstMultiple(std::uint64_t begin, std::uint64_t step) {
+    return (step - begin % step) % step;
 }
 
 bool IsFinite(const float* position) {
@@ -38,16 +44,18 @@ std::optional<double> Median(std::vector<double> values) {
 }  // namespace
 
 SpacingSample::SpacingSample(std::uint64_t points)
-    : points_(points),
-      sample_step_(StepFor(points, kMostSampled)),
-      kept_step_(StepFor(points, kMostKept)) {}
+    : sample_step_(StepFor(points, kMostSampled)), kept_step_(StepFor(points, kMostKept)) {}
 
 void SpacingSample::Take(const PointPiece& piece) {
-    for (std::size_t i = 0; i < piece.Count(); ++i, ++next_) {
-        if (next_ % kept_step_ == 0 && IsFinite(piece.Position(i)))
-            kept_.push_back({piece.Value(i, 0), piece.Value(i, 1), piece.Value(i, 2)});
-        if (next_ % sample_step_ == 0) TakePoint(piece, i);
+    const std::size_t count = piece.Count();
+    // The first point of the piece whose index is a multiple of the step, and the next ones.
+    for (std::size_t i = FirstMultiple(taken_, kept_step_); i < count; i += kept_step_) {
+        const float* const at = piece.Position(i);
+        if (IsFinite(at)) kept_.push_back({at[0], at[1], at[2]});
     }
+    for (std::size_t i = FirstMultiple(taken_, sample_step_); i < count; i += sample_step_)
+        TakePoint(piece, i);
+    taken_ += count;
 }
 
 void SpacingSample::TakePoint(const PointPiece& piece, std::size_t i) {
@@ -86,23 +94,34 @@ void SpacingSample::JoinEqualPlaces() {
 
 bool SpacingSample::Settle() {
     JoinEqualPlaces();
-    std::vector<Ball> balls;
     for (Place& place : places_) {
         for (const auto& position : kept_) TryPoint(place, position.data());
         for (const Place& other : places_) TryPoint(place, other.position.data());
-        balls.push_back({place.position, std::sqrt(place.squared) * kSlack});
     }
-    const bool is_known = kept_step_ == 1;
-    if (!is_known) grid_.emplace(balls);
-    return is_known;
+    next_grid_ = kFirstGrid;
+    MakeGrid();
+    return kept_step_ == 1;
+}
+
+void SpacingSample::MakeGrid() {
+    std::vector<Ball> balls;
+    for (const Place& place : places_)
+        balls.push_back({place.position, std::sqrt(place.squared) * kSlack});
+    grid_.emplace(balls);
 }
 
 void SpacingSample::Try(const PointPiece& piece) {
+    // The more points have been tried, the nearer the next ones must be to matter.
+    if (tried_ >= next_grid_) {
+        MakeGrid();
+        next_grid_ *= 4;
+    }
     for (std::size_t i = 0; i < piece.Count(); ++i) {
         const float* const position = piece.Position(i);
         if (!IsFinite(position)) continue;
         grid_->VisitBalls(position, [&](std::size_t ball) { TryPoint(places_[ball], position); });
     }
+    tried_ += piece.Count();
 }
 
 Spacing SpacingSample::Find() const {

@@ -61,12 +61,14 @@ private:
 
     void TakePoint(const PointPiece& piece, std::size_t i);
     void JoinEqualPlaces();
+    void MakeGrid();
     void TryPoint(Place& place, const float* position);
 
-    const std::uint64_t points_;
     const std::uint64_t sample_step_;
     const std::uint64_t kept_step_;
-    std::uint64_t next_ = 0;  ///< the index of the next point
+    std::uint64_t taken_ = 0;
+    std::uint64_t tried_ = 0;
+    std::uint64_t next_grid_ = 0;  ///< the grid is made anew when so many are tried
     std::vector<Place> places_;
     std::vector<double> radii_;
     std::vector<std::array<float, 3>>
