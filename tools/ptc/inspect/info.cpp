@@ -59,7 +59,8 @@ int Info(const InfoOptions& options) {
 
 void AddInfo(CLI::App& app, int* status) {
     const auto options = std::make_shared<InfoOptions>();
-    CLI::App* const command = app.add_subcommand("info", "show what headers say");
+    CLI::App* const command =
+        app.add_subcommand("info", "show what headers say, and statistics of the points");
     NamesFile(
         command->add_option("FILE", options->files, "point cloud files, - for standard input"))
         ->required();
