@@ -122,6 +122,13 @@ const KnownChannel kChannels[] = {
          const float odd[] = {kNan, kInfinity, 0, -0.0f, -kInfinity};
          return i % 7 < 5 && i > 900 ? odd[i % 7] : Short(Unit(random));
      }},
+    // Bins of 24.5, and 49 / 49.0 is below 1 when it is multiplied by the inverse.
+    {"float steps", [](std::size_t i, Random&) { return static_cast<float>(i % 344); }},
+    {"float across",
+     [](std::size_t i, Random&) {
+         const float values[] = {-1e30f, 1e30f, -1e-30f, 1e-30f};
+         return values[i % 4];
+     }},
     {"float wide",
      [](std::size_t i, Random&) {
          return Short(std::pow(-10.0, static_cast<double>(i % 70) - 35));
@@ -151,7 +158,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
     folder.Write("text", form_of(TokenForm::kText, &values));
     folder.Write("gzip", gzip_bytes::Whole(folder.Content("binary")));
     ASSERT_EQ(folder.Run("organize binary -o organised").status, 0);
-    std::string options = "info --json --stats --bins 7";
+    std::string options = "info --json --stats --bins 14";
     for (const char* type : types) options += " --histogram " + std::string(type).substr(6);
     for (const char* file : {"binary", "text", "gzip", "organised"}) {
         SCOPED_TRACE(file);
@@ -166,7 +173,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
         for (std::size_t c = 0; c < std::size(kChannels); ++c) {
             SCOPED_TRACE(kChannels[c].type);
             ExpectStatistics(channels[4 + c], values[c]);
-            ExpectHistogram(info["histograms"][c], values[c], 7);
+            ExpectHistogram(info["histograms"][c], values[c], 14);
         }
     }
 }
@@ -184,11 +191,14 @@ TEST(PtcMeasure, SumsOfBlocksAreThoseOfSingleValuesToTheBit) {
         SCOPED_TRACE(testing::Message() << low << " " << span);
         Floats values;
         for (int i = 0; i < 1000; ++i) values.push_back(Bits(random, low, span, is_signed));
-        // The most that a block may hold: all bits set, and one value as far below as may be.
-        if (is_full)
-            for (std::size_t i = 0; i < 256; ++i)
-                values[i] = std::bit_cast<float>((low + (i == 9 ? 0 : span)) << 23 | 0x7fffff);
-        measure::ChannelSums blocks, singles;
+        // The most that a block may hold: all bits set, and one value as far below as may be. The
+        // next block takes the others away, so that a bit of it that is lost shows.
+        for (std::size_t i = 0; is_full && i < 256; ++i) {
+            values[i] = std::bit_cast<float>((low + (i == 9 ? 0 : span)) << 23 | 0x7fffff);
+            values[256 + i] = i == 9 ? 0 : -values[i];
+        }
+        if (is_full) values.resize(512);
+        measure::ChannelSums blocks;
         blocks.Add(values);
         for (int round = 0; round < 2; ++round) {
             measure::ChannelSums sums;
@@ -246,9 +256,9 @@ TEST(PtcMeasure, SpacingIsThatOfTryingAllPoints) {
          [](std::size_t i, Random&) {
              return Position{i == 8001 ? 1e30f : 0.1f, 2, 3};
          }},
-        {"ten places",
-         [](std::size_t i, Random&) {
-             return Position{static_cast<float>(i * i % 10), 0, 0};
+        {"ten places, most points in the last",
+         [](std::size_t, Random& r) {
+             return Position{std::ldexp(1.0f, r() % 4 ? 9 : static_cast<int>(r() % 9)), 0, 0};
          }},
         {"not finite",
          [](std::size_t i, Random& r) {
