@@ -58,7 +58,7 @@ Numbers Random(std::size_t count, int low, int high, std::mt19937_64& random) {
     Numbers numbers(count);
     for (double& number : numbers) {
         const auto whole = static_cast<double>(static_cast<std::int64_t>(random()) >> 11);
-        const auto span = static_cast<std::uint64_t>(high - low + 1);
+        const auto span = static_cast<std::uint64_t>(high) - static_cast<std::uint64_t>(low) + 1;
         number = std::ldexp(whole, low + static_cast<int>(random() % span) - 53);
     }
     return numbers;

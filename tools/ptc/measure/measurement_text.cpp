@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <iterator>
 
 #include "util/text/printable_text.h"
@@ -65,20 +66,19 @@ std::string SpacingLine(const Spacing& spacing) {
 
 /// A bar for each bin, the longest of kLongest signs; nothing but a count of 0 has none.
 std::string Bars(const Histogram& histogram, std::uint64_t finite) {
-    constexpr std::uint64_t kLongest = 40;
+    constexpr double kLongest = 40;
     const std::vector<std::uint64_t>& counts = histogram.Counts();
     const std::uint64_t most = *std::max_element(counts.begin(), counts.end());
     const std::size_t digits = std::to_string(most).size();
     std::string text;
     for (std::size_t i = 0; i < counts.size(); ++i) {
         const double share = static_cast<double>(counts[i]) / static_cast<double>(finite);
-        const double length = static_cast<double>(counts[i]) / static_cast<double>(most) *
-                              static_cast<double>(kLongest);
-        const std::size_t signs =
-            counts[i] == 0 ? 0 : std::max<std::size_t>(1, static_cast<std::size_t>(length + 0.5));
+        const double length = kLongest * static_cast<double>(counts[i]) / static_cast<double>(most);
+        const long signs = counts[i] == 0 ? 0 : std::max(1L, std::lround(length));
         fmt::format_to(std::back_inserter(text), "  {:>13} {:>13}  {:>{}} {:>6.2f} %{}{}\n",
                        Number(histogram.Edges()[i]), Number(histogram.Edges()[i + 1]), counts[i],
-                       digits, 100 * share, signs > 0 ? "  " : "", std::string(signs, '#'));
+                       digits, 100 * share, signs > 0 ? "  " : "",
+                       std::string(static_cast<std::size_t>(signs), '#'));
     }
     return text;
 }

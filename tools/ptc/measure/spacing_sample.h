@@ -7,7 +7,7 @@
 //
 // Units      those of the positions.
 // Errors     none; points whose position is not finite are passed over.
-// Ownership  less than 2 MB of its own.
+// Ownership  less than 1 MB of its own.
 // Threads    one caller at a time.
 
 #pragma once
