@@ -2,6 +2,7 @@
 
 #include "tools/ptc/measure/histogram.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace measure {
@@ -19,7 +20,8 @@ Histogram::Histogram(const ChannelStatistics& statistics, int bins) {
 void Histogram::Add(float value) {
     if (!std::isfinite(value) || counts_.empty()) return;
     const std::size_t last = counts_.size() - 1;
-    const double place = (value - edges_.front()) * bins_per_unit_;
+    // A file that was replaced between two readings has values outside the range: at its ends.
+    const double place = std::max(0.0, (value - edges_.front()) * bins_per_unit_);
     std::size_t bin = place < static_cast<double>(last) ? static_cast<std::size_t>(place) : last;
     // Rounding may have put a value near an edge on its other side.
     while (bin > 0 && value < edges_[bin]) --bin;
