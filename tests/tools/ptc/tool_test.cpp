@@ -96,7 +96,7 @@ TEST(PtcInfoJson, EveryFailedAllocationComesOutAsOne) {
         allocations_left = failures;
         new_fails = [] { return allocations_left-- == 0; };
         try {
-            (void)InfoJson(facts);
+            (void)InfoJson(facts, {});
             is_done = true;
         } catch (const std::bad_alloc&) {
         }

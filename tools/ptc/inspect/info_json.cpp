@@ -5,6 +5,7 @@
 #include <span>
 
 #include "tools/ptc/json_text.h"
+#include "tools/ptc/measure/measurement_json.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ void AddSize(const CloudSize& size, JsonText* json) {
 
 }  // namespace
 
-std::string InfoJson(const HeaderFacts& facts) {
+std::string InfoJson(const HeaderFacts& facts, const measure::Measurement& measured) {
     JsonText json;
     json.Begin('{');
     json.Add("file", facts.file);
@@ -81,6 +82,7 @@ std::string InfoJson(const HeaderFacts& facts) {
     json.Add("tree_data_size", facts.header.node_variables.data_size);
     AddCamera(facts, &json);
     AddSize(facts.size, &json);
+    AddMeasurement(measured, &json);
     json.End('}');
     return json.Text();
 }

@@ -14,11 +14,11 @@
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
 #include "tools/ptc/foreign_file.h"
+#include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/view/colouring.h"
 #include "tools/ptc/view/discs.h"
 #include "tools/ptc/view/png_file.h"
-#include "tools/ptc/view/point_pass.h"
 #include "tools/ptc/view/value_sample.h"
 #include "util/io/open_file.h"
 

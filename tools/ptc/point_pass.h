@@ -19,8 +19,6 @@
 #include "tools/common/progress.h"
 #include "tools/ptc/point_scan.h"
 
-namespace view {
-
 /// Point records as they are stored, one behind the other; the places in them are PointScan's.
 class PointPiece {
 public:
@@ -28,6 +26,9 @@ public:
         : floats_(floats), stride_(stride) {}
 
     std::size_t Count() const { return floats_.size() / stride_; }
+
+    /// Float `source` of point `i`; in the place of the codes there is none.
+    float Value(std::size_t i, std::size_t source) const { return At(i)[source]; }
 
     /// Whether a disc can be made of the point: all numbers are finite, the radius is not negative.
     /// A normal that comes from codes is always finite.
@@ -76,5 +77,3 @@ private:
     CloudReader& cloud_;
     std::string name_;
 };
-
-}  // namespace view

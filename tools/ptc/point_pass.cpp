@@ -1,6 +1,6 @@
 // PointPass: reading records in pieces.
 
-#include "tools/ptc/view/point_pass.h"
+#include "tools/ptc/point_pass.h"
 
 #include <fmt/format.h>
 
@@ -10,8 +10,6 @@
 #include "ptc/cloud/raw_points.h"
 #include "tools/common/failure.h"
 #include "tools/ptc/read_error.h"
-
-namespace view {
 
 namespace {
 
@@ -51,5 +49,3 @@ void PointPass::Run(Progress& progress, std::uint64_t done, const Visit& visit) 
     if (count < all)
         throw Failure(fmt::format("{}: point {} of {} is cut off or damaged", name_, count, all));
 }
-
-}  // namespace view
