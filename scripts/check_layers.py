@@ -42,6 +42,7 @@ MAY_INCLUDE = {
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect"},
     "tools/ptc/convert": PTC_TOOL | {"tools/ptc/convert"},
+    "tools/ptc/diff": PTC_TOOL | {"tools/ptc/organise/byte_size.h", "tools/ptc/diff"},
     "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},

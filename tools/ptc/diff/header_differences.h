@@ -1,0 +1,23 @@
+// The numbers of two headers that are not the same.
+//
+// Version and form are left out: they say how a cloud is stored, not what is in it. So are counts,
+// which are compared elsewhere, and places in the file.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ptc/format/cloud_header.h"
+#include "tools/ptc/diff/diff_limits.h"
+
+struct HeaderDifference {
+    std::string name;  ///< such as "box_min_x" or "world_to_ndc[3][0]"
+    float a;
+    float b;
+    bool is_within;  ///< the limits: counts as the same
+};
+
+/// Every number that is not the same, as a reader uses it.
+std::vector<HeaderDifference> CompareHeaders(const CloudHeader& a, const CloudHeader& b,
+                                             const DiffLimits& limits);
