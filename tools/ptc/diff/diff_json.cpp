@@ -1,6 +1,5 @@
 // The difference of two clouds as JSON.
 
-#include <cmath>
 #include <string_view>
 
 #include "tools/ptc/diff/diff_findings.h"
@@ -80,34 +79,39 @@ void AddValue(std::string_view key, const std::array<float, 3>& values, bool is_
         json->Add(key, values[0]);
 }
 
-/// Null: there is no such pair. `difference`: NaN, which is null, when it is no number.
-void AddPair(std::string_view key, const PairValues* pair, double difference, bool is_normal,
-             JsonText* json) {
-    if (!pair) return json->Add(key, nullptr);
-    json->BeginLine(key, '{');
-    json->Add("difference", difference);
-    json->Add("point_a", pair->indexes.a);
-    json->Add("point_b", pair->indexes.b);
-    AddValue("a", pair->a, is_normal, json);
-    AddValue("b", pair->b, is_normal, json);
+void AddPair(const PairValues& pair, bool is_normal, JsonText* json) {
+    json->Add("point_a", pair.indexes.a);
+    json->Add("point_b", pair.indexes.b);
+    AddValue("a", pair.a, is_normal, json);
+    AddValue("b", pair.b, is_normal, json);
     json->EndLine('}');
 }
 
+/// A line for each. Pairs that there are not are null.
 void AddChannels(const PointDifferences& values, JsonText* json) {
     json->Begin("channels", '[');
     for (std::size_t i = 0; i < values.Channels().size(); ++i) {
-        const DiffChannel& channel = values.Channels()[i];
+        const auto& [name, in_a, in_b, is_normal] = values.Channels()[i];
         const ChannelDifferences& of = values.Of(i);
-        json->Begin('{');
-        json->Add("name", channel.name);
+        json->BeginLine('{');
+        json->Add("name", name);
         json->Add("differ", of.differ);
-        json->Add("not_a_number", of.incomparable);
+        json->Add("not_finite", of.incomparable);
         json->Add("rms", values.RootMeanSquare(i));
-        AddPair("largest", of.largest > 0 ? &of.worst : nullptr, of.largest, channel.is_normal,
-                json);
-        AddPair("first_not_a_number", of.incomparable > 0 ? &of.first_incomparable : nullptr, NAN,
-                channel.is_normal, json);
-        json->End('}');
+        if (of.largest > 0) {
+            json->BeginLine("largest", '{');
+            json->Add("difference", of.largest);
+            AddPair(of.worst, is_normal, json);
+        } else {
+            json->Add("largest", nullptr);
+        }
+        if (of.incomparable > 0) {
+            json->BeginLine("first_not_finite", '{');
+            AddPair(of.first_incomparable, is_normal, json);
+        } else {
+            json->Add("first_not_finite", nullptr);
+        }
+        json->EndLine('}');
     }
     json->End(']');
 }

@@ -88,10 +88,10 @@ std::string Shown(const std::array<float, 3>& values, bool is_normal) {
 /// number, the pair is the first of those.
 std::string ChannelText(const DiffFindings& findings, const PointDifferences& values) {
     const bool is_unordered = findings.unordered.has_value();
-    Columns columns(is_unordered ? Columns::Row{"channel", "differ", "not a number", "rms",
-                                                "largest", "point A", "point B", "in A", "in B"}
-                                 : Columns::Row{"channel", "differ", "not a number", "rms",
-                                                "largest", "point", "in A", "in B"});
+    Columns columns(is_unordered ? Columns::Row{"channel", "differ", "not finite", "rms", "largest",
+                                                "point A", "point B", "in A", "in B"}
+                                 : Columns::Row{"channel", "differ", "not finite", "rms", "largest",
+                                                "point", "in A", "in B"});
     for (std::size_t i = 0; i < values.Channels().size(); ++i) {
         const ChannelDifferences& of = values.Of(i);
         if (of.AreNone()) continue;

@@ -3,14 +3,42 @@
 #include "tools/ptc/diff/ordered_diff.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <span>
+#include <vector>
 
 #include "tools/common/progress.h"
 
 namespace {
 
-/// Of the longer records. Two pieces, with what belongs to each pair, stay within a cache.
+/// What is read at a time, of the longer records: two pieces stay within a cache.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+
+/// Points whose bytes are compared at a time. Only runs with a difference are looked into.
+constexpr std::size_t kRun = 64;
+
+/// Compares two pieces of as many records, from point `first` on.
+void ComparePieces(std::span<const std::byte> a, std::span<const std::byte> b, std::int64_t first,
+                   PointDifferences* differences) {
+    std::array<PairIndexes, kRun> indexes;
+    while (!a.empty()) {
+        const std::size_t count = std::min(kRun, a.size() / differences->BytesA());
+        const auto run_a = a.first(count * differences->BytesA());
+        const auto run_b = b.first(count * differences->BytesB());
+        if (differences->SameBytesAreSame() &&
+            std::memcmp(run_a.data(), run_b.data(), run_a.size()) == 0) {
+            differences->AddSame(static_cast<std::int64_t>(count));
+        } else {
+            for (std::size_t i = 0; i < count; ++i)
+                indexes[i].a = indexes[i].b = first + static_cast<std::int64_t>(i);
+            differences->Add({run_a.data(), run_b.data(), std::span(indexes).first(count)});
+        }
+        first += static_cast<std::int64_t>(count);
+        a = a.subspan(run_a.size());
+        b = b.subspan(run_b.size());
+    }
+}
 
 }  // namespace
 
@@ -21,8 +49,6 @@ void CompareInOrder(DiffInput& a, DiffInput& b, bool stops_early, PointDifferenc
     const auto room = static_cast<std::size_t>(std::min(points, most));
     std::vector<std::byte> piece_a(room * a.RecordBytes());
     std::vector<std::byte> piece_b(room * b.RecordBytes());
-    std::vector<PairIndexes> indexes(room);
-
     Progress progress(static_cast<std::uint64_t>(points), true);
     for (std::int64_t first = 0; first < points; first += most) {
         const auto count = static_cast<std::size_t>(std::min(points - first, most));
@@ -30,15 +56,8 @@ void CompareInOrder(DiffInput& a, DiffInput& b, bool stops_early, PointDifferenc
         const auto records_b = std::span(piece_b).first(count * b.RecordBytes());
         a.Read(records_a);
         b.Read(records_b);
-        if (differences->SameBytesAreSame() &&
-            std::memcmp(records_a.data(), records_b.data(), records_a.size()) == 0) {
-            differences->AddSame(static_cast<std::int64_t>(count));
-        } else {
-            for (std::size_t i = 0; i < count; ++i)
-                indexes[i].a = indexes[i].b = first + static_cast<std::int64_t>(i);
-            differences->Add({piece_a.data(), piece_b.data(), std::span(indexes).first(count)});
-            if (stops_early && differences->DifferentPairs() > 0) return;
-        }
+        ComparePieces(records_a, records_b, first, differences);
+        if (stops_early && differences->DifferentPairs() > 0) return;
         progress.Show(static_cast<std::uint64_t>(first));
     }
 }
