@@ -90,6 +90,7 @@ public:
     }
 
     void Flush() {
+        if (indexes_.empty()) return;
         differences_.Add({records_a_.data(), records_b_.data(), indexes_});
         records_a_.clear();
         records_b_.clear();
@@ -201,8 +202,7 @@ std::size_t PairSamePlaces(Placed a, Placed b, PlacePairs* places) {
             b = b.subspan(there.size());
             places->Pair(here, there);
         } else {
-            std::copy(here.begin(), here.end(), a.begin() + static_cast<std::ptrdiff_t>(left));
-            left += here.size();
+            for (const PlacedPoint& point : here) a[left++] = point;
         }
         rest = rest.subspan(here.size());
         progress.Show(a.size() - rest.size());
