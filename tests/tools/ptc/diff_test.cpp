@@ -46,6 +46,15 @@ struct PairCase {
     json found;  ///< by JSON pointers into the output
 };
 
+/// Makes `bytes` what they would be in version 1, or in version 0.
+void MakeOlder(std::string* bytes, char version) {
+    Put(bytes, 4, version);
+    constexpr std::size_t kTreeVariables = 8 + 13;  // two counts and "float weight\n"
+    if (version == 0) bytes->erase(kDataStart - kTreeVariables, kTreeVariables);
+    const std::size_t kept = version == 0 ? 40 : 56;
+    bytes->erase(kept, 188 - kept);
+}
+
 std::vector<PairCase> Pairs() {
     const json none = nullptr;
     const Change moved = InB(Place(3, 0), 3.5f);  // was 3
@@ -70,6 +79,8 @@ std::vector<PairCase> Pairs() {
         {"beyond it", moved, "--tolerance 0.499", 1, {{"/channels/0/differ", 1}}},
         {"a part of the greater one", moved, "--relative 0.143", 0, {{"/same", true}}},
         {"more than it", moved, "--relative 0.142", 1, {{"/same", false}}},
+        {"version 1", [](std::string*, std::string* b) { MakeOlder(b, 1); }, "", 0, {}},
+        {"version 0", [](std::string*, std::string* b) { MakeOlder(b, 0); }, "", 0, {}},
         {"NaN and a number",
          InB(Place(2, kArea), NAN),
          "--tolerance 9 --relative 1",

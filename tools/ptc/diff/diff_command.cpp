@@ -37,14 +37,17 @@ struct DiffOptions {
 DiffFindings FindInHeaders(const DiffInput& a, const DiffInput& b, const DiffLimits& limits) {
     const CloudReader& cloud_a = a.Cloud();
     const CloudReader& cloud_b = b.Cloud();
-    return {.names = {a.File().Name(), b.File().Name()},
-            .points = {cloud_a.point_count, cloud_b.point_count},
-            .has_octree = {cloud_a.stored_node_count > 0, cloud_b.stored_node_count > 0},
-            .limits = limits,
-            .header = CompareHeaders(cloud_a, cloud_b, limits),
-            .variables = PairVariables(cloud_a.point_variables, cloud_b.point_variables),
-            .node_variables = PairVariables(cloud_a.node_variables, cloud_b.node_variables),
-            .unordered = {}};
+    DiffFindings findings;
+    findings.names = {a.File().Name(), b.File().Name()};
+    findings.points = {cloud_a.point_count, cloud_b.point_count};
+    findings.limits = limits;
+    findings.header = CompareHeaders(cloud_a, cloud_b, limits);
+    findings.variables = PairVariables(cloud_a.point_variables, cloud_b.point_variables);
+    if (BothHold(cloud_a, cloud_b, kOctreeVersion)) {
+        findings.has_octree = {cloud_a.stored_node_count > 0, cloud_b.stored_node_count > 0};
+        findings.node_variables = PairVariables(cloud_a.node_variables, cloud_b.node_variables);
+    }
+    return findings;
 }
 
 int Diff(const DiffOptions& options) {

@@ -16,7 +16,7 @@
 struct DiffFindings {
     std::array<std::string, 2> names;
     std::array<std::int64_t, 2> points{};
-    std::array<bool, 2> has_octree{};
+    std::array<bool, 2> has_octree{};  ///< false where a version holds none
     DiffLimits limits;
     std::vector<HeaderDifference> header;
     VariablePairs variables;

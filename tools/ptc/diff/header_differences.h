@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,16 @@ struct HeaderDifference {
     float b;
     bool is_within;  ///< the limits: counts as the same
 };
+
+// The versions from which on a file holds the largest radius, and an octree with its variables.
+inline constexpr std::uint32_t kLargestRadiusVersion = 2;
+inline constexpr std::uint32_t kOctreeVersion = 1;
+
+/// Whether the versions of both hold what there is from version `since` on. What one cannot hold is
+/// not compared.
+inline bool BothHold(const CloudHeader& a, const CloudHeader& b, std::uint32_t since) {
+    return a.version >= since && b.version >= since;
+}
 
 /// Every number that is not the same, as a reader uses it.
 std::vector<HeaderDifference> CompareHeaders(const CloudHeader& a, const CloudHeader& b,
