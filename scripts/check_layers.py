@@ -43,6 +43,7 @@ MAY_INCLUDE = {
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect", "tools/ptc/measure"},
     "tools/ptc/measure": PTC_TOOL | {"tools/ptc/measure"},
     "tools/ptc/convert": PTC_TOOL | {"tools/ptc/convert"},
+    "tools/ptc/diff": PTC_TOOL | {"tools/ptc/organise/byte_size.h", "tools/ptc/diff"},
     "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},

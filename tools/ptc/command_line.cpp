@@ -17,8 +17,9 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks, repairs, converts, organises, looks up, measures and draws point "
-    "cloud files.";
+    "Looks at, prints, checks, repairs, compares, converts, organises, looks up, measures and "
+    "draws "
+    "point cloud files.";
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
     std::vector<std::string> names;
@@ -72,6 +73,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(int* status) {
     AddPrint(*app, status);
     AddCheck(*app, status);
     AddRepair(*app, status);
+    AddDiff(*app, status);
     AddConvert(*app, status);
     AddOrganise(*app, status);
     AddMerge(*app, status);

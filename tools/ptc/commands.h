@@ -1,6 +1,6 @@
 // The sub-commands of `ptc`: each adds itself to the program's command line.
 //
-// Units      exit statuses: 0 done, 1 failed, 2 wrong usage.
+// Units      exit statuses: 0 done, 1 failed, 2 wrong usage; a command may say otherwise.
 // Errors     a command that fails says why in one line on standard error.
 // Ownership  each command's options live as long as the program.
 // Threads    the main thread only.
@@ -15,6 +15,7 @@ void AddInfo(CLI::App& app, int* status);
 void AddPrint(CLI::App& app, int* status);
 void AddCheck(CLI::App& app, int* status);
 void AddRepair(CLI::App& app, int* status);
+void AddDiff(CLI::App& app, int* status);
 void AddConvert(CLI::App& app, int* status);
 void AddOrganise(CLI::App& app, int* status);
 void AddMerge(CLI::App& app, int* status);

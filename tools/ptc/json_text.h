@@ -18,6 +18,9 @@
 
 class JsonText {
 public:
+    /// `depth`: how deep the text stands in a larger one, by default as an item of a list.
+    explicit JsonText(std::size_t depth = 1) : depth_(depth) {}
+
     void Begin(char bracket) {
         Separate();
         text_ += bracket;
@@ -100,8 +103,8 @@ private:
     }
 
     std::string text_;
-    std::size_t depth_ = 1;  ///< the whole text is an item of a list
-    bool is_empty_ = true;   ///< nothing is between the brackets yet
+    std::size_t depth_;
+    bool is_empty_ = true;  ///< nothing is between the brackets yet
     bool is_behind_key_ = false;
     int lines_ = 0;  ///< begun and not ended, one within the other
 };

@@ -35,6 +35,9 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
     for (const char* table : {"a.gz", "a.ply", "a.csv"})
         folder.Convert(std::string("flat.ptc ") + table);
     folder.Write("bare.csv", "x,y,z\n1,2,3\n4,5,6\n");
+    folder.Write("near.csv", "x,y,z\n1,2,3.25\n4,5,6\n");
+    folder.Convert("bare.csv bare.ptc --radius 1");
+    folder.Convert("near.csv near.ptc --radius 1");
     folder.Write("out", "an older file");
     const auto before = folder.Names();
     const struct {
@@ -61,6 +64,9 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
         {"a.ply", "convert a.ply out --to gzip"},
         {"a.csv", "convert a.csv out --to csv"},
         {"bare.csv", "convert bare.csv out --to csv"},
+        {"flat.ptc", "diff flat.ptc a.gz"},
+        {"a.txt", "diff a.txt - <a.txt"},
+        {"near.ptc", "diff --unordered --tolerance 0.5 bare.ptc near.ptc", true},
         {"flat.ptc", "view flat.ptc -o out --size 8x8"},
         {"a.txt", "view a.txt -o out --size 8x8"},
         {"a.ptc", "stats a.ptc --threads 1"},
@@ -93,7 +99,7 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
                 EXPECT_TRUE(folder.Content("out") == whole);
                 folder.Write("out", "an older file");
             } else {
-                EXPECT_EQ(run.status, 1) << run.out;
+                EXPECT_EQ(run.status, arguments.starts_with("diff") ? 2 : 1) << run.out;
                 EXPECT_EQ(run.err.find('\n') + 1, run.err.size()) << run.err;
                 EXPECT_TRUE(folder.Content("out") == "an older file");
             }
