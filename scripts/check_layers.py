@@ -42,6 +42,8 @@ MAY_INCLUDE = {
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect"},
     "tools/ptc/convert": PTC_TOOL | {"tools/ptc/convert"},
+    "tools/ptc/expression": PTC_TOOL | {"tools/ptc/expression"},
+    "tools/ptc/edit": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/expression", "tools/ptc/edit"},
     "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
