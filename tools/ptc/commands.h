@@ -1,6 +1,6 @@
 // The sub-commands of `ptc`: each adds itself to the program's command line.
 //
-// Units      exit statuses: 0 done, 1 failed, 2 wrong usage.
+// Units      exit statuses: 0 done, 1 failed, 2 wrong usage; `find` has its own.
 // Errors     a command that fails says why in one line on standard error.
 // Ownership  each command's options live as long as the program.
 // Threads    the main thread only.
@@ -13,8 +13,10 @@
 /// its exit status at `*status`; the caller handles wrong usage.
 void AddInfo(CLI::App& app, int* status);
 void AddPrint(CLI::App& app, int* status);
+void AddFind(CLI::App& app, int* status);
 void AddCheck(CLI::App& app, int* status);
 void AddRepair(CLI::App& app, int* status);
+void AddEdit(CLI::App& app, int* status);
 void AddConvert(CLI::App& app, int* status);
 void AddOrganise(CLI::App& app, int* status);
 void AddMerge(CLI::App& app, int* status);
