@@ -6,9 +6,11 @@
 #include <cmath>
 #include <functional>
 
+#include "driver/simplify.h"
 #include "ptc/format/normal_decode.h"
 #include "tests/support/cloud_file.h"
 #include "tests/support/cloud_forms.h"
+#include "tests/support/plain_simplify.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/edit/point_transform.h"
 
@@ -241,6 +243,68 @@ TEST(PtcEdit, TransformMovesTheCameraTooAndItsInverseUndoesIt) {
         }
         EXPECT_EQ(folder.Run("check b.ptc c.ptc").status, 0);
     }
+}
+
+/// Everything of a record but its normal.
+std::string WithoutCodes(std::string record) {
+    return record.erase(12, 4);
+}
+
+/// The points that are left of every buffer are those of the plain simplifier; those without a
+/// radius pass.
+TEST(PtcEdit, ThinningAgreesWithThePlainSimplifier) {
+    const ToolFolder folder;
+    const CloudFile cloud{BytesOf({kClumpPoints, false})};
+    folder.Write("a.ptc", cloud.bytes);
+    constexpr std::size_t kBuffer = 2000;
+    const ToolRun run = folder.Run(
+        "edit a.ptc -o b.ptc --rename number=area --thin --max-dist 0.1 --min-dot 0.7 "
+        "--max-diff 0.25 --buffer-size 2000");
+    ASSERT_EQ(run.status, 0) << run.err;
+
+    const SimplifySettings settings{0.1f, 0.7f, 0.25f, false, {0, 0, 0, 1}};
+    std::vector<std::string> expected;
+    std::vector<std::array<float, 4>> rows;
+    std::vector<PointRecord> records;
+    const auto flush = [&] {
+        for (std::size_t i = 0; i < rows.size(); ++i) records[i].data = rows[i].data();
+        std::vector<std::uint8_t> removed(records.size());
+        plain_simplify::Run(records, removed, settings, Projection());
+        for (std::size_t i = 0; i < records.size(); ++i) {
+            if (removed[i]) continue;
+            std::string& bytes = expected.emplace_back(32, '\0');
+            std::memcpy(bytes.data(), records[i].head.position, 12);
+            std::memcpy(&bytes[12], &records[i].head.radius, 4);
+            std::memcpy(&bytes[16], records[i].data, 16);
+        }
+        records.clear();
+        rows.clear();
+    };
+    for (std::size_t i = 0; i < kClumpPoints; ++i) {
+        const std::string record(cloud.PointBytes(i));
+        if (!(cloud.PointValue(i, 4) > 0)) {
+            expected.push_back(WithoutCodes(record));
+            continue;
+        }
+        PointHead head{};
+        std::memcpy(head.position, record.data(), 12);
+        head.radius = cloud.PointValue(i, 4);
+        std::copy_n(NormalOf(cloud, i).begin(), 3, head.normal);
+        std::memcpy(rows.emplace_back().data(), record.data() + 20, 16);
+        records.push_back({head, nullptr});
+        if (records.size() == kBuffer) flush();
+    }
+    flush();
+
+    const CloudFile out{folder.Content("b.ptc")};
+    std::vector<std::string> left;
+    for (std::size_t i = 0; i < out.RecordsInFile(); ++i)
+        left.push_back(WithoutCodes(std::string(out.PointBytes(i))));
+    EXPECT_LT(left.size(), kClumpPoints * 9 / 10);
+    std::sort(expected.begin(), expected.end());
+    std::sort(left.begin(), left.end());
+    EXPECT_TRUE(left == expected) << left.size() << " and not " << expected.size();
+    EXPECT_EQ(folder.Run("check b.ptc").status, 0);
 }
 
 TEST(PtcEditCubeRoot, IsThatOfTheRealNumbers) {

@@ -21,6 +21,7 @@
 #include "tools/ptc/convert/tree_copy.h"
 #include "tools/ptc/edit/point_changes.h"
 #include "tools/ptc/edit/point_filter.h"
+#include "tools/ptc/edit/point_thinning.h"
 #include "tools/ptc/edit/point_transform.h"
 #include "tools/ptc/edit/variable_layout.h"
 #include "util/io/open_file.h"
@@ -59,7 +60,8 @@ public:
           node_names_(header->node_variables.names),
           layout_(options, file, header),
           does_nothing_(!options.HasFilter() && options.changes.empty() && !layout_.DropsAny() &&
-                        options.renames.empty()) {
+                        options.renames.empty() && !options.thins) {
+        if (options.thins) thinning_.emplace(options.thinning, header->point_variables);
         if (options.transform) {
             const char* why = nullptr;
             transform_ = PointTransform::Make(*options.transform, &why);
@@ -72,16 +74,25 @@ public:
         header->stored_world_to_ndc = transform_->Camera(header->stored_world_to_ndc);
     }
 
-    void Apply(std::int64_t first, RecordBatch* batch) {
+    /// Hands to `write` what becomes of the points of `batch`, those of IN from `first` on.
+    void Edit(std::int64_t first, RecordBatch* batch, const PointThinning::Write& write) {
         filter_.Apply(first, batch);
         batch->Widen(wide_record_);
-        const bool has_normals =
-            changes_.ChangesNormals() || (transform_ && transform_->TurnsNormals());
+        const bool has_normals = changes_.ChangesNormals();
         if (has_normals) batch->DecodeNormals();
         changes_.Apply(batch);
         layout_.Apply(batch);
-        if (transform_) transform_->Apply(batch);
-        if (has_normals) batch->EncodeNormals();
+        if (thinning_) {
+            if (has_normals) batch->EncodeNormals();
+            thinning_->Take(*batch, [&](RecordBatch* left) { Move(left, write); });
+            return;
+        }
+        Move(batch, write);
+    }
+
+    /// Hands out the points that wait. Caller: has no more.
+    void Finish(const PointThinning::Write& write) {
+        if (thinning_) thinning_->Finish([&](RecordBatch* left) { Move(left, write); });
     }
 
     bool IsDone() const { return filter_.IsDone(); }
@@ -91,16 +102,27 @@ public:
 
     /// Whether an octree over the points still is one, if none of them goes.
     bool KeepsTree() const {
-        return !transform_ && !layout_.DropsAny() && !changes_.ChangesTree(node_names_);
+        return !transform_ && !thinning_ && !layout_.DropsAny() &&
+               !changes_.ChangesTree(node_names_);
     }
 
 private:
+    /// The last step, with which the normals get their codes.
+    void Move(RecordBatch* batch, const PointThinning::Write& write) const {
+        if (transform_ && transform_->TurnsNormals() && batch->normals.empty())
+            batch->DecodeNormals();
+        if (transform_) transform_->Apply(batch);
+        if (!batch->normals.empty()) batch->EncodeNormals();
+        write(batch);
+    }
+
     PointFilter filter_;
     PointChanges changes_;
     const std::size_t wide_record_;
     const std::vector<std::string> node_names_;
     const VariableLayout layout_;
     bool does_nothing_;
+    std::optional<PointThinning> thinning_;
     std::optional<PointTransform> transform_;
 };
 
@@ -111,17 +133,20 @@ std::int64_t EditPoints(convert::PointSource& source, Editor& editor, convert::P
     const std::size_t most = std::max<std::size_t>(1, kPieceBytes / record);
     RecordBatch batch;
     std::int64_t first = 0, written = 0;
+    const auto write = [&](RecordBatch* edited) {
+        sink.Write(edited->Records());
+        written += static_cast<std::int64_t>(edited->count);
+    };
     for (std::size_t read = most; read == most && !editor.IsDone();) {
         if (batch.bytes.size() < most * record) batch.bytes.resize(most * record);
         read = source.Read(std::span(batch.bytes).first(most * record));
         batch.record = record;
         batch.count = read;
-        editor.Apply(first, &batch);
-        sink.Write(batch.Records());
+        editor.Edit(first, &batch, write);
         first += static_cast<std::int64_t>(read);
-        written += static_cast<std::int64_t>(batch.count);
         progress.Show(static_cast<std::uint64_t>(source.Share() * kProgressSteps));
     }
+    editor.Finish(write);
     return written;
 }
 
@@ -168,7 +193,7 @@ void RunEdit(const Options& options) {
         CopyFile(in, *source, out);
         return out.Commit();
     }
-    const std::int64_t count = options.HasFilter() ? -1 : source->Count();
+    const std::int64_t count = options.HasFilter() || options.thins ? -1 : source->Count();
     const auto sink = convert::MakeSink(out, form, header, count, "");
     const std::int64_t written = EditPoints(*source, editor, *sink);
     convert::CopyTree(in, *source, out, *sink, written == source->Count() && editor.KeepsTree());

@@ -9,7 +9,7 @@
 namespace edit {
 
 /// What is done has a fixed order: points go, values are set and variables added in the order of
-/// their options, variables go, others get new names, what is left is moved.
+/// their options, variables go, others get new names, what is left is thinned and then moved.
 void RunEdit(const Options& options);
 
 }  // namespace edit

@@ -108,6 +108,30 @@ void AddEdits(CLI::App* command, Typed* typed) {
                 return text.find('=') == text.npos ? "must be OLD=NEW" : "";
             },
             ""));
+    CLI::Option* const thin = command->add_flag(
+        "--thin", options->thins, "merge points that are close and alike, as the driver does");
+    constexpr float kInfinite = std::numeric_limits<float>::infinity();
+    Thinning* const thinning = &options->thinning;
+    command->add_option("--max-dist", thinning->max_distance, "largest distance; default 1e15")
+        ->type_name("D")
+        ->check(Within(0.0f, kInfinite, "0 or more"))
+        ->needs(thin);
+    command->add_option("--min-dot", thinning->min_dot, "least dot product; default 0.5")
+        ->type_name("D")
+        ->check(Within(-1.0f, 1.0f, "-1 to 1"))
+        ->needs(thin);
+    command
+        ->add_option("--max-diff", thinning->max_difference,
+                     "largest difference of a variable; default: any")
+        ->type_name("D")
+        ->check(Within(0.0f, kInfinite, "0 or more"))
+        ->needs(thin);
+    command
+        ->add_option("--buffer-size", thinning->buffer_size,
+                     "how many points are merged at a time; default 10000")
+        ->type_name("N")
+        ->check(Count<std::int64_t>(1, 100'000'000))
+        ->needs(thin);
     AddNumbers(command, "--transform", &options->transform, "M",
                "move the points and the camera by this matrix: 16 numbers between commas, row by "
                "row, the translation in the last row");

@@ -19,6 +19,14 @@ struct Change {
     std::string text;
 };
 
+/// What "--thin" does; the values of the driver when they are not given.
+struct Thinning {
+    float max_distance = 1e15f;
+    float min_dot = 0.5f;
+    float max_difference = 1e15f;
+    std::int64_t buffer_size = 10000;
+};
+
 struct Options {
     std::string in;
     std::string out;
@@ -38,6 +46,8 @@ struct Options {
     std::string keep;
     std::string drop;
     std::vector<std::string> renames;  ///< "old=new"
+    bool thins = false;
+    Thinning thinning;
     std::optional<std::array<double, 16>> transform;
 
     bool HasFilter() const {

@@ -86,8 +86,8 @@ FieldRun Declare(std::string_view text, std::size_t end, CloudVariables* variabl
         throw ExpressionError(text, name.place, "no variable can have such a name");
     if (static_cast<std::int64_t>(variables->data_size) + *floats > ptc_layout::kMaxDataFloats)
         throw ExpressionError(text, type_begin, "a point would have too many floats");
-    const FieldRun added{std::string(name.text), expression::kDataField + variables->DataFloats(),
-                         static_cast<std::size_t>(*floats)};
+    FieldRun added{std::string(name.text), expression::kDataField + variables->DataFloats(),
+                   static_cast<std::size_t>(*floats)};
     variables->types.push_back(type);
     variables->names.push_back(added.name);
     variables->sizes.push_back(*floats);

@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::size_t kCodePlace = Find(ptc_layout::kPoint, "azimuth").offset;
 
+}  // namespace
+
 NormalCode CodeOf(const float* normal) {
     const auto x = static_cast<double>(normal[0]);
     const auto y = static_cast<double>(normal[1]);
@@ -24,8 +26,6 @@ NormalCode CodeOf(const float* normal) {
     return EncodeNormal(static_cast<float>(x / length), static_cast<float>(y / length),
                         static_cast<float>(z / length));
 }
-
-}  // namespace
 
 void RecordBatch::Widen(std::size_t wide) {
     if (wide == record) return;

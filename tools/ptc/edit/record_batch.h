@@ -12,9 +12,13 @@
 #include <span>
 #include <vector>
 
+#include "ptc/format/normal_code.h"
 #include "tools/ptc/expression/expression.h"
 
 namespace edit {
+
+/// The code of a normal of any length; one without a direction has that of none.
+NormalCode CodeOf(const float* normal);
 
 struct RecordBatch {
     std::vector<std::byte> bytes;
