@@ -33,7 +33,7 @@ struct Options {
     std::string form;  ///< empty: not asked for
 
     // Which points stay.
-    std::string where;
+    std::optional<std::string> where;
     std::optional<std::array<double, 6>> box;     ///< minimum x y z, maximum x y z
     std::optional<std::array<double, 4>> sphere;  ///< centre, radius
     double share = 1;
@@ -43,7 +43,7 @@ struct Options {
 
     // What becomes of them.
     std::vector<Change> changes;
-    std::string keep;
+    std::optional<std::string> keep;  ///< empty: none
     std::string drop;
     std::vector<std::string> renames;  ///< "old=new"
     bool thins = false;
@@ -52,7 +52,7 @@ struct Options {
 
     bool HasFilter() const {
         constexpr std::int64_t kAll = std::numeric_limits<std::int64_t>::max();
-        return !where.empty() || box || sphere || share < 1 || every > 1 || limit < kAll;
+        return where || box || sphere || share < 1 || every > 1 || limit < kAll;
     }
 };
 

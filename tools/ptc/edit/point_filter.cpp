@@ -43,7 +43,7 @@ PointFilter::PointFilter(const Options& options, const expression::PointFields& 
       seed_(options.seed),
       every_(options.every),
       limit_(options.limit) {
-    if (!options.where.empty()) where_.emplace(options.where, fields);
+    if (options.where) where_.emplace(*options.where, fields);
 }
 
 bool PointFilter::Passes(const std::byte* record, std::int64_t number) {

@@ -79,10 +79,10 @@ bool CanBeDeclared(std::string_view type, std::string_view name) {
 VariableLayout::VariableLayout(const Options& options, const std::string& file,
                                CloudHeader* header) {
     const CloudVariables all = header->point_variables;
-    const auto kept = NamesIn(options.keep, file, all);
+    const auto kept = NamesIn(options.keep.value_or(""), file, all);
     const auto dropped = NamesIn(options.drop, file, all);
     const auto stays = [&](const std::string& name) {
-        return (options.keep.empty() || Has(kept, name)) && !Has(dropped, name);
+        return (!options.keep || Has(kept, name)) && !Has(dropped, name);
     };
     pieces_.push_back({0, ptc_layout::kPointHeadBytes});
     std::size_t at = ptc_layout::kPointHeadBytes;
