@@ -176,13 +176,44 @@ std::array<double, 4> InPicture(const CloudFile& cloud, std::size_t i, std::size
     return place;
 }
 
+constexpr std::size_t kEye = 188, kNdc = 252;  // the camera's matrices in a file
+
+struct MatrixCase {
+    Matrix there, back;
+    double scale;  ///< of the radii
+    bool turns;
+};
+
+/// Two codes of a height near the pole are 0.006 apart.
+constexpr double kCodeSteps = 0.012;
+
+/// Point `i` of `cloud`, as `row` moves it, and as it comes back.
+void ExpectMoved(const MatrixCase& row, const CloudFile& cloud, const CloudFile& moved,
+                 const CloudFile& back, std::size_t i) {
+    for (const std::size_t camera : {kEye, kNdc})
+        for (std::size_t k = 0; k < 4; ++k)
+            ASSERT_NEAR(InPicture(moved, i, camera)[k], InPicture(cloud, i, camera)[k], 1e-3);
+    for (std::size_t k = 0; k < 3; ++k) {
+        double expected = row.there[12 + k], turned = 0;
+        for (std::size_t j = 0; j < 3; ++j) {
+            expected += static_cast<double>(cloud.PointValue(i, j)) * row.there[4 * j + k];
+            turned += static_cast<double>(NormalOf(cloud, i)[j]) * row.back[4 * k + j];
+        }
+        ASSERT_EQ(moved.PointValue(i, k), static_cast<float>(expected));
+        ASSERT_NEAR(back.PointValue(i, k), cloud.PointValue(i, k), 1e-4);
+        ASSERT_NEAR(NormalOf(back, i)[k], NormalOf(cloud, i)[k], kCodeSteps);
+        // Along the turned one; its length is that of the code.
+        ASSERT_GE(static_cast<double>(NormalOf(moved, i)[k]) * turned, -kCodeSteps);
+    }
+    ASSERT_FLOAT_EQ(moved.PointValue(i, 4), cloud.PointValue(i, 4) * static_cast<float>(row.scale));
+    ASSERT_FLOAT_EQ(back.PointValue(i, 4), cloud.PointValue(i, 4));
+    if (row.turns) return;
+    ASSERT_EQ(moved.PointBytes(i).substr(12, 4), cloud.PointBytes(i).substr(12, 4));
+}
+
 /// The camera sees the same picture, and the inverse brings everything back.
 TEST(PtcEdit, TransformMovesTheCameraTooAndItsInverseUndoesIt) {
-    const struct {
-        Matrix there, back;
-        double scale;  ///< of the radii
-        bool turns;
-    } kCases[] = {
+    const MatrixCase kCases[] = {
         {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 3, -4, 5, 1},
          {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -3, 4, -5, 1},
          1,
@@ -205,7 +236,6 @@ TEST(PtcEdit, TransformMovesTheCameraTooAndItsInverseUndoesIt) {
          true},
     };
     const ToolFolder folder;
-    constexpr std::size_t kEye = 188, kNdc = 252;
     CloudFile cloud{BytesOf({500, false})};
     for (std::size_t i = 0; i < 16; ++i) {
         Put(&cloud.bytes, kEye + 4 * i, static_cast<float>(i % 5 == 0 ? 2 : i) / 4);
@@ -217,30 +247,7 @@ TEST(PtcEdit, TransformMovesTheCameraTooAndItsInverseUndoesIt) {
         ASSERT_EQ(folder.Run("edit a.ptc -o b.ptc --transform " + TextOf(row.there)).status, 0);
         ASSERT_EQ(folder.Run("edit b.ptc -o c.ptc --transform " + TextOf(row.back)).status, 0);
         const CloudFile moved{folder.Content("b.ptc")}, back{folder.Content("c.ptc")};
-        for (std::size_t i = 0; i < 500; ++i) {
-            for (const std::size_t camera : {kEye, kNdc})
-                for (std::size_t k = 0; k < 4; ++k)
-                    ASSERT_NEAR(InPicture(moved, i, camera)[k], InPicture(cloud, i, camera)[k],
-                                1e-3);
-            for (std::size_t k = 0; k < 3; ++k) {
-                double expected = row.there[12 + k], turned = 0;
-                for (std::size_t j = 0; j < 3; ++j) {
-                    expected += static_cast<double>(cloud.PointValue(i, j)) * row.there[4 * j + k];
-                    turned += static_cast<double>(NormalOf(cloud, i)[j]) * row.back[4 * k + j];
-                }
-                ASSERT_EQ(moved.PointValue(i, k), static_cast<float>(expected));
-                ASSERT_NEAR(back.PointValue(i, k), cloud.PointValue(i, k), 1e-4);
-                // Two codes of a height near the pole, which are 0.006 apart.
-                ASSERT_NEAR(NormalOf(back, i)[k], NormalOf(cloud, i)[k], 0.012);
-                // Along the turned one; its length is that of the code.
-                ASSERT_GE(static_cast<double>(NormalOf(moved, i)[k]) * turned, -0.012);
-            }
-            ASSERT_FLOAT_EQ(moved.PointValue(i, 4),
-                            cloud.PointValue(i, 4) * static_cast<float>(row.scale));
-            ASSERT_FLOAT_EQ(back.PointValue(i, 4), cloud.PointValue(i, 4));
-            if (row.turns) continue;
-            ASSERT_EQ(moved.PointBytes(i).substr(12, 4), cloud.PointBytes(i).substr(12, 4));
-        }
+        for (std::size_t i = 0; i < 500; ++i) ExpectMoved(row, cloud, moved, back, i);
         EXPECT_EQ(folder.Run("check b.ptc c.ptc").status, 0);
     }
 }

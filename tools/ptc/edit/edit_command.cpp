@@ -81,14 +81,14 @@ void AddFilters(CLI::App* command, Options* options) {
         ->check(Within(0.0, 1.0, "0 to 1"));
     command->add_option("--seed", options->seed, "another seed, another share; default 0")
         ->type_name("N")
-        ->check(Count<std::uint64_t>(0, std::numeric_limits<std::uint64_t>::max()))
+        ->check(Within<std::uint64_t>(0, std::numeric_limits<std::uint64_t>::max(), "0 or more"))
         ->needs("--share");
     command->add_option("--every", options->every, "of these only the first of every N")
         ->type_name("N")
-        ->check(Count<std::int64_t>(1, kMost));
+        ->check(Within<std::int64_t>(1, kMost, "1 or more"));
     command->add_option("--limit", options->limit, "of these only the first N")
         ->type_name("N")
-        ->check(Count<std::int64_t>(0, kMost));
+        ->check(Within<std::int64_t>(0, kMost, "0 or more"));
 }
 
 void AddEdits(CLI::App* command, Typed* typed) {

@@ -100,7 +100,7 @@ void AddFind(CLI::App& app, int* status) {
             ->type_name("A,B,...");
     command->add_option("--limit", options->limit, "stop after N points")
         ->type_name("N")
-        ->check(Count<std::int64_t>(1, std::numeric_limits<std::int64_t>::max()));
+        ->check(Within<std::int64_t>(1, std::numeric_limits<std::int64_t>::max(), "1 or more"));
     CLI::Option* const csv = command->add_flag("--csv", options->is_csv,
                                                "as CSV, every float so that it reads back exactly");
     command->add_flag("--count", options->is_count, "print only how many points there are")
