@@ -43,7 +43,12 @@ MAY_INCLUDE = {
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect", "tools/ptc/measure"},
     "tools/ptc/measure": PTC_TOOL | {"tools/ptc/measure"},
     "tools/ptc/convert": PTC_TOOL | {"tools/ptc/convert"},
-    "tools/ptc/diff": PTC_TOOL | {"tools/ptc/organise/byte_size.h", "tools/ptc/diff"},
+    "tools/ptc/diff": PTC_TOOL | {"tools/ptc/diff"},
+    "tools/ptc/expression": PTC_TOOL | {"tools/ptc/expression"},
+    # The simplifier; it knows no image.
+    "tools/ptc/edit": PTC_TOOL
+    | {"tools/ptc/convert", "tools/ptc/edit", "tools/ptc/expression"}
+    | {"driver/point_buffer.h", "driver/projection.h", "driver/simplify.h"},
     "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},

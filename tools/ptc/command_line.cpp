@@ -17,9 +17,8 @@
 namespace {
 
 constexpr const char* kAbout =
-    "Looks at, prints, checks, repairs, compares, converts, organises, looks up, measures and "
-    "draws "
-    "point cloud files.";
+    "Looks at, prints, searches, checks, repairs, compares, edits, converts, organises, looks up, "
+    "measures and draws point cloud files.";
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
     std::vector<std::string> names;
@@ -71,9 +70,11 @@ std::unique_ptr<CLI::App> MakeCommandLine(int* status) {
     app->footer("Exit status: 0 done, 1 failed, 2 wrong usage.");  // of the commands as well
     AddInfo(*app, status);
     AddPrint(*app, status);
+    AddFind(*app, status);
     AddCheck(*app, status);
     AddRepair(*app, status);
     AddDiff(*app, status);
+    AddEdit(*app, status);
     AddConvert(*app, status);
     AddOrganise(*app, status);
     AddMerge(*app, status);

@@ -13,9 +13,11 @@
 /// its exit status at `*status`; the caller handles wrong usage.
 void AddInfo(CLI::App& app, int* status);
 void AddPrint(CLI::App& app, int* status);
+void AddFind(CLI::App& app, int* status);
 void AddCheck(CLI::App& app, int* status);
 void AddRepair(CLI::App& app, int* status);
 void AddDiff(CLI::App& app, int* status);
+void AddEdit(CLI::App& app, int* status);
 void AddConvert(CLI::App& app, int* status);
 void AddOrganise(CLI::App& app, int* status);
 void AddMerge(CLI::App& app, int* status);

@@ -7,21 +7,18 @@
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <system_error>
 #include <vector>
 
-#include "ptc/cloud/raw_points.h"
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/number.h"
 #include "tools/common/option_values.h"
 #include "tools/common/output_file.h"
 #include "tools/common/progress.h"
-#include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/form_files.h"
-#include "tools/ptc/read_error.h"
+#include "tools/ptc/convert/tree_copy.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace convert {
@@ -70,36 +67,6 @@ void CopyPoints(PointSource& source, PointSink& sink) {
     }
 }
 
-bool IsFinite(const CloudHeader& bounds) {
-    const auto is_finite = [](float value) { return std::isfinite(value); };
-    return std::all_of(bounds.box_min.begin(), bounds.box_min.end(), is_finite) &&
-           std::all_of(bounds.box_max.begin(), bounds.box_max.end(), is_finite) &&
-           is_finite(bounds.largest_radius);
-}
-
-/// Organising leaves out of the bounds what is not finite, and so does a copy with the octree.
-void KeepBounds(const CloudReader& from, CloudWriter* to) {
-    if (IsFinite(*to) || !IsFinite(from)) return;
-    to->box_min = from.box_min;
-    to->box_max = from.box_max;
-    to->largest_radius = from.largest_radius;
-}
-
-/// Copies the nodes where OUT can hold them; otherwise a note says that they are left out.
-void CopyTree(const InputFile& in, PointSource& source, const OutputFile& out, PointSink& sink) {
-    CloudReader* const from = source.AsCloud();
-    CloudWriter* const to = sink.AsCloud();
-    if (!from || from->stored_node_count == 0) return;
-    if (to && NodesFit(*from, *to)) {
-        KeepBounds(*from, to);
-        if (!Failed(CopyNodes(*from, *to))) return;
-        FailIfUnread(*from, in.Name());
-        throw Failure(out.Name() + ": " + std::generic_category().message(to->file.Error()));
-    }
-    Tell("ptc", fmt::format("{}: its {} octree nodes are left out, {} is unorganised", in.Name(),
-                            from->stored_node_count, out.Name()));
-}
-
 void Run(const Options& options, const Form& form) {
     const InputFile in(options.in);
     const FileKind kind = ChooseForm(options.from, options.in).value_or(Form()).kind;
@@ -108,7 +75,7 @@ void Run(const Options& options, const Form& form) {
     const std::string_view prefix = options.scalar_prefix ? kScalarPrefix : "";
     const auto sink = MakeSink(out, form, source->Header(), source->Count(), prefix);
     CopyPoints(*source, *sink);
-    CopyTree(in, *source, out, *sink);
+    CopyTree(in, *source, out, *sink, true);
     sink->Finish();
     out.Commit();
 }

@@ -15,7 +15,7 @@
 #include "tools/ptc/diff/diff_findings.h"
 #include "tools/ptc/diff/ordered_diff.h"
 #include "tools/ptc/option_text.h"
-#include "tools/ptc/organise/byte_size.h"
+#include "tools/ptc/byte_size.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {

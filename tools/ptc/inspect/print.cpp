@@ -20,6 +20,7 @@
 #include "tools/ptc/commands.h"
 #include "tools/ptc/inspect/node_faults.h"
 #include "tools/ptc/open_input.h"
+#include "tools/ptc/point_rows.h"
 #include "tools/ptc/point_scan.h"
 #include "tools/ptc/print_columns.h"
 #include "tools/ptc/print_table.h"
@@ -46,33 +47,7 @@ PrintTable::Form FormOf(const PrintOptions& options) {
     return options.csv ? PrintTable::Form::kCsv : PrintTable::Form::kAligned;
 }
 
-/// The columns of a row: its `own` groups of floats, then the file's variables.
-std::vector<PrintColumn> Choose(const InputFile& file, const PrintOptions& options,
-                                std::vector<PrintGroup> own,
-                                const std::vector<PrintGroup>& variables) {
-    own.insert(own.end(), variables.begin(), variables.end());
-    try {
-        return ColumnsOf(ChooseGroups(own, options.variables));
-    } catch (const Failure& failure) {
-        throw Failure(file.Name() + ": " + failure.what());
-    }
-}
-
-std::vector<std::string> Titles(std::vector<std::string> titles,
-                                const std::vector<PrintColumn>& columns) {
-    for (const PrintColumn& column : columns) titles.push_back(column.title);
-    return titles;
-}
-
-/// A row's floats are position, normal and radius as a PointHead has them, then the data.
 void PrintPoints(const InputFile& file, const PrintOptions& options, CloudReader& cloud) {
-    constexpr std::size_t kHeadFloats = sizeof(PointHead) / sizeof(float);
-    const std::vector<PrintColumn> columns =
-        Choose(file, options,
-               {{"position", {{"x", 0}, {"y", 1}, {"z", 2}}},
-                {"normal", {{"nx", 3}, {"ny", 4}, {"nz", 5}}},
-                {"radius", {{"radius", 6}}}},
-               VariableGroups(cloud.point_variables, kHeadFloats));
     if (options.first > cloud.point_count)
         throw Failure(fmt::format("{}: the range begins at {}, behind its {} points", file.Name(),
                                   options.first, cloud.point_count));
@@ -80,22 +55,14 @@ void PrintPoints(const InputFile& file, const PrintOptions& options, CloudReader
         options.first + std::min(options.count, cloud.point_count - options.first);
 
     // On one terminal the bar would run through the rows.
-    PrintTable table(FormOf(options), Titles({"point"}, columns));
+    PointRows rows(FormOf(options), file.Name(), cloud.point_variables, options.variables);
     Progress progress(static_cast<std::uint64_t>(end), isatty(STDOUT_FILENO) == 0);
     PointScan scan(cloud, options.first, end);
-    std::vector<float> row(kHeadFloats + cloud.point_variables.DataFloats());
     while (scan.Next()) {
-        const std::span<const float> values = scan.Values();
-        std::copy_n(values.begin(), 3, row.begin());
-        scan.DecodeNormal(&row[3]);
-        row[6] = values[PointScan::kRadius];
-        std::copy(values.begin() + PointScan::kData, values.end(), row.begin() + kHeadFloats);
-        table.Whole(scan.Count() - 1);
-        for (const PrintColumn& column : columns) table.Float(row[column.source]);
-        table.EndRow();
+        rows.Add(scan);
         if (scan.Count() % 4096 == 0) progress.Show(static_cast<std::uint64_t>(scan.Count()));
     }
-    table.Finish();
+    rows.Finish();
     FailIfUnread(cloud, file.Name());
     if (scan.Count() < end)
         throw Failure(fmt::format("{}: point {} of {} is missing, cut off or damaged", file.Name(),
@@ -116,16 +83,17 @@ std::string Children(const NodeRecord& node) {
 void PrintNodes(const InputFile& file, const PrintOptions& options, const OpenedCloud& opened) {
     CloudReader& cloud = *opened.cloud;
     constexpr std::size_t kBoxFloats = 6;
-    const std::vector<PrintColumn> columns = Choose(
-        file, options,
-        {{"box",
-          {{"min_x", 0}, {"min_y", 1}, {"min_z", 2}, {"max_x", 3}, {"max_y", 4}, {"max_z", 5}}}},
-        VariableGroups(cloud.node_variables, kBoxFloats));
+    std::vector<PrintGroup> groups = {
+        {"box",
+         {{"min_x", 0}, {"min_y", 1}, {"min_z", 2}, {"max_x", 3}, {"max_y", 4}, {"max_z", 5}}}};
+    const std::vector<PrintGroup> variables = VariableGroups(cloud.node_variables, kBoxFloats);
+    groups.insert(groups.end(), variables.begin(), variables.end());
+    const std::vector<PrintColumn> columns = ChooseColumns(file.Name(), groups, options.variables);
     if (cloud.input.IsCompressed() && cloud.stored_node_count > 0)
         throw Failure(file.Name() + ": the octree of a compressed file cannot be read");
 
     PrintTable table(FormOf(options),
-                     Titles({"offset", "depth", "first_point", "points", "children"}, columns));
+                     TitlesOf({"offset", "depth", "first_point", "points", "children"}, columns));
     std::string first_fault;
     FaultList faults(1, [&](std::int64_t offset, const std::string& what) {
         first_fault = fmt::format("{}: {}: {}", file.Name(), offset, what);

@@ -16,7 +16,7 @@
 #include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/library_files.h"
-#include "tools/ptc/organise/byte_size.h"
+#include "tools/ptc/byte_size.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
 #include "tools/ptc/run_guarded.h"
