@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "tools/common/option_values.h"
+#include "tools/ptc/byte_size.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/library_files.h"
-#include "tools/ptc/byte_size.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
 #include "tools/ptc/run_guarded.h"
