@@ -3,7 +3,6 @@
 #include "ptc/reader.h"
 
 #include <pybind11/numpy.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -46,7 +45,7 @@ private:
 /// One file. Its members may be called from several Python threads.
 class Reader {
 public:
-    explicit Reader(std::string name) : name_(std::move(name)), reader_(Open(name_)) {
+    explicit Reader(const std::string& name) : reader_(Open(name)) {
         PtcVariables points;
         PtcVariables nodes;
         RaiseUnless(reader_.GetHeader(&header_) && reader_.GetVariables(&points, &nodes));
@@ -91,7 +90,6 @@ public:
         LongCall call;
         {
             const std::lock_guard hold(lock_);
-            OpenInChild();
             is_done = reader_.Seek(first) && reader_.ReadRecords(count, room.ptr) == count;
             if (!is_done) why = LastFailure();
         }
@@ -110,23 +108,8 @@ private:
         return reader;
     }
 
-    /// A process shares the place in a file with the process that it was forked from, so it reads
-    /// through a descriptor of its own.
-    void OpenInChild() {
-        if (owner_ == ::getpid()) return;
-        owner_ = ::getpid();
-        PtcReader own(name_.c_str());
-        PtcHeader header{};
-        // What has another header is another file: reading it would answer its points.
-        if (own.GetHeader(&header) && header.points == header_.points &&
-            own.RecordBytes() == reader_.RecordBytes())
-            reader_ = std::move(own);
-    }
-
-    const std::string name_;
-    std::mutex lock_;  // guards reader_ while it reads, and owner_
+    std::mutex lock_;  // guards reader_ while it reads
     PtcReader reader_;
-    pid_t owner_ = ::getpid();
     PtcHeader header_{};
     py::list variables_;
     py::list node_variables_;

@@ -44,7 +44,7 @@ bool LongCall::GoOn(double done) {
     if (now < next_) return true;
     Lock();
     messages::Deliver();
-    is_stopped_ = PyErr_CheckSignals() != 0 || !Tell(done);
+    is_stopped_ = PyErr_Occurred() || PyErr_CheckSignals() != 0 || !Tell(done);
     Unlock();
     next_ = std::chrono::steady_clock::now() + kPause;
     return !is_stopped_;
@@ -53,5 +53,5 @@ bool LongCall::GoOn(double done) {
 void LongCall::End(bool is_done) {
     Lock();
     messages::Deliver();
-    if (is_stopped_ || (is_done && !Tell(1))) throw py::error_already_set();
+    if (PyErr_Occurred() || (is_done && !Tell(1))) throw py::error_already_set();
 }

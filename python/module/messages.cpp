@@ -4,6 +4,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <exception>
 #include <mutex>
 #include <new>
 #include <string>
@@ -77,13 +78,23 @@ void messages::Deliver() {
         dropped = std::exchange(queue.dropped, 0);
     }
     if (taken.empty() && dropped == 0) return;
-    const py::error_scope pending;
-    try {
-        py::list list;
-        for (const Message& message : taken)
-            list.append(py::make_tuple(message.severity, py::bytes(message.text)));
-        py::module_::import("ptc._log").attr("deliver")(list, dropped);
-    } catch (py::error_already_set& error) {
-        error.discard_as_unraisable("ptc: a message");
+    py::object interrupt;
+    {
+        const py::error_scope pending;
+        try {
+            py::list list;
+            for (const Message& message : taken)
+                list.append(py::make_tuple(message.severity, py::bytes(message.text)));
+            py::module_::import("ptc._log").attr("deliver")(list, dropped);
+        } catch (py::error_already_set& error) {
+            if (error.matches(PyExc_Exception))
+                error.discard_as_unraisable("ptc: a message");
+            else
+                interrupt = error.value();
+        } catch (const std::exception&) {
+            // Memory ran out: the messages are lost.
+        }
     }
+    if (interrupt && !PyErr_Occurred())
+        PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(interrupt.ptr())), interrupt.ptr());
 }

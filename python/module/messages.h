@@ -1,7 +1,8 @@
 // The library's messages on their way to Python's logging.
 //
 // Units      severities are those of ptc/runtime.h.
-// Errors     none: an exception of a logging handler is reported as unraisable.
+// Errors     an exception of a logging handler is reported as unraisable. What ends a program, such
+//            as that of Ctrl-C, is pending when Deliver() returns.
 // Ownership  a bounded queue, which lives as long as the process.
 // Threads    messages come from any thread, which never waits for the interpreter; Deliver() needs
 //            the interpreter's lock.

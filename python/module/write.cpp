@@ -2,6 +2,8 @@
 
 #include "ptc/writer.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -35,12 +37,14 @@ public:
         description.world_to_eye = DataOf(world_to_eye, 16);
         description.world_to_ndc = DataOf(world_to_ndc, 16);
         std::copy(format.begin(), format.end(), description.format);
-        RaiseUnless(Do([&] {
+        Do([&] {
             cloud_ = PtcCreateCloud(description);
             return cloud_ != nullptr;
-        }));
+        });
     }
-    ~Writer() { PtcAbandonCloud(cloud_); }
+    ~Writer() {
+        if (owner_ == ::getpid()) PtcAbandonCloud(cloud_);
+    }
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
 
@@ -52,7 +56,7 @@ public:
         points.normals = DataOf(normals, 3 * count);
         points.radii = DataOf(radii, count);
         points.data = DataOf(data, floats_ * count);
-        Check(Do([&] { return PtcWritePoints(cloud_, points); }));
+        Do([&] { return PtcWritePoints(cloud_, points); });
     }
 
     void WriteRecords(std::int64_t count, const py::buffer& records) {
@@ -60,41 +64,42 @@ public:
         if (PyBuffer_IsContiguous(room.view(), 'C') == 0 ||
             room.size * room.itemsize != count * (20 + 4 * floats_))
             throw py::value_error("the records have another size");
-        Check(Do([&] { return PtcWriteRecords(cloud_, count, room.ptr); }));
+        Do([&] { return PtcWriteRecords(cloud_, count, room.ptr); });
     }
 
     /// Completes the file, whose writer ends in any case.
     void Finish() {
-        Check(Do([&] { return PtcFinishCloud(std::exchange(cloud_, nullptr)); }));
+        Do([&] { return PtcFinishCloud(std::exchange(cloud_, nullptr)); });
     }
     void Abandon() {
-        (void)Do([&] {
+        if (owner_ != ::getpid()) return;
+        Do([&] {
             PtcAbandonCloud(std::exchange(cloud_, nullptr));
             return true;
         });
     }
 
 private:
-    /// Does `work` alone and without the interpreter's lock; keeps its failure.
+    /// Does `work` alone and without the interpreter's lock; raises its failure.
     template <class Work>
-    bool Do(Work work) {
+    void Do(Work work) {
+        // A process that was forked shares the unfinished file, and would give it its name.
+        if (owner_ != ::getpid()) throw py::value_error("the writer is another process's");
         bool is_done = false;
+        Failure why;
         LongCall call;
         {
             const std::lock_guard hold(lock_);
             is_done = work();
-            if (!is_done) why_ = LastFailure();
+            if (!is_done) why = LastFailure();
         }
         call.End(is_done);
-        return is_done;
-    }
-    void Check(bool is_done) const {
-        if (!is_done) Raise(why_);
+        if (!is_done) Raise(why);
     }
 
+    const pid_t owner_ = ::getpid();
     std::mutex lock_;  // guards cloud_ and what the library knows of it
     PtcCloudWriter* cloud_ = nullptr;
-    Failure why_;
     std::int64_t floats_ = 0;
 };
 

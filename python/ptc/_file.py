@@ -41,7 +41,10 @@ class File:
     def check_open(self) -> None:
         """ValueError: the cloud was closed."""
         if self.is_closed:
-            raise ValueError(f"{self.name}: the cloud is closed")
+            raise self._closed()
+
+    def _closed(self) -> ValueError:
+        return ValueError(f"{self.name}: the cloud is closed")
 
     def close(self) -> None:
         """Lets go of the file and of its mapping, which stays while arrays look at it."""
@@ -62,12 +65,13 @@ class File:
         strides = strides[len(strides) - len(shape) :]
         # From the first row of memory on; numpy takes no offset for a view that runs backwards.
         ascending = rows if rows.step > 0 else rows[::-1]
+        step = ascending.step if len(rows) > 1 else 1  # else it may be any number
         array = np.ndarray(
             (len(rows),) + shape,
             dtype,
             records,
             ascending[0] * record + offset,
-            (ascending.step * record, *strides),
+            (step * record, *strides),
         )
         return array if rows.step > 0 else array[::-1]
 
@@ -95,9 +99,9 @@ class File:
         most = max(1, _PIECE // self.record_bytes)
         room = np.empty((min(most, end - first), self.record_bytes), np.uint8)
         while first < end:
-            self.check_open()
             reader = self._reader
-            assert reader is not None
+            if reader is None:
+                raise self._closed()
             records = room[: min(most, end - first)]
             reader.read_records(first, records)
             yield first, records

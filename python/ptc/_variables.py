@@ -1,11 +1,15 @@
 """Variables: which floats of a point each one takes, and the shape of its values."""
 
+import re
 from typing import Dict, Iterable, NamedTuple, Tuple
 
 import numpy as np
 
 from ptc import _ptc
 from ptc._names import decode_text, encode_text
+
+# A file has lines of words: what stands behind the name's first blank would be lost.
+_DECLARATION = re.compile(r"[^ \t\r\n\v\f]+ [^ \t\r\n\v\f]+")
 
 
 class Variable(NamedTuple):
@@ -45,9 +49,9 @@ def from_declarations(declarations: Iterable[str]) -> Dict[str, Variable]:
     variables: Dict[str, Variable] = {}
     first = 0
     for declaration in declarations:
-        type_, blank, name = declaration.partition(" ")
+        type_, _, name = declaration.partition(" ")
         size = _ptc.floats_of_type(encode_text(type_))
-        if not blank or size < 1:
+        if size < 1 or not _DECLARATION.fullmatch(declaration):
             raise ValueError(
                 f"{declaration!r} declares no variable; write a type and a name, such as "
                 "'float _area', 'color _radiosity' or 'float[4] _weights'"

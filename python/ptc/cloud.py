@@ -114,7 +114,8 @@ class Cloud(Points):
         x, y, aspect = self.format
 
         def listed(variables: Dict[str, str]) -> str:
-            return ", ".join(f"{type_} {name}" for name, type_ in variables.items()) or "none"
+            # Escaped, as the name of the file: what is no UTF-8 could not be printed.
+            return repr(", ".join(map(" ".join, zip(variables.values(), variables))))[1:-1] or "none"
 
         lines = {
             "form": self.form,

@@ -49,9 +49,7 @@ def exception_of(code: int, system_error: int, text: bytes, what: bytes) -> Exce
             reason = os.strerror(system_error)
         return OSError(system_error, reason, filename)
     if code in (_CANNOT_OPEN, _CANNOT_WRITE):
-        error = OSError(message)
-        error.filename = filename
-        return error
+        return OSError(message)  # with a file name and no number its text would be "None"
     if code in (_BAD_ARGUMENT, _NO_SUCH_RECORD, _SHUT_DOWN):
         return ValueError(message)
     return FormatError(message, filename)

@@ -115,9 +115,12 @@ class Points:
         for first in range(0, len(self), size):
             part = self[first : first + size]
             if part._records is None:
+                indexes = part._indexes
+                ascending = indexes if indexes.step > 0 else indexes[::-1]
                 record = (self._file.record_bytes,)
-                records = self._file.gather(part._indexes, 0, np.dtype("u1"), record)
-                part = Points(self._file, part._indexes, records, range(len(records)))
+                records = self._file.gather(ascending, 0, np.dtype("u1"), record)
+                rows = range(len(records))
+                part = Points(self._file, indexes, records, rows if indexes.step > 0 else rows[::-1])
             yield part
 
     def __repr__(self) -> str:
@@ -129,9 +132,10 @@ class Points:
 
     def _values(self, offset: int, dtype: np.dtype, shape: Tuple[int, ...]) -> np.ndarray:
         self._file.check_open()
-        if self._records is None or self._rows is None:
+        records = self._records  # once: another thread may close the cloud
+        if records is None or self._rows is None:
             return self._file.gather(self._indexes, offset, dtype, shape)
-        return self._file.view(self._records, self._rows, offset, dtype, shape)
+        return self._file.view(records, self._rows, offset, dtype, shape)
 
 
 def _points_of(path: str, indexes: range) -> Points:

@@ -1,5 +1,7 @@
 """Writing: the bytes of a file, what is taken, and what is refused."""
 
+from multiprocessing import get_context
+
 import numpy as np
 import pytest
 from conftest import Arrays, example_bytes, write_again
@@ -59,6 +61,7 @@ REFUSED = {
     "radius has the type complex128, expected numbers": (TypeError, (FIVE, FIVE, 1j)),
     "points need either normals or codes": (ValueError, (FIVE,)),
     "'colour a' declares no variable": (ValueError, (FIVE, FIVE, 0, {"colour a": FIVE})),
+    "'float a b' declares no variable": (ValueError, (FIVE, FIVE, 0, {"float a b": FIVE})),
     "'color' declares no variable": (ValueError, (FIVE, FIVE, 0, {"color": FIVE})),
     "'float[-1] a' declares no variable": (ValueError, (FIVE, FIVE, 0, {"float[-1] a": FIVE})),
     "two variables have the name 'a'": (ValueError, (FIVE, FIVE, 0, {"color a": 1, "float a": 1})),
@@ -102,6 +105,14 @@ def test_a_stream_is_whole_or_nothing(tmp_path):
         collected.write(FIVE, FIVE, 0, {"a": 1, "b": 1})
     del collected
     assert [(file.name, file.read_bytes()) for file in tmp_path.iterdir()] == [("a.ptc", b"older")]
+    shared = ptc.Writer(name)
+    shared.write(FIVE, FIVE)
+    with get_context("fork").Pool(1, _inherit, [shared]) as pool:
+        with pytest.raises(ValueError, match="another process"):
+            pool.apply(_finish_inherited)
+    shared.write(FIVE, FIVE)
+    shared.close()
+    assert len(ptc.open(name)) == 10
     whole = ptc.Writer(name)
     whole.close()
     whole.close()
@@ -109,3 +120,15 @@ def test_a_stream_is_whole_or_nothing(tmp_path):
     assert len(ptc.open(name)) == 0
     with pytest.raises(ValueError, match="closed"):
         whole.write(FIVE, FIVE)
+
+
+_inherited = []
+
+
+def _inherit(writer):
+    _inherited.append(writer)
+
+
+def _finish_inherited():
+    writer = _inherited.pop()
+    writer.close()

@@ -45,9 +45,17 @@ int PlainInput::TakeFile(FileStamp* stamp) {
 }
 
 bool PlainInput::MoveTo(std::int64_t place) {
-    if (::lseek(descriptor_, place, SEEK_SET) < 0) return false;
+    const bool is_possible = stored_bytes_ >= 0 && place >= 0;
+    if (!is_possible && ::lseek(descriptor_, place, SEEK_SET) < 0) return false;
     stored_place_ = place;
     return true;
+}
+
+/// A process that is forked from this one shares the descriptor's own place, so that of a regular
+/// file is not used.
+std::int64_t PlainInput::ReadOnce(std::span<std::byte> bytes) {
+    if (stored_bytes_ < 0) return ::read(descriptor_, bytes.data(), bytes.size());
+    return ::pread(descriptor_, bytes.data(), bytes.size(), stored_place_);
 }
 
 bool PlainInput::LookForGzip() {
@@ -68,7 +76,7 @@ void PlainInput::BeginStream() {
         [this](std::int64_t, std::span<std::byte> bytes) { return ReadStored(bytes); });
 }
 
-/// Reads stored bytes from the file's current position.
+/// Reads stored bytes from `stored_place_` on.
 std::int64_t PlainInput::ReadStored(std::span<std::byte> bytes) {
     const std::size_t looked_at = std::min(ahead_.size(), bytes.size());
     std::copy_n(ahead_.begin(), looked_at, bytes.begin());
@@ -77,7 +85,7 @@ std::int64_t PlainInput::ReadStored(std::span<std::byte> bytes) {
     auto total = static_cast<std::int64_t>(looked_at);
     while (static_cast<std::size_t>(total) < bytes.size()) {
         const auto rest = bytes.subspan(static_cast<std::size_t>(total));
-        const ssize_t read = ::read(descriptor_, rest.data(), rest.size());
+        const std::int64_t read = ReadOnce(rest);
         if (read < 0 && errno == EINTR) continue;
         if (read < 0) {
             Fail(errno);

@@ -37,13 +37,14 @@ private:
     bool Fail(int error);
     bool MoveTo(std::int64_t place);
     bool LookForGzip();
+    std::int64_t ReadOnce(std::span<std::byte> bytes);
     std::int64_t ReadStored(std::span<std::byte> bytes);
     void BeginStream();
 
     int descriptor_ = -1;
     FileStamp stamp_;
     std::int64_t stored_bytes_ = -1;
-    std::int64_t stored_place_ = 0;  // where the next stored byte is read, if the size is known
+    std::int64_t stored_place_ = 0;  // where the next stored byte is
     int error_ = 0;
     std::vector<std::byte> ahead_;  // bytes already read from a pipe, which cannot seek back
 
