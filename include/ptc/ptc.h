@@ -41,9 +41,9 @@ typedef struct ptc_cloud ptc_cloud;
 typedef int32_t ptc_status;
 enum {
     PTC_OK = 0,
-    PTC_BAD_ARGUMENT = 1,   /* null, or a value that is refused */
-    PTC_CANNOT_OPEN = 2,    /* the system refused: ptc_last_system_error() says why */
-    PTC_NOT_A_CLOUD = 3,    /* the file is no point cloud, or is damaged before its first point */
+    PTC_BAD_ARGUMENT = 1, /* null, or a value that is refused */
+    PTC_CANNOT_OPEN = 2,  /* the system refused: ptc_last_system_error() says why */
+    PTC_NOT_A_CLOUD = 3,  /* the file is not a point cloud, or is damaged before its first point */
     PTC_NO_SUCH_RECORD = 4, /* no such point or variable */
     PTC_UNREADABLE = 5,     /* the system could not read, or the file is damaged there */
     PTC_NO_MEMORY = 7       /* or no room for an octree in memory */
@@ -110,7 +110,7 @@ ptc_status ptc_nearest(const ptc_cloud* cloud, int64_t count, const float* place
 
 /* Receives each warning about a damaged file: its number, its severity (1 warning, 2 error) and its
    text. Null installs the first handler again, which prints on standard error. The handler runs in
-   the thread that has called the library, and may use the library but for ptc_shutdown(). The
+   the thread that has called the library, and may use the library, except ptc_shutdown(). The
    return value is unused. */
 typedef int32_t (*ptc_message_handler)(int32_t number, int32_t severity, const char* text);
 void ptc_set_message_handler(ptc_message_handler handler);

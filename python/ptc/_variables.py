@@ -8,7 +8,7 @@ import numpy as np
 from ptc import _ptc
 from ptc._names import decode_text, encode_text
 
-# A file has lines of words: what stands behind the name's first blank would be lost.
+# A file has lines of words: the text after the name's first blank would be lost.
 _DECLARATION = re.compile(r"[^ \t\r\n\v\f]+ [^ \t\r\n\v\f]+")
 
 

@@ -26,7 +26,7 @@ std::vector<CLI::Validator*> Validators(CLI::Option* option) {
     }
 }
 
-/// The words of "file|fit". One with a capital stands for what the user puts in its place.
+/// The words of "file|fit". A capitalised one is to be replaced by the user.
 std::vector<std::string> Words(const std::string& text, char between) {
     std::vector<std::string> words = CLI::detail::split(text, between);
     std::erase_if(words, [](const std::string& word) {

@@ -101,7 +101,7 @@ void PointDifferences::AddNormals(std::size_t channel, const PairedRecords& pair
     }
 }
 
-/// False: the difference is no number, and was counted as such.
+/// False: the difference is not a number, and was counted as such.
 bool PointDifferences::AddDifference(double difference, const PairValues& values,
                                      ChannelDifferences* to) {
     if (!std::isfinite(difference)) {
