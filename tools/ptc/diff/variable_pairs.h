@@ -24,7 +24,7 @@ struct VariablePairs {
     std::vector<Variable> only_b;
     bool has_same_order = true;  ///< of those that both have
 
-    /// Whether both clouds declare the same, but for the order.
+    /// Whether both clouds declare the same variables, in any order.
     bool AreSame() const;
 };
 

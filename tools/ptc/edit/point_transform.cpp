@@ -83,6 +83,7 @@ void PointTransform::Apply(RecordBatch* batch) const {
     constexpr std::size_t kPosition = expression::RecordOffset(expression::kPositionField);
     constexpr std::size_t kRadius = expression::RecordOffset(expression::kRadiusField);
     const Matrix& m = matrix_;
+    const bool turns_normals = TurnsNormals();
     for (std::size_t i = 0; i < batch->count; ++i) {
         float position[3], moved[3], radius = 0;
         std::memcpy(position, batch->Record(i) + kPosition, sizeof position);
@@ -95,7 +96,7 @@ void PointTransform::Apply(RecordBatch* batch) const {
         radius = static_cast<float>(static_cast<double>(radius) * scale_);
         std::memcpy(batch->Record(i) + kPosition, moved, sizeof moved);
         std::memcpy(batch->Record(i) + kRadius, &radius, sizeof radius);
-        if (TurnsNormals()) Turn(batch->Normal(i));
+        if (turns_normals) Turn(batch->Normal(i));
     }
 }
 

@@ -54,8 +54,8 @@ struct Frame {
     std::size_t part_place = 0;
     std::optional<Type> last = std::nullopt;  ///< the type of the operand before
     bool has_comparison = false;
-    bool wants_number = false;  ///< an operator stands before the next operand
-    bool is_joined = false;     ///< an "and" or "or" stands before: the part is a condition
+    bool wants_number = false;  ///< an operator precedes the next operand
+    bool is_joined = false;     ///< an "and" or "or" precedes the part, which is a condition
 };
 
 class Translator {
@@ -201,7 +201,7 @@ private:
         EndOperand(Type::kNumber, token.place);
     }
 
-    /// Whether the present token is all that stands in the brackets of length().
+    /// Whether the present token is the only one in the brackets of length().
     bool IsWholeArgument() {
         const Frame& frame = Top();
         return frame.kind == Frame::Kind::kFunction && frame.function->name == "length" &&

@@ -19,7 +19,7 @@ class ExpressionError : public Failure {
 public:
     ExpressionError(std::string_view expression, std::size_t place, const std::string& what);
 
-    /// The same error of an expression that stands at `begin` of the longer text `whole`.
+    /// The same error of an expression that begins at `begin` of the longer text `whole`.
     ExpressionError Within(std::string_view whole, std::size_t begin) const;
 
     /// Two lines: the expression, or what of it is near the place, and a caret below the place.
@@ -32,7 +32,8 @@ private:
 };
 
 /// Runs the work of a command on the file `name`. The answer: its exit status, or `failed` when it
-/// threw. The reason then stands on standard error, with an excerpt where it is an expression's.
+/// threw. The reason is then printed on standard error, with an excerpt where it is an
+/// expression's.
 int RunWithExpressions(const std::string& name, int failed, const std::function<int()>& work);
 
 }  // namespace expression
