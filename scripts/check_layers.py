@@ -38,7 +38,8 @@ MAY_INCLUDE = {
     "ptc/c": {"include", "ptc/access/last_failure.h", "ptc/c"},
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
-    "tools/bake": UTIL | {"tools/bake", "tools/common", "include/ptc/dspy.h"},
+    "tools/scene": UTIL | {"tools/common", "tools/scene"},
+    "tools/bake": UTIL | {"tools/bake", "tools/common", "tools/scene", "include/ptc/dspy.h"},
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect", "tools/ptc/measure"},
     "tools/ptc/measure": PTC_TOOL | {"tools/ptc/measure"},
@@ -54,7 +55,8 @@ MAY_INCLUDE = {
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "tools/pages": UTIL
-    | {"tools/common", "tools/pages", "tools/bake/options.h", "tools/ptc/command_line.h"},
+    | {"tools/common", "tools/pages", "tools/scene/scene_options.h", "tools/bake/options.h",
+       "tools/ptc/command_line.h"},
     "examples": {"include"},
     "python/module": {"include", "python/module"},
 }

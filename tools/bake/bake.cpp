@@ -28,13 +28,13 @@ constexpr std::uint64_t kWindowSamples = 8192;
 
 /// Dices and shades one grid. A sample's seed is its grid's number and its place in the grid, so
 /// its rays do not depend on the thread that shades it, nor on the time.
-Samples ShadeGrid(const Scene& scene, const Shader& shader, std::uint32_t grid) {
-    std::vector<Micropolygon> micropolygons;
-    const Surface& surface = scene.Dice(grid, &micropolygons);
+Samples ShadeGrid(const scene::Scene& scene, const scene::Shader& shader, std::uint32_t grid) {
+    std::vector<scene::Micropolygon> micropolygons;
+    const scene::Surface& surface = scene.Dice(grid, &micropolygons);
     Samples samples;
     samples.reserve(micropolygons.size() * kSampleFloats);
     std::uint64_t seed = std::uint64_t{grid} << 32;
-    for (const Micropolygon& micropolygon : micropolygons)
+    for (const scene::Micropolygon& micropolygon : micropolygons)
         AppendSample(micropolygon, shader.Evaluate(micropolygon, surface.GetMaterial(), seed++),
                      &samples);
     return samples;
@@ -61,8 +61,9 @@ std::uint64_t CountSamples(const std::vector<Delivery>& plan) {
     return samples;
 }
 
-BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,
-                int threads, DriverImage* image, Progress* progress) {
+BakeTotals Bake(const scene::Scene& scene, const scene::Shader& shader,
+                const std::vector<Delivery>& plan, int threads, DriverImage* image,
+                Progress* progress) {
     BakeTotals totals;
     std::unordered_map<std::uint32_t, Samples>
         waiting;  // by grid: those that will be delivered again

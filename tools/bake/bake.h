@@ -7,9 +7,9 @@
 
 #include "tools/bake/delivery.h"
 #include "tools/bake/driver_image.h"
-#include "tools/bake/scene.h"
-#include "tools/bake/shader.h"
 #include "tools/common/progress.h"
+#include "tools/scene/scene.h"
+#include "tools/scene/shader.h"
 
 namespace bake {
 
@@ -33,7 +33,8 @@ std::uint64_t CountSamples(const std::vector<Delivery>& plan);
 /// contains one window and the grids that will be delivered again; in a plan by bucket rows, these
 /// are at most the grids that two neighbouring rows share. The samples are the same for any number
 /// of threads.
-BakeTotals Bake(const Scene& scene, const Shader& shader, const std::vector<Delivery>& plan,
-                int threads, DriverImage* image, Progress* progress);
+BakeTotals Bake(const scene::Scene& scene, const scene::Shader& shader,
+                const std::vector<Delivery>& plan, int threads, DriverImage* image,
+                Progress* progress);
 
 }  // namespace bake

@@ -17,11 +17,12 @@ namespace bake {
 namespace {
 
 /// The raster box of all discs together, with which a renderer would bound a grid.
-RasterBox CoverAll(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
+scene::RasterBox CoverAll(const scene::Camera& camera,
+                          const std::vector<scene::Micropolygon>& micropolygons) {
     constexpr float kFar = std::numeric_limits<float>::max();
-    RasterBox all = {kFar, kFar, -kFar, -kFar};
-    for (const Micropolygon& micropolygon : micropolygons) {
-        const RasterBox one = camera.Cover(micropolygon.centre, micropolygon.radius);
+    scene::RasterBox all = {kFar, kFar, -kFar, -kFar};
+    for (const scene::Micropolygon& micropolygon : micropolygons) {
+        const scene::RasterBox one = camera.Cover(micropolygon.centre, micropolygon.radius);
         all = {std::min(all.x0, one.x0), std::min(all.y0, one.y0), std::max(all.x1, one.x1),
                std::max(all.y1, one.y1)};
     }
@@ -44,8 +45,9 @@ struct Buckets {
 
 /// A grid over several columns is delivered again one bucket to the right of its first one; a grid
 /// in one column, one row further down.
-Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropolygons) {
-    const RasterBox box = CoverAll(camera, micropolygons);
+Buckets BucketsOf(const scene::Camera& camera,
+                  const std::vector<scene::Micropolygon>& micropolygons) {
+    const scene::RasterBox box = CoverAll(camera, micropolygons);
     const std::uint32_t per_row =
         BucketAlong(static_cast<float>(camera.Width()), camera.Width()) + 1;
     const std::uint32_t left = BucketAlong(box.x0, camera.Width());
@@ -59,12 +61,13 @@ Buckets BucketsOf(const Camera& camera, const std::vector<Micropolygon>& micropo
 
 }  // namespace
 
-std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, int threads) {
+std::vector<Delivery> PlanDeliveries(const scene::Scene& scene, const scene::Camera& camera,
+                                     int threads) {
     // Grids are diced here for their bounds, and again when they are shaded: dicing is cheap beside
     // shading, and keeping all micropolygons would take memory for the whole scene.
     std::vector<Buckets> buckets(scene.GridCount());
     ParallelFor(buckets.size(), threads, [&](std::size_t grid) {
-        std::vector<Micropolygon> micropolygons;
+        std::vector<scene::Micropolygon> micropolygons;
         scene.Dice(static_cast<std::uint32_t>(grid), &micropolygons);
         buckets[grid] = BucketsOf(camera, micropolygons);
     });

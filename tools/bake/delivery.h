@@ -14,8 +14,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/bake/camera.h"
-#include "tools/bake/scene.h"
+#include "tools/scene/camera.h"
+#include "tools/scene/scene.h"
 
 namespace bake {
 
@@ -34,6 +34,7 @@ struct Delivery {
 };
 
 /// All deliveries of a scene: bucket after bucket, within a bucket by the grids' numbers.
-std::vector<Delivery> PlanDeliveries(const Scene& scene, const Camera& camera, int threads);
+std::vector<Delivery> PlanDeliveries(const scene::Scene& scene, const scene::Camera& camera,
+                                     int threads);
 
 }  // namespace bake

@@ -24,10 +24,10 @@ constexpr unsigned kFloatBigEndian = 1 | kDspyBigEndian;
 
 }  // namespace
 
-ImageRequest::ImageRequest(const Camera& camera, const DriverSettings& settings)
+ImageRequest::ImageRequest(const scene::Camera& camera, const DriverSettings& settings)
     : width_(camera.Width()), height_(camera.Height()) {
-    const Matrix& to_eye = camera.WorldToEye();
-    const Matrix& to_ndc = camera.WorldToNdc();
+    const scene::Matrix& to_eye = camera.WorldToEye();
+    const scene::Matrix& to_ndc = camera.WorldToNdc();
     AddFloats("Nl", {to_eye.begin(), to_eye.end()});
     AddFloats("NP", {to_ndc.begin(), to_ndc.end()});
     AddFloats("OriginalSize", {static_cast<float>(width_), static_cast<float>(height_)});
@@ -64,7 +64,7 @@ void ImageRequest::AddInteger(const char* name, int value) {
 }
 
 // The seven floats that every sample begins with, then kChannels.
-void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
+void AppendSample(const scene::Micropolygon& micropolygon, const scene::Shade& shade,
                   std::vector<float>* samples) {
     const auto& [centre, normal, facing, radius, area] = micropolygon;
     const Vec3f& light = shade.radiosity;

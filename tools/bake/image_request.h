@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "ptc/dspy.h"
-#include "tools/bake/camera.h"
-#include "tools/bake/shader.h"
-#include "tools/bake/surface.h"
+#include "tools/scene/camera.h"
+#include "tools/scene/shader.h"
+#include "tools/scene/surface.h"
 
 namespace bake {
 
@@ -33,7 +33,7 @@ struct DriverSettings {
 class ImageRequest {
 public:
     /// Always sends the camera's matrices and size, and those settings that are present.
-    ImageRequest(const Camera& camera, const DriverSettings& settings);
+    ImageRequest(const scene::Camera& camera, const DriverSettings& settings);
     ImageRequest(const ImageRequest&) = delete;
     ImageRequest& operator=(const ImageRequest&) = delete;
 
@@ -68,7 +68,7 @@ inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1;
 inline constexpr std::size_t kSampleArea = 7;
 
 /// Appends one sample to `*samples`.
-void AppendSample(const Micropolygon& micropolygon, const Shade& shade,
+void AppendSample(const scene::Micropolygon& micropolygon, const scene::Shade& shade,
                   std::vector<float>* samples);
 
 }  // namespace bake

@@ -20,68 +20,12 @@ namespace {
 constexpr const char* kAbout =
     "Plays the renderer: shades a scene and hands it to a display driver as deep data.";
 
-// Limits that keep every product of two options within its type.
-constexpr int kMostPixels = 16384;
 constexpr int kMostThreads = 256;
 constexpr float kMostFloat = std::numeric_limits<float>::max();
 
-/// Reads "WxH" as two numbers of pixels.
-bool ParseSize(const std::string& text, int* width, int* height) {
-    const auto fits = [](int pixels) { return pixels >= 1 && pixels <= kMostPixels; };
-    return ParseTwoNumbers(text, 'x', width, height) && fits(*width) && fits(*height);
-}
-
-/// The options for the things in the room and for the picture.
-void AddSceneOptions(CLI::App& app, Options* options) {
-    CLI::Option* const mesh =
-        app.add_option("--mesh", options->mesh, "put the mesh of FILE in the room (OBJ, PLY, ...)")
-            ->type_name("FILE")
-            ->check(FileName())
-            ->group("Scene");
-    app.add_option("--turn", options->turn, "turn the mesh, in degrees; its front goes right")
-        ->type_name("NUMBER")
-        ->check(Within(-360.0, 360.0, "-360 to 360"))
-        ->needs(mesh)
-        ->group("Scene");
-    CLI::Option* const flip = app.add_flag_callback(
-                                     "--flip", [options] { options->sides = Sides::kFlipped; },
-                                     "shade the other side of the mesh")
-                                  ->needs(mesh)
-                                  ->group("Scene");
-    app.add_flag_callback(
-           "--two-sided", [options] { options->sides = Sides::kSeen; },
-           "shade the side of every facet of the mesh that faces the camera")
-        ->needs(mesh)
-        ->excludes(flip)
-        ->group("Scene");
-    app.add_option("--particles", options->particles, "add N specks of dust, single samples")
-        ->type_name("N")
-        ->check(Count(0, 10'000'000))
-        ->group("Scene");
-    app.add_option_function<std::string>(
-           "--size",
-           [options](const std::string& text) {
-               if (!ParseSize(text, &options->width, &options->height))
-                   throw CLI::ValidationError(
-                       "--size", fmt::format("must be WxH, each 1 to {}", kMostPixels));
-           },
-           "resolution of the camera (256x256)")
-        ->type_name("WxH")
-        ->group("Scene");
-}
-
 /// The options for the number and the quality of samples.
 void AddShadingOptions(CLI::App& app, Options* options) {
-    app.add_option("--density", options->density, "micropolygons along a wall of the room")
-        ->capture_default_str()
-        ->type_name("N")
-        ->check(Count(2, 2048))
-        ->group("Shading");
-    app.add_option("--grid", options->grid, "micropolygons along a grid")
-        ->capture_default_str()
-        ->type_name("N")
-        ->check(Count(2, 128))
-        ->group("Shading");
+    scene::AddDicingOptions(app, &options->scene);
     app.add_option("--rays", options->quality.rays, "rays over the hemisphere of a sample")
         ->capture_default_str()
         ->type_name("N")
@@ -146,7 +90,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
         ->check(FileName());
     app->add_flag("--ascii", options->ascii, "ask the driver for its text form");
     app->add_flag("--quiet", options->quiet, "no progress bar, no summary");
-    AddSceneOptions(*app, options);
+    scene::AddSceneOptions(*app, &options->scene);
     AddShadingOptions(*app, options);
     AddDriverOptions(*app, &options->settings);
     return app;

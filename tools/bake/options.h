@@ -7,8 +7,8 @@
 #include <string>
 
 #include "tools/bake/image_request.h"
-#include "tools/bake/scene.h"
-#include "tools/bake/shader.h"
+#include "tools/scene/scene_options.h"
+#include "tools/scene/shader.h"
 
 namespace CLI {
 class App;
@@ -20,15 +20,8 @@ namespace bake {
 struct Options {
     std::string driver;
     std::string output = "bake.ptc";
-    std::string mesh;             ///< empty: the bundled scene
-    double turn = 0;              ///< of the mesh, in degrees
-    Sides sides = Sides::kOuter;  ///< of the mesh
-    int density = 180;            ///< micropolygons along a wall of the room
-    int grid = 16;                ///< and along a grid
-    int particles = 0;            ///< single samples
-    int width = 256;              ///< of the picture, in pixels
-    int height = 256;
-    Quality quality = {256, true};
+    scene::SceneOptions scene;
+    scene::Quality quality = {256, true};
     int threads = 1;  ///< for shading; by default one for each processor
     bool ascii = false;
     bool quiet = false;

@@ -13,7 +13,7 @@ using bake::kBucketPixels;
 /// from what the driver was given: the matrix's elements and the picture's size.
 std::set<std::pair<int, int>> BucketsTouched(const RecordedGrid& grid, const std::vector<float>& m,
                                              const std::vector<float>& size) {
-    bake::RasterBox box = {1e9f, 1e9f, -1e9f, -1e9f};
+    scene::RasterBox box = {1e9f, 1e9f, -1e9f, -1e9f};
     for (const Sample& s : grid.samples) {
         const float w = s.position.z * m[11] + m[15];
         const float x = (1 + s.position.x * m[0] / w) * (size[0] / 2);

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/bake/random.h"
-#include "tools/bake/triangle_cells.h"
+#include "tools/scene/random.h"
+#include "tools/scene/triangle_cells.h"
 
 namespace {
 
@@ -24,21 +24,21 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
     for (const auto& tested : cases) {
         SCOPED_TRACE(tested.name);
         const std::array<Vec3f, 3>& corners = tested.corners;
-        const auto at = [&](const bake::Barycentric& w) {
+        const auto at = [&](const scene::Barycentric& w) {
             return corners[0] * w[0] + corners[1] * w[1] + corners[2] * w[2];
         };
-        std::vector<bake::Cell> cells;
+        std::vector<scene::Cell> cells;
         AppendCells(corners, kSize, &cells);
-        EXPECT_EQ(bake::CountCells(corners, kSize), static_cast<int>(cells.size()));
+        EXPECT_EQ(scene::CountCells(corners, kSize), static_cast<int>(cells.size()));
         EXPECT_LE(static_cast<int>(cells.size()), tested.most_cells);
 
         double area = 0;
         std::vector<float> radii;
-        for (const bake::Cell& cell : cells) {
+        for (const scene::Cell& cell : cells) {
             const auto& k = cell.corners;
             area += Length(Cross(at(k[2]) - at(k[0]), at(k[3]) - at(k[1]))) / 2;
             radii.push_back(0);
-            for (const bake::Barycentric& corner : k)
+            for (const scene::Barycentric& corner : k)
                 radii.back() = std::max(radii.back(), Length(at(corner) - at(cell.middle)));
             EXPECT_LE(radii.back(), kSize * 1.12f) << "one cell wide, and one cell of slope";
         }
@@ -46,7 +46,7 @@ TEST(TriangleCells, CoverTheTriangleAndStayFew) {
         EXPECT_NEAR(area, whole, whole * 1e-3);
 
         for (std::uint64_t i = 0; i < 2000; ++i) {
-            auto [u, v] = bake::RandomPoint(i);
+            auto [u, v] = scene::RandomPoint(i);
             if (u + v > 1) std::tie(u, v) = std::pair(1 - u, 1 - v);
             const Vec3f point = at({1 - u - v, u, v});
             bool covered = false;

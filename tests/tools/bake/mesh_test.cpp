@@ -8,7 +8,7 @@
 #include <numbers>
 
 #include "tests/tools/bake/recording.h"
-#include "tools/bake/bounded_child.h"
+#include "tools/scene/bounded_child.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ TEST(Mesh, WhatIsLeftOutIsCounted) {
 
 TEST(Mesh, ABrokenImporterEndsInTheChild) {
     const auto end_of = [](const std::function<void(std::FILE*)>& work) {
-        bake::BoundedChild child(1 << 20, work);
+        scene::BoundedChild child(1 << 20, work);
         char byte = 0;
         EXPECT_EQ(std::fread(&byte, 1, 1, child.From()), 0u);
         return child.Wait();
