@@ -67,8 +67,8 @@ void CheckLight(const Organised& cloud, std::size_t index, const LightData& ligh
     box.fill(INFINITY);
     double plain[3] = {};
     const NodeRecord& node = cloud.nodes[index];
-    for (std::int32_t i = 0; i < node.point_count; ++i) {
-        const Point point = PointOf(cloud.records[static_cast<std::size_t>(node.first_point + i)]);
+    for (std::int32_t i = node.first_point; i < node.first_point + node.point_count; ++i) {
+        const Point point = PointOf(cloud.records[static_cast<std::size_t>(i)]);
         NormalCode code;
         std::memcpy(&code, point.code, sizeof code);
         float n[3];
