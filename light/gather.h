@@ -49,24 +49,22 @@ private:
     };
     /// What surfaces look like from the place.
     struct Seen {
-        Vec3f at;        ///< its centre
-        float squared;   ///< distance
-        float front;     ///< area that is seen from the front
+        Vec3f at;       ///< its centre
+        float squared;  ///< distance
+        float front;    ///< area that is seen from the front
         float back;
-        Vec3f power;     ///< sum of front area times colour
-        float share;     ///< of it that is within reach
+        Vec3f power;  ///< sum of front area times colour
+        float share;  ///< of it that is within reach
     };
     struct Cell {
         float fronts, backs;
-        float cast;    ///< filled by rays
+        float cast;  ///< filled by rays
         float filled;
         float hidden;  ///< with the fall-off
         Vec3f colour;
     };
 
-    Vec3f ToFrame(Vec3f v) const {
-        return {Dot(v, tangent_), Dot(v, bitangent_), Dot(v, normal_)};
-    }
+    Vec3f ToFrame(Vec3f v) const { return {Dot(v, tangent_), Dot(v, bitangent_), Dot(v, normal_)}; }
 
     void Begin(const PtcPlace& place, const PtcGathering& settings);
     void AddSplat(const Seen& seen);
@@ -89,9 +87,9 @@ private:
     float disc_limit_ = 0;  ///< squared ratio of radius and distance from which discs are cast
     std::vector<Splat> splats_;
     std::vector<Disc> discs_;
-    std::vector<float> hit_distance_;       ///< of each ray
-    std::vector<std::int32_t> hit_disc_;    ///< below 0: seen from behind, or nothing
+    std::vector<float> hit_distance_;     ///< of each ray
+    std::vector<std::int32_t> hit_disc_;  ///< below 0: seen from behind, or nothing
     std::vector<Cell> cells_;
-    std::vector<std::uint32_t> order_;      ///< of the splats
+    std::vector<std::uint32_t> order_;  ///< of the splats
     std::vector<std::uint32_t> buckets_;
 };

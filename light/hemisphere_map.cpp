@@ -37,7 +37,8 @@ void HemisphereMap::Set(int pixels, float sine_of_cone) {
         ring.inner = static_cast<float>(k) * ring_width_;
         ring.outer = static_cast<float>(k + 1) * ring_width_;
         // Cells of area (2 / pixels)^2, of which the disc has pi / 4 * pixels^2.
-        ring.cells = static_cast<std::int32_t>(std::lround(3.1415927f * static_cast<float>(2 * k + 1)));
+        ring.cells =
+            static_cast<std::int32_t>(std::lround(3.1415927f * static_cast<float>(2 * k + 1)));
         ring.first = cells_;
         const float area = ring.outer * ring.outer - ring.inner * ring.inner;
         const auto count = static_cast<float>(ring.cells);
@@ -46,8 +47,8 @@ void HemisphereMap::Set(int pixels, float sine_of_cone) {
         for (int c = 0; c < ring.cells; ++c) {
             const auto at = [&](float across, float around) {
                 const float square = ring.inner * ring.inner + area * across;
-                return DirectionAt(std::sqrt(square),
-                                   (static_cast<float>(c) + around) / count, sine_of_cone);
+                return DirectionAt(std::sqrt(square), (static_cast<float>(c) + around) / count,
+                                   sine_of_cone);
             };
             weights_.push_back(area / count);
             directions_.push_back(at(0.5f, 0.5f));
