@@ -8,6 +8,7 @@
 
 #include "light/gather.h"
 #include "util/math/arc_tangent.h"
+#include "util/math/exponential.h"
 
 namespace {
 
@@ -36,7 +37,10 @@ std::size_t BucketOf(float distance) {
 
 float Gather::HidingAt(float distance) const {
     if (settings_.falloff == 0) return 1;
-    return std::pow(std::max(0.0f, 1 - distance / reach_), settings_.falloff);
+    const double open = std::max(0.0, 1 - double{distance} / reach_);
+    return open > 0
+               ? static_cast<float>(exponential::Exp(settings_.falloff * exponential::Log(open)))
+               : 0.0f;
 }
 
 /// A surface as a square that faces the place, of the area that is seen.

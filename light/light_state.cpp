@@ -28,7 +28,7 @@ bool NoLight(const PtcManagedFile& file, const char* why) {
 /// Where the nodes and the points have what light needs. False: the failure is stored.
 bool FindChannels(LightFile* use) {
     const CloudHeader& header = *use->file->Header();
-    auto data = FindLightData(header.tree_variables);
+    auto data = FindLightData(header.node_variables);
     if (!data) return NoLight(*use->file, "organize it with 'ptc organize --light'");
     use->data = *data;
     if (!data->area_channel.empty()) {
