@@ -17,6 +17,7 @@ struct Sample {
     float area;
     Vec3f radiosity;
     float occlusion;
+    Vec3f reflected;
 };
 
 struct RecordedGrid {
