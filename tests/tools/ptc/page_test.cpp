@@ -43,11 +43,11 @@ std::string FromBase64(const std::string& text) {
 }
 
 double FromHalf(unsigned half) {
-    const int exponent = half >> 10 & 31;
+    const int exponent = static_cast<int>(half >> 10 & 31);
     const double fraction = half & 1023;
     double value =
         exponent ? std::ldexp(1024 + fraction, exponent - 25) : std::ldexp(fraction, -24);
-    if (exponent == 31) value = fraction != 0 ? NAN : kInfinity;
+    if (exponent == 31) value = fraction != 0 ? std::nan("") : HUGE_VAL;
     return half & 0x8000 ? -value : value;
 }
 
