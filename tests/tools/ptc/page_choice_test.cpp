@@ -133,6 +133,17 @@ Cover CoverOf(const std::vector<Place>& places, const std::vector<ChosenPoint>& 
     return cover;
 }
 
+/// The least share of the first ones that one of the plane's quarters has.
+double LeastQuarter(const std::vector<Place>& places, const std::vector<ChosenPoint>& chosen,
+                    std::uint32_t first_ones) {
+    double counts[4] = {};
+    for (const ChosenPoint& point : chosen) {
+        const Place& at = places[point.number];
+        if (point.place < first_ones) ++counts[(at.u < kSide / 2.0) + 2 * (at.v < kSide / 2.0)];
+    }
+    return *std::min_element(counts, counts + 4) / first_ones;
+}
+
 class PageChoice : public testing::Test {
 protected:
     const std::vector<Place> flat_ = Plane({1, 0, 0}, {0, 0, 1});
@@ -161,6 +172,7 @@ TEST_F(PageChoice, IsEvenAndClosedInAnyOrderAndSoAreItsFirstPoints) {
                 SCOPED_TRACE(testing::Message() << name << ", " << first_ones << " of " << most);
                 const double spacing = kSide / std::sqrt(first_ones);
                 const Cover cover = CoverOf(places, chosen, first_ones);
+                EXPECT_GT(LeastQuarter(places, chosen, first_ones), 0.22);
                 // A regular grid would have gaps of 0.71.
                 EXPECT_LT(cover.gap / spacing, 1.75);
                 EXPECT_LT(cover.open, first_ones == most ? 0.001 : 0.08);
