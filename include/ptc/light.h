@@ -91,7 +91,8 @@ enum class PtcHidingSides { kBoth, kFront, kBack };
 
 struct PtcGathering {
     PtcGatherQuality quality;
-    float within = std::numeric_limits<float>::infinity();  ///< nothing farther away counts; above 0
+    float within =
+        std::numeric_limits<float>::infinity();  ///< nothing farther away counts; above 0
     /// A surface at a distance d hides (1 - d / within)^falloff; 0 or more. 0: all hide alike.
     /// Without a finite `within` there is no fall-off. Colours do not fall off.
     float falloff = 0;
@@ -111,9 +112,9 @@ struct PtcGathered {
 
 /// A material that light passes through, for red, green and blue.
 struct PtcSubsurface {
-    float scattering[3] = {2.55f, 3.21f, 3.77f};         ///< reduced, per unit of length; above 0
-    float absorption[3] = {0.0011f, 0.0024f, 0.014f};    ///< per unit of length; 0 or more
-    float refraction = 1.3f;                             ///< index, 1 to 4
+    float scattering[3] = {2.55f, 3.21f, 3.77f};       ///< reduced, per unit of length; above 0
+    float absorption[3] = {0.0011f, 0.0024f, 0.014f};  ///< per unit of length; 0 or more
+    float refraction = 1.3f;                           ///< index, 1 to 4
     /// Points count as a group that is seen under at most so many steradians from the place.
     float solid_angle = 0.05f;  ///< 0.001 to 2
 };

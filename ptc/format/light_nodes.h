@@ -44,17 +44,17 @@ inline constexpr std::size_t kMostFloats =
 static_assert(kMostFloats == 45);
 
 /// A variable as it is declared.
-struct Declaration {
+struct NodeVariable {
     std::string_view type;
     std::string_view name;  ///< or what it begins with: a colon and a channel's name may follow
     std::size_t floats;
 };
 
-inline constexpr Declaration kBox{"float[6]", "lightbox", kBoxFloats};
-inline constexpr Declaration kCentre{"point", "lightcentre", kCentreFloats};
-inline constexpr Declaration kNormal{"vector", "lightnormal", kNormalFloats};
-inline constexpr Declaration kArea{"float[6]", "lightarea", kMatrixFloats};
-inline constexpr Declaration kPower{"float[27]", "lightpower", kPowerFloats};
+inline constexpr NodeVariable kBox{"float[6]", "lightbox", kBoxFloats};
+inline constexpr NodeVariable kCentre{"point", "lightcentre", kCentreFloats};
+inline constexpr NodeVariable kNormal{"vector", "lightnormal", kNormalFloats};
+inline constexpr NodeVariable kArea{"float[6]", "lightarea", kMatrixFloats};
+inline constexpr NodeVariable kPower{"float[27]", "lightpower", kPowerFloats};
 
 /// Where the data of a node have each variable.
 struct LightData {
@@ -75,23 +75,22 @@ struct LightData {
 inline std::optional<light_nodes::LightData> FindLightData(const CloudVariables& tree_variables) {
     using namespace light_nodes;
     const std::size_t count = tree_variables.names.size();
-    const auto is = [&](std::size_t i, const Declaration& wanted, std::string* channel) {
+    /// `channel`: null if no name of one may follow.
+    const auto is = [&](std::size_t i, const NodeVariable& wanted, std::string* channel) {
         if (i >= count || tree_variables.types[i] != wanted.type) return false;
-        if (tree_variables.sizes[i] != static_cast<std::int32_t>(wanted.floats)) return false;
         const std::string& name = tree_variables.names[i];
         if (!name.starts_with(wanted.name)) return false;
-        if (name.size() == wanted.name.size()) return channel->clear(), true;
-        if (name[wanted.name.size()] != ':') return false;
-        *channel = name.substr(wanted.name.size() + 1);
+        const std::string behind = name.substr(wanted.name.size());
+        if (!behind.empty() && (!channel || behind[0] != ':')) return false;
+        if (channel) *channel = behind.empty() ? behind : behind.substr(1);
         return true;
     };
     std::size_t at = tree_variables.DataFloats();
     for (std::size_t first = count; first-- > 0;) {
         at -= static_cast<std::size_t>(tree_variables.sizes[first]);
         LightData found;
-        std::string none;
-        if (!is(first, kBox, &none) || !is(first + 1, kCentre, &none) ||
-            !is(first + 2, kNormal, &none) || !is(first + 3, kArea, &found.area_channel))
+        if (!is(first, kBox, nullptr) || !is(first + 1, kCentre, nullptr) ||
+            !is(first + 2, kNormal, nullptr) || !is(first + 3, kArea, &found.area_channel))
             continue;
         found.box = at;
         found.centre = found.box + kBoxFloats;

@@ -17,6 +17,7 @@ constexpr const char* kChannels[] = {
     "_area|varying float _area",
     "rgba|varying color _radiosity",
     "_occlusion|varying float _occlusion",
+    "_reflected|varying color _reflected",
 };
 
 /// 32-bit float, most significant byte first; a driver sets the order that it needs.
@@ -67,9 +68,10 @@ void ImageRequest::AddInteger(const char* name, int value) {
 void AppendSample(const scene::Micropolygon& micropolygon, const scene::Shade& shade,
                   std::vector<float>* samples) {
     const auto& [centre, normal, facing, radius, area] = micropolygon;
-    const Vec3f& light = shade.radiosity;
-    samples->insert(samples->end(), {centre.x, centre.y, centre.z, normal.x, normal.y, normal.z,
-                                     radius, area, light.x, light.y, light.z, shade.occlusion});
+    const auto& [light, occlusion, reflected] = shade;
+    samples->insert(samples->end(),
+                    {centre.x, centre.y, centre.z, normal.x, normal.y, normal.z, radius, area,
+                     light.x, light.y, light.z, occlusion, reflected.x, reflected.y, reflected.z});
 }
 
 }  // namespace bake

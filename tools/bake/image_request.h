@@ -62,7 +62,7 @@ private:
 };
 
 /// Floats of one sample: position, normal and radius, then the channels in their order.
-inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1;
+inline constexpr std::size_t kSampleFloats = 7 + 1 + 3 + 1 + 3;
 
 /// The index of the sample's area among them.
 inline constexpr std::size_t kSampleArea = 7;

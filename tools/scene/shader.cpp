@@ -63,7 +63,8 @@ Shade Shader::Evaluate(const Micropolygon& micropolygon, const Material& materia
 
     const Vec3f arriving =
         direct * (1 / static_cast<float>(lamp_rays)) + indirect * (1 / static_cast<float>(rays));
-    return {material.emission + material.albedo * arriving, occlusion / static_cast<float>(rays)};
+    const Vec3f reflected = material.albedo * arriving;
+    return {material.emission + reflected, occlusion / static_cast<float>(rays), reflected};
 }
 
 }  // namespace scene

@@ -23,6 +23,7 @@ struct Quality {
 struct Shade {
     Vec3f radiosity;  ///< lamp light, sent on once by other surfaces and once by this one
     float occlusion;  ///< 0 open, 1 closed in; near things count more than far ones
+    Vec3f reflected;  ///< the radiosity without a lamp's own glow
 };
 
 class Shader {

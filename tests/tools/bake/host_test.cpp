@@ -36,6 +36,7 @@ TEST(Host, TellsTheDriverAllOfItsParametersButNoneThatIsNotGiven) {
                          "channel |varying float _area",
                          "channel |varying color _radiosity",
                          "channel |varying float _occlusion",
+                         "channel |varying color _reflected",
                          "close"};
     EXPECT_EQ(calls(""), plain);
     EXPECT_EQ(calls("--ascii --size 300x200").front(), "open recording_driver 300 200 ascii");

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "tests/tools/run_tool.h"
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 /// A sample as the driver gets it.
 struct Sample {
@@ -17,6 +17,7 @@ struct Sample {
     float area;
     Vec3f radiosity;
     float occlusion;
+    Vec3f reflected;
 };
 
 struct RecordedGrid {

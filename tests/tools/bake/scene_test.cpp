@@ -99,6 +99,10 @@ TEST(SceneLight, FallsFromTheLampAndBouncesOffTheWalls) {
     const auto [shaded, occlusion] = MeanOf(lit, under_torus);
     EXPECT_LT(shaded.y, 0.3f * left.y) << "in the torus' shadow";
     EXPECT_GT(occlusion, 2 * left_occlusion);
+    for (const Sample& s : lit) {
+        const bool glows = s.position.y == 0.995f;
+        ASSERT_EQ(s.reflected, glows ? Vec3f{} : s.radiosity) << "at height " << s.position.y;
+    }
 }
 
 }  // namespace
