@@ -12,7 +12,7 @@
 
 #include "ptc/writer.h"
 #include "tools/common/failure.h"
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace accuracy {
 

@@ -2,11 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 
+#include "bench/light/errors.h"
 #include "bench/light/exact_cloud.h"
 #include "bench/light/options.h"
+#include "bench/light/speed.h"
 #include "tools/common/failure.h"
 
 namespace accuracy {
@@ -15,7 +18,7 @@ namespace {
 
 /// What decides the truth, besides its own options.
 std::string KeyOf(const scene::SceneOptions& options) {
-    return fmt::format("truth 1: mesh '{}' turned {}, sides {}, density {}, grid {}", options.mesh,
+    return fmt::format("truth 2: mesh '{}' turned {}, sides {}, density {}, grid {}", options.mesh,
                        options.turn, static_cast<int>(options.sides), options.density,
                        options.grid);
 }
@@ -41,10 +44,20 @@ void Run(const Options& options) {
         return;
     }
     const Rays rays(scene, tracer);
-    const std::vector<Place> places = ChoosePlaces(scene, options.places);
+    const std::vector<Place> places = ChoosePlaces(scene, tracer, options.places);
     const Truth truth =
         FindTruth(rays, places, options.truth, KeyOf(options.scene), options.cached_truth);
     PrintTruth(truth);
+    if (options.cloud.empty()) return;
+
+    const auto wants = [&](Part part) {
+        return options.parts.empty() || std::ranges::count(options.parts, part) > 0;
+    };
+    const OpenedCloud cloud(options.cloud, options.colour);
+    const std::vector<NamedQuality> qualities = QualitiesOf(options.quality);
+    if (wants(Part::kErrors))
+        PrintErrors(scene, cloud, {qualities, options.bias, options.worst}, places, truth);
+    if (wants(Part::kSpeed)) PrintSpeed(rays, cloud, {qualities, options.bias}, places, truth);
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ struct TrueValues {
 
 struct Truth {
     TrueValues of[std::size(kQuantities)];
+    RayWork light;  ///< that its indirect light was traced with
 
     const TrueValues& Of(Quantity quantity) const { return of[static_cast<int>(quantity)]; }
 };
