@@ -8,13 +8,18 @@
 
 #include "bench/light/errors.h"
 #include "bench/light/exact_cloud.h"
+#include "bench/light/growth.h"
+#include "bench/light/known_scenes.h"
 #include "bench/light/options.h"
+#include "bench/light/seams.h"
 #include "bench/light/speed.h"
 #include "tools/common/failure.h"
 
 namespace accuracy {
 
 namespace {
+
+constexpr std::int64_t kCacheKb = 1 << 20;
 
 /// What decides the truth, besides its own options.
 std::string KeyOf(const scene::SceneOptions& options) {
@@ -35,6 +40,10 @@ void PrintTruth(const Truth& truth) {
     (void)std::fflush(stdout);
 }
 
+bool Wants(const Options& options, Part part) {
+    return options.parts.empty() || std::ranges::count(options.parts, part) > 0;
+}
+
 void Run(const Options& options) {
     scene::MeshReport mesh;
     const scene::Scene scene = scene::MakeScene(options.scene, &mesh);
@@ -43,6 +52,12 @@ void Run(const Options& options) {
         WriteExactCloud(scene, tracer, options.truth.threads, options.write_cloud);
         return;
     }
+    // Everything stays in memory, as in a host that gathers from one cloud for long.
+    PtcConfigure(1, kCacheKb, kCacheKb, nullptr);
+    const Questions questions{QualitiesOf(options.quality), options.bias, options.worst};
+    if (Wants(options, Part::kKnown)) PrintKnownScenes(questions);
+    if (options.parts == std::vector{Part::kKnown}) return;
+
     const Rays rays(scene, tracer);
     const std::vector<Place> places = ChoosePlaces(scene, tracer, options.places);
     const Truth truth =
@@ -50,14 +65,13 @@ void Run(const Options& options) {
     PrintTruth(truth);
     if (options.cloud.empty()) return;
 
-    const auto wants = [&](Part part) {
-        return options.parts.empty() || std::ranges::count(options.parts, part) > 0;
-    };
     const OpenedCloud cloud(options.cloud, options.colour);
-    const std::vector<NamedQuality> qualities = QualitiesOf(options.quality);
-    if (wants(Part::kErrors))
-        PrintErrors(scene, cloud, {qualities, options.bias, options.worst}, places, truth);
-    if (wants(Part::kSpeed)) PrintSpeed(rays, cloud, {qualities, options.bias}, places, truth);
+    if (Wants(options, Part::kErrors)) PrintErrors(scene, cloud, questions, places, truth);
+    if (Wants(options, Part::kSpeed)) PrintSpeed(rays, cloud, questions, places, truth);
+    if (Wants(options, Part::kSeams))
+        PrintSeams(rays, cloud, questions, options.truth.light.bounces);
+    if (Wants(options, Part::kGrowth) && !options.larger_cloud.empty())
+        PrintGrowth(cloud, OpenedCloud(options.larger_cloud, options.colour), questions, places);
 }
 
 }  // namespace

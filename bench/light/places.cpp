@@ -66,8 +66,10 @@ std::vector<Place> ChoosePlaces(const scene::Scene& scene, const scene::RayTrace
 }
 
 std::vector<Place> FloorLine(int count) {
-    constexpr Vec3f kFrom = {-0.95f, -1, -0.95f};
-    constexpr Vec3f kTo = {0.95f, -1, 0.90f};  // not the diagonal, on which points lie in line
+    // Between the things of the bundled scene, which they touch the floor away from; not along the
+    // rows of points.
+    constexpr Vec3f kFrom = {-0.95f, -1, -0.80f};
+    constexpr Vec3f kTo = {0.79f, -1, 0.95f};
     constexpr Vec3f kUp = {0, 1, 0};
     std::vector<Place> places;
     for (int i = 0; i < count; ++i) {

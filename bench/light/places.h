@@ -27,7 +27,8 @@ struct Place {
 std::vector<Place> ChoosePlaces(const scene::Scene& scene, const scene::RayTracer& tracer,
                                 int count);
 
-/// Places evenly along a line across the floor of the room, close to one corner at its ends.
+/// Places evenly along a line across the floor of the room, which passes where nothing touches the
+/// floor: what is measured has no steps there.
 std::vector<Place> FloorLine(int count);
 
 }  // namespace accuracy

@@ -5,13 +5,13 @@
 #include "bench/light/speed.h"
 
 #include <fmt/format.h>
-#include <time.h>
 
 #include <algorithm>
 #include <functional>
 
 #include "bench/light/error_law.h"
 #include "bench/light/errors.h"
+#include "bench/light/processor_time.h"
 #include "tools/scene/random.h"
 
 namespace accuracy {
@@ -73,13 +73,6 @@ std::vector<Place> Shuffled(std::vector<Place> places) {
     for (std::size_t i = places.size(); i > 1; --i)
         std::swap(places[i - 1], places[scene::Hash(i) % i]);
     return places;
-}
-
-/// Of this thread, in seconds.
-double ProcessorTime() {
-    timespec now{};
-    (void)clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 /// How many places a second one thread does: the best of some rounds.
