@@ -68,6 +68,7 @@ void PrintErrors(const scene::Scene& scene, const OpenedCloud& cloud, const Ques
         for (const Quantity quantity : kQuantities) {
             const PtcGathering settings = SettingsOf(quantity, quality.quality, questions.bias);
             std::vector<Vec3d> answers;
+            answers.reserve(places.size());
             for (const Place& place : places)
                 answers.push_back(GatherAt(cloud.Light(), quantity, place, settings));
             const TrueValues& of = truth.Of(quantity);

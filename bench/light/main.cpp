@@ -55,8 +55,10 @@ void Run(const Options& options) {
     // Everything stays in memory, as in a host that gathers from one cloud for long.
     PtcConfigure(1, kCacheKb, kCacheKb, nullptr);
     const Questions questions{QualitiesOf(options.quality), options.bias, options.worst};
-    if (Wants(options, Part::kKnown)) PrintKnownScenes(questions);
-    if (options.parts == std::vector{Part::kKnown}) return;
+    const bool is_known_alone = options.parts == std::vector{Part::kKnown};
+    if (is_known_alone || (!options.cloud.empty() && Wants(options, Part::kKnown)))
+        PrintKnownScenes(questions);
+    if (is_known_alone) return;
 
     const Rays rays(scene, tracer);
     const std::vector<Place> places = ChoosePlaces(scene, tracer, options.places);

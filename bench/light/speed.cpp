@@ -98,6 +98,7 @@ public:
 
     double Error(const TrueValues& truth) const {
         std::vector<Vec3d> answers;
+        answers.reserve(places_.size());
         for (const Place& place : places_)
             answers.push_back(GatherAt(light_, quantity_, place, settings_));
         return Compare(answers, truth.values).rms;

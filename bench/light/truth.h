@@ -29,8 +29,8 @@ struct Truth {
 };
 
 struct TruthWork {
-    int rays = 4096;  ///< for occlusion
-    RayWork light{16384, 2, 1};
+    int rays = 32768;  ///< for occlusion
+    RayWork light{65536, 2, 1};
     int threads = 2;
 };
 
