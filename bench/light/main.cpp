@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <optional>
 
 #include "bench/light/errors.h"
 #include "bench/light/exact_cloud.h"
@@ -60,20 +61,23 @@ void Run(const Options& options) {
         PrintKnownScenes(questions);
     if (is_known_alone) return;
 
+    // Before the truth, which takes longer: a file that cannot be used is known at once.
+    std::optional<OpenedCloud> cloud;
+    std::optional<OpenedCloud> larger;
+    if (!options.cloud.empty()) cloud.emplace(options.cloud, options.colour);
+    if (!options.larger_cloud.empty()) larger.emplace(options.larger_cloud, options.colour);
     const Rays rays(scene, tracer);
     const std::vector<Place> places = ChoosePlaces(scene, tracer, options.places);
     const Truth truth =
         FindTruth(rays, places, options.truth, KeyOf(options.scene), options.cached_truth);
     PrintTruth(truth);
-    if (options.cloud.empty()) return;
+    if (!cloud) return;
 
-    const OpenedCloud cloud(options.cloud, options.colour);
-    if (Wants(options, Part::kErrors)) PrintErrors(scene, cloud, questions, places, truth);
-    if (Wants(options, Part::kSpeed)) PrintSpeed(rays, cloud, questions, places, truth);
+    if (Wants(options, Part::kErrors)) PrintErrors(scene, *cloud, questions, places, truth);
+    if (Wants(options, Part::kSpeed)) PrintSpeed(rays, *cloud, questions, places, truth);
     if (Wants(options, Part::kSeams))
-        PrintSeams(rays, cloud, questions, options.truth.light.bounces);
-    if (Wants(options, Part::kGrowth) && !options.larger_cloud.empty())
-        PrintGrowth(cloud, OpenedCloud(options.larger_cloud, options.colour), questions, places);
+        PrintSeams(rays, *cloud, questions, options.truth.light.bounces);
+    if (larger && Wants(options, Part::kGrowth)) PrintGrowth(*cloud, *larger, questions, places);
 }
 
 }  // namespace
