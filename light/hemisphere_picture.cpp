@@ -22,7 +22,7 @@ struct Closing {
 constexpr Closing kHiding{0.6f, 0.9f};
 /// What is seen through a gap is mostly the black back of something, which is worse than an edge
 /// that is too wide.
-constexpr Closing kShining{0.5f, 0.85f};
+constexpr Closing kShining{0.5f, 0.83f};
 
 }  // namespace
 
