@@ -19,7 +19,7 @@ using namespace four_lanes;
 constexpr float kPi = 3.1415927f;
 
 /// The solid angle of a group on the horizon counts so much of one above the place.
-constexpr float kLeastWeight = 0.85f;
+constexpr float kLeastWeight = 0.9f;
 
 /// Two directions at right angles to the unit vector `n` and to each other.
 LightFrame FrameOf(Vec3f n) {
