@@ -1,8 +1,8 @@
 // Camera: how the world lands in a view, and how hands move it.
 //
-// A camera is a matrix to normalised device coordinates, the shape of the frame that -1 to 1 covers,
-// and a pivot: the point of the world that it turns about. It may be any invertible matrix; moving
-// the camera is moving the world before it. A move leaves the pivot's place in the view.
+// A camera is a matrix to normalised device coordinates, the shape of the frame that -1 to 1
+// covers, and a pivot: the point of the world that it turns about. It may be any invertible matrix;
+// moving the camera is moving the world before it. A move leaves the pivot's place in the view.
 //
 // Pixels are counted from a view's middle, to the right and upwards.
 "use strict";

@@ -1,8 +1,9 @@
 // Channels: what can be shown of the clouds, and the numbers that the drawing gets of it.
 //
-// A channel has a name and a kind; light and directions are three floats, values are one, which goes
-// through the colour map. Of several of one name the first counts, in the order variables, their
-// floats, normal and radius. Two clouds share a channel when both have one of its name and kind.
+// A channel has a name and a kind; light and directions are three floats, values are one, which
+// goes through the colour map. Of several of one name the first counts, in the order variables,
+// their floats, normal and radius. Two clouds share a channel when both have one of its name and
+// kind.
 "use strict";
 
 const Channels = (() => {
@@ -13,22 +14,21 @@ const Channels = (() => {
 
     function channelsOf(cloud) {
         const list = [];
-        const put = (name, kind, planes, scale, group, range) =>
-            list.push({name, kind, group, data: {planes, scale, range}});
-        for (const variable of cloud.variables) {
-            const floats = variable.components.length;
-            if (kFloats[variable.kind] !== floats) continue;
-            const planes = variable.components.map((_, i) => variable.first + i);
-            put(variable.name, variable.kind, planes, variable.scale, "Variables", variable.range);
+        const put = (name, kind, group, data) => list.push({name, kind, group, data});
+        for (const {name, kind, components, first, scale, range} of cloud.variables) {
+            const planes = components.map((_, i) => first + i);
+            if (kFloats[kind] === components.length)
+                put(name, kind, "Variables", {planes, scale, range});
         }
-        for (const variable of cloud.variables) {
-            const isShown = variable.kind === "value" && variable.components.length === 1;
-            variable.components.forEach((name, i) => {
-                if (!isShown) put(name, "value", [variable.first + i], [variable.scale[i]], "Floats");
-            });
+        for (const {kind, components, first, scale, ranges} of cloud.variables) {
+            if (kind === "value" && components.length === 1) continue;
+            components.forEach((name, i) => put(name, "value", "Floats",
+                {planes: [first + i], scale: [scale[i]], range: ranges?.[i]}));
         }
-        put("normal", "normal", [], [], "Points");
-        put("radius", "value", [kRadiusPlane], [cloud.about.largest_radius], "Points");
+        const {largest_radius, radius_range} = cloud.about;
+        put("normal", "normal", "Points", {planes: [], scale: []});
+        put("radius", "value", "Points",
+            {planes: [kRadiusPlane], scale: [largest_radius], range: radius_range});
         return list;
     }
 
@@ -49,45 +49,11 @@ const Channels = (() => {
         return groups.flatMap((group) => list.filter((channel) => channel.group === group));
     }
 
-    /// The least of 1, 2, 5, 10 ... and of tenths, hundredths ... that is not below `least`.
-    function roundStep(least) {
-        const power = 10 ** Math.floor(Math.log10(least));
-        return power * ([1, 2, 5].find((step) => least <= step * power) ?? 10);
-    }
-
-    /// All but the outermost hundredth of the values at either end, rounded outwards: as
-    /// tools/ptc/view/value_sample.cpp does it.
-    function robustRange(values) {
-        if (values.length === 0) return [0, 1];
-        const sorted = Float64Array.from(values).sort();
-        const cut = Math.floor(sorted.length / 100), last = sorted.length - 1;
-        let [low, high] = [sorted[cut], sorted[last - cut]];
-        if (low === high) [low, high] = [sorted[0], sorted[last]];
-        if (low === high) {
-            const reach = low === 0 ? 0.5 : Math.abs(low) / 2;
-            [low, high] = [low - reach, high + reach];
-        }
-        const step = roundStep((high - low) / 20);
-        const round = [Math.floor(low / step) * step, Math.ceil(high / step) * step];
-        return round.every(Number.isFinite) && round[0] < round[1] ? round : [low, high];
-    }
-
-    function sampledRange(cloud, {planes, scale}) {
-        const plane = cloud.plane(planes[0]), values = [];
-        const stride = Math.ceil(plane.length / 65536);
-        for (let i = 0; i < plane.length; i += stride) {
-            const value = Data.kHalves[plane[i]] * scale[0];
-            if (Number.isFinite(value)) values.push(value);
-        }
-        return robustRange(values);
-    }
-
     /// The values at the ends of the colours when nothing else is asked for: for all clouds.
-    function usualRange(clouds, channel) {
+    function usualRange(channel) {
         if (channel.kind !== "value") return [0, 1];
-        const ranges = channel.data.flatMap((data, i) => data
-            ? [Data.isNumbers(data.range, 2) && data.range[0] < data.range[1] ? data.range
-                : sampledRange(clouds[i], data)] : []);
+        const ranges = channel.data.filter((data) => data !== null).map(({range}) =>
+            Data.isNumbers(range, 2) && range[0] < range[1] ? range : [0, 1]);
         return [Math.min(...ranges.map((range) => range[0])),
                 Math.max(...ranges.map((range) => range[1]))];
     }

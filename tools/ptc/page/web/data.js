@@ -1,7 +1,8 @@
 // Data: the clouds of the page, decoded from its text.
 //
 // Every number of a cloud's planes has 16 bits, so that one array of them holds all: positions,
-// normals, radii, and then each float of each variable. Browsers run on little-endian machines only.
+// normals, radii, and then each float of each variable. Their bytes come low one first, as those of
+// all machines that browsers run on.
 "use strict";
 
 const Data = (() => {

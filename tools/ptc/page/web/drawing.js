@@ -116,14 +116,14 @@ const Drawing = (() => {
 
         makeTarget(format, width, height, hasDepth) {
             const gl = this.gl, frame = gl.createFramebuffer();
-            const texture = this.makeTexture(format, width, height);
-            gl.bindFramebuffer(gl.FRAMEBUFFER, frame);
-            gl.framebufferTexture2D(gl.FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.TEXTURE_2D, texture, 0);
+            const texture = this.makeTexture(format, width, height), {FRAMEBUFFER} = gl;
+            gl.bindFramebuffer(FRAMEBUFFER, frame);
+            gl.framebufferTexture2D(FRAMEBUFFER, gl.COLOR_ATTACHMENT0, gl.TEXTURE_2D, texture, 0);
             const depth = hasDepth ? gl.createRenderbuffer() : null;
             if (hasDepth) {
                 gl.bindRenderbuffer(gl.RENDERBUFFER, depth);
                 gl.renderbufferStorage(gl.RENDERBUFFER, gl.DEPTH_COMPONENT32F, width, height);
-                gl.framebufferRenderbuffer(gl.FRAMEBUFFER, gl.DEPTH_ATTACHMENT, gl.RENDERBUFFER,
+                gl.framebufferRenderbuffer(FRAMEBUFFER, gl.DEPTH_ATTACHMENT, gl.RENDERBUFFER,
                                            depth);
             }
             return {frame, texture, depth};

@@ -1,9 +1,10 @@
 // Frames: what is drawn when.
 //
 // While something changes, a frame shows as many points as are drawn in a frame's time; they come
-// coarse first, so that these are a thinner cloud, drawn with larger discs. Once nothing changes, all
-// points are drawn a slice at a time, and then again for the other samples of each pixel. A change
-// ends this. Nothing is drawn before what was asked for last is finished, so that no queue builds up.
+// coarse first, so that these are a thinner cloud, drawn with larger discs. Once nothing changes,
+// all points are drawn a slice at a time, and then again for the other samples of each pixel. A
+// change ends this. Nothing is drawn before what was asked for last is finished, so that no queue
+// builds up.
 "use strict";
 
 const Frames = (() => {

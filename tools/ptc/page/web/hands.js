@@ -1,8 +1,8 @@
 // Hands: pointers, the wheel and keys on the canvas, as moves of the camera and commands.
 //
-// `orders` receives them: orbit(dx, dy), pan(dx, dy), zoom(factor, x, y) in the canvas's CSS pixels,
-// point(x, y) or point(null) for what the pointer is over, and key(name), which answers whether it
-// knows the key.
+// `orders` receives them: orbit(dx, dy), pan(dx, dy), zoom(factor, x, y) in the canvas's CSS
+// pixels, point(x, y) or point(null) for what the pointer is over, and key(name, isShifted), which
+// answers whether it knows the key.
 "use strict";
 
 const Hands = (() => {
@@ -23,7 +23,6 @@ const Hands = (() => {
                                      apart: Math.hypot(a.x - b.x, a.y - b.y)});
 
         canvas.addEventListener("pointerdown", (event) => {
-            canvas.focus({preventScroll: true});
             canvas.setPointerCapture(event.pointerId);
             pointers.set(event.pointerId, place(event));
             slipped = 0;

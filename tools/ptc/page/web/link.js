@@ -1,8 +1,8 @@
 // Link: what is shown, as the part of the page's address behind the '#', and back.
 //
-// show=CHANNEL, range=LOW:HIGH, exposure=STOPS, size=FACTOR, and camera: 20 floats as base64 with the
-// letters that addresses allow. Only what differs from the usual is in it. What cannot be understood
-// is passed over, each part by itself.
+// show=CHANNEL, range=LOW:HIGH, exposure=STOPS, size=FACTOR, and camera: 20 floats as base64 with
+// the letters that addresses allow. Only what differs from how the page begins is in it. What
+// cannot be understood is passed over, each part by itself.
 "use strict";
 
 const Link = (() => {
@@ -24,7 +24,8 @@ const Link = (() => {
         if (bytes.length !== 4 * kCameraFloats) return null;
         const numbers = [...new Float32Array(
             Uint8Array.from(bytes, (letter) => letter.charCodeAt(0)).buffer)];
-        const camera = {matrix: numbers.slice(0, 16), aspect: numbers[16], pivot: numbers.slice(17)};
+        const [matrix, aspect, pivot] = [numbers.slice(0, 16), numbers[16], numbers.slice(17)];
+        const camera = {matrix, aspect, pivot};
         return Camera.isSound(camera) ? camera : null;
     }
 

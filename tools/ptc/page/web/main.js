@@ -10,7 +10,7 @@
     const kKeyPan = 40;             // pixels
     const kKeyZoom = 1.25;
     const kSameTarget = 300;        // milliseconds during which a zoom goes on to the same point
-    const kLinkRest = 250;          // milliseconds without a change, after which the link is written
+    const kLinkRest = 250;          // milliseconds without a change; then the link is written
 
     /// data-state: loading, moving, refining (all points are seen), still, or failed.
     const setState = (state) => { root.dataset.state = state; };
@@ -170,7 +170,7 @@
 
         setTheme(isLight) {
             root.dataset.theme = isLight ? "light" : "dark";
-            element("theme").setAttribute("aria-pressed", String(isLight));
+            element("theme").textContent = isLight ? "Dark" : "Light";
             this.frames.change();
         }
 

@@ -5,6 +5,7 @@
 const Panel = (() => {
     const element = (id) => document.getElementById(id);
     const kTicks = 3;
+    const kSpeech = 4000;  // milliseconds that a remark stays
 
     function countsText({about}) {
         return about.shown === about.points ? Numbers.count(about.points) + " points"
@@ -16,7 +17,7 @@ const Panel = (() => {
         document.title = names.join(" | ");
         element("title").textContent = names.join(" and ");
         element("title").title = names.join("\n");
-        element("counts").textContent = clouds.map(countsText).join(" and ");
+        element("counts").textContent = clouds.map(countsText).join("\n");
         element("version").textContent = page.version ? "ptc " + page.version : "";
     }
 
@@ -73,11 +74,11 @@ const Panel = (() => {
     function say(words) {
         element("said").textContent = words;
         clearTimeout(silence);
-        silence = setTimeout(() => { element("said").textContent = ""; }, 4000);
+        silence = setTimeout(() => { element("said").textContent = ""; }, kSpeech);
     }
 
-    /// `orders`: show(i), range([low, high] or null), exposure(stops), size(factor), frame(), home(),
-    /// link(), theme().
+    /// `orders`: show(i), range([low, high] or null), exposure(stops), size(factor), frame(),
+    /// home(), link(), theme().
     function listen(orders) {
         const on = (id, kind, order) => element(id).addEventListener(kind, order);
         on("show", "change", () => orders.show(Number(element("show").value)));
@@ -134,7 +135,7 @@ const Panel = (() => {
         element("exposure-reset").disabled = state.exposure === 0;
         element("size-reset").disabled = state.size === 1;
         document.querySelectorAll("#captions span").forEach((note, i) => {
-            note.textContent = state.missing[i] ? `has no such ${state.channel.name}` : "";
+            note.textContent = state.missing[i] ? ` – has no ${state.channel.name}` : "";
         });
     }
 

@@ -19,11 +19,12 @@ const Readout = (() => {
     /// Half floats have three to four digits, positions nearly five of the box.
     function show(cloud, point, hasName) {
         const texts = (values, digits) => values.map((value) => Numbers.text(value, digits));
-        const normal = cloud.normal(point);
+        const normal = cloud.normal(point), {about} = cloud;
         const rows = [
             row("position", texts(cloud.position(point), 5)),
             row("normal", Vectors.length(normal) > 0 ? texts(normal, 4) : ["none"]),
-            row("radius", texts([cloud.radius(point)], 4)),
+            row(about.shown < about.points ? "radius drawn" : "radius",
+                texts([cloud.radius(point)], 4)),
         ];
         for (const {name, components, scale, first} of cloud.variables) {
             const values = components.map((_, i) =>
@@ -32,7 +33,7 @@ const Readout = (() => {
             for (let i = 0; i < values.length; i += 4)
                 rows.push(row(i === 0 ? name : "", texts(values.slice(i, i + 4), 4)));
         }
-        if (hasName) rows.unshift(row(cloud.about.name, []));
+        if (hasName) rows.unshift(row(about.name, []));
         table().tBodies[0].replaceChildren(...rows);
         table().hidden = false;
     }

@@ -56,7 +56,7 @@ const Scene = (() => {
 
         usualRange() {
             if (!this.usual.has(this.channel))
-                this.usual.set(this.channel, Channels.usualRange(this.clouds, this.channel));
+                this.usual.set(this.channel, Channels.usualRange(this.channel));
             return this.usual.get(this.channel);
         }
         range() { return this.ranges.get(this.channel) ?? this.usualRange(); }

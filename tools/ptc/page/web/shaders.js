@@ -1,8 +1,8 @@
 // Shaders: programs of the graphics processor.
 //
 // A point is a square sprite that holds its disc; each pixel of it solves for the place on the
-// disc's plane. tools/ptc/view/raster_disc.cpp derives the equations: a and b are the disc's axes, and
-// what the camera makes of them is linear. Everything a pixel needs is made flat numbers here:
+// disc's plane. tools/ptc/view/raster_disc.cpp derives the equations: a and b are the disc's axes,
+// and what the camera makes of them is linear. What a pixel needs of the disc is a few numbers:
 //
 //   (u, v) = inverse . d    place on the disc, in radii times depth over the centre's depth
 //   t      = 1 - tilt . d   the centre's depth over the depth there; covered where |(u, v)| <= t
@@ -60,7 +60,7 @@ vec3 colourOf(vec3 normal) {
     if (kind == 0) return encode(clamp(share * range.z, 0.0, 1.0));
     if (kind == 1)
         return texelFetch(colourMap, ivec2(clamp(share.x, 0.0, 1.0) * 255.0 + 0.5, 0), 0).rgb;
-    if (kind == 2) return direction(shade.xyz);
+    if (kind == 2) return direction(value);
     if (kind == 3) return direction(normal);
     return vec3(0.5);
 }
