@@ -62,7 +62,7 @@ constexpr float kRadius = 0.75f;  // of neighbours 1 apart: no gaps, but hardly 
 std::vector<Place> Plane(const double (&right)[3], const double (&up)[3]) {
     std::vector<Place> places;
     for (int i = 0; i < kSide * kSide; ++i) {
-        const double u = i % kSide, v = static_cast<double>(i / kSide);
+        const double u = i % kSide, v = std::floor(i / double{kSide});
         Place place{{}, u, v};
         for (std::size_t axis = 0; axis < 3; ++axis)
             place.position[axis] = static_cast<float>(right[axis] * u + up[axis] * v);
@@ -87,13 +87,19 @@ struct Cover {
     double gap;
 };
 
+constexpr int kFine = 2;  // places to look at along a spacing
+constexpr int kAll = (kSide - 1) * kFine;
+
+std::size_t IndexOf(int x, int y) {
+    return static_cast<std::size_t>(y) * kAll + static_cast<std::size_t>(x);
+}
+
 Cover CoverOf(const std::vector<Place>& places, const std::vector<ChosenPoint>& chosen,
               std::uint32_t first_ones) {
     const double scale = std::sqrt(static_cast<double>(chosen.size()) / first_ones);
     const double reach = 2.5 * kSide / std::sqrt(first_ones);
-    constexpr int kFine = 2;  // places to look at along a spacing
-    constexpr int kEdge = 16 * kFine, kAll = (kSide - 1) * kFine;
-    std::vector<double> distance(static_cast<std::size_t>(kAll * kAll), 1e9);
+    constexpr int kEdge = 16 * kFine;
+    std::vector<double> distance(IndexOf(0, kAll), 1e9);
     std::vector<bool> is_covered(distance.size(), false);
     for (const ChosenPoint& point : chosen) {
         if (point.place >= first_ones) continue;
@@ -107,7 +113,7 @@ Cover CoverOf(const std::vector<Place>& places, const std::vector<ChosenPoint>& 
         };
         for (int y = from(at.v); y < to(at.v); ++y)
             for (int x = from(at.u); x < to(at.u); ++x) {
-                const auto i = static_cast<std::size_t>(y * kAll + x);
+                const std::size_t i = IndexOf(x, y);
                 const double du = (x + 0.5) / kFine - at.u, dv = (y + 0.5) / kFine - at.v;
                 const double d = std::sqrt(du * du + dv * dv);
                 distance[i] = std::min(distance[i], d);
@@ -118,13 +124,24 @@ Cover CoverOf(const std::vector<Place>& places, const std::vector<ChosenPoint>& 
     double seen = 0;
     for (int y = kEdge; y < kAll - kEdge; ++y)
         for (int x = kEdge; x < kAll - kEdge; ++x) {
-            const auto i = static_cast<std::size_t>(y * kAll + x);
+            const std::size_t i = IndexOf(x, y);
             cover.gap = std::max(cover.gap, distance[i]);
             cover.open += !is_covered[i];
             ++seen;
         }
     cover.open /= seen;
     return cover;
+}
+
+/// The least share of the first ones that one of the plane's quarters has.
+double LeastQuarter(const std::vector<Place>& places, const std::vector<ChosenPoint>& chosen,
+                    std::uint32_t first_ones) {
+    double counts[4] = {};
+    for (const ChosenPoint& point : chosen) {
+        const Place& at = places[point.number];
+        if (point.place < first_ones) ++counts[(at.u < kSide / 2.0) + 2 * (at.v < kSide / 2.0)];
+    }
+    return *std::min_element(counts, counts + 4) / first_ones;
 }
 
 class PageChoice : public testing::Test {
@@ -138,7 +155,7 @@ TEST_F(PageChoice, IsEvenAndClosedInAnyOrderAndSoAreItsFirstPoints) {
     std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(1));
     // Half of the plane has ten times the points, which must not get more of the page.
     for (const Place& place : tilted_)
-        if (place.u < kSide / 2)
+        if (place.u < kSide / 2.0)
             for (int copy = 1; copy < 10; ++copy) {
                 dense.push_back(place);
                 dense.back().position[copy % 3] += 0.01f * static_cast<float>(copy);
@@ -155,6 +172,7 @@ TEST_F(PageChoice, IsEvenAndClosedInAnyOrderAndSoAreItsFirstPoints) {
                 SCOPED_TRACE(testing::Message() << name << ", " << first_ones << " of " << most);
                 const double spacing = kSide / std::sqrt(first_ones);
                 const Cover cover = CoverOf(places, chosen, first_ones);
+                EXPECT_GT(LeastQuarter(places, chosen, first_ones), 0.22);
                 // A regular grid would have gaps of 0.71.
                 EXPECT_LT(cover.gap / spacing, 1.75);
                 EXPECT_LT(cover.open, first_ones == most ? 0.001 : 0.08);

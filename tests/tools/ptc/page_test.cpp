@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -43,11 +45,11 @@ std::string FromBase64(const std::string& text) {
 }
 
 double FromHalf(unsigned half) {
-    const int exponent = half >> 10 & 31;
+    const int exponent = static_cast<int>(half >> 10 & 31);
     const double fraction = half & 1023;
     double value =
         exponent ? std::ldexp(1024 + fraction, exponent - 25) : std::ldexp(fraction, -24);
-    if (exponent == 31) value = fraction != 0 ? NAN : kInfinity;
+    if (exponent == 31) value = fraction != 0 ? std::nan("") : HUGE_VAL;
     return half & 0x8000 ? -value : value;
 }
 
@@ -194,13 +196,39 @@ TEST_F(PtcPage, HasEveryNumberOfASmallCloud) {
     EXPECT_EQ(is_found, std::vector<bool>(5, true));
 }
 
+/// A square of 100 x 100 points, 1 apart, in no order.
+std::vector<PointHead> Square() {
+    std::vector<PointHead> points(10000, PointHead{{0, 0, 5}, {0, 0, 1}, 0.75f});
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        points[i].position[0] = static_cast<float>(i % 100);
+        points[i].position[1] = static_cast<float>(i / 100 % 100);
+    }
+    std::shuffle(points.begin(), points.end(), std::mt19937(1));
+    return points;
+}
+
+/// Of `points`: how far the worst is from the next of the first ones shown, and how many are
+/// covered by none of them.
+std::pair<double, int> GapsOf(const Shown& shown, std::size_t first_ones,
+                              const std::vector<PointHead>& points) {
+    std::vector<double> nearest(points.size(), 1e9);
+    std::vector<bool> is_covered(points.size(), false);
+    for (std::size_t i = 0; i < first_ones; ++i) {
+        const double x = shown.Position(i, 0), y = shown.Position(i, 1), radius = shown.Radius(i);
+        for (std::size_t k = 0; k < points.size(); ++k) {
+            const double dx = x - points[k].position[0], dy = y - points[k].position[1];
+            const double distance = std::sqrt(dx * dx + dy * dy);
+            nearest[k] = std::min(nearest[k], distance);
+            if (distance <= radius) is_covered[k] = true;
+        }
+    }
+    return {*std::max_element(nearest.begin(), nearest.end()),
+            static_cast<int>(std::count(is_covered.begin(), is_covered.end(), false))};
+}
+
 /// Tree, text and compression change which points are met first, not how even the choice is.
 TEST_F(PtcPage, ShowsAnEvenChoiceOfEveryForm) {
-    std::vector<PointHead> points;
-    for (int i = 0; i < 10000; ++i)
-        points.push_back(
-            {{static_cast<float>(i % 100), static_cast<float>(i / 100), 5}, {0, 0, 1}, 0.75f});
-    std::shuffle(points.begin(), points.end(), std::mt19937(1));
+    const std::vector<PointHead> points = Square();
     const std::string binary = WriteCloud(points, TokenForm::kBinary, "binary");
     const std::string text = WriteCloud(points, TokenForm::kText, "text");
     const std::string gzip = WriteTo(folder_.File("gzip"), gzip_bytes::Whole(ContentOf(text)));
@@ -218,27 +246,8 @@ TEST_F(PtcPage, ShowsAnEvenChoiceOfEveryForm) {
         const Shown shown = CloudOf(page, 0);
         EXPECT_EQ(shown.about["organised"], input == organised);
         ASSERT_EQ(shown.count, 1500u);
-        std::vector<std::pair<double, double>> places;
-        std::vector<double> radii;
-        for (std::size_t i = 0; i < shown.count; ++i) {
-            places.emplace_back(shown.Position(i, 0), shown.Position(i, 1));
-            radii.push_back(shown.Radius(i));
-        }
         for (const std::size_t first_ones : {1500u, 700u, 100u}) {
-            double gap = 0, open = 0;
-            for (const PointHead& point : points) {
-                double nearest = 1e9;
-                bool is_covered = false;
-                for (std::size_t i = 0; i < first_ones; ++i) {
-                    const double x = places[i].first - point.position[0];
-                    const double y = places[i].second - point.position[1];
-                    const double distance = std::sqrt(x * x + y * y);
-                    nearest = std::min(nearest, distance);
-                    is_covered |= distance <= radii[i];
-                }
-                gap = std::max(gap, nearest);
-                open += !is_covered;
-            }
+            const auto [gap, open] = GapsOf(shown, first_ones, points);
             EXPECT_LT(gap / std::sqrt(10000.0 / static_cast<double>(first_ones)), 1.75);
             EXPECT_TRUE(first_ones < 1500 || open == 0) << open;
         }

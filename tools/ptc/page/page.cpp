@@ -103,8 +103,9 @@ private:
         if (!options_.variables.empty()) {
             input->variables = ChooseByName(all, options_.variables);
         } else {
-            const auto first =
+            const std::string first =
                 is_first ? ColouringOf(all, options_.view.variable).Name() : variable_;
+            if (is_first) CheckThatItFits(all, first);
             input->variables = ChooseWhatFits(all, first);
         }
         if (!is_first) return;

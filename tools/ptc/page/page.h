@@ -1,7 +1,7 @@
 // `ptc view` into a page: clouds with all that shows them, in one file for a browser.
 //
 // Each cloud is read three times: for ranges and boxes, to choose the points, to pack them. Memory
-// grows with the points that are shown, 60 bytes for each at most, and not with the cloud.
+// grows with the points that are shown, 64 bytes for each at most, and not with the cloud.
 
 #pragma once
 

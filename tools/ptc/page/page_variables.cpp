@@ -32,18 +32,22 @@ VariableChoice Split(const std::vector<Variable>& list, const std::vector<bool>&
 
 }  // namespace
 
+void CheckThatItFits(const CloudVariables& variables, const std::string& first) {
+    const std::vector<Variable> list = ListVariables(variables);
+    const auto index = IndexOf(list, first);
+    if (index && list[*index].size > kMostFloats)
+        throw view::WrongUsage(
+            "--variable", fmt::format("{} has {} floats; a page has room for {}", list[*index].name,
+                                      list[*index].size, kMostFloats));
+}
+
 VariableChoice ChooseWhatFits(const CloudVariables& variables, const std::string& first) {
     const std::vector<Variable> list = ListVariables(variables);
     std::vector<bool> is_shown(list.size(), false);
     std::int32_t room = kMostFloats;
-    if (const auto index = IndexOf(list, first)) {
-        const Variable& variable = list[*index];
-        if (variable.size > room)
-            throw view::WrongUsage("--variable", fmt::format("{} has {} floats; a page has room "
-                                                             "for {}",
-                                                             variable.name, variable.size, room));
+    if (const auto index = IndexOf(list, first); index && list[*index].size <= room) {
         is_shown[*index] = true;
-        room -= variable.size;
+        room -= list[*index].size;
     }
     for (std::size_t i = 0; i < list.size(); ++i) {
         // A variable without floats has nothing to show.

@@ -23,9 +23,12 @@ struct VariableChoice {
     std::vector<Variable> left_out;
 };
 
-/// What is shown of `variables`: the one that `first` names, itself or by one of its floats, and
-/// then one after the other while there is room. Of an unknown `first` nothing.
-/// Throws view::WrongUsage for `first` when it has more floats than a page.
+/// Throws view::WrongUsage when the variable that `first` names, itself or by one of its floats,
+/// has more floats than a page.
+void CheckThatItFits(const CloudVariables& variables, const std::string& first);
+
+/// What is shown of `variables`: the one that `first` names, if there is one and it fits, and then
+/// one after the other while there is room.
 VariableChoice ChooseWhatFits(const CloudVariables& variables, const std::string& first);
 
 /// The variables with the names in `wanted`.
