@@ -69,10 +69,11 @@ class Browser:
             assert time.monotonic() < end, f"the page is still {state}"
             time.sleep(0.01)
 
-    def settle(self) -> None:
-        """Until the picture and the address have followed a change."""
+    def settle(self, *states: str) -> None:
+        """Until the picture and the address have followed a change; the picture is still, or in
+        one of the states."""
         time.sleep(0.3)
-        self.wait("still")
+        self.wait(*(states or ("still",)))
 
     def complaints(self) -> list[str]:
         """What the page wrote to the console since the last call."""

@@ -184,15 +184,17 @@ def test_hands_change_the_picture(browser, page):
     first = browser.picture()
     for name, (move, part) in MOVES.items():
         move(browser)
-        browser.settle()
+        browser.settle("refining", "still")
         assert is_changed(browser.picture(), first), name
         assert re.match(rf"{part}=[^&]+$", browser.fragment()), name
         if part == "camera":
             press("r")(browser)
         else:
             browser.follow("")
-        browser.settle()
-        assert np.array_equal(browser.picture(), first) and browser.fragment() == "", name
+        browser.settle("moving", "refining", "still")
+        assert browser.fragment() == "", name
+    browser.wait("still")
+    assert np.array_equal(browser.picture(), first)
 
 
 def test_a_link_keeps_everything(browser, page):

@@ -50,8 +50,10 @@ const Drawing = (() => {
     class Painter {
         /// Throws when there is no WebGL 2.
         constructor(canvas, colourMap) {
-            const gl = canvas.getContext("webgl2", {alpha: false, antialias: false, depth: false,
-                                                    powerPreference: "high-performance"});
+            // What is drawn stays, because browsers print pages without asking for a drawing.
+            const gl = canvas.getContext("webgl2", {
+                alpha: false, antialias: false, depth: false, preserveDrawingBuffer: true,
+                powerPreference: "high-performance"});
             if (!gl) throw new Error("This page needs WebGL 2, which this browser does not offer.");
             this.gl = gl;
             this.canGather = !!gl.getExtension("EXT_color_buffer_float");

@@ -11,7 +11,10 @@ const Frames = (() => {
     const kRest = 120;         // milliseconds without a change, after which all points are drawn
     const kGoal = 33;          // milliseconds of a frame while something changes
     const kFewest = 20000;     // points of such a frame
-    const kMostWidening = 3;   // of the discs of a thinner cloud
+    // Discs of a thinner cloud are larger by the root of what each represents, and by half of that
+    // again, because a choice is less even than the points that it is made from.
+    const kWidening = 1.5;
+    const kMostWidening = 4;
     const kSide = 3;           // samples along a pixel's side
     // The middle one first: alone it is the best.
     const kSamples = [4, 0, 8, 2, 6, 1, 7, 3, 5].map((i) =>
@@ -100,7 +103,9 @@ const Frames = (() => {
                 const total = view.points.cloud.count;
                 const count = Math.min(total, Math.round(this.quota / scene.views.length));
                 const look = scene.lookOf(view);
-                look.radiusScale *= Math.min(Math.sqrt(total / count), kMostWidening);
+                if (count < total)
+                    look.radiusScale *= Math.min(Math.sqrt(total / count) * kWidening,
+                                                 kMostWidening);
                 painter.clear(view);
                 painter.drawPoints(view, scene.rasterOf(view), look, 0, count);
             }

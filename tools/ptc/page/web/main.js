@@ -113,7 +113,8 @@
                                          -dy * this.ratio));
         }
 
-        /// Goes on to what is under the pointer, where nothing is to the pivot's depth.
+        /// Goes on to what is under the pointer, where nothing is to the pivot's depth. Stops
+        /// before a disc that fills the view: nearer, it would reach the eye and vanish.
         zoom(factor, x, y) {
             const there = this.viewAt(x, y), now = performance.now();
             if (!this.target || now - this.target.time > kSameTarget ||
@@ -121,10 +122,12 @@
                 const point = this.scene.pointAt(there);
                 const place = point >= 0 ? this.scene.clouds[there.number].position(point)
                     : Camera.pointAt(this.scene.camera, there.raster, there.x, there.y);
-                this.target = {place, x, y};
+                this.target = {place, least: this.scene.leastWidth(there.number, point)};
             }
-            this.target.time = now;
-            Object.assign(this.target, {x, y});
+            Object.assign(this.target, {x, y, time: now});
+            const {right} = Camera.stepsAt(there.raster, this.target.place);
+            const length = Vectors.length(right) * there.view.width;
+            if (factor > 1 && !(length > this.target.least)) return;
             this.setCamera(Camera.zoomed(this.scene.camera, factor, this.target.place));
         }
 

@@ -122,6 +122,14 @@ const Scene = (() => {
                                    Math.max(view.width, view.height) / 2, x, y);
         }
 
+        /// How narrow a view may become, in the world, at the depth of point `i` of a cloud, or at
+        /// that of none where `i` is -1.
+        leastWidth(number, i) {
+            const across = Vectors.length(Vectors.subtract(this.box.high, this.box.low));
+            const radius = i < 0 ? 0 : this.size * this.clouds[number].radius(i);
+            return Math.max(across * 1e-6, 3 * radius);
+        }
+
         /// What differs from how the page begins, for the link.
         difference() {
             return {
