@@ -103,15 +103,17 @@ def page(cloud):
     return page_of(cloud)
 
 
-@pytest.mark.parametrize("matrix", [None, PARALLEL, IDENTITY], ids=["own", "parallel", "fitted"])
-def test_the_first_picture_is_that_of_ptc_view(browser, cloud, tmp_path, matrix):
+@pytest.mark.parametrize("matrix, scale", [(None, 1), (None, 0.05), (PARALLEL, 1), (IDENTITY, 1)],
+                         ids=["own", "dots", "parallel", "fitted"])
+def test_the_first_picture_is_that_of_ptc_view(browser, cloud, tmp_path, matrix, scale):
     path = tmp_path / "cloud.ptc"
     old, new = (struct.pack("<16f", *numbers) for numbers in (camera_of(cloud),
                                                               matrix or camera_of(cloud)))
     assert cloud.read_bytes().count(old) == 1
     path.write_bytes(cloud.read_bytes().replace(old, new))
-    browser.open(page_of(path))
-    expect_alike(browser.picture(), drawn(path, browser.canvas_size()))
+    browser.open(page_of(path, "--point-scale", scale))
+    reference = drawn(path, browser.canvas_size(), "--point-scale", scale)
+    expect_alike(browser.picture(), reference)
 
 
 @pytest.mark.parametrize("name", ["normal", "_occlusion", "_radiosity_g", "radius"])

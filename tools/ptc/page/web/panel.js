@@ -8,8 +8,8 @@ const Panel = (() => {
     const kSpeech = 4000;  // milliseconds that a remark stays
 
     function countsText({about}) {
-        return about.shown === about.points ? Numbers.count(about.points) + " points"
-            : `${Numbers.count(about.shown)} of ${Numbers.count(about.points)} points`;
+        const all = Numbers.count(about.points) + (about.points === 1 ? " point" : " points");
+        return about.shown === about.points ? all : `${Numbers.count(about.shown)} of ${all}`;
     }
 
     function fillHeader(clouds, page) {

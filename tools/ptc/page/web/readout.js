@@ -2,12 +2,15 @@
 "use strict";
 
 const Readout = (() => {
+    const kColumns = 4;  // of values
+
     const table = () => document.getElementById("readout");
 
     function row(name, values) {
         const line = document.createElement("tr"), head = document.createElement("th");
         head.scope = "row";
         head.textContent = name;
+        if (values.length === 0) head.colSpan = kColumns + 1;
         line.append(head, ...values.map((value) => {
             const cell = document.createElement("td");
             cell.textContent = value;
@@ -30,8 +33,8 @@ const Readout = (() => {
             const values = components.map((_, i) =>
                 Data.kHalves[cloud.plane(first + i)[point]] * scale[i]);
             // Long variables go on in further lines.
-            for (let i = 0; i < values.length; i += 4)
-                rows.push(row(i === 0 ? name : "", texts(values.slice(i, i + 4), 4)));
+            for (let i = 0; i < values.length; i += kColumns)
+                rows.push(row(i === 0 ? name : "", texts(values.slice(i, i + kColumns), 4)));
         }
         if (hasName) rows.unshift(row(about.name, []));
         table().tBodies[0].replaceChildren(...rows);
