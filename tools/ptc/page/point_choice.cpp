@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "tools/ptc/page/coarse_first.h"
@@ -144,7 +145,8 @@ std::vector<bool> PointChoice::ReduceToMost() {
 
 /// How far anything in the cell is from the point, as a share of the largest radius.
 float PointChoice::ReachOf(const Candidate& candidate, int bits) const {
-    return static_cast<float>(std::sqrt(PlaceInCell(candidate, bits).ToFarthestCorner()) * unit_);
+    const double reach = std::sqrt(PlaceInCell(candidate, bits).ToFarthestCorner()) * unit_;
+    return static_cast<float>(std::min<double>(reach, std::numeric_limits<float>::max()));
 }
 
 std::vector<ChosenPoint> PointChoice::Take() {
