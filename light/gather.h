@@ -58,8 +58,9 @@ private:
     };
     struct Cell {
         float fronts, backs;
-        float cast;  ///< filled by rays
-        float filled;
+        float cast;    ///< filled by rays
+        float filled;  ///< as far as hiding goes
+        float lit;     ///< as far as colours go
         float hidden;  ///< with the fall-off
         Vec3f colour;
     };

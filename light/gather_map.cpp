@@ -17,7 +17,24 @@ constexpr float kTurnsPerRadian = 0.15915494f;
 constexpr float kFar = std::numeric_limits<float>::infinity();
 
 /// What is drawn fills so much more than it should, because squares do not tile a surface.
-constexpr float kCoverage = 1.15f;
+constexpr float kCoverage = 1.0f;
+
+constexpr float kWide = 1.25f;
+
+/// A sum of parts that is nearly 1 is a closed surface with gaps between the squares: from `low` on
+/// sums are raised, so that `high` is full.
+struct Closing {
+    float low, high;
+
+    float Of(float filled) const {
+        const float slope = (1 - low) / (high - low);
+        return filled < low ? filled : std::min(1.0f, low + (filled - low) * slope);
+    }
+};
+constexpr Closing kHiding{0.6f, 0.9f};
+/// What is seen through a gap is mostly the black back of something, which is worse than an edge
+/// that is too wide.
+constexpr Closing kShining{0.5f, 0.85f};
 
 /// The angle of (x, y) in turns, 0 to 1.
 float TurnsOf(float x, float y) {
@@ -55,7 +72,7 @@ void Gather::AddSplat(const Seen& seen) {
     const Vec3f w = ToFrame(seen.at) * (1 / distance);
     if (!(w.z > 0)) return;
     const float along = std::sqrt(w.x * w.x + w.y * w.y);
-    const float half = 0.5f * std::sqrt(area) / distance;
+    const float half = kWide * 0.5f * std::sqrt(area) / distance;
     const float scale = 1 / map_.SineOfCone();
     Splat splat;
     splat.distance = distance;
@@ -201,7 +218,8 @@ void Gather::DrawRectangle(const Splat& splat, float hides) {
         if (ring.inner >= splat.outer) break;
         const float inner = std::max(ring.inner, splat.inner);
         const float outer = std::min(ring.outer, splat.outer);
-        const float share = (outer * outer - inner * inner) * ring.cells_per_area * kCoverage;
+        const float share =
+            (outer * outer - inner * inner) * ring.cells_per_area * (kCoverage / (kWide * kWide));
         const auto cells = static_cast<float>(ring.cells);
         const float begin = splat.begin * cells;
         const float end = splat.end * cells;
@@ -224,13 +242,14 @@ void Gather::DrawRectangle(const Splat& splat, float hides) {
 void Gather::Fill(Cell& cell, float front, float back, const Splat& splat, float hides) {
     cell.fronts += front;
     cell.backs += back;
-    const float filled = std::min(1.0f, cell.cast + std::max(cell.fronts, cell.backs));
-    const float more = filled - cell.filled;
-    if (!(more > 0)) return;
-    cell.filled = filled;
-    cell.hidden += more * hides;
+    const float filled = cell.cast + std::max(cell.fronts, cell.backs);
+    const float hidden = kHiding.Of(filled);
+    cell.hidden += (hidden - cell.filled) * hides;
+    cell.filled = hidden;
+    const float lit = kShining.Of(filled);
     const float shines = front >= back ? 1.0f : front / back;
-    cell.colour = cell.colour + splat.colour * (more * shines);
+    cell.colour = cell.colour + splat.colour * ((lit - cell.lit) * shines);
+    cell.lit = lit;
 }
 
 void Gather::Finish(PtcGathered* gathered) const {
