@@ -183,11 +183,11 @@ TEST_F(Subsurfaces, GroupsOfSeveralFilesAddUpToTheirPoints) {
     }
 }
 
-// Each spoilt point alone: what it must not add, or what it may.
+// Every twentieth point has a twin that must add nothing.
 TEST_F(Subsurfaces, PointsThatAreNotFiniteAreLeftOut) {
     const std::vector<LitPoint> sound = Ball(2000, 4);
     std::vector<LitPoint> spoilt = sound;
-    for (std::size_t i = 0; i < spoilt.size(); i += 20) {
+    for (std::size_t i = 0; i < sound.size(); i += 20) {
         LitPoint p = sound[i];
         const float odd[] = {kNaN, kInfinity, -kInfinity};
         const float value = odd[i / 20 % 3];
