@@ -49,6 +49,7 @@ void DipoleTable::Set(const PtcSubsurface& material) {
 
 /// `begin`: the bits of r^2 / z^2 + 1 where the step begins.
 DipoleTable::Step DipoleTable::Make(std::uint64_t begin, Formula formula) const {
+    /// Where r^2 is so many halves of the step behind its begin.
     const auto at = [&](std::uint64_t halves) {
         constexpr int kHalfStep = 51 - kBits;
         const double value = std::bit_cast<double>(begin + (halves << kHalfStep));

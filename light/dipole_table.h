@@ -57,7 +57,7 @@ private:
     };
 
     Colours Look(Table* table, double squared_distance, Formula formula);
-    Step Make(std::uint64_t bits, Formula formula) const;
+    Step Make(std::uint64_t begin, Formula formula) const;
     Colours Integral(const DiscFromPlace& disc);
 
     std::array<Dipole, 3> dipoles_;

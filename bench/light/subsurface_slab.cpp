@@ -145,7 +145,7 @@ void Measure(const Slab& slab, float solid_angle, Errors* errors) {
             const double error = 100 * (light[i] / truth - 1);
             of.least = std::min(of.least, error);
             of.most = std::max(of.most, error);
-            of.mean += error / static_cast<double>(light.size() / 3);
+            of.mean += 3 * error / static_cast<double>(light.size());
         }
     }
     const double count = static_cast<double>(places.size()) / 3;
@@ -167,6 +167,7 @@ double PlacesASecond(const Slab& slab, int threads) {
     const PtcSubsurface material = Material(0.05f);
     std::vector<double> seconds(static_cast<std::size_t>(threads));
     std::vector<std::jthread> crew;
+    crew.reserve(seconds.size());
     for (double& own : seconds)
         crew.emplace_back([&] {
             float light[3];
@@ -176,7 +177,7 @@ double PlacesASecond(const Slab& slab, int threads) {
             own = ProcessorSeconds() - begin;
         });
     crew.clear();  // joins
-    return threads * static_cast<double>(places.size() / 3) /
+    return threads * static_cast<double>(places.size()) / 3 /
            *std::max_element(seconds.begin(), seconds.end());
 }
 
@@ -198,11 +199,10 @@ int main() {
                         of[1][k].mean - of[0][k].mean, of[2][k].mean - of[0][k].mean);
     }
     const Slab slab(0.5f, kHalf);
-    std::vector<double> ratios;
     (void)PlacesASecond(slab, 2);
-    for (int round = 0; round < 5; ++round)
-        ratios.push_back(PlacesASecond(slab, 2) / PlacesASecond(slab, 1));
-    const Rate ratio = RateOf(ratios);
-    std::printf("two threads / one: %.2f (best %.2f)\n", ratio.median, ratio.best);
+    std::vector<double> ratios(5);
+    for (double& ratio : ratios) ratio = PlacesASecond(slab, 2) / PlacesASecond(slab, 1);
+    const Rate rate = RateOf(ratios);
+    std::printf("two threads / one: %.2f (best %.2f)\n", rate.median, rate.best);
     std::printf("one thread: %.0f places a second\n", PlacesASecond(slab, 1));
 }
