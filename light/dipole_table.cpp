@@ -38,11 +38,8 @@ void DipoleTable::Set(const PtcSubsurface& material) {
     for (std::size_t i = 0; i < 3; ++i)
         dipoles_[i] = Dipole(material.scattering[i], material.absorption[i], material.refraction);
     squared_depth_ = dipoles_[0].SquaredDepth();
-    squared_falloff_ = 0;
-    for (const Dipole& dipole : dipoles_) {
+    for (const Dipole& dipole : dipoles_)
         squared_depth_ = std::min(squared_depth_, dipole.SquaredDepth());
-        squared_falloff_ = std::max(squared_falloff_, dipole.Falloff() * dipole.Falloff());
-    }
     scale_ = 1 / squared_depth_;
     values_ = values;
 }
@@ -67,11 +64,22 @@ DipoleTable::Step DipoleTable::Make(std::uint64_t begin, Formula formula) const 
     return step;
 }
 
+/// The greatest s^2 of the colours of which a millionth or more gets from the disc to the place.
+double DipoleTable::SquaredFalloff(const DiscFromPlace& disc) const {
+    constexpr double kGone = 14;
+    const double way =
+        std::max(0.0, std::sqrt(disc.squared_distance) - std::sqrt(disc.squared_radius));
+    double falloff = 0;
+    for (const Dipole& dipole : dipoles_)
+        if (dipole.Falloff() * way < kGone) falloff = std::max(falloff, dipole.Falloff());
+    return falloff * falloff;
+}
+
 DipoleTable::Colours DipoleTable::Over(const DiscFromPlace& disc) {
     const double radius = disc.squared_radius;
     const double squared = disc.squared_distance;
     const double ratio = radius / (squared + squared_depth_);
-    const double exponent = radius * squared_falloff_;
+    const double exponent = radius * SquaredFalloff(disc);
     constexpr double kPoint = 0.01;
     if (ratio <= kPoint && exponent <= 4 * kPoint) return At(squared);
     constexpr double kFar = 0.15;

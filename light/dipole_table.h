@@ -58,13 +58,13 @@ private:
 
     Colours Look(Table* table, double squared_distance, Formula formula);
     Step Make(std::uint64_t begin, Formula formula) const;
+    double SquaredFalloff(const DiscFromPlace& disc) const;
     Colours Integral(const DiscFromPlace& disc);
 
     std::array<Dipole, 3> dipoles_;
     std::array<float, 7> values_{};  ///< of the material
     double squared_depth_ = 1;       ///< the least z_r^2
     double scale_ = 1;               ///< 1 / squared_depth_
-    double squared_falloff_ = 0;     ///< the greatest s^2
     Table at_, beyond_;
 };
 
