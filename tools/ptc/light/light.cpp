@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "ptc/statistics.h"
@@ -99,7 +100,12 @@ class EarlierBounces {
 public:
     EarlierBounces(const Options& options, const Kinds& kinds, const InputFile& onto,
                    const LightClouds& first)
-        : options_(options), kinds_(kinds), layout_(kinds), onto_(onto), clouds_(&first) {
+        : options_(options),
+          kinds_(kinds),
+          layout_(kinds),
+          onto_(onto),
+          area_channel_(first.AreaChannel()),
+          clouds_(&first) {
         for (int bounce = 1; bounce < options.bounces; ++bounce) Run(bounce == 1);
     }
 
@@ -123,7 +129,7 @@ private:
     void Run(bool is_first) {
         const auto source = convert::OpenCloudSource(onto_);
         auto next = std::make_unique<BounceCloud>(onto_.Name(), source->Header(), options_.albedo,
-                                                  clouds_->AreaChannel());
+                                                  area_channel_);
         const Kinds kinds = is_first ? kinds_ : Kinds{.indirect = true};
         const PlaceLight gathering(*clouds_, options_, kinds);
         PlaceBatch places;
@@ -157,6 +163,7 @@ private:
     const Kinds kinds_;
     const ValueLayout layout_;
     const InputFile& onto_;
+    const std::string area_channel_;
     const ValueFile sums_;
     const LightClouds* clouds_;
     std::unique_ptr<BounceCloud> last_;
@@ -213,8 +220,8 @@ void RunLight(const Options& options) {
     const LightClouds clouds(inputs, options.channels, options.threads,
                              LightClouds::Notes::kOfEachFile);
     const Kinds kinds = Choose(options, clouds, inputs[0].Name());
-    LitRecords lit(Connect(onto.Name(), kinds, &header.point_variables),
-                   source->Header().PointBytes(), header.PointBytes());
+    std::vector<Channel> channels = Connect(onto.Name(), kinds, &header.point_variables);
+    LitRecords lit(std::move(channels), source->Header().PointBytes(), header.PointBytes());
     OutputFile output(options.output);
     const auto sink = convert::MakeSink(
         output,
