@@ -16,17 +16,20 @@ namespace lighting {
 
 namespace {
 
-/// What a file has for light. False: nothing, or nothing that can be read as the file is.
+/// What a file has for light.
 struct FileLight {
     explicit FileLight(const std::string& path) {
         std::string why;
         const auto cloud = OpenCloud(path.c_str(), &why, {.is_quiet = true});
         if (!cloud) return;
+        is_cloud = true;
         data = FindLightData(cloud->node_variables);
+        // The library uses no octree of a file that it cannot read at any place.
         has_nodes = cloud->node_count > 0 && !cloud->input.IsText() && !cloud->input.IsCompressed();
     }
 
     std::optional<light_nodes::LightData> data;
+    bool is_cloud = false;
     bool has_nodes = false;
 };
 
@@ -69,7 +72,7 @@ std::string LightClouds::UsablePath(int file, const LightChannels& channels, int
     const InputFile& input = inputs_[file];
     const FileLight light(input.Path());
     if (light.has_nodes && light.data && IsOf(*light.data, channels)) return input.Path();
-    if (notes == Notes::kOfEachFile)
+    if (notes == Notes::kOfEachFile && light.is_cloud)
         Tell("ptc", input.Name() + ": is organized with light into a temporary file first" +
                         (light.has_nodes && light.data ? ", of other channels" : ""));
     Organise(file, channels, threads);
