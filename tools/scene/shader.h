@@ -36,16 +36,6 @@ public:
                    std::uint64_t seed) const;
 
 private:
-    /// A place that light falls on. Rays leave from `origin`, just off the surface.
-    struct Receiver {
-        Vec3f origin;
-        Vec3f normal;
-    };
-
-    /// The light that falls on the receiver from one point of the lamp, scaled as if the whole lamp
-    /// were there: the mean over evenly spread points is the light of the lamp.
-    Vec3f FromLamp(const Receiver& receiver, Vec3f point) const;
-
     const AreaLight& light_;
     const RayTracer& tracer_;
     const Quality quality_;
