@@ -15,7 +15,7 @@ ORGANISE = CLOUD | {"include/ptc/organise.h", "include/ptc/failure.h", "ptc/orga
 ACCESS = FILES | CACHE | ORGANISE | {"include", "ptc/access"}
 LOOKUP = ACCESS | {"ptc/lookup"}
 DRIVER = CLOUD | {"include/ptc/dspy.h", "driver"}
-PTC_TOOL = ACCESS | {"tools/common", "tools/ptc"}
+PTC_TOOL = ACCESS | {"tools/clouds", "tools/common", "tools/picture", "tools/ptc"}
 
 # What each room may include, itself among it: rooms, or single files. A file's room is the longest
 # name that its path begins with. What users include lies in include/ptc and is written "ptc/x.h".
@@ -38,6 +38,8 @@ MAY_INCLUDE = {
     "ptc/c": {"include", "ptc/access/last_failure.h", "ptc/c"},
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},
+    "tools/picture": UTIL | {"tools/common", "tools/picture"},
+    "tools/clouds": ACCESS | {"tools/clouds", "tools/common"},
     "tools/scene": UTIL | {"tools/common", "tools/scene"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "tools/scene", "include/ptc/dspy.h"},
     "tools/ptc": PTC_TOOL,

@@ -13,9 +13,9 @@
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
-#include "tools/ptc/srgb.h"
+#include "tools/picture/picture.h"
+#include "tools/picture/srgb.h"
 #include "tools/ptc/view/legend.h"
-#include "tools/ptc/view/picture.h"
 
 namespace view {
 

@@ -10,15 +10,15 @@
 #include <cstdio>
 #include <memory>
 
+#include "tools/clouds/foreign_file.h"
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
-#include "tools/ptc/foreign_file.h"
+#include "tools/picture/png_file.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/view/colouring.h"
 #include "tools/ptc/view/discs.h"
-#include "tools/ptc/view/png_file.h"
 #include "tools/ptc/view/value_sample.h"
 #include "util/io/open_file.h"
 
@@ -222,7 +222,7 @@ private:
 
     /// Light or black, whichever is easier to read on the background.
     Rgb Ink() const {
-        const Light light = Srgb().Decode(options_.background);
+        const LinearRgb light = Srgb().Decode(options_.background);
         constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
         const float luminance = 0.2126f * light.r + 0.7152f * light.g + 0.0722f * light.b;
         return luminance < kMiddleGrey ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};

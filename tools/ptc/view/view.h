@@ -11,8 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "tools/picture/picture.h"
 #include "tools/ptc/view/legend.h"
-#include "tools/ptc/view/picture.h"
 #include "tools/ptc/view/view_camera.h"
 
 namespace view {

@@ -4,13 +4,9 @@
 
 #include <cstdio>
 
-#include "tools/ptc/view/picture.h"
-
-namespace view {
+#include "tools/picture/picture.h"
 
 /// Writes `picture` as PNG, marked as sRGB, to `stream` and flushes that. The same picture gives
 /// the same bytes: neither time nor place is written.
 /// Throws Failure, which does not name the file.
 void WritePng(const Picture& picture, std::FILE* stream);
-
-}  // namespace view

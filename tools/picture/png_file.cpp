@@ -1,6 +1,6 @@
 // PNG files: writing through libpng's simplified interface, which needs no long jumps.
 
-#include "tools/ptc/view/png_file.h"
+#include "tools/picture/png_file.h"
 
 #include <png.h>
 
@@ -8,8 +8,6 @@
 #include <system_error>
 
 #include "tools/common/failure.h"
-
-namespace view {
 
 // The pixels are handed over as they lie in memory.
 static_assert(sizeof(Rgb) == 3);
@@ -30,5 +28,3 @@ void WritePng(const Picture& picture, std::FILE* stream) {
     // A full disk has a reason of the system's; libpng only knows that writing failed.
     throw Failure(errno ? std::generic_category().message(errno) : image.message);
 }
-
-}  // namespace view
