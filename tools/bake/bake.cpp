@@ -35,7 +35,8 @@ Samples ShadeGrid(const scene::Scene& scene, const scene::Shader& shader, std::u
     samples.reserve(micropolygons.size() * kSampleFloats);
     std::uint64_t seed = std::uint64_t{grid} << 32;
     for (const scene::Micropolygon& micropolygon : micropolygons)
-        AppendSample(micropolygon, shader.Evaluate(micropolygon, surface.GetMaterial(), seed++),
+        AppendSample(micropolygon,
+                     shader.Evaluate(micropolygon.Centre(), surface.GetMaterial(), seed++),
                      &samples);
     return samples;
 }

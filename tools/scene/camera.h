@@ -45,6 +45,9 @@ public:
     const Matrix& WorldToEye() const { return world_to_eye_; }
     const Matrix& WorldToNdc() const { return world_to_ndc_; }
 
+    /// The direction of unit length from the eye through a place of the raster.
+    Vec3f DirectionThrough(float x, float y) const;
+
     /// The rectangle that a disc facing the eye covers. Caller: the disc is in the room, and so in
     /// front of the eye.
     RasterBox Cover(Vec3f centre, float radius) const;

@@ -1,4 +1,4 @@
-// Shader: computes the light on a micropolygon, and its occlusion.
+// Shader: computes the light on a place of a surface, and its occlusion, with rays.
 //
 // Units      radiosity as the colour that an eye sees of a matt surface; occlusion from 0 to 1.
 // Errors     none.
@@ -14,7 +14,7 @@
 
 namespace scene {
 
-/// How much work goes into one micropolygon.
+/// How much work goes into one place.
 struct Quality {
     int rays;     ///< over the hemisphere, at least 1; half as many go to the lamp
     bool bounce;  ///< whether the surfaces that those rays meet send light
@@ -26,14 +26,26 @@ struct Shade {
     Vec3f reflected;  ///< the radiosity without a lamp's own glow
 };
 
+/// What the other surfaces do to a place.
+struct Surroundings {
+    Vec3f arriving;   ///< the light that they send
+    float occlusion;  ///< as in Shade
+};
+
+/// `seed`: a number of the place alone; it determines all its rays.
 class Shader {
 public:
     Shader(const Scene& scene, const RayTracer& tracer, const Quality& quality)
         : light_(scene.Light()), tracer_(tracer), quality_(quality) {}
 
-    /// `seed`: a number of this micropolygon alone; it determines all its rays.
-    Shade Evaluate(const Micropolygon& micropolygon, const Material& material,
-                   std::uint64_t seed) const;
+    Shade Evaluate(const SurfacePoint& place, const Material& material, std::uint64_t seed) const;
+
+    /// The light that falls on the place from the lamp, by `rays` shadow rays.
+    Vec3f FromLamp(const SurfacePoint& place, int rays, std::uint64_t seed) const;
+
+    /// The same from the other surfaces, by `rays` rays over the hemisphere. They send the lamp's
+    /// light after at most `bounces` reflections; at 0 only the occlusion is computed.
+    Surroundings Around(const SurfacePoint& place, int rays, int bounces, std::uint64_t seed) const;
 
 private:
     /// A place that light falls on. Rays leave from `origin`, just off the surface.
@@ -42,9 +54,19 @@ private:
         Vec3f normal;
     };
 
+    static Receiver ReceiverAt(const SurfacePoint& place);
+
+    /// The receiver where a ray from `from` has hit.
+    static Receiver ReceiverAt(Vec3f from, Vec3f direction, const RayTracer::Hit& hit);
+
     /// The light that falls on the receiver from one point of the lamp, scaled as if the whole lamp
     /// were there: the mean over evenly spread points is the light of the lamp.
     Vec3f FromLamp(const Receiver& receiver, Vec3f point) const;
+
+    /// The light that the surface at a receiver sends after at most `bounces` reflections, at least
+    /// one, by one ray for each: its error is one of many, which average out.
+    Vec3f SentFrom(const Receiver& there, const Material& material, int bounces,
+                   std::uint64_t seed) const;
 
     const AreaLight& light_;
     const RayTracer& tracer_;
