@@ -35,6 +35,7 @@ MAY_INCLUDE = {
     "ptc/organise": ORGANISE,
     "ptc/access": ACCESS,
     "ptc/lookup": LOOKUP,
+    "light": ACCESS | {"light"},
     "ptc/c": {"include", "ptc/access/last_failure.h", "ptc/c"},
     "driver": DRIVER,
     "tools/common": UTIL | {"tools/common"},

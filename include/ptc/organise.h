@@ -48,6 +48,14 @@ struct PtcOrganiseRequest {
 
     PtcProgress progress = nullptr;
     void* context = nullptr;  ///< for `progress`
+
+    /// Adds what light needs to the nodes: tree variables behind those of the points, which
+    /// docs/format.md describes. `light_color`: a variable of 3 floats; null: the first color, if
+    /// there is one; empty: none. `light_area`: a variable of 1 float, the area of each point;
+    /// null: a float `_area` or `area`, if there is one; empty: none, so that areas are pi r^2.
+    bool light = false;
+    const char* light_color = nullptr;
+    const char* light_area = nullptr;
 };
 
 struct PtcOrganiseSummary {

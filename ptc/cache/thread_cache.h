@@ -190,7 +190,7 @@ public:
 ///   index          the set      any thread: never changes afterwards
 ///   points, nodes  the owner    the owner
 ///   stats          the owner    any thread: counters are atomic and have one writer
-///   scratch        the owner    the owner
+///   scratches      the owner    the owner
 ///
 /// The owner changes under the set's registry lock.
 class PtcThreadCache : public TgUncopyable {
@@ -237,7 +237,9 @@ public:
 
     const std::uint32_t index;  ///< in the set's registry
     PtcCacheStats stats;
-    std::unique_ptr<PtcThreadScratch> scratch;  ///< null while a computation uses it, and at first
+    // Of lookups and of gathering light, each null while a computation uses it, and at first.
+    std::unique_ptr<PtcThreadScratch> scratch;
+    std::unique_ptr<PtcThreadScratch> light_scratch;
 
 private:
     static constexpr auto kPastCache = PtcThreadTable::AllHeld::kReadPastCache;

@@ -1,4 +1,4 @@
-// NodeSums: box and means of the points of a node, as they add up.
+// NodeSums: means of the points of a node, and what light needs of them, as they add up.
 //
 // Units      positions, radii and boxes in world space.
 // Errors     none.
@@ -12,43 +12,41 @@
 
 #pragma once
 
-#include <cmath>
+#include <algorithm>
 #include <cstring>
-#include <limits>
-#include <span>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/layout.h"
-#include "ptc/format/point_bounds.h"
-
-/// Finite: what lies beyond the range of floats comes to its end.
-inline float ClampToFinite(double value) {
-    constexpr double kMost = std::numeric_limits<float>::max();
-    return static_cast<float>(value > kMost ? kMost : value < -kMost ? -kMost : value);
-}
-
-inline bool IsFinite(float value) {
-    return value - value == 0;
-}
+#include "ptc/organise/finite_float.h"
+#include "ptc/organise/light_sums.h"
 
 class NodeSums {
 public:
-    explicit NodeSums(const CloudVariables& variables) {
+    /// `light`: nothing if the nodes have no data for it.
+    explicit NodeSums(const CloudVariables& variables, const std::optional<LightChoice>& light) {
         for (std::size_t i = 0; i < variables.names.size(); ++i)
             is_sum_.insert(is_sum_.end(), static_cast<std::size_t>(variables.sizes[i]),
                            variables.names[i].find("area") != std::string::npos);
+        if (light) light_.emplace(*light);
     }
 
-    std::size_t Floats() const { return is_sum_.size(); }
-    std::size_t Size() const { return kEach * Floats(); }
+    std::size_t Floats() const { return Means() + (light_ ? light_->Floats() : 0); }
+    std::size_t Size() const { return kEach * Means() + (light_ ? light_->Size() : 0); }
 
-    /// Adds a point to `sums`.
+    /// Sums of no point.
+    void Begin(double* sums) const {
+        std::fill_n(sums, kEach * Means(), 0.0);
+        if (light_) light_->Begin(sums + kEach * Means());
+    }
+
+    /// Adds a point with a finite position to `sums`. `radius`: as it counts.
     void AddPoint(const std::byte* record, float radius, double* sums) const {
         const double weight = static_cast<double>(radius) * radius;
         const std::byte* at = record + ptc_layout::kPointHeadBytes;
-        for (std::size_t i = 0; i < Floats(); ++i, at += sizeof(float), sums += kEach) {
+        for (std::size_t i = 0; i < Means(); ++i, at += sizeof(float), sums += kEach) {
             float value;
             std::memcpy(&value, at, sizeof value);
             const bool counts = IsFinite(value);
@@ -59,15 +57,28 @@ public:
             sums[kPlain] += counted;
             sums[kCount] += counts ? 1.0 : 0.0;
         }
+        if (light_) light_->AddPoint(record, radius, sums);
     }
 
     void AddNode(const double* child, double* sums) const {
-        for (std::size_t i = 0; i < Size(); ++i) sums[i] += child[i];
+        const std::size_t means = kEach * Means();
+        for (std::size_t i = 0; i < means; ++i) sums[i] += child[i];
+        if (light_) light_->AddNode(child + means, sums + means);
     }
 
-    /// Float `i` of the node's data.
+    /// Writes the node's data, Floats() of them, to `out`.
+    void Store(const double* sums, float* out) const {
+        for (std::size_t i = 0; i < Means(); ++i, sums += kEach) *out++ = Mean(sums, i);
+        if (light_) light_->Store(sums, out);
+    }
+
+private:
+    enum : std::size_t { kWeights, kWeighted, kPlain, kCount, kEach };
+
+    std::size_t Means() const { return is_sum_.size(); }
+
+    /// Float `i` of the means.
     float Mean(const double* sums, std::size_t i) const {
-        sums += kEach * i;
         double value = sums[kPlain];
         if (!is_sum_[i] && sums[kCount] > 0)
             value =
@@ -75,10 +86,8 @@ public:
         return ClampToFinite(value);
     }
 
-private:
-    enum : std::size_t { kWeights, kWeighted, kPlain, kCount, kEach };
-
-    std::vector<bool> is_sum_;  ///< for each float
+    std::vector<bool> is_sum_;  ///< for each float of a point
+    std::optional<LightSums> light_;
 };
 
 /// The radius as it counts.

@@ -41,7 +41,7 @@ NodeWriter::Node NodeWriter::Leaf(std::int64_t first, std::int64_t count, const 
 
 void NodeWriter::Group(std::span<Node> children, Node& parent) {
     parent.data.sums = TakeSums();
-    std::fill_n(parent.data.sums, sums_.Size(), 0.0);
+    sums_.Begin(parent.data.sums);
     for (Node& child : children) {
         parent.data.box.Include(child.data.box);
         sums_.AddNode(child.data.sums, parent.data.sums);
@@ -68,7 +68,10 @@ std::int64_t NodeWriter::Encode(Node& node) {
     out = Put(out, node.count);
     for (const float value : node.data.box.min) out = Put(out, ClampToFinite(value));
     for (const float value : node.data.box.max) out = Put(out, ClampToFinite(value));
-    for (std::size_t i = 0; i < sums_.Floats(); ++i) out = Put(out, sums_.Mean(node.data.sums, i));
+    sums_.Store(node.data.sums, data_.data());
+    const std::size_t data_bytes = sizeof(float) * data_.size();
+    if (data_bytes > 0) std::memcpy(out, data_.data(), data_bytes);
+    out += data_bytes;
     std::byte* const mask_at = out++;
     unsigned mask = 0;
     for (unsigned i = 0; i < 8; ++i) {

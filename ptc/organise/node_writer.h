@@ -27,7 +27,8 @@ class NodeWriter {
 public:
     using Node = OctreeNode<UnwrittenNode>;
 
-    NodeWriter(OrganisedFile& file, const NodeSums& sums) : file_(file), sums_(sums) {}
+    NodeWriter(OrganisedFile& file, const NodeSums& sums)
+        : file_(file), sums_(sums), data_(sums.Floats()) {}
 
     /// A leaf on its way to the stack, with a copy of `sums`.
     Node Leaf(std::int64_t first, std::int64_t count, const PositionBox& box, const double* sums);
@@ -54,6 +55,7 @@ private:
     const NodeSums& sums_;
     std::vector<std::unique_ptr<double[]>> owned_;
     std::vector<double*> free_;  ///< sums of nodes that were written
+    std::vector<float> data_;    ///< of the node that is encoded
     std::vector<std::byte> buffer_;
     std::size_t fill_ = 0;
     std::int64_t written_ = 0;

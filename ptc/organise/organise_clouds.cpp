@@ -16,6 +16,7 @@
 
 #include "ptc/organise/batch_sort.h"
 #include "ptc/organise/cloud_inputs.h"
+#include "ptc/organise/light_choice.h"
 #include "ptc/organise/organise_plan.h"
 #include "ptc/organise/organised_file.h"
 #include "ptc/organise/page_block.h"
@@ -49,15 +50,19 @@ public:
           progress_(progress),
           inputs_({request.inputs, static_cast<std::size_t>(request.input_count)}),
           record_(inputs_.RecordBytes()),
-          plan_({request.memory, request.threads, leaf_points_, request.drop_repeats},
+          light_(ChooseLight(request, inputs_.First().point_variables)),
+          plan_({request.memory, request.threads, leaf_points_, request.drop_repeats,
+                 light_.has_value()},
                 inputs_.First().point_variables.DataFloats()),
           crew_(plan_.threads, progress) {}
 
     PtcOrganiseSummary Run() {
         const std::int64_t points = inputs_.PointCount();
         RefuseTooMany(points, request_.output);
-        OrganisedFile file(inputs_.First(), request_.output, points);
-        TreeWriter tree(file, {leaf_points_, plan_.slice_points}, crew_);
+        CloudVariables node_variables = inputs_.First().point_variables;
+        if (light_) light_->AppendTo(&node_variables);
+        OrganisedFile file(inputs_.First(), node_variables, request_.output, points);
+        TreeWriter tree(file, {leaf_points_, plan_.slice_points}, light_, crew_);
         tree_ = &tree;
         if (points <= static_cast<std::int64_t>(plan_.batch_points)) {
             InMemory(points);
@@ -253,6 +258,7 @@ private:
     WorkProgress& progress_;
     CloudInputs inputs_;
     const std::size_t record_;
+    const std::optional<LightChoice> light_;
     const OrganisePlan plan_;
     WorkCrew crew_;
 
@@ -315,7 +321,7 @@ bool MergeClouds(const PtcMergeRequest& request, std::int64_t* points, OrganiseF
         CloudInputs inputs({request.inputs, static_cast<std::size_t>(request.input_count)});
         progress.Expect(inputs.PointCount());
         WholeFile whole;
-        const auto cloud = CreateLike(inputs.First(), request.output, false, whole);
+        const auto cloud = CreateLike(inputs.First(), {}, request.output, whole);
         const auto fail = [&](int error) {
             FailToOrganise(PtcFailureCode::kCannotWrite, request.output, "cannot be written",
                            error);

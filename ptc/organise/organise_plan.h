@@ -27,6 +27,7 @@ struct OrganisePlan {
         int threads;
         std::size_t leaf_points;
         bool drops_repeats;
+        bool has_light = false;
     };
 
     /// `data_floats`: of a point. The memory is never less than a few times what a leaf takes, and
@@ -43,7 +44,9 @@ struct OrganisePlan {
         slice_points = std::max<std::size_t>(slice / record, 1);
         // Nearly all leaves are at least a quarter full.
         const std::size_t leaves = 1 + 4 * slice_points / (3 + wish.leaf_points);
-        const std::size_t worker = slice + leaves * (kLeafBytes + kSumBytes * data_floats);
+        const std::size_t sums =
+            kSumBytes * data_floats + (wish.has_light ? kLightBytes : std::size_t{0});
+        const std::size_t worker = slice + leaves * (kLeafBytes + sums);
         threads = static_cast<int>(std::clamp<std::size_t>(
             memory / 8 / worker, 1,
             static_cast<std::size_t>(std::clamp(wish.threads, 1, kMostThreads))));
@@ -65,4 +68,5 @@ private:
     static constexpr int kMostThreads = 256;  // each has a slice, whether or not it can be started
     static constexpr std::size_t kLeafBytes = 64;
     static constexpr std::size_t kSumBytes = 32;  // of each float
+    static constexpr std::size_t kLightBytes = 400;
 };

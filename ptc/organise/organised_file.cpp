@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ptc/organise/node_sums.h"
+#include "ptc/organise/finite_float.h"
 #include "ptc/organise/organise_error.h"
 #include "ptc/organise/positioned_io.h"
 #include "util/io/open_file.h"
@@ -59,8 +59,9 @@ std::size_t ShiftNodes(std::span<std::byte> bytes, std::size_t data_floats, std:
 
 }  // namespace
 
-std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like, const std::string& name,
-                                        bool has_node_data, WholeFile& whole) {
+std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like,
+                                        const CloudVariables& node_variables,
+                                        const std::string& name, WholeFile& whole) {
     struct stat info;
     if (::stat(name.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
         FailToOrganise(PtcFailureCode::kCannotWrite, name, kCannotWrite, 0,
@@ -70,10 +71,11 @@ std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like, const std::str
         !file->Open(whole.Path().c_str(), kPlainWrite | kPlainTruncate | kPlainBinary))
         FailToOrganise(PtcFailureCode::kCannotWrite, name, kCannotWrite, errno);
 
-    const VariableTexts variables(like.point_variables);
+    const VariableTexts points(like.point_variables);
+    const VariableTexts nodes(node_variables);
     CloudDescription description;
-    description.point_variables = variables.List();
-    if (has_node_data) description.node_variables = variables.List();
+    description.point_variables = points.List();
+    description.node_variables = nodes.List();
     description.world_to_eye = like.world_to_eye.data();
     description.world_to_ndc = like.stored_world_to_ndc.data();
     std::copy(like.stored_format.begin(), like.stored_format.end(), description.format);
@@ -84,9 +86,11 @@ std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like, const std::str
     return cloud;
 }
 
-OrganisedFile::OrganisedFile(const StoredHeader& like, const std::string& name,
-                             std::int64_t most_points)
-    : name_(name), most_points_(most_points), cloud_(CreateLike(like, name, true, whole_)) {
+OrganisedFile::OrganisedFile(const StoredHeader& like, const CloudVariables& node_variables,
+                             const std::string& name, std::int64_t most_points)
+    : name_(name),
+      most_points_(most_points),
+      cloud_(CreateLike(like, node_variables, name, whole_)) {
     descriptor_ = OpenFile(whole_.Path().c_str(), O_RDWR);
     if (descriptor_ < 0) Fail(errno);
 }

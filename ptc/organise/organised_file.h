@@ -17,9 +17,10 @@
 #include "util/io/whole_file.h"
 
 /// Begins `whole`, and creates in it a binary cloud with the point variables, the matrices and the
-/// format of `like`. Throws OrganiseError.
-std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like, const std::string& name,
-                                        bool has_node_data, WholeFile& whole);
+/// format of `like`, and with these variables of nodes. Throws OrganiseError.
+std::unique_ptr<CloudWriter> CreateLike(const StoredHeader& like,
+                                        const CloudVariables& node_variables,
+                                        const std::string& name, WholeFile& whole);
 
 /// What is known when all is written.
 struct OrganisedTotals {
@@ -34,10 +35,11 @@ struct OrganisedTotals {
 class OrganisedFile : public TgUncopyable {
 public:
     /// `most_points`: the nodes begin where these would end, until Finish() moves them.
-    OrganisedFile(const StoredHeader& like, const std::string& name, std::int64_t most_points);
+    OrganisedFile(const StoredHeader& like, const CloudVariables& node_variables,
+                  const std::string& name, std::int64_t most_points);
     ~OrganisedFile();
 
-    const CloudVariables& Variables() const { return cloud_->point_variables; }
+    const CloudVariables& PointVariables() const { return cloud_->point_variables; }
     std::int64_t NodeStart() const { return PointOffset(most_points_); }
 
     void WritePoints(std::int64_t first, std::span<const std::byte> records);

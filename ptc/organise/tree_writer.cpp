@@ -31,12 +31,13 @@ private:
 
 }  // namespace
 
-TreeWriter::TreeWriter(OrganisedFile& file, Limits limits, WorkCrew& crew)
+TreeWriter::TreeWriter(OrganisedFile& file, Limits limits, const std::optional<LightChoice>& light,
+                       WorkCrew& crew)
     : file_(file),
       limits_(limits),
       crew_(crew),
-      record_bytes_(ptc_layout::PointBytes(file.Variables().DataFloats())),
-      sums_(file.Variables()),
+      record_bytes_(ptc_layout::PointBytes(file.PointVariables().DataFloats())),
+      sums_(file.PointVariables(), light),
       nodes_(file, sums_),
       stack_(nodes_),
       slices_(crew.Threads()) {
@@ -87,6 +88,7 @@ void TreeWriter::WriteSlice(const BatchRoom& batch, const LeafCutter& cutter, st
         const std::size_t leaf_end = cutter.EndOf(at);
         slice.sums.resize(slice.sums.size() + sums_.Size());
         double* const sums = slice.sums.data() + slice.sums.size() - sums_.Size();
+        sums_.Begin(sums);
         Leaf leaf;
         leaf.first = points_ + static_cast<std::int64_t>(at);
         leaf.count = static_cast<std::int64_t>(leaf_end - at);

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -34,7 +35,9 @@ public:
         kEnd,       ///< only points without a place
     };
 
-    TreeWriter(OrganisedFile& file, Limits limits, WorkCrew& crew);
+    /// `light`: nothing if the nodes have no data for it.
+    TreeWriter(OrganisedFile& file, Limits limits, const std::optional<LightChoice>& light,
+               WorkCrew& crew);
 
     /// Takes `batch`, the first `finite` of whose points have places; only with kEnd there may be
     /// others. Returns how many of the finite it took: the rest must begin the next batch.

@@ -21,7 +21,7 @@
 
 #include <array>
 
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace scene {
 

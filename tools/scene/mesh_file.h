@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace scene {
 

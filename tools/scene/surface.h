@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace scene {
 

@@ -9,7 +9,7 @@
 #include <array>
 #include <vector>
 
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace scene {
 

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "tests/tools/run_tool.h"
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 /// A sample as the driver gets it.
 struct Sample {

@@ -16,10 +16,10 @@
 #include "tools/common/parts.h"
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
-#include "tools/common/vec3.h"
 #include "tools/ptc/lookup/parallel_lookup.h"
 #include "tools/ptc/lookup/places.h"
 #include "tools/ptc/lookup/query_answers.h"
+#include "util/math/vec3.h"
 
 namespace {
 

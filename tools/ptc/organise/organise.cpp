@@ -10,10 +10,14 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "ptc/cloud/reader.h"
+#include "ptc/format/light_nodes.h"
 #include "tools/clouds/library_files.h"
+#include "tools/common/failure.h"
 #include "tools/common/option_values.h"
 #include "tools/common/thread_option.h"
 #include "tools/ptc/byte_size.h"
@@ -25,6 +29,8 @@
 
 namespace {
 
+using light_nodes::LightData;
+
 struct OrganiseOptions {
     std::vector<std::string> inputs;
     std::string output;
@@ -32,10 +38,22 @@ struct OrganiseOptions {
     bool drop_repeats = false;
     std::int64_t memory = PtcOrganiseRequest{}.memory;
     int threads = 1;
+    bool light = false;
+    std::optional<std::string> light_color;
+    std::optional<std::string> light_area;
 };
 
+/// Which channels the data for light are made of.
+std::string LightText(const LightData& light) {
+    return fmt::format("light has {}, and areas of {}",
+                       light.has_power ? "the color " + Printable(light.power_channel)
+                                       : "no color, so the nodes have no lightpower",
+                       light.area_channel.empty() ? "the radii" : Printable(light.area_channel));
+}
+
 /// A line for each of the summary's facts, behind the name of the output.
-std::string Report(const std::string& name, const PtcOrganiseSummary& summary, double seconds) {
+std::string Report(const std::string& name, const PtcOrganiseSummary& summary,
+                   const std::optional<LightData>& light, double seconds) {
     std::string lines;
     const auto say = [&](const std::string& what) {
         lines += fmt::format("{}: {}\n", Printable(name), what);
@@ -46,8 +64,17 @@ std::string Report(const std::string& name, const PtcOrganiseSummary& summary, d
         say(fmt::format("{} points are last and in no node, their positions are not finite",
                         summary.not_finite));
     if (summary.repeats > 0) say(fmt::format("{} repeats are left out", summary.repeats));
+    if (light) say(LightText(*light));
     say(fmt::format("{:.2f} s, {} bytes in temporary files", seconds, summary.bytes_in_parts));
     return lines;
+}
+
+/// What the file that was written has for light.
+std::optional<LightData> LightOf(const std::string& path) {
+    std::string why;
+    const auto cloud = OpenCloud(path.c_str(), &why, {.is_quiet = true});
+    if (!cloud) throw Failure(path + ": " + why);
+    return FindLightData(cloud->node_variables);
 }
 
 int Organise(const OrganiseOptions& options) {
@@ -61,6 +88,9 @@ int Organise(const OrganiseOptions& options) {
     request.drop_repeats = options.drop_repeats;
     request.memory = options.memory;
     request.threads = options.threads;
+    request.light = options.light;
+    if (options.light_color) request.light_color = options.light_color->c_str();
+    if (options.light_area) request.light_area = options.light_area->c_str();
 
     const auto begin = std::chrono::steady_clock::now();
     PtcOrganiseSummary summary{};
@@ -71,8 +101,10 @@ int Organise(const OrganiseOptions& options) {
         if (!PtcOrganise(request, &summary)) output.Fail(inputs);
     }
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    std::optional<LightData> light;
+    if (options.light) light = LightOf(output.Path());
     output.Commit();
-    TellReport(Report(output.Name(), summary, time.count()), output.IsStandardOutput());
+    TellReport(Report(output.Name(), summary, light, time.count()), output.IsStandardOutput());
     return 0;
 }
 
@@ -93,6 +125,18 @@ void AddOrganise(CLI::App& app, int* status) {
         ->type_name("N");
     command->add_flag("--drop-repeats", options->drop_repeats,
                       "leave out points that repeat another one byte for byte");
+    CLI::Option* const light = command->add_flag(
+        "--light", options->light, "give the nodes the data that gathering light reads");
+    command
+        ->add_option("--color", options->light_color,
+                     "the color that light has (the first color); '' for none")
+        ->type_name("NAME")
+        ->needs(light);
+    command
+        ->add_option("--area", options->light_area,
+                     "the area of each point (_area or area, else pi r^2); '' for pi r^2")
+        ->type_name("NAME")
+        ->needs(light);
     command
         ->add_option_function<std::string>(
             "--memory",

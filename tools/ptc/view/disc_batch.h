@@ -15,9 +15,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tools/common/vec3.h"
 #include "tools/ptc/view/raster_disc.h"
 #include "tools/ptc/view/view_camera.h"
+#include "util/math/vec3.h"
 
 namespace view {
 

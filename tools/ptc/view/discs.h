@@ -20,13 +20,13 @@
 #include <functional>
 #include <vector>
 
-#include "tools/common/vec3.h"
 #include "tools/picture/picture.h"
 #include "tools/picture/srgb.h"
 #include "tools/ptc/view/disc_batch.h"
 #include "tools/ptc/view/raster_disc.h"
 #include "tools/ptc/view/sample_lanes.h"
 #include "tools/ptc/view/view_camera.h"
+#include "util/math/vec3.h"
 
 namespace view {
 

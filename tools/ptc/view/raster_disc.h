@@ -7,8 +7,8 @@
 
 #pragma once
 
-#include "tools/common/vec3.h"
 #include "tools/ptc/view/view_camera.h"
+#include "util/math/vec3.h"
 
 namespace view {
 

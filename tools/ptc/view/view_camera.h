@@ -22,7 +22,7 @@
 #include <optional>
 #include <span>
 
-#include "tools/common/vec3.h"
+#include "util/math/vec3.h"
 
 namespace view {
 
