@@ -7,6 +7,7 @@
 
 #include "light/gather.h"
 #include "light/light_state.h"
+#include "light/subsurface.h"
 #include "util/stats/hres_clock.h"
 
 namespace {
@@ -50,6 +51,7 @@ bool IsSound(const PtcGathering& settings) {
 /// What a thread keeps from one place to the next.
 struct LightScratch final : PtcThreadScratch {
     Gather gather;
+    Subsurface subsurface;
 };
 
 /// The calling thread's cache and scratch memory, for the duration of a call. A message's handler
@@ -160,4 +162,18 @@ bool PtcLight::Occlusion(const PtcPlace& place, const PtcGathering& settings, fl
     *occlusion = gathered.occlusion;
     if (open) std::copy_n(gathered.open, 3, open);
     return done;
+}
+
+bool PtcLight::Subsurface(const PtcPlace& place, const PtcSubsurface& material,
+                          float* light) const noexcept {
+    if (!light) return Refuse("no place for the light");
+    std::fill_n(light, 3, 0.0f);
+    if (!place.position || !IsFinite(place.position))
+        return Refuse("the position is not there or not finite");
+    if (const char* const why = WhyUnsound(material)) return Refuse(why);
+    return InThread(state_ ? &state_->life : nullptr, &PtcCacheStats::subsurface_time,
+                    [&](LightThread& thread) {
+                        return thread.Scratch().subsurface.Run(state_->files, &thread.cache,
+                                                               place.position, material, light);
+                    });
 }

@@ -40,9 +40,14 @@
 // where A = S / (S + K) of the reduced scattering S and the absorption K, s = sqrt(3 K (K + S)),
 // z_r = 1 / (K + S), z_v = z_r (1 + 4/3 b), d = sqrt(r^2 + z^2), b = (1 + f) / (1 - f),
 // f = -1.440 / e^2 + 0.710 / e + 0.668 + 0.0636 e, and e is the index of refraction: a source below
-// the surface and its mirror image above. The colour is that of the light that enters: irradiance
-// over pi, times what the surface lets through. The sum over an evenly lit half-space is
+// the surface and its mirror image above. f is the part of diffuse light that the surface reflects
+// back into the material, a fit that holds for an e from above 1 to 3; where e is 1 nothing is
+// reflected, and b is 1. The colour is that of the light that enters: irradiance over pi, times
+// what the surface lets through. The sum over an evenly lit half-space is
 // A/2 * (1 + e^(-4/3 b s z_r)) * e^(-s z_r) times the colour.
+//
+// Points that are near or large count as the mean of R over their discs, of the area a. So
+// neighbours may be as far from each other as z_r; at 4 z_r the sum is off by up to 7 %.
 //
 // Source: H. W. Jensen, S. R. Marschner, M. Levoy, P. Hanrahan, "A practical model for subsurface
 // light transport", 2001; many places at once as groups: H. W. Jensen, J. Buhler, "A rapid
@@ -110,18 +115,20 @@ struct PtcGathered {
     float indirect[3] = {};
 };
 
-/// A material that light passes through, for red, green and blue.
+/// A material that light passes through, for red, green and blue. Each is scattered or absorbed.
 struct PtcSubsurface {
-    float scattering[3] = {2.55f, 3.21f, 3.77f};       ///< reduced, per unit of length; above 0
+    float scattering[3] = {2.55f, 3.21f, 3.77f};       ///< reduced, per unit of length; 0 or more
     float absorption[3] = {0.0011f, 0.0024f, 0.014f};  ///< per unit of length; 0 or more
-    float refraction = 1.3f;                           ///< index, 1 to 4
+    float refraction = 1.3f;                           ///< index, 1 to 3
     /// Points count as a group that is seen under at most so many steradians from the place.
     float solid_angle = 0.05f;  ///< 0.001 to 2
 };
 
-/// The material of which an evenly lit, thick slab has the colour `albedo` (0 to below 1 each), and
-/// in which light travels `mean_free_path` (above 0, each) between two events. False: a value is
-/// out of range.
+/// Sets the material of which an evenly lit, thick slab has the colour `albedo` (0 to below 1
+/// each): the colour that enters it times the albedo leaves it. `mean_free_path` (above 0, each) is
+/// the reduced one, 1 / (scattering + absorption): how far light gets before it has lost its
+/// direction or is absorbed. The solid angle stays. False: a value is out of range, and nothing is
+/// set.
 PTC_API bool PtcSubsurfaceOf(const float albedo[3], const float mean_free_path[3], float refraction,
                              PtcSubsurface* material) noexcept;
 
