@@ -70,6 +70,16 @@ struct LightData {
 
 }  // namespace light_nodes
 
+/// Gives the channel `from` the name `to` where the data for light are made of it.
+inline void RenameLightChannel(std::string_view from, std::string_view to,
+                               CloudVariables* tree_variables) {
+    for (const std::string_view variable : {light_nodes::kArea.name, light_nodes::kPower.name}) {
+        const std::string begin = std::string(variable) + ':';
+        for (std::string& name : tree_variables->names)
+            if (name == begin + std::string(from)) name = begin + std::string(to);
+    }
+}
+
 /// The data for light among `tree_variables`; nothing if they are not all there, in their order.
 /// Point variables may have the same names: the ones for light are the last.
 inline std::optional<light_nodes::LightData> FindLightData(const CloudVariables& tree_variables) {

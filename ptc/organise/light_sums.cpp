@@ -26,10 +26,11 @@ struct FloatsAt {
     float value[kFloats];
 };
 
-/// The nearest float that is not above, or not below, if it lies within the range of floats.
+/// The nearest finite float that is not above, if there is one; and so for not below.
 float RoundDown(double value) {
+    constexpr float kLeast = std::numeric_limits<float>::lowest();
     const float rounded = ClampToFinite(value);
-    return static_cast<double>(rounded) > value ? std::nextafter(rounded, -HUGE_VALF) : rounded;
+    return static_cast<double>(rounded) > value ? std::nextafter(rounded, kLeast) : rounded;
 }
 float RoundUp(double value) {
     return -RoundDown(-value);
@@ -38,10 +39,7 @@ float RoundUp(double value) {
 }  // namespace
 
 LightSums::LightSums(const LightChoice& choice)
-    : normals_(Normals()),
-      area_at_(PlaceOf(choice.area)),
-      color_at_(PlaceOf(choice.color)),
-      floats_(choice.color ? light_nodes::kMostFloats : kPowerAt) {}
+    : normals_(Normals()), area_at_(PlaceOf(choice.area)), color_at_(PlaceOf(choice.color)) {}
 
 void LightSums::Begin(double* sums) const {
     std::fill_n(sums + kLow, 3, kFar);

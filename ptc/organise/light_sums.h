@@ -21,11 +21,28 @@
 #include "ptc/organise/light_choice.h"
 
 class LightSums {
+    // Minimum and maximum of the box come first; the rest adds up.
+    enum : std::size_t {
+        kLow = 0,
+        kHigh = 3,
+        kArea = 6,
+        kWeighted = 7,  ///< positions times areas
+        kPlain = 10,    ///< positions
+        kCount = 13,
+        kNormal = 14,
+        kMatrix = 17,
+        kPower = 23,  ///< only with a color
+    };
+
 public:
+    static constexpr std::size_t kMostSize = kPower + light_nodes::kPowerFloats;
+
     explicit LightSums(const LightChoice& choice);
 
-    std::size_t Floats() const { return floats_; }  ///< of a node's data
-    std::size_t Size() const { return kPower + floats_ - kPowerAt; }
+    std::size_t Floats() const {  ///< of a node's data
+        return light_nodes::kMostFloats - (color_at_ ? 0 : light_nodes::kPowerFloats);
+    }
+    std::size_t Size() const { return color_at_ ? kMostSize : std::size_t{kPower}; }
 
     /// Sums of no point.
     void Begin(double* sums) const;
@@ -38,22 +55,7 @@ public:
     void Store(const double* sums, float* out) const;
 
 private:
-    // Minimum and maximum of the box come first; the rest adds up.
-    enum : std::size_t {
-        kLow = 0,
-        kHigh = 3,
-        kArea = 6,
-        kWeighted = 7,  ///< positions times areas
-        kPlain = 10,    ///< positions
-        kCount = 13,
-        kNormal = 14,
-        kMatrix = 17,
-        kPower = 23,
-    };
-    static constexpr std::size_t kPowerAt = light_nodes::kMostFloats - light_nodes::kPowerFloats;
-
     const NormalDecoder& normals_;
     const std::optional<std::size_t> area_at_;   ///< in a record
     const std::optional<std::size_t> color_at_;  ///< likewise
-    const std::size_t floats_;
 };

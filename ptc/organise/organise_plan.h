@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "ptc/format/layout.h"
+#include "ptc/organise/light_sums.h"
 #include "ptc/organise/point_order.h"
 
 struct OrganisePlan {
@@ -68,5 +69,5 @@ private:
     static constexpr int kMostThreads = 256;  // each has a slice, whether or not it can be started
     static constexpr std::size_t kLeafBytes = 64;
     static constexpr std::size_t kSumBytes = 32;  // of each float
-    static constexpr std::size_t kLightBytes = 400;
+    static constexpr std::size_t kLightBytes = sizeof(double) * LightSums::kMostSize;
 };

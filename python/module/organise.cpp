@@ -2,7 +2,9 @@
 
 #include "ptc/organise.h"
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "python/module/failure.h"
@@ -31,8 +33,18 @@ void Do(const py::object& progress, Work work) {
     if (!is_done) Raise(why);
 }
 
+/// A request with the texts that it points to.
+struct Plan {
+    PtcOrganiseRequest request;
+    std::optional<std::string> light_color;
+    std::optional<std::string> light_area;
+};
+
 py::tuple Organise(const std::vector<std::string>& inputs, const std::string& output,
-                   PtcOrganiseRequest request, const py::object& progress) {
+                   const Plan& plan, const py::object& progress) {
+    PtcOrganiseRequest request = plan.request;
+    if (plan.light_color) request.light_color = plan.light_color->c_str();
+    if (plan.light_area) request.light_area = plan.light_area->c_str();
     const std::vector<const char*> names = Pointers(inputs);
     request.inputs = names.data();
     request.input_count = static_cast<int>(names.size());
@@ -66,15 +78,21 @@ std::int64_t Merge(const std::vector<std::string>& inputs, const std::string& ou
 }  // namespace
 
 void BindOrganise(py::module_& module) {
-    py::class_<PtcOrganiseRequest>(module, "Plan", py::module_local())
+    py::class_<Plan>(module, "Plan", py::module_local())
         .def(py::init([](int leaf_points, bool drop_repeats, std::int64_t memory, int threads) {
-            PtcOrganiseRequest plan;
-            plan.leaf_points = leaf_points;
-            plan.drop_repeats = drop_repeats;
-            plan.memory = memory;
-            plan.threads = threads;
+            Plan plan;
+            plan.request.leaf_points = leaf_points;
+            plan.request.drop_repeats = drop_repeats;
+            plan.request.memory = memory;
+            plan.request.threads = threads;
             return plan;
-        }));
+        }))
+        .def("add_light",
+             [](Plan& plan, std::optional<std::string> color, std::optional<std::string> area) {
+                 plan.request.light = true;
+                 plan.light_color = std::move(color);
+                 plan.light_area = std::move(area);
+             });
     module.def("organise", &Organise);
     module.def("merge", &Merge);
 }

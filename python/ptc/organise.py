@@ -1,9 +1,9 @@
 """Organising clouds: into one with an octree, out of core; and merging, without one."""
 
-from typing import NamedTuple, Sequence, Union
+from typing import NamedTuple, Optional, Sequence, Union
 
 from ptc import _ptc
-from ptc._names import PathLike, encode_path, encode_paths
+from ptc._names import PathLike, encode_path, encode_paths, encode_text
 from ptc.progress import Progress, reporting
 
 Inputs = Union[PathLike, Sequence[PathLike]]
@@ -40,6 +40,9 @@ def organize(
     drop_repeats: bool = False,
     memory: int = 1 << 30,
     threads: int = 0,
+    light: bool = False,
+    light_color: Optional[str] = None,
+    light_area: Optional[str] = None,
     progress: Progress = None,
 ) -> OrganizeSummary:
     """Writes the points of `inputs` as one binary file with an octree, which lookups need.
@@ -49,13 +52,22 @@ def organize(
     `leaf_points`: the most points in a leaf; 0: 128. `drop_repeats`: of points with the same bytes
     only the first is kept. `memory`: bytes that the call may take; larger clouds go through unnamed
     files in TMPDIR. `threads`: 0 for all processors. Neither changes the result.
+    `light`: gives the nodes the data that gathering light reads. `light_color`: a variable of three
+    floats; None: the first color, if there is one; "": none. `light_area`: the area of each point, a
+    variable of one float; None: `_area` or `area`, if there is one; "": areas are those of the radii.
     """
     if memory < 1:
         raise ValueError(f"memory is {memory} bytes")
     if leaf_points < 0 or threads < 0:
         raise ValueError("leaf_points and threads are 0 or more")
+    if not light and (light_color is not None or light_area is not None):
+        raise ValueError("light_color and light_area need light=True")
     names = encode_paths(inputs, "inputs")
     plan = _ptc.Plan(leaf_points, drop_repeats, memory, threads)
+    if light:
+        color = None if light_color is None else encode_text(light_color)
+        area = None if light_area is None else encode_text(light_area)
+        plan.add_light(color, area)
     with reporting(progress, "organizing") as report:
         summary = _ptc.organise(names, encode_path(output), plan, report)
     return OrganizeSummary(*summary)

@@ -166,6 +166,14 @@ def test_organizing_and_merging(files, arrays, tmp_path):
     order = np.lexsort(cloud.position.T), np.lexsort(arrays.position.T)
     assert_array_equal(cloud.position[order[0]], arrays.position[order[1]])
     assert_array_equal(cloud["_area"][order[0]], arrays.variables["float _area"][order[1]])
+    ptc.organize(both, tmp_path / "light.ptc", light=True, light_area="")
+    names = list(ptc.open(tmp_path / "light.ptc").node_variables)
+    assert names[len(cloud.variables) :] == [
+        "lightbox", "lightcentre", "lightnormal", "lightarea", "lightpower:_radiosity"]  # fmt: skip
+    with pytest.raises(ValueError, match="no variable \"glo\""):
+        ptc.organize(both, both, light=True, light_color="glo")
+    with pytest.raises(ValueError, match="need light=True"):
+        ptc.organize(both, both, light_area="_area")
     with pytest.raises(ValueError, match="no inputs"):
         ptc.organize([], both)
     with pytest.raises(ZeroDivisionError):

@@ -7,11 +7,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "ptc/cloud/node_walk.h"
+#include "ptc/cloud/raw_points.h"
+#include "ptc/cloud/reader.h"
 #include "ptc/cloud/writer.h"
 #include "ptc/organise.h"
 #include "ptc/organise/organise_clouds.h"
@@ -111,6 +115,9 @@ struct Request {
     bool drop_repeats = false;
     std::int64_t memory = std::int64_t{1} << 30;
     int threads = 1;
+    bool light = false;
+    const char* light_color = nullptr;
+    const char* light_area = nullptr;
 };
 
 /// Empty, or why it failed.
@@ -125,6 +132,9 @@ inline std::string Organise(const Request& wanted, PtcOrganiseSummary* summary =
     request.drop_repeats = wanted.drop_repeats;
     request.memory = wanted.memory;
     request.threads = wanted.threads;
+    request.light = wanted.light;
+    request.light_color = wanted.light_color;
+    request.light_area = wanted.light_area;
     OrganiseFailure failure;
     if (OrganiseClouds(request, summary, &failure)) return {};
     return failure.file + ": " + failure.what + ": " + failure.reason;
@@ -147,6 +157,62 @@ inline std::vector<Record> RecordsOf(std::span<const Point> points) {
     for (const Point& point : points)
         records.emplace_back(reinterpret_cast<const char*>(&point), sizeof point);
     return records;
+}
+
+/// What a file holds, with the plainest reader.
+struct Organised {
+    StoredHeader header;
+    std::vector<Record> records;
+    std::vector<NodeRecord> nodes;  ///< as the walk comes to them
+    std::vector<std::vector<float>> data;
+    std::vector<int> depths;
+    std::vector<std::int64_t> ends;  ///< of the records
+    std::vector<std::int64_t> offsets;
+};
+
+class Faults final : public NodeListener {
+public:
+    void Hear(const NodeFinding& finding) override {
+        ADD_FAILURE() << "node fault " << static_cast<int>(finding.fault) << " at "
+                      << finding.offset;
+    }
+};
+
+inline Organised ReadOrganised(const std::string& name) {
+    Organised read;
+    std::string why;
+    const auto cloud = OpenCloud(name.c_str(), &why);
+    if (!cloud) {
+        ADD_FAILURE() << why;
+        return read;
+    }
+    read.header = *cloud;
+    EXPECT_FALSE(cloud->input.IsText());
+    EXPECT_EQ(cloud->stored_format, (std::array<float, 3>{320, 200, 2}));
+    std::string bytes(static_cast<std::size_t>(cloud->point_count) * kRecord, ' ');
+    std::size_t got = 0;
+    EXPECT_FALSE(Failed(ReadPointRecords(*cloud, std::as_writable_bytes(std::span(bytes)), &got)));
+    for (std::size_t at = 0; at < bytes.size(); at += kRecord)
+        read.records.push_back(bytes.substr(at, kRecord));
+
+    Faults faults;
+    const std::int64_t begin = cloud->data_start + static_cast<std::int64_t>(bytes.size());
+    NodeWalk walk(*cloud, begin, 48, faults);
+    NodeVisit visit;
+    while (cloud->node_count > 0 && walk.Next(&visit)) {
+        read.nodes.push_back(*visit.node);
+        read.data.emplace_back(visit.data.begin(), visit.data.end());
+        read.depths.push_back(visit.depth);
+        read.offsets.push_back(visit.offset);
+        read.ends.push_back(visit.end);
+    }
+    EXPECT_EQ(read.nodes.size(), static_cast<std::size_t>(cloud->node_count));
+    const auto last = std::max_element(read.ends.begin(), read.ends.end());
+    if (last != read.ends.end()) {
+        EXPECT_EQ(*last, static_cast<std::int64_t>(std::filesystem::file_size(name)));
+        EXPECT_EQ(last - read.ends.begin(), 0) << "the root is not the last record";
+    }
+    return read;
 }
 
 }  // namespace organise_fixture

@@ -13,9 +13,6 @@
 #include <random>
 #include <set>
 
-#include "ptc/cloud/node_walk.h"
-#include "ptc/cloud/raw_points.h"
-#include "ptc/cloud/reader.h"
 #include "ptc/organise/octree_nodes.h"
 #include "ptc/organise/organise_clouds.h"
 #include "ptc/organise/point_order.h"
@@ -28,62 +25,6 @@
 namespace {
 
 using namespace organise_fixture;
-
-/// What a file holds, with the plainest reader.
-struct Organised {
-    std::vector<Record> records;
-    std::vector<NodeRecord> nodes;  ///< as the walk comes to them
-    std::vector<std::vector<float>> data;
-    std::vector<int> depths;
-    std::vector<std::int64_t> ends;  ///< of the records
-    std::vector<std::int64_t> offsets;
-};
-
-class Faults final : public NodeListener {
-public:
-    void Hear(const NodeFinding& finding) override {
-        ADD_FAILURE() << "node fault " << static_cast<int>(finding.fault) << " at "
-                      << finding.offset;
-    }
-};
-
-Organised ReadOrganised(const std::string& name) {
-    Organised read;
-    std::string why;
-    const auto cloud = OpenCloud(name.c_str(), &why);
-    if (!cloud) {
-        ADD_FAILURE() << why;
-        return read;
-    }
-    EXPECT_FALSE(cloud->input.IsText());
-    EXPECT_EQ(cloud->stored_format, (std::array<float, 3>{320, 200, 2}));
-    EXPECT_EQ(cloud->node_variables.names, cloud->point_variables.names);
-    EXPECT_EQ(cloud->node_variables.types, cloud->point_variables.types);
-    std::string bytes(static_cast<std::size_t>(cloud->point_count) * kRecord, ' ');
-    std::size_t got = 0;
-    EXPECT_FALSE(Failed(ReadPointRecords(*cloud, std::as_writable_bytes(std::span(bytes)), &got)));
-    for (std::size_t at = 0; at < bytes.size(); at += kRecord)
-        read.records.push_back(bytes.substr(at, kRecord));
-
-    Faults faults;
-    const std::int64_t begin = cloud->data_start + static_cast<std::int64_t>(bytes.size());
-    NodeWalk walk(*cloud, begin, 48, faults);
-    NodeVisit visit;
-    while (cloud->node_count > 0 && walk.Next(&visit)) {
-        read.nodes.push_back(*visit.node);
-        read.data.emplace_back(visit.data.begin(), visit.data.end());
-        read.depths.push_back(visit.depth);
-        read.offsets.push_back(visit.offset);
-        read.ends.push_back(visit.end);
-    }
-    EXPECT_EQ(read.nodes.size(), static_cast<std::size_t>(cloud->node_count));
-    const auto last = std::max_element(read.ends.begin(), read.ends.end());
-    if (last != read.ends.end()) {
-        EXPECT_EQ(*last, static_cast<std::int64_t>(std::filesystem::file_size(name)));
-        EXPECT_EQ(last - read.ends.begin(), 0) << "the root is not the last record";
-    }
-    return read;
-}
 
 /// Leaves out all records that another one before them equals.
 std::vector<Record> WithoutRepeats(const std::vector<Record>& records) {
@@ -215,6 +156,8 @@ TEST_P(PtcOrganiseClouds, ResultHoldsItsPromises) {
         PtcOrganiseSummary summary{};
         ASSERT_EQ(Organise(request, &summary), "");
         const Organised cloud = ReadOrganised(request.output);
+        EXPECT_EQ(cloud.header.node_variables.names, cloud.header.point_variables.names);
+        EXPECT_EQ(cloud.header.node_variables.types, cloud.header.point_variables.types);
         const auto records = RecordsOf(points);
         const auto expected = drops ? WithoutRepeats(records) : records;
         const int leaf = GetParam().leaf_points > 0 ? GetParam().leaf_points : kDefaultLeafPoints;
@@ -274,7 +217,8 @@ TEST(PtcOrganise, BytesDependOnThePointsAndTheirOrderOnly) {
         Request request{.inputs = {merged},
                         .output = folder.File("whole.ptc"),
                         .leaf_points = seed % 3 == 0 ? 1 : 8,
-                        .drop_repeats = seed % 2 == 1};
+                        .drop_repeats = seed % 2 == 1,
+                        .light = seed % 4 < 2};
         ASSERT_EQ(Organise(request), "");
         const std::string expected = ContentOf(request.output);
 

@@ -57,7 +57,7 @@ public:
         : filter_(options, expression::PointFields(header->point_variables)),
           changes_(options.changes, file, &header->point_variables),
           wide_record_(header->PointBytes()),
-          node_names_(header->node_variables.names),
+          nodes_(header->node_variables),
           layout_(options, file, header),
           does_nothing_(!options.HasFilter() && options.changes.empty() && !layout_.DropsAny() &&
                         options.renames.empty() && !options.thins) {
@@ -102,8 +102,7 @@ public:
 
     /// Whether an octree over the points still is one, if none of them goes.
     bool KeepsTree() const {
-        return !transform_ && !thinning_ && !layout_.DropsAny() &&
-               !changes_.ChangesTree(node_names_);
+        return !transform_ && !thinning_ && !layout_.DropsAny() && !changes_.ChangesTree(nodes_);
     }
 
 private:
@@ -119,7 +118,7 @@ private:
     PointFilter filter_;
     PointChanges changes_;
     const std::size_t wide_record_;
-    const std::vector<std::string> node_names_;
+    const CloudVariables nodes_;
     const VariableLayout layout_;
     bool does_nothing_;
     std::optional<PointThinning> thinning_;

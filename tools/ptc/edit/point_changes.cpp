@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "ptc/format/light_nodes.h"
 #include "ptc/format/variables.h"
 #include "tools/common/failure.h"
 #include "tools/ptc/edit/variable_layout.h"
@@ -158,12 +159,14 @@ bool PointChanges::ChangesNormals() const {
     });
 }
 
-bool PointChanges::ChangesTree(const std::vector<std::string>& names) const {
+bool PointChanges::ChangesTree(const CloudVariables& nodes) const {
+    const std::vector<std::string>& names = nodes.names;
+    const bool has_normals = FindLightData(nodes).has_value();
     return std::any_of(assignments_.begin(), assignments_.end(), [&](const Assignment& made) {
         if (made.target.first >= expression::kDataField)
             return !made.is_new &&
                    std::find(names.begin(), names.end(), made.target.name) != names.end();
-        return !expression::IsNormal(made.target.first);
+        return has_normals || !expression::IsNormal(made.target.first);
     });
 }
 

@@ -27,9 +27,10 @@ public:
 
     bool ChangesNormals() const;
 
-    /// Whether positions, radii or one of the variables called `names` change. New ones do not
-    /// count.
-    bool ChangesTree(const std::vector<std::string>& names) const;
+    /// Whether something changes that nodes with these variables are made of: positions, radii,
+    /// normals if they have data for light, and what is called like one of the variables. New ones
+    /// do not count.
+    bool ChangesTree(const CloudVariables& nodes) const;
 
 private:
     /// One float or all floats of a name.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ptc/format/light_nodes.h"
 #include "tools/common/failure.h"
 #include "tools/common/parts.h"
 #include "tools/ptc/nearest_name.h"
@@ -67,6 +68,7 @@ void Rename(const std::string& text, const std::string& file, CloudHeader* heade
     // A node's value of that name is made of the points' ones.
     for (CloudVariables* const variables : {&header->point_variables, &header->node_variables})
         std::replace(variables->names.begin(), variables->names.end(), from, to);
+    RenameLightChannel(from, to, &header->node_variables);
 }
 
 }  // namespace
