@@ -43,6 +43,8 @@ MAY_INCLUDE = {
     "tools/clouds": ACCESS | {"tools/clouds", "tools/common"},
     "tools/scene": UTIL | {"tools/common", "tools/scene"},
     "tools/bake": UTIL | {"tools/bake", "tools/common", "tools/scene", "include/ptc/dspy.h"},
+    "tools/render": ACCESS
+    | {"tools/clouds", "tools/common", "tools/picture", "tools/render", "tools/scene"},
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect", "tools/ptc/measure"},
     "tools/ptc/measure": PTC_TOOL | {"tools/ptc/measure"},
@@ -59,7 +61,7 @@ MAY_INCLUDE = {
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "tools/pages": UTIL
     | {"tools/common", "tools/pages", "tools/scene/scene_options.h", "tools/bake/options.h",
-       "tools/ptc/command_line.h"},
+       "tools/render/options.h", "tools/ptc/command_line.h"},
     "examples": {"include"},
     "python/module": {"include", "python/module"},
 }

@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "tools/bake/image_request.h"
-#include "tools/bake/stopwatch.h"
 #include "tools/common/parallel.h"
+#include "tools/common/stopwatch.h"
 
 namespace bake {
 

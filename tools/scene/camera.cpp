@@ -55,6 +55,10 @@ Vec3f Camera::DirectionThrough(float x, float y) const {
     return Normalized(Vec3f{ndc_x / world_to_ndc_[0], ndc_y / world_to_ndc_[5], 1});
 }
 
+float Camera::PixelAngle() const {
+    return 2 / (static_cast<float>(width_) * world_to_ndc_[0]);
+}
+
 RasterBox Camera::Cover(Vec3f centre, float radius) const {
     const Matrix& m = world_to_ndc_;
     const float depth = centre.z * m[11] + m[15];

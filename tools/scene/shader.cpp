@@ -23,9 +23,6 @@ constexpr float kPi = std::numbers::pi_v<float>;
 /// rounding or of the facets of a curved one.
 constexpr float kLiftOff = 1e-3f;
 
-/// Things farther away than half the room do not occlude.
-constexpr float kOcclusionReach = 1.0f;
-
 /// Two directions that are at right angles to the unit vector `n` and to each other.
 struct Tangents {
     Vec3f s;
@@ -106,8 +103,9 @@ Vec3f Shader::SentFrom(const Receiver& there, const Material& material, int boun
     return material.albedo * arriving;
 }
 
-Surroundings Shader::Around(const SurfacePoint& place, int rays, int bounces,
+Surroundings Shader::Around(const SurfacePoint& place, const Hemisphere& hemisphere,
                             std::uint64_t seed) const {
+    const auto [rays, bounces, reach] = hemisphere;
     const Receiver here = ReceiverAt(place);
     const Tangents tangents = TangentsOf(here.normal);
     Vec3f indirect;
@@ -118,7 +116,7 @@ Surroundings Shader::Around(const SurfacePoint& place, int rays, int bounces,
         const auto hit = tracer_.Nearest(here.origin, direction);
         if (!hit) continue;
         // Falls to 0 evenly, so that no edge is visible where the reach ends.
-        occlusion += std::max(0.0f, 1 - hit->distance / kOcclusionReach);
+        occlusion += std::max(0.0f, 1 - hit->distance / reach);
         if (bounces < 1) continue;
         indirect = indirect + SentFrom(ReceiverAt(here.origin, direction, *hit),
                                        hit->surface->GetMaterial(), bounces,
@@ -132,7 +130,8 @@ Shade Shader::Evaluate(const SurfacePoint& place, const Material& material,
                        std::uint64_t seed) const {
     // Shadows have soft edges that need many rays, but the lamp is small beside the hemisphere.
     const Vec3f direct = FromLamp(place, (quality_.rays + 1) / 2, seed);
-    const auto [indirect, occlusion] = Around(place, quality_.rays, quality_.bounce ? 1 : 0, seed);
+    const auto [indirect, occlusion] =
+        Around(place, {quality_.rays, quality_.bounce ? 1 : 0}, seed);
     const Vec3f reflected = material.albedo * (direct + indirect);
     return {material.emission + reflected, occlusion, reflected};
 }

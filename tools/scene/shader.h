@@ -26,6 +26,16 @@ struct Shade {
     Vec3f reflected;  ///< the radiosity without a lamp's own glow
 };
 
+/// Things farther away than half the room do not occlude what is baked.
+inline constexpr float kBakedReach = 1.0f;
+
+/// How the surroundings of a place are asked.
+struct Hemisphere {
+    int rays;                   ///< at least 1
+    int bounces;                ///< reflections of the lamp's light at most; 0: occlusion alone
+    float reach = kBakedReach;  ///< surfaces at this distance and farther away hide nothing
+};
+
 /// What the other surfaces do to a place.
 struct Surroundings {
     Vec3f arriving;   ///< the light that they send
@@ -43,9 +53,9 @@ public:
     /// The light that falls on the place from the lamp, by `rays` shadow rays.
     Vec3f FromLamp(const SurfacePoint& place, int rays, std::uint64_t seed) const;
 
-    /// The same from the other surfaces, by `rays` rays over the hemisphere. They send the lamp's
-    /// light after at most `bounces` reflections; at 0 only the occlusion is computed.
-    Surroundings Around(const SurfacePoint& place, int rays, int bounces, std::uint64_t seed) const;
+    /// The same from the other surfaces, by rays over the hemisphere.
+    Surroundings Around(const SurfacePoint& place, const Hemisphere& hemisphere,
+                        std::uint64_t seed) const;
 
 private:
     /// A place that light falls on. Rays leave from `origin`, just off the surface.

@@ -14,13 +14,13 @@
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
+#include "tools/picture/picture_file.h"
 #include "tools/picture/png_file.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/view/colouring.h"
 #include "tools/ptc/view/discs.h"
 #include "tools/ptc/view/value_sample.h"
-#include "util/io/open_file.h"
 
 namespace view {
 
@@ -236,20 +236,6 @@ private:
     Progress progress_;
 };
 
-/// Puts the picture in place, as a whole or not at all.
-void WritePicture(const Picture& picture, OutputFile* output) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(output->Path().c_str(), "wb"),
-                                                         std::fclose);
-    if (!file) FailWithErrno(output->Name());
-    try {
-        WritePng(picture, file.get());
-    } catch (const Failure& failure) {
-        throw Failure(fmt::format("{}: {}", output->Name(), failure.what()));
-    }
-    if (std::fclose(file.release()) != 0) FailWithErrno(output->Name());
-    output->Commit();
-}
-
 }  // namespace
 
 void View(const ViewOptions& options) {
@@ -261,7 +247,9 @@ void View(const ViewOptions& options) {
     std::string why;
     const auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
     if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
-    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
+    const Picture picture = Viewing(options, *cloud, input.Name()).Draw();
+    WriteThrough(&output, [&](std::FILE* stream) { WritePng(picture, stream); });
+    output.Commit();
 }
 
 }  // namespace view
