@@ -101,7 +101,10 @@ auto WithFailures(const char* what, const Work& work) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& fault) {
-        throw Failure(std::string(what) + fault.what());
+        // The library begins with a name, that of our streams.
+        const std::string text = fault.what();
+        const std::size_t name = text.find("\". ");
+        throw Failure(what + (name == text.npos ? text : text.substr(name + 3)));
     }
 }
 

@@ -82,6 +82,11 @@ void AddLightOptions(CLI::App& app, Options* options) {
     app.add_flag("--truth", options->truth, "trace rays in place of asking clouds")
         ->excludes(clouds)
         ->group(kGroup);
+}
+
+/// Options that work with one kind of light each, whose name begins their help.
+void AddModeOptions(CLI::App& app, Options* options) {
+    constexpr const char* kGroup = "Light";
     app.add_option("--variable", options->variable, "radiosity: the color that is looked up")
         ->capture_default_str()
         ->type_name("NAME")
@@ -167,6 +172,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     app->option_defaults()->take_last();  // the last of several wins
     AddOutputOptions(*app, options);
     AddLightOptions(*app, options);
+    AddModeOptions(*app, options);
     scene::AddSceneOptions(*app, &options->scene);
     AddQualityOptions(*app, options);
     return app;
