@@ -151,8 +151,10 @@ SurfacePoint Patch::At(const TrianglePlace& place) const {
     const float across = is_first ? both : place.u;
     const float along = is_first ? place.v : both;
     const auto count = static_cast<float>(facets_);
-    const float u = (static_cast<float>(cell % facets_) + across) / count;
-    const float v = (static_cast<float>(cell / facets_) + along) / count;
+    const int column = cell % facets_;
+    const int row = cell / facets_;
+    const float u = (static_cast<float>(column) + across) / count;
+    const float v = (static_cast<float>(row) + along) / count;
     const PatchPoint point = shape_(u, v);
     return {point.position, point.normal, point.normal};
 }
