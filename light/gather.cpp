@@ -4,140 +4,132 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
+#include "light/four_lanes.h"
+#include "light/group_seen.h"
 #include "ptc/cache/thread_cache.h"
 #include "util/math/sine_cosine.h"
+#include "util/stats/hres_clock.h"
 
 namespace {
 
+using namespace four_lanes;
+
 constexpr float kPi = 3.1415927f;
 
+/// The solid angle of a group on the horizon counts so much of one above the place.
+constexpr float kLeastWeight = 0.5f;
+
 /// Two directions at right angles to the unit vector `n` and to each other.
-struct Tangents {
-    Vec3f s, t;
-};
-Tangents TangentsOf(Vec3f n) {
+LightFrame FrameOf(Vec3f n) {
     // The only branch is the sign, and for no direction is the divisor 0.
     const float sign = std::copysign(1.0f, n.z);
     const float a = -1 / (sign + n.z);
     const float b = n.x * n.y * a;
-    return {{1 + sign * n.x * n.x * a, sign * b, -sign * n.x}, {b, sign + n.y * n.y * a, -n.y}};
+    return {{1 + sign * n.x * n.x * a, sign * b, -sign * n.x}, {b, sign + n.y * n.y * a, -n.y}, n};
 }
 
 Vec3f VectorAt(const float* floats) {
     return {floats[0], floats[1], floats[2]};
 }
 
-/// u^T M u of the symmetric matrix xx yy zz xy xz yz.
-float Quadratic(const float* m, Vec3f u) {
-    return m[0] * u.x * u.x + m[1] * u.y * u.y + m[2] * u.z * u.z +
-           2 * (m[3] * u.x * u.y + m[4] * u.x * u.z + m[5] * u.y * u.z);
-}
-
-float Trace(const float* m) {
-    return m[0] + m[1] + m[2];
-}
-
-/// How much of a group is one flat surface, from the length of its summed normals over its area.
-float Flatness(float tightness) {
-    constexpr float kNone = 0.7f;
-    constexpr float kAll = 0.95f;
-    return std::clamp((tightness - kNone) * (1 / (kAll - kNone)), 0.0f, 1.0f);
-}
-
-/// The sum of |n.u| over the surfaces of a group, times their weights, of which `moments` has the
-/// sum times n n^T; `towards` is the sum of n.u. The even polynomial of order 2 that is nearest to
-/// |n.u| is 3/16 + 15/16 (n.u)^2; all surfaces of a flat group have the same n.
-float Silhouette(const float* moments, Vec3f u, float towards, float flatness) {
-    const float polynomial = 0.1875f * Trace(moments) + 0.9375f * Quadratic(moments, u);
-    const float least = std::fabs(towards);
-    return flatness * least + (1 - flatness) * std::max(polynomial, least);
+bool IsFinite(float value) {
+    return value - value == 0;
 }
 
 }  // namespace
 
 void Gather::Begin(const PtcPlace& place, const PtcGathering& settings) {
-    settings_ = settings;
-    normal_ = VectorAt(place.normal);
-    const Tangents tangents = TangentsOf(normal_);
-    tangent_ = tangents.s;
-    bitangent_ = tangents.t;
-    place_ = VectorAt(place.position) + normal_ * settings.bias;
+    frame_ = FrameOf(VectorAt(place.normal));
+    place_ = VectorAt(place.position) + frame_.normal * settings.bias;
+    place_lanes_ = Floats{place_.x, place_.y, place_.z, 0};
+    normal_lanes_ = Floats{frame_.normal.x, frame_.normal.y, frame_.normal.z, 0};
     reach_ = settings.within;
     squared_reach_ = reach_ * reach_;
+    squares_per_radius_ = kPi / settings.quality.solid_angle;
     map_.Set(settings.quality.pixels,
              settings.cone >= kPi / 2 ? 1.0f : sine_cosine::Of(settings.cone).sine);
     constexpr float kCastPixels = 0.7f;
     const float ratio = kCastPixels * 2 / static_cast<float>(settings.quality.pixels);
     disc_limit_ = ratio * ratio;
-    splats_.clear();
-    discs_.clear();
+    fronts_hide_ = settings.sides != PtcHidingSides::kBack;
+    backs_hide_ = settings.sides != PtcHidingSides::kFront;
+    splats_.Clear();
+    discs_.Clear();
 }
 
 bool Gather::Run(const std::vector<LightFile>& files, PtcThreadCache* cache, const PtcPlace& place,
-                 const PtcGathering& settings, PtcGathered* gathered) {
+                 const PtcGathering& settings, Wanted wanted, PtcGathered* gathered) {
     const std::int64_t begin = hres_clock::Ticks();
+    wants_colours_ = wanted == Wanted::kColoursToo;
     Begin(place, settings);
     const bool all_read = walk_.Run(files, cache, *this);
     const std::int64_t walked = hres_clock::Ticks();
     cache->stats.traverse_octrees_time.Add(walked - begin);
-    CastAll();
-    SortSplats();
-    Draw();
-    Finish(gathered);
+
+    splats_.Place(frame_, 1 / map_.SineOfCone());
+    discs_.Cast(map_, reach_, &splats_);
+    picture_.Draw(map_, {reach_, IsFinite(reach_) ? settings.falloff : 0.0f}, &splats_);
+    const HemispherePicture::Means means = picture_.MeansOf(map_);
+    const Vec3f open = Normalized(frame_.World(means.open));
+    *gathered = {std::min(means.hidden, 1.0f),
+                 {open.x, open.y, open.z},
+                 {means.colour.x, means.colour.y, means.colour.z}};
     cache->stats.rasterize_time.Add(hres_clock::Ticks() - walked);
     return all_read;
 }
 
 LightNodeUse Gather::Look(const LightFile& file, const PtcNode& node) {
     const float* const data = node.data;
-    const float* const box = data + file.data.box;
-    const Vec3f low = VectorAt(box) - place_;
-    const Vec3f high = VectorAt(box + 3) - place_;
-    const float top = std::max(low.x * normal_.x, high.x * normal_.x) +
-                      std::max(low.y * normal_.y, high.y * normal_.y) +
-                      std::max(low.z * normal_.z, high.z * normal_.z);
+    // What follows the three floats belongs to the node, too.
+    const Floats low = LoadThree(data + file.data.box) - place_lanes_;
+    const Floats high = LoadThree(data + file.data.box + 3) - place_lanes_;
+    const Floats middle = (low + high) * 0.5f;
+    const Floats half = (high - low) * 0.5f;
+    const Floats centre = LoadThree(data + file.data.centre) - place_lanes_;
+    const Floats sums = SumsOf(middle * normal_lanes_ + half * Lanes<4>::Magnitude(normal_lanes_),
+                               half * half, centre * centre, centre * normal_lanes_);
+    const float top = sums[0];
+    const float squared_radius = sums[1];
+    const float squared = sums[2];
+    const float height = sums[3];
+    // This way round, what is not a number is left out.
     if (!(top > 0)) return LightNodeUse::kDone;
-    const Vec3f outside = {std::max({low.x, -high.x, 0.0f}), std::max({low.y, -high.y, 0.0f}),
-                           std::max({low.z, -high.z, 0.0f})};
-    if (!(Dot(outside, outside) < squared_reach_)) return LightNodeUse::kDone;
-    const Vec3f half = (high - low) * 0.5f;
-    const float squared_radius = Dot(half, half);
-    const Vec3f centre = VectorAt(data + file.data.centre) - place_;
-    const float squared = Dot(centre, centre);
-    if (!(kPi * squared_radius <= settings_.quality.solid_angle * squared))
-        return LightNodeUse::kOpen;
-
-    const float* const moments = data + file.data.area;
-    const Vec3f normals = VectorAt(data + file.data.normal);
-    const float area = Trace(moments);
-    if (!(area > 0)) return LightNodeUse::kDone;
-    const float distance = std::sqrt(squared);
-    const Vec3f u = centre * (-1 / distance);
-    const float towards = Dot(normals, u);
-    const float flatness = Flatness(Length(normals) / area);
-    const float silhouette = Silhouette(moments, u, towards, flatness);
-    Seen seen;
-    seen.at = centre;
-    seen.squared = squared;
-    seen.front = std::max(0.0f, 0.5f * (silhouette + towards));
-    seen.back = std::max(0.0f, 0.5f * (silhouette - towards));
-    float power[light_nodes::kColours] = {};
-    if (file.data.has_power) {
-        const float* of_colour = data + file.data.power;
-        for (float& value : power) {
-            const float shining = Dot(VectorAt(of_colour + light_nodes::kMatrixFloats), u);
-            value = std::max(0.0f, 0.5f * (Silhouette(of_colour, u, shining, flatness) + shining));
-            of_colour += light_nodes::kColourFloats;
-        }
+    if (IsFinite(reach_)) {
+        const Floats away = Lanes<4>::Magnitude(middle) - half;
+        const Floats outside = Lanes<4>::Keep(away > 0, away);
+        const Floats square = outside * outside;
+        if (!(square[0] + square[1] + square[2] < squared_reach_)) return LightNodeUse::kDone;
     }
-    seen.power = {power[0], power[1], power[2]};
-    const float radius = std::sqrt(squared_radius);
-    seen.share = radius > 0 && distance + radius > reach_
-                     ? std::clamp((reach_ - (distance - radius)) / (2 * radius), 0.0f, 1.0f)
-                     : 1.0f;
-    AddSplat(seen);
+    // What is near the horizon counts less and may be coarser.
+    const float upright = kLeastWeight * squared + (1 - kLeastWeight) * (height * height);
+    if (!(squares_per_radius_ * squared_radius * upright <= squared * squared))
+        return LightNodeUse::kOpen;
+    // A group whose centre is not above the horizon has hardly anything there.
+    if (height > 0) TakeGroup(file, data, centre, squared, squared_radius);
     return LightNodeUse::kDone;
+}
+
+void Gather::TakeGroup(const LightFile& file, const float* data, Floats centre, float squared,
+                       float squared_radius) {
+    const float distance = std::sqrt(squared);
+    const float* const power =
+        wants_colours_ && file.data.has_power ? data + file.data.power : nullptr;
+    const GroupSeen seen = SeenOfGroup(centre * (-1 / distance), data + file.data.area,
+                                       data + file.data.normal, power);
+    float share = 1;
+    if (IsFinite(reach_)) {
+        const float radius = std::sqrt(squared_radius);
+        if (distance + radius > reach_ && radius > 0)
+            share = std::clamp((reach_ - (distance - radius)) / (2 * radius), 0.0f, 1.0f);
+    }
+    Add({{centre[0], centre[1], centre[2]},
+         squared,
+         seen.front,
+         seen.back,
+         {seen.red, seen.green, seen.blue},
+         share});
 }
 
 void Gather::Take(const LightFile& file, const PtcPoint* points, std::int32_t count) {
@@ -147,34 +139,57 @@ void Gather::Take(const LightFile& file, const PtcPoint* points, std::int32_t co
 void Gather::TakePoint(const LightFile& file, const PtcPoint& point) {
     const Vec3f centre = VectorAt(point.position) - place_;
     const float squared = Dot(centre, centre);
-    Vec3f normal = VectorAt(point.normal);
     const float distance = std::sqrt(squared);
+    Vec3f normal = VectorAt(point.normal);
     if (normal == Vec3f{}) normal = centre * (-1 / distance);  // it faces the place
-    const float height = Dot(centre, normal_);
-    const float upright = Dot(normal, normal_);
     const float radius = point.radius;
-    const float reaches_up = radius * std::sqrt(std::max(0.0f, 1 - upright * upright));
-    // This way round, what is not a number is left out.
-    if (!(height + reaches_up > 0) || !(distance - radius < reach_)) return;
-    Vec3f colour;
-    if (file.colour >= 0) {
-        colour = VectorAt(point.data + file.colour);
-        if (!(Dot(colour, colour) < std::numeric_limits<float>::infinity())) colour = {};
-    }
-    if (radius * radius > disc_limit_ * squared) {
-        const float behind = Dot(centre, normal);
-        // Its own disc: the place is a little below it, and looks up through it.
-        constexpr float kAlike = 0.7f;
-        if (behind >= 0 && behind < 0.25f * radius && upright > kAlike) return;
-        if (!(radius < std::numeric_limits<float>::infinity())) return;
-        discs_.push_back({ToFrame(centre), ToFrame(normal), radius * radius, colour});
-        return;
-    }
-    if (!(height > 0)) return;
+    if (!(distance - radius < reach_)) return;
+    if (radius * radius > disc_limit_ * squared) return TakeDisc(file, point, centre, normal);
+    if (!(Dot(centre, frame_.normal) > 0) || !(distance < reach_)) return;
     const float area = file.area >= 0 ? point.data[file.area] : kPi * radius * radius;
-    if (!(area > 0) || !(area < std::numeric_limits<float>::infinity())) return;
     const float towards = -area * Dot(centre, normal) / distance;
+    if (!(area > 0) || !IsFinite(towards)) return;
     const float front = std::max(0.0f, towards);
-    AddSplat({centre, squared, front, std::max(0.0f, -towards), colour * front,
-              distance < reach_ ? 1.0f : 0.0f});
+    Seen seen{centre, squared, front, std::max(0.0f, -towards), {}, 1};
+    if (wants_colours_ && file.colour >= 0) {
+        seen.power = VectorAt(point.data + file.colour) * front;
+        if (!IsFinite(Dot(seen.power, seen.power))) seen.power = {};
+    }
+    Add(seen);
+}
+
+void Gather::TakeDisc(const LightFile& file, const PtcPoint& point, Vec3f centre, Vec3f normal) {
+    const float upright = Dot(normal, frame_.normal);
+    const float up = point.radius * std::sqrt(std::max(0.0f, 1 - upright * upright));
+    const float height = Dot(centre, normal);
+    const bool from_behind = height > 0;
+    if (!(Dot(centre, frame_.normal) + up > 0) || !IsFinite(point.radius) || !IsFinite(height) ||
+        !(from_behind ? backs_hide_ : fronts_hide_))
+        return;
+    // Its own disc: the place is a little below it, and looks up through it.
+    constexpr float kAlike = 0.7f;
+    if (height >= 0 && height < 0.25f * point.radius && upright > kAlike) return;
+    LightDisc disc{frame_.Of(centre), frame_.Of(normal), point.radius * point.radius, {}};
+    if (wants_colours_ && file.colour >= 0) {
+        disc.colour = VectorAt(point.data + file.colour);
+        if (!IsFinite(Dot(disc.colour, disc.colour))) disc.colour = {};
+    }
+    discs_.Add(disc);
+}
+
+void Gather::Add(const Seen& seen) {
+    const float front = fronts_hide_ ? seen.front : 0.0f;
+    const float back = backs_hide_ ? seen.back : 0.0f;
+    if (!(front + back > 0)) return;
+    const std::size_t row = splats_.Add();
+    splats_.At(Splats::kX, row) = seen.at.x;
+    splats_.At(Splats::kY, row) = seen.at.y;
+    splats_.At(Splats::kZ, row) = seen.at.z;
+    splats_.At(Splats::kSquared, row) = seen.squared_distance;
+    splats_.At(Splats::kFront, row) = front;
+    splats_.At(Splats::kBack, row) = back;
+    splats_.At(Splats::kRed, row) = seen.power.x;
+    splats_.At(Splats::kGreen, row) = seen.power.y;
+    splats_.At(Splats::kBlue, row) = seen.power.z;
+    splats_.At(Splats::kShare, row) = seen.share;
 }

@@ -1,95 +1,72 @@
-// Gather: what is seen from a place, drawn into a map of the hemisphere.
+// Gather: what is seen from a place, collected by a walk and drawn into a map of the hemisphere.
 //
-// A walk collects what is seen: groups and small points as squares, large points as discs, which
-// are cast: tested against the rays of the cells. Both are then drawn, the nearest first.
+// Groups and small points are seen as squares, large points as the discs that they are.
 //
-// Units      those of ptc/light.h; directions and positions relative to the place, in its frame:
-//            z is along the normal.
+// Units      those of ptc/light.h.
 // Errors     throws std::bad_alloc.
 // Ownership  owns its memory, which stays for the next place.
 // Threads    one caller at a time.
 
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <vector>
 
+#include "light/disc_caster.h"
+#include "light/four_lanes.h"
 #include "light/hemisphere_map.h"
+#include "light/hemisphere_picture.h"
 #include "light/light_state.h"
 #include "light/light_walk.h"
-#include "util/math/vec3.h"
-#include "util/stats/hres_clock.h"
+#include "light/splats.h"
 
 class Gather {
 public:
+    /// What is asked for: without colours, the answer's indirect light is black.
+    enum class Wanted { kOcclusion, kColoursToo };
+
     /// Caller: the arguments are sound. False: not everything could be read.
     bool Run(const std::vector<LightFile>& files, PtcThreadCache* cache, const PtcPlace& place,
-             const PtcGathering& settings, PtcGathered* gathered);
+             const PtcGathering& settings, Wanted wanted, PtcGathered* gathered);
 
     // What LightWalk calls.
     LightNodeUse Look(const LightFile& file, const PtcNode& node);
     void Take(const LightFile& file, const PtcPoint* points, std::int32_t count);
 
 private:
-    /// A flat thing that is drawn: a rectangle of the map in polar coordinates, or one ray.
-    struct Splat {
-        float inner, outer;  ///< radii; of a ray, `cell` is set
-        float begin, end;    ///< turns
-        float distance;
-        float front, back;  ///< parts of the rectangle that fronts and backs fill
-        Vec3f colour;       ///< of the fronts
-        std::int32_t cell;  ///< of a ray that hits; below 0: a rectangle
-    };
-    /// A point whose disc is tested against rays.
-    struct Disc {
-        Vec3f centre, normal;
-        float squared_radius;
-        Vec3f colour;
-    };
-    /// What surfaces look like from the place.
+    /// A surface that is seen: where, how much from either side, its front areas times colours, and
+    /// what part of it is within reach.
     struct Seen {
-        Vec3f at;       ///< its centre
-        float squared;  ///< distance
-        float front;    ///< area that is seen from the front
-        float back;
-        Vec3f power;  ///< sum of front area times colour
-        float share;  ///< of it that is within reach
+        Vec3f at;
+        float squared_distance;
+        float front, back;
+        Vec3f power;
+        float share;
     };
-    struct Cell {
-        float fronts, backs;
-        float cast;  ///< filled by rays
-        float filled;
-        float hidden;  ///< with the fall-off
-        Vec3f colour;
-    };
-
-    Vec3f ToFrame(Vec3f v) const { return {Dot(v, tangent_), Dot(v, bitangent_), Dot(v, normal_)}; }
 
     void Begin(const PtcPlace& place, const PtcGathering& settings);
-    void AddSplat(const Seen& seen);
+    void TakeGroup(const LightFile& file, const float* data, four_lanes::Floats centre,
+                   float squared, float squared_radius);
     void TakePoint(const LightFile& file, const PtcPoint& point);
-    void CastAll();
-    void Cast(const Disc& disc, std::int32_t number);
-    void SortSplats();
-    void Draw();
-    void DrawRectangle(const Splat& splat, float hides);
-    void Fill(Cell& cell, float front, float back, const Splat& splat, float hides);
-    float HidingAt(float distance) const;
-    void Finish(PtcGathered* gathered) const;
+    void TakeDisc(const LightFile& file, const PtcPoint& point, Vec3f centre, Vec3f normal);
+    void Add(const Seen& seen);
 
     LightWalk walk_;
     HemisphereMap map_;
-    PtcGathering settings_;
-    Vec3f place_, tangent_, bitangent_, normal_;
+    Splats splats_;
+    DiscCaster discs_;
+    HemispherePicture picture_;
+
+    // Of the present place.
+    LightFrame frame_;
+    Vec3f place_;
+    four_lanes::Floats place_lanes_{}, normal_lanes_{};
     float reach_ = 0;
     float squared_reach_ = 0;
-    float disc_limit_ = 0;  ///< squared ratio of radius and distance from which discs are cast
-    std::vector<Splat> splats_;
-    std::vector<Disc> discs_;
-    std::vector<float> hit_distance_;     ///< of each ray
-    std::vector<std::int32_t> hit_disc_;  ///< below 0: seen from behind, or nothing
-    std::vector<Cell> cells_;
-    std::vector<std::uint32_t> order_;  ///< of the splats
-    std::vector<std::uint32_t> buckets_;
+    float squares_per_radius_ = 0;  ///< a group's squared distance is at least this, times the
+                                    ///< squared radius of its box
+    float disc_limit_ = 0;          ///< squared ratio of radius and distance of the discs
+    bool fronts_hide_ = true;
+    bool backs_hide_ = true;
+    bool wants_colours_ = true;
 };

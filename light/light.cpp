@@ -50,7 +50,7 @@ bool IsSound(const PtcGathering& settings) {
 
 /// What a thread keeps from one place to the next.
 struct LightScratch final : PtcThreadScratch {
-    Gather gather;
+    ::Gather gather;
     Subsurface subsurface;
 };
 
@@ -134,7 +134,8 @@ bool PtcLight::Gather(const PtcPlace& place, const PtcGathering& settings,
     return InThread(state_ ? &state_->life : nullptr, &PtcCacheStats::indirectdiffuse_time,
                     [&](LightThread& thread) {
                         return thread.Scratch().gather.Run(state_->files, &thread.cache, place,
-                                                           settings, gathered);
+                                                           settings, ::Gather::Wanted::kColoursToo,
+                                                           gathered);
                     });
 }
 
@@ -154,11 +155,11 @@ bool PtcLight::Occlusion(const PtcPlace& place, const PtcGathering& settings, fl
     if (open) std::fill_n(open, 3, 0.0f);
     if (!IsSound(place) || !IsSound(settings)) return false;
     PtcGathered gathered;
-    const bool done = InThread(state_ ? &state_->life : nullptr, &PtcCacheStats::occlusion_time,
-                               [&](LightThread& thread) {
-                                   return thread.Scratch().gather.Run(state_->files, &thread.cache,
-                                                                      place, settings, &gathered);
-                               });
+    const bool done = InThread(
+        state_ ? &state_->life : nullptr, &PtcCacheStats::occlusion_time, [&](LightThread& thread) {
+            return thread.Scratch().gather.Run(state_->files, &thread.cache, place, settings,
+                                               ::Gather::Wanted::kOcclusion, &gathered);
+        });
     *occlusion = gathered.occlusion;
     if (open) std::copy_n(gathered.open, 3, open);
     return done;

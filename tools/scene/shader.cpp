@@ -9,43 +9,12 @@
 
 #include "tools/scene/shader.h"
 
-#include <numbers>
-
+#include "tools/scene/hemisphere.h"
 #include "tools/scene/random.h"
 
 namespace scene {
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
-
-/// The distance from a surface at which rays start, so that they do not hit it again because of
-/// rounding or of the facets of a curved one.
-constexpr float kLiftOff = 1e-3f;
-
-/// Two directions that are at right angles to the unit vector `n` and to each other.
-struct Tangents {
-    Vec3f s;
-    Vec3f t;
-};
-Tangents TangentsOf(Vec3f n) {
-    // The only branch is the sign, and for no direction is the divisor 0.
-    const float sign = std::copysign(1.0f, n.z);
-    const float a = -1 / (sign + n.z);
-    const float b = n.x * n.y * a;
-    return {{1 + sign * n.x * n.x * a, sign * b, -sign * n.x}, {b, sign + n.y * n.y * a, -n.y}};
-}
-
-/// A direction above `normal` for a point of the unit square. Evenly spread points give directions
-/// that are denser towards the normal, so that their light needs no weights.
-Vec3f CosineDirection(Vec3f normal, const Tangents& tangents, Point2 point) {
-    const float around = 2 * kPi * point.u;
-    const float along_surface = std::sqrt(point.v);
-    const Vec3f direction = tangents.s * (std::cos(around) * along_surface) +
-                            tangents.t * (std::sin(around) * along_surface) +
-                            normal * std::sqrt(1 - point.v);
-    return Normalized(direction);
-}
 
 /// Seeds of one place's kinds of random points.
 enum class Purpose : std::uint64_t { kLamp = 1, kHemisphere = 2, kBounce = 3, kPath = 4 };
@@ -54,35 +23,24 @@ std::uint64_t SeedFor(std::uint64_t seed, Purpose purpose) {
     return Hash(seed) ^ (static_cast<std::uint64_t>(purpose) << 56);
 }
 
-}  // namespace
-
-Vec3f Shader::FromLamp(const Receiver& receiver, Vec3f point) const {
-    const Vec3f way = point - receiver.origin;
-    const Vec3f area = Cross(light_.edge_u, light_.edge_v);  // its length is the lamp's area
-    const float arriving = Dot(way, receiver.normal);
-    const float leaving = -Dot(way, area);
-    if (arriving <= 0 || leaving <= 0) return {};
-    // The shadow ray ends just before the lamp, which is a surface of the scene itself.
-    if (tracer_.Blocked(receiver.origin, receiver.origin + way * (1 - kLiftOff))) return {};
-    const float squared = Dot(way, way);
-    // Both cosines still contain the distance as a factor, hence its fourth power.
-    return light_.emission * (arriving * leaving / (kPi * squared * squared));
-}
-
-Shader::Receiver Shader::ReceiverAt(const SurfacePoint& place) {
+/// What a place receives. Rays leave just off the surface.
+Receiver ReceiverAt(const SurfacePoint& place) {
     return {place.position + place.facing * kLiftOff, place.normal};
 }
 
-Shader::Receiver Shader::ReceiverAt(Vec3f from, Vec3f direction, const RayTracer::Hit& hit) {
+/// The same where a ray from `from` has hit.
+Receiver ReceiverAt(Vec3f from, Vec3f direction, const RayTracer::Hit& hit) {
     return {from + direction * hit.distance + hit.facing * kLiftOff, hit.facing};
 }
+
+}  // namespace
 
 Vec3f Shader::FromLamp(const SurfacePoint& place, int rays, std::uint64_t seed) const {
     const Receiver here = ReceiverAt(place);
     Vec3f direct;
     for (std::uint32_t k = 0; k < static_cast<std::uint32_t>(rays); ++k) {
         const Point2 point = EvenPoint(SeedFor(seed, Purpose::kLamp), k);
-        direct = direct + FromLamp(here, light_.At(point.u, point.v));
+        direct = direct + scene::FromLamp(light_, tracer_, here, light_.At(point.u, point.v));
     }
     return direct * (1 / static_cast<float>(rays));
 }
@@ -90,7 +48,7 @@ Vec3f Shader::FromLamp(const SurfacePoint& place, int rays, std::uint64_t seed) 
 Vec3f Shader::SentFrom(const Receiver& there, const Material& material, int bounces,
                        std::uint64_t seed) const {
     const Point2 point = RandomPoint(seed);
-    Vec3f arriving = FromLamp(there, light_.At(point.u, point.v));
+    Vec3f arriving = scene::FromLamp(light_, tracer_, there, light_.At(point.u, point.v));
     if (bounces > 1) {
         const std::uint64_t next = SeedFor(seed, Purpose::kPath);
         const Vec3f direction =

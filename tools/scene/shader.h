@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "tools/scene/hemisphere.h"
 #include "tools/scene/ray_tracer.h"
 #include "tools/scene/scene.h"
 
@@ -58,21 +59,6 @@ public:
                         std::uint64_t seed) const;
 
 private:
-    /// A place that light falls on. Rays leave from `origin`, just off the surface.
-    struct Receiver {
-        Vec3f origin;
-        Vec3f normal;
-    };
-
-    static Receiver ReceiverAt(const SurfacePoint& place);
-
-    /// The receiver where a ray from `from` has hit.
-    static Receiver ReceiverAt(Vec3f from, Vec3f direction, const RayTracer::Hit& hit);
-
-    /// The light that falls on the receiver from one point of the lamp, scaled as if the whole lamp
-    /// were there: the mean over evenly spread points is the light of the lamp.
-    Vec3f FromLamp(const Receiver& receiver, Vec3f point) const;
-
     /// The light that the surface at a receiver sends after at most `bounces` reflections, at least
     /// one, by one ray for each: its error is one of many, which average out.
     Vec3f SentFrom(const Receiver& there, const Material& material, int bounces,

@@ -1,0 +1,113 @@
+// HemispherePicture: drawing squares and hits.
+
+#include "light/hemisphere_picture.h"
+
+#include <algorithm>
+
+#include "light/disc_caster.h"
+#include "util/math/exponential.h"
+
+namespace {
+
+/// A sum of parts that is nearly 1 is a closed surface with gaps between the squares: from `low` on
+/// sums are raised, so that `high` is full.
+struct Closing {
+    float low, high;
+
+    float Of(float filled) const {
+        const float slope = (1 - low) / (high - low);
+        return filled < low ? filled : std::min(1.0f, low + (filled - low) * slope);
+    }
+};
+constexpr Closing kHiding{0.6f, 0.9f};
+/// What is seen through a gap is mostly the black back of something, which is worse than an edge
+/// that is too wide.
+constexpr Closing kShining{0.5f, 0.85f};
+
+}  // namespace
+
+float HemispherePicture::FallOff::At(float distance) const {
+    if (power == 0) return 1;
+    const double near = 1 - double{distance} / within;
+    return near > 0 ? static_cast<float>(exponential::Exp(power * exponential::Log(near))) : 0.0f;
+}
+
+void HemispherePicture::Draw(const HemisphereMap& map, const FallOff& fall_off, Splats* splats) {
+    cells_.assign(static_cast<std::size_t>(map.Cells()), Cell{});
+    for (const std::uint32_t row : splats->Sorted()) {
+        const float inner = splats->At(Splats::kInner, row);
+        if (inner >= 1) continue;
+        const Filling filling = {splats->At(Splats::kFront, row),
+                                 splats->At(Splats::kBack, row),
+                                 fall_off.At(splats->At(Splats::kDistance, row)),
+                                 {splats->At(Splats::kRed, row), splats->At(Splats::kGreen, row),
+                                  splats->At(Splats::kBlue, row)}};
+        if (!DiscCaster::IsHit(inner)) {
+            DrawSquare(map, *splats, row, filling);
+            continue;
+        }
+        Cell* const cell = &cells_[static_cast<std::size_t>(DiscCaster::CellOf(inner))];
+        cell->cast += 1.0f / HemisphereMap::kRays;
+        Fill(cell, {0, 0, filling.hides, filling.colour});
+    }
+}
+
+void HemispherePicture::DrawSquare(const HemisphereMap& map, const Splats& splats, std::size_t row,
+                                   const Filling& whole) {
+    const float inner = splats.At(Splats::kInner, row);
+    const float outer = std::min(splats.At(Splats::kOuter, row), 1.0f);
+    // One turn more, so that nothing is below 0.
+    const float begin = splats.At(Splats::kBegin, row) + 1;
+    const float end = splats.At(Splats::kEnd, row) + 1;
+    const std::vector<HemisphereMap::Ring>& rings = map.Rings();
+    const auto first = static_cast<std::size_t>(inner * static_cast<float>(rings.size()));
+    for (std::size_t k = first; k < rings.size() && rings[k].inner < outer; ++k) {
+        const HemisphereMap::Ring& ring = rings[k];
+        const float from = std::max(ring.inner, inner);
+        const float to = std::min(ring.outer, outer);
+        const float share = (to * to - from * from) * ring.cells_per_area;
+        if (!(share > 0)) continue;
+        const auto cells = static_cast<float>(ring.cells);
+        const float left = begin * cells;
+        const float right = end * cells;
+        auto c = static_cast<std::int32_t>(left);
+        std::int32_t at = c;
+        while (at >= ring.cells) at -= ring.cells;
+        float edge = left;
+        for (; edge < right; ++c) {
+            const float next = std::min(right, static_cast<float>(c + 1));
+            const float part = share * (next - edge);
+            Fill(&cells_[static_cast<std::size_t>(ring.first + at)],
+                 {whole.front * part, whole.back * part, whole.hides, whole.colour});
+            edge = next;
+            if (++at == ring.cells) at = 0;
+        }
+    }
+}
+
+void HemispherePicture::Fill(Cell* cell, const Filling& filling) {
+    if (cell->filled >= 1 && cell->lit >= 1) return;
+    cell->fronts += filling.front;
+    cell->backs += filling.back;
+    const float filled = cell->cast + std::max(cell->fronts, cell->backs);
+    const float hidden = kHiding.Of(filled);
+    cell->hidden += (hidden - cell->filled) * filling.hides;
+    cell->filled = hidden;
+    const float lit = kShining.Of(filled);
+    if (lit <= cell->lit) return;
+    const float shines = filling.front >= filling.back ? 1.0f : filling.front / filling.back;
+    cell->colour = cell->colour + filling.colour * ((lit - cell->lit) * shines);
+    cell->lit = lit;
+}
+
+HemispherePicture::Means HemispherePicture::MeansOf(const HemisphereMap& map) const {
+    Means means;
+    for (int i = 0; i < map.Cells(); ++i) {
+        const Cell& cell = cells_[static_cast<std::size_t>(i)];
+        const float weight = map.Weight(i);
+        means.hidden += cell.hidden * weight;
+        means.colour = means.colour + cell.colour * weight;
+        means.open = means.open + map.Direction(i) * (weight * (1 - cell.filled));
+    }
+    return means;
+}
