@@ -83,7 +83,7 @@ Vec3f Rays::Reflected(const scene::RayTracer::Hit& hit, Vec3f position, const Ra
             arriving = arriving + Reflected(*next, here.origin + direction * next->distance, rest,
                                             scene::Hash(own), 0);
     }
-    return hit.material->albedo * arriving;
+    return hit.surface->GetMaterial().albedo * arriving;
 }
 
 Vec3d Rays::Baked(const BakedPoints& points, const Place& place, int rays,

@@ -41,7 +41,8 @@ points with position, normal, radius and named channels in a file.
 This package contains the display driver d_pointcloud.so, which a renderer
 loads to bake such files, the program ptc, which shows, checks, repairs,
 converts, organises and queries them, the program pcbake, which bakes a
-sample scene or a mesh without a renderer, and the shared library libptc.")
+sample scene or a mesh without a renderer, the program pcrender, which draws
+them with the light of such files, and the shared library libptc.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libptc-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "tools/bake/image_request.h"
-#include "tools/bake/stopwatch.h"
 #include "tools/common/parallel.h"
+#include "tools/common/stopwatch.h"
 
 namespace bake {
 
@@ -35,7 +35,8 @@ Samples ShadeGrid(const scene::Scene& scene, const scene::Shader& shader, std::u
     samples.reserve(micropolygons.size() * kSampleFloats);
     std::uint64_t seed = std::uint64_t{grid} << 32;
     for (const scene::Micropolygon& micropolygon : micropolygons)
-        AppendSample(micropolygon, shader.Evaluate(micropolygon, surface.GetMaterial(), seed++),
+        AppendSample(micropolygon,
+                     shader.Evaluate(micropolygon.Centre(), surface.GetMaterial(), seed++),
                      &samples);
     return samples;
 }

@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include "tools/bake/stopwatch.h"
 #include "tools/common/failure.h"
+#include "tools/common/stopwatch.h"
 
 namespace bake {
 

@@ -12,6 +12,7 @@
 #include "tools/pages/man_page.h"
 #include "tools/pages/tool_doc.h"
 #include "tools/ptc/command_line.h"
+#include "tools/render/options.h"
 
 namespace {
 
@@ -57,6 +58,8 @@ int main(int argc, char** argv) {
         WriteAll(pages::Describe(MakeCommandLine(&status).get()), doc, argv[2]);
         bake::Options options;
         WriteAll(pages::Describe(bake::MakeCommandLine(&options).get()), doc, argv[2]);
+        render::Options render_options;
+        WriteAll(pages::Describe(render::MakeCommandLine(&render_options).get()), doc, argv[2]);
     } catch (const std::exception& fault) {
         std::cerr << "make_pages: " << fault.what() << '\n';
         return 1;

@@ -184,7 +184,8 @@ std::string SeeAlso(const Command& program, const Command& command) {
     std::vector<std::string> names;
     if (command.path.size() > 1) names.push_back(program.Name());
     for (const Command& sub : command.commands) names.push_back(sub.Name("-"));
-    names.push_back(program.Name() == "ptc" ? "pcbake" : "ptc");
+    for (const char* const other : {"ptc", "pcbake", "pcrender"})
+        if (program.Name() != other) names.emplace_back(other);
     std::string text = ".SH \"SEE ALSO\"\n";
     for (const std::string& name : names)
         text += ".BR " + RoffEscaped(name) + " (1)" + (name == names.back() ? "\n" : ",\n");

@@ -6,7 +6,7 @@
 
 #include "ptc/cloud/cloud_file.h"
 #include "ptc/format/layout.h"
-#include "tools/ptc/foreign_file.h"
+#include "tools/clouds/foreign_file.h"
 #include "tools/ptc/read_error.h"
 
 namespace {

@@ -49,6 +49,16 @@ Vec3f Camera::Eye() {
     return {0, 0, -(kFrontDepth + 1)};
 }
 
+Vec3f Camera::DirectionThrough(float x, float y) const {
+    const float ndc_x = x / static_cast<float>(width_) * 2 - 1;
+    const float ndc_y = 1 - y / static_cast<float>(height_) * 2;
+    return Normalized(Vec3f{ndc_x / world_to_ndc_[0], ndc_y / world_to_ndc_[5], 1});
+}
+
+float Camera::PixelAngle() const {
+    return 2 / (static_cast<float>(width_) * world_to_ndc_[0]);
+}
+
 RasterBox Camera::Cover(Vec3f centre, float radius) const {
     const Matrix& m = world_to_ndc_;
     const float depth = centre.z * m[11] + m[15];

@@ -12,8 +12,9 @@ namespace {
 constexpr Material kWhite = {{0.74f, 0.72f, 0.68f}, {}};
 constexpr Material kRed = {{0.63f, 0.06f, 0.05f}, {}};
 constexpr Material kGreen = {{0.14f, 0.46f, 0.10f}, {}};
-constexpr Material kBlue = {{0.16f, 0.28f, 0.62f}, {}};
-constexpr Material kSand = {{0.72f, 0.56f, 0.30f}, {}};
+constexpr Material kPlaster = {kWhite.albedo, {}, true};
+constexpr Material kBlue = {{0.16f, 0.28f, 0.62f}, {}, true};
+constexpr Material kSand = {{0.72f, 0.56f, 0.30f}, {}, true};
 
 /// Hangs a little below the ceiling, so that neither hides the other.
 constexpr AreaLight kLamp = {
@@ -67,7 +68,7 @@ Scene MakeRoom(const Dicing& dicing) {
 
 Scene MakeCornellBox(const Dicing& dicing) {
     Scene scene = MakeRoom(dicing);
-    AddBox(&scene, kWhite, dicing,
+    AddBox(&scene, kPlaster, dicing,
            {{-0.76f, -1, 0.2f}, {0.56f, 0, -0.17f}, {0.17f, 0, 0.56f}, 1.2f});
     for (int face = 0; face < 6; ++face)
         scene.Add(std::make_unique<Patch>(

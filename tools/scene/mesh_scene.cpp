@@ -26,7 +26,7 @@ namespace scene {
 namespace {
 
 /// Bright and nearly grey, so that the walls give the mesh its colours.
-constexpr Material kClay = {{0.72f, 0.66f, 0.58f}, {}};
+constexpr Material kClay = {{0.72f, 0.66f, 0.58f}, {}, true};
 
 /// Just above the room's floor, so that a flat mesh does not coincide with it.
 constexpr double kStand = -0.998;

@@ -149,6 +149,23 @@ void MeshSurface::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolyg
     }
 }
 
+SurfacePoint MeshSurface::PointOf(std::uint32_t triangle, const Barycentric& weights) const {
+    const Vec3f position = Blended(mesh_.vertices, triangle, weights);
+    const auto& [a, b, c] = mesh_.triangles[triangle];
+    Vec3f facing = Normalized(
+        Cross(mesh_.vertices[b] - mesh_.vertices[a], mesh_.vertices[c] - mesh_.vertices[a]));
+    const Vec3f blended = Blended(normals_, triangle, weights);
+    // The normals decide which side is outside, not the order of the corners. Opposite normals can
+    // cancel.
+    if (Dot(facing, blended) < 0) facing = -facing;
+    Vec3f normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
+    if (eye_ && Dot(facing, *eye_ - position) < 0) {
+        facing = -facing;
+        normal = -normal;
+    }
+    return {position, normal, facing};
+}
+
 Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) const {
     // A cell's points are weights of its piece's corners, and these are weights of the triangle's.
     const auto in_triangle = [&](const Barycentric& in_piece) {
@@ -161,21 +178,7 @@ Micropolygon MeshSurface::MicropolygonOf(const Piece& piece, const Cell& cell) c
     for (std::size_t i = 0; i < 4; ++i)
         corners[i] = Blended(mesh_.vertices, piece.triangle, in_triangle(cell.corners[i]));
 
-    const Barycentric middle = in_triangle(cell.middle);
-    const Vec3f centre = Blended(mesh_.vertices, piece.triangle, middle);
-    const auto& [a, b, c] = mesh_.triangles[piece.triangle];
-    Vec3f facing = Normalized(
-        Cross(mesh_.vertices[b] - mesh_.vertices[a], mesh_.vertices[c] - mesh_.vertices[a]));
-    const Vec3f blended = Blended(normals_, piece.triangle, middle);
-    // The normals decide which side is outside, not the order of the corners. Opposite normals can
-    // cancel.
-    if (Dot(facing, blended) < 0) facing = -facing;
-    Vec3f normal = Length(blended) > 0.1f ? Normalized(blended) : facing;
-    if (eye_ && Dot(facing, *eye_ - centre) < 0) {
-        facing = -facing;
-        normal = -normal;
-    }
-
+    const auto [centre, normal, facing] = PointOf(piece.triangle, in_triangle(cell.middle));
     // The two diagonals of a flat cell span twice its area; a triangular cell repeats a corner.
     const Vec3f span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
     float radius = 0;

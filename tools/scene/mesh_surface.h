@@ -28,6 +28,9 @@ public:
     std::uint32_t GridCount() const override;
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
     TriangleMesh Tessellate() const override { return mesh_; }
+    SurfacePoint At(const TrianglePlace& place) const override {
+        return PointOf(place.triangle, {1 - place.u - place.v, place.u, place.v});
+    }
 
 private:
     /// A whole triangle, or a part of it after halving.
@@ -39,6 +42,7 @@ private:
     /// The triangle's three vertices (or their normals) blended by the weights.
     Vec3f Blended(const std::vector<Vec3f>& values, std::uint32_t triangle,
                   const Barycentric& weights) const;
+    SurfacePoint PointOf(std::uint32_t triangle, const Barycentric& weights) const;
     std::array<Vec3f, 3> CornersOf(const Piece& piece) const;
 
     /// The constructor's steps, in this order.

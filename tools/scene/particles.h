@@ -21,6 +21,7 @@ public:
     std::uint32_t GridCount() const override { return count_; }
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
     TriangleMesh Tessellate() const override { return {}; }
+    SurfacePoint At(const TrianglePlace&) const override { return {}; }
 
 private:
     const std::uint32_t count_;

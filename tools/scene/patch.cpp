@@ -143,4 +143,20 @@ TriangleMesh Patch::Tessellate() const {
     return mesh;
 }
 
+SurfacePoint Patch::At(const TrianglePlace& place) const {
+    // The corners of a cell's first triangle are 00, 10 and 11, those of its second 00, 11 and 01.
+    const auto cell = static_cast<int>(place.triangle / 2);
+    const bool is_first = place.triangle % 2 == 0;
+    const float both = place.u + place.v;
+    const float across = is_first ? both : place.u;
+    const float along = is_first ? place.v : both;
+    const auto count = static_cast<float>(facets_);
+    const int column = cell % facets_;
+    const int row = cell / facets_;
+    const float u = (static_cast<float>(column) + across) / count;
+    const float v = (static_cast<float>(row) + along) / count;
+    const PatchPoint point = shape_(u, v);
+    return {point.position, point.normal, point.normal};
+}
+
 }  // namespace scene

@@ -41,6 +41,7 @@ public:
     std::uint32_t GridCount() const override;
     void Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) const override;
     TriangleMesh Tessellate() const override;
+    SurfacePoint At(const TrianglePlace& place) const override;
 
 private:
     /// A rectangle of parameters.

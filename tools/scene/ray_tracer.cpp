@@ -84,8 +84,10 @@ std::optional<RayTracer::Hit> RayTracer::Nearest(Vec3f origin, Vec3f direction) 
 
     // Facets have two sides: a ray that hits one from behind sees its back.
     const Vec3f normal = Normalized(Vec3f{query.hit.Ng_x, query.hit.Ng_y, query.hit.Ng_z});
-    return Hit{query.ray.tfar, Dot(normal, direction) > 0 ? -normal : normal,
-               &scene_.Surfaces()[query.hit.geomID]->GetMaterial()};
+    return Hit{query.ray.tfar,
+               Dot(normal, direction) > 0 ? -normal : normal,
+               scene_.Surfaces()[query.hit.geomID].get(),
+               {query.hit.primID, query.hit.u, query.hit.v}};
 }
 
 bool RayTracer::Blocked(Vec3f from, Vec3f to) const {

@@ -24,7 +24,8 @@ public:
     struct Hit {
         float distance;
         Vec3f facing;  ///< unit normal of the facet, on the side that the ray came from
-        const Material* material;
+        const Surface* surface;
+        TrianglePlace place;  ///< on the triangles of the surface
     };
 
     /// The first surface on the way from `origin` along `direction`, or none.

@@ -33,7 +33,15 @@ inline int Steps(float length, float step) {
 /// How a surface reflects light: a part of each colour, evenly into all directions.
 struct Material {
     Vec3f albedo;
-    Vec3f emission;  ///< of a lamp; black elsewhere
+    Vec3f emission;         ///< of a lamp; black elsewhere
+    bool scatters = false;  ///< whether light may travel below the surface, as in things, not walls
+};
+
+/// A place on a surface.
+struct SurfacePoint {
+    Vec3f position;
+    Vec3f normal;  ///< unit length, interpolated where the surface is smooth
+    Vec3f facing;  ///< unit normal of the flat facet itself: rays leave to this side
 };
 
 /// One small facet, shaded as a whole at its centre.
@@ -43,12 +51,21 @@ struct Micropolygon {
     Vec3f facing;  ///< unit normal of the flat facet itself: rays leave to this side
     float radius;  ///< from the centre to the farthest corner: a disc of it hides the facet
     float area;
+
+    SurfacePoint Centre() const { return {centre, normal, facing}; }
 };
 
 /// A surface as rays see it.
 struct TriangleMesh {
     std::vector<Vec3f> vertices;
     std::vector<std::array<std::uint32_t, 3>> triangles;
+};
+
+/// A place on a triangle with the corners a, b and c: a + (b - a) * u + (c - a) * v.
+struct TrianglePlace {
+    std::uint32_t triangle;
+    float u;
+    float v;
 };
 
 /// A part of the scene, of one material.
@@ -70,6 +87,10 @@ public:
 
     /// The triangles that rays hit; none when rays pass.
     virtual TriangleMesh Tessellate() const = 0;
+
+    /// The point of the smooth surface at a place on its triangles. It is shaded as a micropolygon
+    /// there would be.
+    virtual SurfacePoint At(const TrianglePlace& place) const = 0;
 
 private:
     const Material material_;

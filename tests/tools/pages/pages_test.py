@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The manual pages and completions, beside what the programs' own --help says.
 
-usage: pages_test.py FOLDER PTC PCBAKE MAKE_PAGES    (FOLDER: what make_pages wrote)
+usage: pages_test.py FOLDER PTC PCBAKE PCRENDER MAKE_PAGES    (FOLDER: what make_pages wrote)
 Run it from the repository root.
 """
 
@@ -14,7 +14,7 @@ import tempfile
 import unittest
 
 MADE = pathlib.Path(sys.argv[1])
-PTC, PCBAKE, MAKE_PAGES = sys.argv[2:]
+PTC, PCBAKE, PCRENDER, MAKE_PAGES = sys.argv[2:]
 DOC = pathlib.Path("docs/tools.md")
 
 
@@ -29,7 +29,8 @@ def helps() -> dict[str, str]:
     ptc = output_of(PTC, "--help")
     commands = re.findall(r"^  (\w+) ", ptc.split("Subcommands:")[1], re.M)
     assert len(commands) > 5, ptc
-    texts = {"ptc": ptc, "pcbake": output_of(PCBAKE, "--help")}
+    texts = {"ptc": ptc, "pcbake": output_of(PCBAKE, "--help"),
+             "pcrender": output_of(PCRENDER, "--help")}
     return texts | {f"ptc-{word}": output_of(PTC, word, "--help") for word in commands}
 
 
@@ -63,6 +64,9 @@ BASH_CASES = {
     "pcbake --no-b": {"--no-bounce"},
     "pcbake --driver ": {"FILES"},
     "pcbake --rays ": set(),
+    "pcrender --light o": {"occlusion"},
+    "pcrender --compare ": {"FILES"},
+    "pcrender --cloud ": {"FILES"},
 }
 
 

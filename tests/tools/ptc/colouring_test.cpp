@@ -91,7 +91,7 @@ TEST(PtcColouring, TheMapGrowsLighterAllTheWayAndBytesOfAScreenSurvive) {
     const Srgb srgb;
     double before = -1;
     for (int i = 0; i < 64; ++i) {
-        const Light light = srgb.Decode(MapColour(i / 63.0));
+        const LinearRgb light = srgb.Decode(MapColour(i / 63.0));
         const double luminance = 0.2126 * light.r + 0.7152 * light.g + 0.0722 * light.b;
         EXPECT_GT(luminance, before) << i;
         before = luminance;

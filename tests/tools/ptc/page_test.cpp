@@ -150,7 +150,7 @@ TEST_F(PtcPage, HasEveryNumberOfASmallCloud) {
     points.push_back({{1, 1, -kInfinity}, {0, 0, 1}, 0.5f});
     PageOptions options = Options(WriteCloud(points, TokenForm::kBinary));
     options.view.range = view::ValueRange{0, 2};
-    options.view.background = view::Rgb{1, 0xAB, 0};
+    options.view.background = Rgb{1, 0xAB, 0};
     const std::string page = Make(options);
     EXPECT_NE(report_.find("5 of 7 points, without frame\n"), std::string::npos) << report_;
     EXPECT_EQ(page.find(kMarkup), std::string::npos);

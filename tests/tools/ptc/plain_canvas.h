@@ -41,17 +41,18 @@ public:
     void PutOnto(Picture* picture, const Srgb& srgb) const {
         for (int y = 0; y < height_ / kPixelSide; ++y)
             for (int x = 0; x < width_ / kPixelSide; ++x) {
-                Light sum;
+                LinearRgb sum;
                 for (int i = 0; i < kPixelSide * kPixelSide; ++i) {
                     const Sample& sample = samples_[Index(x * kPixelSide + i % kPixelSide,
                                                           y * kPixelSide + i / kPixelSide)];
                     const bool is_covered = sample.nearness > kNowhere;
-                    const Light light = srgb.Decode(is_covered ? sample.colour : picture->At(x, y));
+                    const LinearRgb light =
+                        srgb.Decode(is_covered ? sample.colour : picture->At(x, y));
                     sum = {sum.r + light.r, sum.g + light.g, sum.b + light.b};
                 }
                 constexpr float kShare = 1.0f / (kPixelSide * kPixelSide);
-                picture->Set(x, y,
-                             srgb.Encode(Light{sum.r * kShare, sum.g * kShare, sum.b * kShare}));
+                picture->Set(
+                    x, y, srgb.Encode(LinearRgb{sum.r * kShare, sum.g * kShare, sum.b * kShare}));
             }
     }
 

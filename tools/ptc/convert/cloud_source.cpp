@@ -8,8 +8,8 @@
 
 #include "ptc/cloud/raw_points.h"
 #include "ptc/cloud/reader.h"
+#include "tools/clouds/foreign_file.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/foreign_file.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/read_error.h"
 

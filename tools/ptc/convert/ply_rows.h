@@ -15,8 +15,8 @@
 #include <span>
 #include <vector>
 
+#include "tools/picture/srgb.h"
 #include "tools/ptc/convert/ply_header.h"
-#include "tools/ptc/srgb.h"
 
 namespace convert {
 
@@ -49,7 +49,7 @@ private:
     std::vector<Column> columns_;
     std::size_t row_bytes_ = 0;
     bool is_big_endian_ = false;
-    view::Srgb srgb_;
+    Srgb srgb_;
 };
 
 }  // namespace convert

@@ -10,13 +10,13 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/number.h"
+#include "tools/picture/srgb.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/number_parse.h"
 #include "tools/ptc/convert/ply_header.h"
 #include "tools/ptc/convert/ply_rows.h"
 #include "tools/ptc/convert/row_builder.h"
 #include "tools/ptc/convert/table_sources.h"
-#include "tools/ptc/srgb.h"
 
 namespace convert {
 
@@ -259,7 +259,7 @@ private:
     PlyHeader header_;
     std::size_t vertex_ = 0;
     std::vector<PlyTarget> targets_;  ///< one a property
-    const view::Srgb srgb_;
+    const Srgb srgb_;
     ColumnMap map_;
     std::optional<RowBuilder> builder_;
     std::optional<PlyRows> rows_;

@@ -14,9 +14,9 @@
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/normal_decode.h"
+#include "tools/picture/srgb.h"
 #include "tools/ptc/convert/columns.h"
 #include "tools/ptc/convert/number_parse.h"
-#include "tools/ptc/srgb.h"
 
 namespace convert {
 
@@ -45,7 +45,7 @@ private:
     const NormalDecoder& normals_ = Normals();
     std::size_t data_floats_;
     std::optional<std::size_t> colour_;
-    view::Srgb srgb_;
+    Srgb srgb_;
 };
 
 }  // namespace convert

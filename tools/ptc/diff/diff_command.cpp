@@ -9,13 +9,13 @@
 #include <string>
 
 #include "tools/common/number.h"
+#include "tools/common/option_text.h"
 #include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/byte_size.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/diff/diff_findings.h"
 #include "tools/ptc/diff/ordered_diff.h"
-#include "tools/ptc/option_text.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "ptc/lookup.h"
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
 #include "tools/ptc/diff/place_order.h"
-#include "tools/ptc/open_through_caches.h"
 
 namespace {
 

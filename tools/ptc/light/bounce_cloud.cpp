@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "ptc/format/layout.h"
+#include "tools/clouds/lookup_clouds.h"
 #include "tools/common/failure.h"
 #include "tools/ptc/convert/sinks.h"
 #include "tools/ptc/light/light_variables.h"
-#include "tools/ptc/lookup/lookup_clouds.h"
 #include "util/io/plain_file.h"
 
 namespace lighting {

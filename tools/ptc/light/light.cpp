@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ptc/statistics.h"
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/output_file.h"
 #include "tools/ptc/convert/cloud_source.h"
@@ -22,7 +23,6 @@
 #include "tools/ptc/light/light_variables.h"
 #include "tools/ptc/light/place_light.h"
 #include "tools/ptc/light/point_pieces.h"
-#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/report.h"
 #include "util/text/printable_text.h"
 

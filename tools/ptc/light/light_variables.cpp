@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
+#include "tools/clouds/lookup_clouds.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/lookup/lookup_clouds.h"
 #include "tools/ptc/nearest_name.h"
 #include "tools/ptc/variable_list.h"
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/ptc/option_text.h"
+#include "tools/common/option_text.h"
 
 inline CLI::Option* AddFilterOption(CLI::App& command, std::optional<float>* radius) {
     return command

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ptc/lookup.h"
-#include "tools/ptc/lookup/lookup_clouds.h"
+#include "tools/clouds/lookup_clouds.h"
 #include "tools/ptc/lookup/places.h"
 
 /// Room for `most` points a place, of which the first `found` are there.

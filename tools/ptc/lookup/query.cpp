@@ -10,15 +10,15 @@
 #include <optional>
 #include <vector>
 
+#include "tools/clouds/lookup_clouds.h"
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/parts.h"
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
-#include "tools/ptc/lookup/lookup_clouds.h"
 #include "tools/ptc/lookup/parallel_lookup.h"
 #include "tools/ptc/lookup/places.h"
 #include "tools/ptc/lookup/query_answers.h"
-#include "tools/ptc/open_through_caches.h"
 #include "util/math/vec3.h"
 
 namespace {

@@ -5,13 +5,13 @@
 #include <limits>
 #include <memory>
 
+#include "tools/common/option_text.h"
 #include "tools/common/option_values.h"
+#include "tools/common/thread_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/lookup/filter_options.h"
 #include "tools/ptc/lookup/query.h"
-#include "tools/ptc/option_text.h"
 #include "tools/ptc/run_guarded.h"
-#include "tools/ptc/thread_option.h"
 
 namespace {
 

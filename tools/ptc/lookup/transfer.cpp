@@ -7,17 +7,17 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tools/clouds/lookup_clouds.h"
+#include "tools/clouds/open_through_caches.h"
+#include "tools/clouds/spacing.h"
 #include "tools/common/failure.h"
 #include "tools/common/output_file.h"
 #include "tools/common/parts.h"
 #include "tools/common/progress.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/convert/form_files.h"
-#include "tools/ptc/lookup/lookup_clouds.h"
 #include "tools/ptc/lookup/parallel_lookup.h"
 #include "tools/ptc/lookup/places.h"
-#include "tools/ptc/lookup/spacing.h"
-#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/report.h"
 #include "util/text/printable_text.h"
 

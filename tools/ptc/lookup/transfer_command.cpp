@@ -4,11 +4,11 @@
 #include <memory>
 
 #include "tools/common/option_values.h"
+#include "tools/common/thread_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/lookup/filter_options.h"
 #include "tools/ptc/lookup/transfer.h"
 #include "tools/ptc/run_guarded.h"
-#include "tools/ptc/thread_option.h"
 
 void AddTransfer(CLI::App& app, int* status) {
     const auto options = std::make_shared<TransferOptions>();

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "ptc/organise.h"
+#include "tools/clouds/library_files.h"
 #include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/library_files.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
 #include "tools/ptc/run_guarded.h"

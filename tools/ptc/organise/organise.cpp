@@ -16,15 +16,15 @@
 
 #include "ptc/cloud/reader.h"
 #include "ptc/format/light_nodes.h"
+#include "tools/clouds/library_files.h"
 #include "tools/common/failure.h"
 #include "tools/common/option_values.h"
+#include "tools/common/thread_option.h"
 #include "tools/ptc/byte_size.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/library_files.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
 #include "tools/ptc/run_guarded.h"
-#include "tools/ptc/thread_option.h"
 #include "util/text/printable_text.h"
 
 namespace {

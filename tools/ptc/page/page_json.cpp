@@ -96,7 +96,7 @@ void AddCloud(const CloudFacts& facts, std::uint64_t most, JsonText* json) {
     json->End('}');
 }
 
-std::string HexOf(view::Rgb colour) {
+std::string HexOf(Rgb colour) {
     return fmt::format("{:02x}{:02x}{:02x}", colour.r, colour.g, colour.b);
 }
 

@@ -19,9 +19,9 @@
 #include "ptc/access.h"
 #include "ptc/statistics.h"
 #include "ptc/tree.h"
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/progress.h"
-#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/stats/lookup_steps.h"
 
 namespace {

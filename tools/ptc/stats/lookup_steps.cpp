@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "tools/ptc/lookup/spacing.h"
+#include "tools/clouds/spacing.h"
 
 namespace {
 

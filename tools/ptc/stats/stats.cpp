@@ -12,15 +12,15 @@
 
 #include "ptc/access.h"
 #include "ptc/statistics.h"
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/thread_option.h"
 #include "tools/ptc/cache_option.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/open_through_caches.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
-#include "tools/ptc/thread_option.h"
 #include "util/text/printable_text.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "tools/ptc/view/picture.h"
+#include "tools/picture/picture.h"
 
 namespace view {
 

@@ -129,7 +129,7 @@ bool Colouring::ColourOf(const PointHead& point, std::span<const float> data, co
         const auto light = [&](float value) {
             return static_cast<float>(std::clamp(range_.Share(value) * gain_, 0.0, 1.0));
         };
-        *colour = srgb.Encode(Light{light(x), light(y), light(z)});
+        *colour = srgb.Encode(LinearRgb{light(x), light(y), light(z)});
         return true;
     }
     // Vectors of any length, also those whose square no float holds, are shown by direction.

@@ -14,10 +14,10 @@
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
-#include "tools/ptc/srgb.h"
+#include "tools/picture/picture.h"
+#include "tools/picture/srgb.h"
 #include "tools/ptc/variable_list.h"
 #include "tools/ptc/view/legend.h"
-#include "tools/ptc/view/picture.h"
 
 namespace view {
 

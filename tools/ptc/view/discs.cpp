@@ -93,13 +93,13 @@ void DiscCanvas::DrawAll(const ViewCamera& camera, DiscBatch* batch, const Looks
 }
 
 /// A lens adds up light. The mean of the screen's bytes would make edges look too dark.
-Light DiscCanvas::MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const {
-    Light sum;
+LinearRgb DiscCanvas::MeanLight(int x, int y, const LinearRgb& behind, const Srgb& srgb) const {
+    LinearRgb sum;
     for (int row = y * kSide; row < (y + 1) * kSide; ++row) {
         const std::size_t first = Index(x * kSide, row);
         for (std::size_t sample = first; sample < first + kSide; ++sample) {
             const bool is_covered = nearness_[sample] > kNowhere;
-            const Light light = is_covered ? srgb.Decode(Unpacked(colours_[sample])) : behind;
+            const LinearRgb light = is_covered ? srgb.Decode(Unpacked(colours_[sample])) : behind;
             sum = {sum.r + light.r, sum.g + light.g, sum.b + light.b};
         }
     }
@@ -112,7 +112,7 @@ void DiscCanvas::PutOnto(Picture* picture, const Srgb& srgb) const {
     const int last_y = std::min(picture->Height(), height_ / kSide);
     for (int y = 0; y < last_y; ++y)
         for (int x = 0; x < last_x; ++x) {
-            const Light behind = srgb.Decode(picture->At(x, y));
+            const LinearRgb behind = srgb.Decode(picture->At(x, y));
             picture->Set(x, y, srgb.Encode(MeanLight(x, y, behind, srgb)));
         }
 }

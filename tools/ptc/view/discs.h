@@ -20,9 +20,9 @@
 #include <functional>
 #include <vector>
 
-#include "tools/ptc/srgb.h"
+#include "tools/picture/picture.h"
+#include "tools/picture/srgb.h"
 #include "tools/ptc/view/disc_batch.h"
-#include "tools/ptc/view/picture.h"
 #include "tools/ptc/view/raster_disc.h"
 #include "tools/ptc/view/sample_lanes.h"
 #include "tools/ptc/view/view_camera.h"
@@ -89,7 +89,7 @@ private:
     }
 
     void Cover(int x, int y, double nearness, std::uint32_t colour);
-    Light MeanLight(int x, int y, const Light& behind, const Srgb& srgb) const;
+    LinearRgb MeanLight(int x, int y, const LinearRgb& behind, const Srgb& srgb) const;
 
     std::size_t Index(int x, int y) const {
         return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tools/ptc/view/picture.h"
+#include "tools/picture/picture.h"
 
 namespace view {
 

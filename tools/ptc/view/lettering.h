@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-#include "tools/ptc/view/picture.h"
+#include "tools/picture/picture.h"
 
 namespace view {
 

@@ -10,18 +10,18 @@
 #include <cstdio>
 #include <memory>
 
+#include "tools/clouds/foreign_file.h"
 #include "tools/common/failure.h"
 #include "tools/common/input_file.h"
 #include "tools/common/output_file.h"
-#include "tools/ptc/foreign_file.h"
+#include "tools/picture/picture_file.h"
+#include "tools/picture/png_file.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/view/colouring.h"
 #include "tools/ptc/view/discs.h"
 #include "tools/ptc/view/file_camera.h"
-#include "tools/ptc/view/png_file.h"
 #include "tools/ptc/view/value_sample.h"
-#include "util/io/open_file.h"
 
 namespace view {
 
@@ -191,7 +191,7 @@ private:
 
     /// Light or black, whichever is easier to read on the background.
     Rgb Ink() const {
-        const Light light = Srgb().Decode(Background());
+        const LinearRgb light = Srgb().Decode(Background());
         constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
         const float luminance = 0.2126f * light.r + 0.7152f * light.g + 0.0722f * light.b;
         return luminance < kMiddleGrey ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};
@@ -204,20 +204,6 @@ private:
     PointPass pass_;
     Progress progress_;
 };
-
-/// Puts the picture in place, as a whole or not at all.
-void WritePicture(const Picture& picture, OutputFile* output) {
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(output->Path().c_str(), "wb"),
-                                                         std::fclose);
-    if (!file) FailWithErrno(output->Name());
-    try {
-        WritePng(picture, file.get());
-    } catch (const Failure& failure) {
-        throw Failure(fmt::format("{}: {}", output->Name(), failure.what()));
-    }
-    if (std::fclose(file.release()) != 0) FailWithErrno(output->Name());
-    output->Commit();
-}
 
 }  // namespace
 
@@ -250,7 +236,9 @@ void View(const ViewOptions& options) {
         throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
     const auto cloud = OpenToDraw(input);
-    WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
+    const Picture picture = Viewing(options, *cloud, input.Name()).Draw();
+    WriteThrough(&output, [&](std::FILE* stream) { WritePng(picture, stream); });
+    output.Commit();
 }
 
 }  // namespace view

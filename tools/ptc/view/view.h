@@ -14,8 +14,8 @@
 
 #include "ptc/cloud/reader.h"
 #include "tools/common/input_file.h"
+#include "tools/picture/picture.h"
 #include "tools/ptc/view/legend.h"
-#include "tools/ptc/view/picture.h"
 #include "tools/ptc/view/view_camera.h"
 
 namespace view {

@@ -1,12 +1,12 @@
 // LookupClouds: opening the files, and making lookups.
 
-#include "tools/ptc/lookup/lookup_clouds.h"
+#include "tools/clouds/lookup_clouds.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/open_through_caches.h"
 
 LookupClouds::LookupClouds(const std::vector<std::string>& names) : inputs_(names) {
     for (int file = 0; file < Count(); ++file) Open(file);

@@ -1,6 +1,6 @@
 // Foreign files: what PLY and CSV files begin with.
 
-#include "tools/ptc/foreign_file.h"
+#include "tools/clouds/foreign_file.h"
 
 #include <algorithm>
 #include <array>

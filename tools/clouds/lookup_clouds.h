@@ -14,7 +14,7 @@
 #include "ptc/access.h"
 #include "ptc/format/cloud_header.h"
 #include "ptc/lookup.h"
-#include "tools/ptc/library_files.h"
+#include "tools/clouds/library_files.h"
 
 class LookupClouds {
 public:

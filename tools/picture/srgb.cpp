@@ -1,11 +1,9 @@
 // sRGB: the table.
 
-#include "tools/ptc/srgb.h"
+#include "tools/picture/srgb.h"
 
 #include <cmath>
 #include <limits>
-
-namespace view {
 
 namespace {
 
@@ -34,5 +32,3 @@ Srgb::Srgb() {
         cells_[cell] = byte;
     }
 }
-
-}  // namespace view

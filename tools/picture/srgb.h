@@ -11,8 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace view {
-
 /// A colour as a screen shows it.
 struct Rgb {
     std::uint8_t r = 0;
@@ -23,7 +21,7 @@ struct Rgb {
 };
 
 /// Linear light.
-struct Light {
+struct LinearRgb {
     float r = 0;
     float g = 0;
     float b = 0;
@@ -47,10 +45,10 @@ public:
         return static_cast<std::uint8_t>(byte + (light >= steps_[byte]));
     }
 
-    Light Decode(Rgb colour) const {
+    LinearRgb Decode(Rgb colour) const {
         return {Decode(colour.r), Decode(colour.g), Decode(colour.b)};
     }
-    Rgb Encode(const Light& light) const {
+    Rgb Encode(const LinearRgb& light) const {
         return {Encode(light.r), Encode(light.g), Encode(light.b)};
     }
 
@@ -70,5 +68,3 @@ private:
     std::array<float, 256> steps_;
     std::array<std::uint8_t, kCells> cells_;  ///< the byte of the least light in each
 };
-
-}  // namespace view

@@ -1,10 +1,8 @@
 // Picture: its pixels.
 
-#include "tools/ptc/view/picture.h"
+#include "tools/picture/picture.h"
 
 #include <algorithm>
-
-namespace view {
 
 Picture::Picture(int width, int height, Rgb fill)
     : width_(width),
@@ -17,5 +15,3 @@ void Picture::Fill(const Rectangle& area, Rgb colour) {
     for (int y = std::max(area.y, 0); y < last_y; ++y)
         for (int x = std::max(area.x, 0); x < last_x; ++x) Set(x, y, colour);
 }
-
-}  // namespace view

@@ -1,9 +1,9 @@
 // Opening clouds through the library's caches.
 
-#include "tools/ptc/open_through_caches.h"
+#include "tools/clouds/open_through_caches.h"
 
+#include "tools/clouds/foreign_file.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/foreign_file.h"
 
 PtcFile OpenThroughCaches(const InputFile& file) {
     PtcFile open(file.Path().c_str());

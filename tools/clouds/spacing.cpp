@@ -1,6 +1,6 @@
 // Spacing: the sample, and the median.
 
-#include "tools/ptc/lookup/spacing.h"
+#include "tools/clouds/spacing.h"
 
 #include <algorithm>
 #include <cmath>

@@ -12,9 +12,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/ptc/srgb.h"
-
-namespace view {
+#include "tools/picture/srgb.h"
 
 struct Rectangle {
     int x = 0;
@@ -51,5 +49,3 @@ private:
     int height_;
     std::vector<Rgb> pixels_;
 };
-
-}  // namespace view

@@ -1,6 +1,6 @@
 // Files of the library: names for people and names for the system.
 
-#include "tools/ptc/library_files.h"
+#include "tools/clouds/library_files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +10,8 @@
 #include <cstdio>
 
 #include "ptc/failure.h"
+#include "tools/clouds/foreign_file.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/foreign_file.h"
 
 namespace {
 

@@ -4,8 +4,6 @@
 
 #include <chrono>
 
-namespace bake {
-
 /// Uses the steady clock, so that setting the time of day has no effect.
 class Stopwatch {
 public:
@@ -15,5 +13,3 @@ private:
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start_ = Clock::now();
 };
-
-}  // namespace bake
