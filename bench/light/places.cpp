@@ -19,7 +19,8 @@ bool IsMeasured(const scene::Surface& surface) {
 bool TouchesAnother(const scene::RayTracer& tracer, const scene::Surface& surface,
                     const scene::Micropolygon& here) {
     const auto hit = tracer.Nearest(here.centre, here.facing);
-    return hit && hit->distance <= scene::kLiftOff && hit->material != &surface.GetMaterial();
+    return hit && hit->distance <= scene::kLiftOff &&
+           &hit->surface->GetMaterial() != &surface.GetMaterial();
 }
 
 /// Calls `take` with each micropolygon that can be measured, and the number of its surface.

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/clouds/temporary_cloud.h"
 #include "tools/common/input_file.h"
-#include "tools/ptc/temporary_cloud.h"
 
 class LibraryInputs {
 public:

@@ -13,9 +13,9 @@
 
 #include "ptc/access.h"
 #include "ptc/light.h"
-#include "tools/ptc/library_files.h"
+#include "tools/clouds/library_files.h"
+#include "tools/clouds/temporary_cloud.h"
 #include "tools/ptc/light/light_options.h"
-#include "tools/ptc/temporary_cloud.h"
 
 namespace lighting {
 

@@ -8,12 +8,12 @@
 #include <memory>
 #include <numbers>
 
+#include "tools/common/option_text.h"
 #include "tools/common/option_values.h"
 #include "tools/common/thread_option.h"
 #include "tools/ptc/cache_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/light/light.h"
-#include "tools/ptc/option_text.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace lighting {

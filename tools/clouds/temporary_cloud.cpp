@@ -1,6 +1,6 @@
 // TemporaryCloud: the folder, and the file without a name.
 
-#include "tools/ptc/temporary_cloud.h"
+#include "tools/clouds/temporary_cloud.h"
 
 #include <fcntl.h>
 #include <stdlib.h>
