@@ -57,7 +57,9 @@ MAY_INCLUDE = {
     | {"tools/ptc/convert", "tools/ptc/light", "tools/ptc/lookup"}
     | {"tools/ptc/organise/library_progress.h"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
-    "tools/ptc/view": PTC_TOOL | {"tools/ptc/view"},
+    # The command makes pictures or pages; a page is drawn with the pictures' cameras and colours.
+    "tools/ptc/view": PTC_TOOL | {"tools/ptc/page/page.h", "tools/ptc/view"},
+    "tools/ptc/page": PTC_TOOL | {"tools/ptc/page", "tools/ptc/view"},
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "tools/pages": UTIL
     | {"tools/common", "tools/pages", "tools/scene/scene_options.h", "tools/bake/options.h",

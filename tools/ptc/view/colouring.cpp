@@ -27,6 +27,17 @@ std::string Choices(const CloudVariables& variables) {
 
 }  // namespace
 
+std::optional<ColourKind> KindOf(const Variable& variable) {
+    // An array of colors begins like a color, but is more than one.
+    const auto is = [&](std::string_view word, std::int32_t floats) {
+        return variable.type.starts_with(word) && variable.size == floats;
+    };
+    if (is("color", 3)) return ColourKind::kLight;
+    if (is("float", 1)) return ColourKind::kValue;
+    if (is("normal", 3) || is("vector", 3)) return ColourKind::kDirection;
+    return std::nullopt;
+}
+
 Colouring::Colouring(const CloudVariables& variables, const std::string& name) : name_(name) {
     if (name.empty()) {
         ChooseDefault(variables);
@@ -61,20 +72,11 @@ bool Colouring::ChooseVariable(const CloudVariables& variables, const std::strin
     const auto variable =
         std::find_if(list.begin(), list.end(), [&](const Variable& v) { return v.name == name; });
     if (variable == list.end()) return false;
-    // An array of colors begins like a color, but is more than one.
-    const auto is = [&](std::string_view word, std::int32_t floats) {
-        return variable->type.starts_with(word) && variable->size == floats;
-    };
-    if (is("color", 3)) {
-        kind_ = Kind::kLight;
-    } else if (is("float", 1)) {
-        kind_ = Kind::kValue;
-    } else if (is("normal", 3) || is("vector", 3)) {
-        kind_ = Kind::kDirection;
-    } else {
+    const auto kind = KindOf(*variable);
+    if (!kind)
         throw Failure(fmt::format("{} is a {}, which has no colour; {}{} is one of its floats",
                                   name, variable->type, name, variable->Suffix(0)));
-    }
+    kind_ = *kind;
     source_ = Source::kData;
     offset_ = variable->offset;
     return true;

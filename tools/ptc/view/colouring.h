@@ -8,16 +8,27 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "ptc/format/cloud_header.h"
 #include "ptc/format/record_code.h"
 #include "tools/ptc/srgb.h"
+#include "tools/ptc/variable_list.h"
 #include "tools/ptc/view/legend.h"
 #include "tools/ptc/view/picture.h"
 
 namespace view {
+
+enum class ColourKind {
+    kLight,      ///< a color: linear light
+    kValue,      ///< one number, through the colour map
+    kDirection,  ///< a normal or a vector: its components as red, green and blue
+};
+
+/// How the variable as a whole is shown. Nothing: its floats can be shown, but only one by one.
+std::optional<ColourKind> KindOf(const Variable& variable);
 
 class Colouring {
 public:
@@ -54,7 +65,7 @@ public:
                   Rgb* colour) const;
 
 private:
-    enum class Kind { kLight, kValue, kDirection };
+    using Kind = ColourKind;
     enum class Source { kData, kNormal, kRadius };
 
     void ChooseDefault(const CloudVariables& variables);

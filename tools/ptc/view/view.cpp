@@ -18,6 +18,7 @@
 #include "tools/ptc/quiet_open.h"
 #include "tools/ptc/view/colouring.h"
 #include "tools/ptc/view/discs.h"
+#include "tools/ptc/view/file_camera.h"
 #include "tools/ptc/view/png_file.h"
 #include "tools/ptc/view/value_sample.h"
 #include "util/io/open_file.h"
@@ -28,13 +29,6 @@ namespace {
 
 /// Pixels of a picture whose size is not given: the file's own resolution may be a thumbnail's.
 constexpr int kLongerSide = 1024;
-/// Shape of a picture without a file's camera.
-constexpr double kUsualAspect = 4.0 / 3;
-/// Shapes beyond this are taken for damage.
-constexpr double kMostAspect = 8;
-/// The file's camera is used when it sees at least one point in so many: a matrix that has nothing
-/// to do with the cloud sees fewer, by chance.
-constexpr std::uint64_t kSeenOneIn = 100;
 
 Vec3d PositionOf(const PointPiece& piece, std::size_t i) {
     const float* const position = piece.Position(i);
@@ -43,9 +37,11 @@ Vec3d PositionOf(const PointPiece& piece, std::size_t i) {
 
 /// What the first reading finds.
 struct Survey {
+    explicit Survey(const StoredHeader& cloud) : camera(cloud) {}
+
     Bounds box;
-    std::uint64_t points = 0;   ///< that can be drawn
-    std::uint64_t in_view = 0;  ///< of the file's camera
+    std::uint64_t points = 0;  ///< that can be drawn
+    FileCamera camera;
     ValueSample values;
 
     /// Includes the whole sphere, however its disc is turned. The header's box would not do: a
@@ -59,15 +55,6 @@ struct Survey {
     }
 };
 
-/// Width over height of the frame that the file was made in. This is the stored format and not
-/// the reader's default for it, which belongs to no cloud in particular.
-double FrameAspect(const StoredHeader& cloud) {
-    const auto [width, height, pixel] = cloud.stored_format;
-    if (!(width >= 1 && height >= 1)) return kUsualAspect;
-    const double aspect = double{width} / height * (pixel > 0 ? double{pixel} : 1.0);
-    return aspect >= 1 / kMostAspect && aspect <= kMostAspect ? aspect : kUsualAspect;
-}
-
 /// One run of the command: what its steps share.
 class Viewing {
 public:
@@ -78,7 +65,7 @@ public:
           colouring_(MakeColouring()),
           pass_(cloud, name_),
           progress_(2 * static_cast<std::uint64_t>(cloud.point_count), true) {
-        CheckColourOptions();
+        CheckColourOptions(options, colouring_);
         colouring_.SetExposure(options.exposure.value_or(0.0));
     }
 
@@ -91,7 +78,7 @@ public:
         const bool is_fitted = Fits(survey);
         const double aspect = is_fitted ? kUsualAspect : FrameAspect(cloud_);
         const PictureSize size = options_.size ? *options_.size : UsualSize(aspect);
-        Picture picture(size.width, size.height, options_.background);
+        Picture picture(size.width, size.height, Background());
         const bool has_legend = HasLegend(size);
         const int height = size.height - (has_legend ? LegendHeight(size.width) : 0);
 
@@ -116,27 +103,10 @@ private:
         }
     }
 
-    /// What is shown decides which of these options have an effect.
-    void CheckColourOptions() const {
-        const std::string& name = colouring_.Name();
-        if (options_.exposure && colouring_.IsMapped())
-            throw WrongUsage("--exposure", fmt::format("works with a color; {} goes through the "
-                                                       "colour map, which --range sets",
-                                                       name));
-        if (colouring_.IsMapped() || colouring_.IsLight()) return;
-        if (options_.exposure)
-            throw WrongUsage("--exposure",
-                             fmt::format("works with a color; {} is a direction", name));
-        if (options_.range)
-            throw WrongUsage(
-                "--range", fmt::format("works with a number or a color; {} is a direction", name));
-    }
-
     /// The first reading. Points without a value are passed over here as they are in drawing, so
     /// that they do not move the camera.
     Survey Look() {
-        const auto camera = CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1});
-        Survey survey;
+        Survey survey(cloud_);
         pass_.Run(progress_, 0, [&](const PointPiece& piece) {
             for (std::size_t i = 0; i < piece.Count(); ++i) {
                 double value = 0;
@@ -147,9 +117,7 @@ private:
                 }
                 const Vec3d position = PositionOf(piece, i);
                 survey.Include(position, piece.Radius(i) * options_.point_scale);
-                double x = 0, y = 0;
-                if (camera && camera->Project(position, &x, &y))
-                    survey.in_view += x >= 0 && x <= 1 && y >= 0 && y <= 1;
+                survey.camera.Look(position);
             }
         });
         return survey;
@@ -167,9 +135,8 @@ private:
     /// Whether the camera is fitted.
     bool Fits(const Survey& survey) const {
         if (options_.camera == CameraChoice::kFit || options_.direction) return true;
-        if (options_.camera == CameraChoice::kAutomatic)
-            return survey.in_view * kSeenOneIn < survey.points || survey.in_view == 0;
-        if (!CameraOfMatrix(cloud_.stored_world_to_ndc, Frame{1, 1, 1}))
+        if (options_.camera == CameraChoice::kAutomatic) return !survey.camera.Sees(survey.points);
+        if (!survey.camera.IsThere())
             throw Failure(fmt::format("{}: has no camera of its own", name_));
         return false;
     }
@@ -220,9 +187,11 @@ private:
         canvas.PutOnto(picture, srgb);
     }
 
+    Rgb Background() const { return options_.background.value_or(kUsualBackground); }
+
     /// Light or black, whichever is easier to read on the background.
     Rgb Ink() const {
-        const Light light = Srgb().Decode(options_.background);
+        const Light light = Srgb().Decode(Background());
         constexpr float kMiddleGrey = 0.18f;  // half way for the eye, in light
         const float luminance = 0.2126f * light.r + 0.7152f * light.g + 0.0722f * light.b;
         return luminance < kMiddleGrey ? Rgb{0xE8, 0xE8, 0xE8} : Rgb{0, 0, 0};
@@ -252,15 +221,35 @@ void WritePicture(const Picture& picture, OutputFile* output) {
 
 }  // namespace
 
+void CheckColourOptions(const ViewOptions& options, const Colouring& colouring) {
+    const std::string& name = colouring.Name();
+    if (options.exposure && colouring.IsMapped())
+        throw WrongUsage("--exposure",
+                         fmt::format("works with a color; {} goes through the colour map, which "
+                                     "--range sets",
+                                     name));
+    if (colouring.IsMapped() || colouring.IsLight()) return;
+    if (options.exposure)
+        throw WrongUsage("--exposure", fmt::format("works with a color; {} is a direction", name));
+    if (options.range)
+        throw WrongUsage("--range",
+                         fmt::format("works with a number or a color; {} is a direction", name));
+}
+
+std::unique_ptr<CloudReader> OpenToDraw(const InputFile& input) {
+    std::string why;
+    auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
+    if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
+    return cloud;
+}
+
 void View(const ViewOptions& options) {
     // What is wrong with the two files is found before the long part begins.
     OutputFile output(options.output);
     if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
         throw Failure("standard output: a terminal shows no pictures");
     const InputFile input(options.input);
-    std::string why;
-    const auto cloud = OpenQuietly(input, CountCheck::kStrict, &why);
-    if (!cloud) throw Failure(fmt::format("{}: {}{}", input.Name(), why, ConvertHint(input)));
+    const auto cloud = OpenToDraw(input);
     WritePicture(Viewing(options, *cloud, input.Name()).Draw(), &output);
 }
 

@@ -6,11 +6,14 @@
 
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "ptc/cloud/reader.h"
+#include "tools/common/input_file.h"
 #include "tools/ptc/view/legend.h"
 #include "tools/ptc/view/picture.h"
 #include "tools/ptc/view/view_camera.h"
@@ -39,6 +42,9 @@ private:
     std::string option_;
 };
 
+/// The colour behind the points of a picture, unless another one is given.
+inline constexpr Rgb kUsualBackground{0x28, 0x28, 0x28};
+
 struct ViewOptions {
     std::string input;   ///< "-": standard input
     std::string output;  ///< "-": standard output
@@ -46,11 +52,19 @@ struct ViewOptions {
     std::optional<PictureSize> size;  ///< none: the frame's shape, 1024 along the longer side
     CameraChoice camera = CameraChoice::kAutomatic;
     std::optional<Direction> direction;  ///< of a fitted camera
-    Rgb background{0x28, 0x28, 0x28};
+    std::optional<Rgb> background;
     std::optional<double> exposure;   ///< stops; none: 0
     std::optional<ValueRange> range;  ///< none: as the values are; 0 to 1 of light
     double point_scale = 1;           ///< what radii are multiplied by
 };
+
+class Colouring;
+
+/// Opens a cloud, all of which can be read. Throws Failure.
+std::unique_ptr<CloudReader> OpenToDraw(const InputFile& input);
+
+/// Throws WrongUsage for an option that has no effect on what `colouring` shows.
+void CheckColourOptions(const ViewOptions& options, const Colouring& colouring);
 
 /// Draws the picture and writes it. Throws Failure or WrongUsage; then nothing is written.
 /// Caller: gives no direction together with the file's camera.

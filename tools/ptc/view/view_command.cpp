@@ -12,7 +12,9 @@
 
 #include "tools/common/number.h"
 #include "tools/common/option_values.h"
+#include "tools/common/parts.h"
 #include "tools/ptc/commands.h"
+#include "tools/ptc/page/page.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/view/view.h"
 
@@ -23,7 +25,11 @@ namespace {
 /// Along one side. Both sides at this take 5 GB.
 constexpr int kMostPixels = 8192;
 
-constexpr const char* kAbout = "draw the points of FILE as discs into a PNG picture";
+/// Of a page that a browser may still show, given time and memory.
+constexpr std::uint32_t kMostPoints = 50'000'000;
+
+constexpr const char* kAbout =
+    "draw the points of FILE as discs into a PNG picture, or into a page for a browser";
 
 /// "WxH" in pixels.
 bool ParseSize(const std::string& text, PictureSize* size) {
@@ -103,14 +109,26 @@ Direction* GivenDirection(ViewOptions* options) {
     return options->direction ? &*options->direction : &options->direction.emplace();
 }
 
-/// The picture is always a PNG. Another extension is a mistake, and the name may be that of a file
-/// to keep.
-CLI::Validator PictureName() {
+/// In small letters.
+std::string ExtensionOf(const std::string& name) {
+    std::string extension = std::filesystem::path(name).extension();
+    for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    return extension;
+}
+
+bool IsPage(const std::string& name) {
+    return ExtensionOf(name) == ".html";
+}
+
+/// What is no page is always a PNG. Another extension is a mistake, and the name may be that of a
+/// file to keep.
+CLI::Validator OutputName() {
     return CLI::Validator(
         [](const std::string& name) -> std::string {
-            std::string extension = std::filesystem::path(name).extension();
-            for (char& c : extension) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-            return extension.empty() || extension == ".png" ? "" : "must end in .png, as a picture";
+            const std::string extension = ExtensionOf(name);
+            return extension.empty() || extension == ".png" || IsPage(name)
+                       ? ""
+                       : "must end in .png, as a picture, or in .html, as a page";
         },
         "", kFileMark);
 }
@@ -168,9 +186,48 @@ void AddColourOptions(CLI::App& app, ViewOptions* options) {
                   return ParseRange(text, &range->emplace());
               });
     AddParsed(app,
-              {"--background", "black|grey|white|#RRGGBB", "the colour behind the points (#282828)",
+              {"--background", "black|grey|white|#RRGGBB",
+               "the colour behind the points (#282828; in a page as the browser's theme)",
                "must be black, grey, white or #RRGGBB"},
-              &options->background, ParseColour);
+              &options->background, [](const std::string& text, std::optional<Rgb>* colour) {
+                  return ParseColour(text, &colour->emplace());
+              });
+}
+
+/// The options of pages alone.
+void AddPageOptions(CLI::App& app, page::PageOptions* options) {
+    app.add_option("--points", options->points,
+                   fmt::format("most points in a page, spread evenly ({})", options->points))
+        ->type_name("N")
+        ->check(Count(std::uint32_t{1}, kMostPoints));
+    app.add_option("--compare", options->compare,
+                   "another cloud to show in the page, beside FILE and under the same camera")
+        ->type_name("OTHER")
+        ->check(FileName());
+    // A list of its own would take the words that follow, too.
+    app.add_option_function<std::string>(
+           "--variables",
+           [options](const std::string& list) {
+               options->variables.clear();
+               Parts parts(list, ',');
+               for (std::string_view part; parts.Next(&part);)
+                   options->variables.emplace_back(part);
+           },
+           "the variables to put into the page, separated by commas (all that fit)")
+        ->type_name("A,B,...");
+}
+
+/// A page has its camera and its size from who looks at it, a picture shows one cloud as it is.
+void RefuseOptionsWithoutEffect(const CLI::App& app, bool is_page) {
+    if (is_page) {
+        for (const char* name : {"--size", "--camera", "--turn", "--tilt"})
+            if (app.count(name) > 0)
+                throw CLI::ValidationError(name, "works with a picture, not with a page");
+        return;
+    }
+    for (const char* name : {"--points", "--compare", "--variables"})
+        if (app.count(name) > 0)
+            throw CLI::ValidationError(name, "needs a page, an output that ends in .html");
 }
 
 }  // namespace
@@ -179,26 +236,38 @@ void AddColourOptions(CLI::App& app, ViewOptions* options) {
 
 void AddView(CLI::App& app, int* status) {
     // Shared with the callback, which runs when the command line is parsed.
-    const auto options = std::make_shared<view::ViewOptions>();
+    const auto all = std::make_shared<page::PageOptions>();
+    view::ViewOptions* const options = &all->view;
     CLI::App* const command = app.add_subcommand("view", view::kAbout);
     command->option_defaults()->take_last();  // the last of several wins
     NamesFile(
         command->add_option("FILE", options->input, "a point cloud file, - for standard input"))
         ->required();
-    command->add_option("-o,--output", options->output, "the picture, - for standard output")
-        ->type_name("PICTURE")
+    command
+        ->add_option("-o,--output", options->output,
+                     "the picture, - for standard output, or the page if it ends in .html")
+        ->type_name("OUT")
         ->required()
-        ->check(view::PictureName());
-    view::AddSightOptions(*command, options.get());
-    view::AddColourOptions(*command, options.get());
-    command->callback([options, status] {
-        if (options->camera == view::CameraChoice::kFile && options->direction)
+        ->check(view::OutputName());
+    view::AddSightOptions(*command, options);
+    view::AddColourOptions(*command, options);
+    view::AddPageOptions(*command, all.get());
+    command->callback([all, command, status] {
+        const view::ViewOptions& given = all->view;
+        const bool is_page = view::IsPage(given.output);
+        view::RefuseOptionsWithoutEffect(*command, is_page);
+        if (given.camera == view::CameraChoice::kFile && given.direction)
             throw CLI::ValidationError("--turn, --tilt",
                                        "work with a fitted camera, not with --camera file");
+        if (given.input == "-" && all->compare == "-")
+            throw CLI::ValidationError("--compare", "standard input can be read once only");
         std::optional<view::WrongUsage> wrong;
         *status = RunGuarded([&] {
             try {
-                view::View(*options);
+                if (is_page)
+                    page::MakePage(*all);
+                else
+                    view::View(given);
             } catch (const view::WrongUsage& usage) {
                 wrong = usage;
             }
