@@ -40,10 +40,11 @@ private:
 
     void AddWallPoint(std::size_t axis, float side, int i) {
         constexpr float kStep = 2.0f / kSide;
+        const int row = i / kSide;
         PointHead head{};
         head.position[axis] = side;
         head.position[(axis + 1) % 3] = (static_cast<float>(i % kSide) + 0.5f) * kStep - 1;
-        head.position[(axis + 2) % 3] = (static_cast<float>(i / kSide) + 0.5f) * kStep - 1;
+        head.position[(axis + 2) % 3] = (static_cast<float>(row) + 0.5f) * kStep - 1;
         head.normal[axis] = -side;
         head.radius = 0.71f * kStep;
         Add(head, {kGlow, kGlow, kGlow, 0.5f, 0.25f, 0});
