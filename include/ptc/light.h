@@ -8,6 +8,8 @@
 //   light.Gather({.position = place, .normal = normal}, {}, &gathered);
 //   // what a matt surface there reflects: albedo * gathered.indirect
 //
+// examples/gather_light.cpp gathers from four threads and prints the times.
+//
 // Occlusion and indirect light
 //
 // Both are means over the directions w above a place, weighted by the cosine of their angle to its

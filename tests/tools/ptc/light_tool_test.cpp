@@ -40,10 +40,11 @@ private:
 
     void AddWallPoint(std::size_t axis, float side, int i) {
         constexpr float kStep = 2.0f / kSide;
+        const int row = i / kSide;
         PointHead head{};
         head.position[axis] = side;
         head.position[(axis + 1) % 3] = (static_cast<float>(i % kSide) + 0.5f) * kStep - 1;
-        head.position[(axis + 2) % 3] = (static_cast<float>(i / kSide) + 0.5f) * kStep - 1;
+        head.position[(axis + 2) % 3] = (static_cast<float>(row) + 0.5f) * kStep - 1;
         head.normal[axis] = -side;
         head.radius = 0.71f * kStep;
         Add(head, {kGlow, kGlow, kGlow, 0.5f, 0.25f, 0});
@@ -96,6 +97,32 @@ TEST(PtcLight, BouncesInAClosedRoomAreAGeometricSeries) {
             EXPECT_GT(MeanOf(lit, 6), 0.95);
             EXPECT_GT(MeanOf(lit, 10), 0.01);
         }
+    }
+}
+
+TEST(PtcLight, OptionsOpenAndCloseTheRoom) {
+    const ToolFolder folder;
+    folder.Write("room.ptc", Room().Bytes());
+    folder.Shell("ptc organize room.ptc -o tree.ptc --light");
+    const struct {
+        const char* options;
+        double low, high;  ///< of the mean occlusion
+    } rows[] = {
+        {"", 0.98, 1},
+        {"--quality fine", 0.98, 1},
+        {"--sides back", 0, 0.05},
+        {"--within 0.5", 0.05, 0.3},
+        {"--within 0.5 --falloff 2", 0.01, 0.1},
+        {"--within 0.5 --cone 20", 0.01, 0.1},
+        {"--within 1.5 --bias 0.6", 0.66, 0.75},
+        {"--within 1.5", 0.54, 0.62},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.options);
+        const double mean = MeanOf(
+            Lit(folder, "tree.ptc --onto room.ptc --occlusion " + std::string(row.options)), 6);
+        EXPECT_GE(mean, row.low);
+        EXPECT_LE(mean, row.high);
     }
 }
 
