@@ -1,10 +1,9 @@
-// Dipole: its formula, and its integral over discs anywhere.
+// Dipole: its formulas, and the material that has a given colour.
 
 #include "light/dipole.h"
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <limits>
 #include <numbers>
 
@@ -33,13 +32,6 @@ double TotalOf(double falloff, double boundary) {
     return 0.5 * exponential::Exp(-falloff) *
            (1 + exponential::Exp(-4.0 / 3.0 * boundary * falloff));
 }
-
-/// Points of a rule for a half-turn: the cosines of (k + 1/2) pi / 16.
-constexpr double kCosines[] = {
-    0.99518472667219693,   0.95694033573220882,  0.88192126434835505,  0.77301045336273699,
-    0.63439328416364549,   0.47139673682599764,  0.29028467725446233,  0.098017140329560604,
-    -0.098017140329560604, -0.29028467725446233, -0.47139673682599764, -0.63439328416364549,
-    -0.77301045336273699,  -0.88192126434835505, -0.95694033573220882, -0.99518472667219693};
 
 }  // namespace
 
@@ -84,68 +76,9 @@ double Dipole::At(double squared_distance) const {
            (real_.At(squared_distance, falloff_) + image_.At(squared_distance, falloff_));
 }
 
-double Dipole::Total() const {
-    return 0.5 * albedo_ * (real_.Beyond(0, falloff_) + image_.Beyond(0, falloff_));
-}
-
-double Dipole::Over(const DiscFromPlace& disc) const {
-    const double radius = disc.squared_radius;
-    const double squared = disc.squared_distance;
-    const double ratio = radius / (squared + real_.squared_depth);
-    const double exponent = radius * falloff_ * falloff_;
-    constexpr double kPoint = 0.01;
-    if (ratio <= kPoint && exponent <= 4 * kPoint) return At(squared);
-    constexpr double kFar = 0.15;
-    if (ratio > kFar || exponent > 1) return Integral(disc) / (pi * radius);
-
-    // The rule of degree 5 for discs: the centre, and six points around it, of which those that
-    // mirror each other are at the same distance from the place.
-    const double flat = std::max(0.0, squared - disc.squared_height);
-    const double around = squared + 2.0 / 3.0 * radius;
-    const double aside = std::numbers::sqrt2 * std::sqrt(radius * flat);
-    return 0.25 *
-           (At(squared) + At(around) + At(std::max(0.0, around - aside)) + At(around + aside));
-}
-
-/// The integral as that of D(r) over the turns of the disc's edge around the place,
-///
-///   1 / (2 pi) * integral from 0 to 2 pi of D(r) a (a - q cos f) / r^2 df
-///
-/// with the radius a, the distance q along the plane, the angle f at the disc's centre and
-/// r^2 = a^2 + q^2 - 2 a q cos f. It holds for places inside and outside of the disc. Where these
-/// are close to the edge, D(r) changes only near f = 0: the poles of R are at tan(f / 2) = i p,
-/// with p^2 = ((a - q)^2 + z^2) / ((a + q)^2 + z^2). So the angles are spaced evenly in g, with
-/// tan(f / 2) = k tan(g / 2): k^2 = p moves these poles as far away as those that it brings.
-double Dipole::Integral(const DiscFromPlace& disc) const {
-    const double a = std::sqrt(disc.squared_radius);
-    const double flat = std::max(0.0, disc.squared_distance - disc.squared_height);
-    const double height = disc.squared_height;
-    const double q = std::sqrt(flat);
-    const double nearest = (a - q) * (a - q);
-    const double depth = real_.squared_depth + height;
-    const double squared_k = std::sqrt((nearest + depth) / ((a + q) * (a + q) + depth));
-    const double k = std::sqrt(squared_k);
-
-    const double middle = real_.Beyond(height, falloff_) + image_.Beyond(height, falloff_);
-    // D(r) / r^2 where the place is on the edge: the difference of nearly equal numbers would be
-    // nothing but rounding.
-    const double squared_small = 1e-9 * depth;
-    const double near_middle = 0.5 * (real_.At(height, falloff_) + image_.At(height, falloff_));
-    double sum = 0;
-    for (const double cosine : kCosines) {
-        const double slow = 0.5 * (1 + cosine);
-        const double fast = 0.5 * (1 - cosine) * squared_k;
-        // 1 - cos f, which as a difference would lose its digits near the edge.
-        const double turned = 2 * fast / (slow + fast);
-        const double squared = nearest + 2 * a * q * turned;
-        const double share = squared < squared_small
-                                 ? near_middle
-                                 : (middle - real_.Beyond(height + squared, falloff_) -
-                                    image_.Beyond(height + squared, falloff_)) /
-                                       squared;
-        sum += share * a * (a - q + q * turned) * k / (slow + fast);
-    }
-    return std::max(0.0, 0.5 * albedo_ * sum / static_cast<double>(std::size(kCosines)));
+double Dipole::Beyond(double squared_distance) const {
+    return 0.5 * albedo_ *
+           (real_.Beyond(squared_distance, falloff_) + image_.Beyond(squared_distance, falloff_));
 }
 
 bool PtcSubsurfaceOf(const float albedo[3], const float mean_free_path[3], float refraction,

@@ -2,16 +2,18 @@
 //
 //   R(r) = A / (4 pi) * (z_r (1 + s d_r) e^(-s d_r) / d_r^3 + z_v (1 + s d_v) e^(-s d_v) / d_v^3)
 //
-// with the names of ptc/light.h. The integral of R over a disc of radius r around the place is
+// with the names of ptc/light.h. What enters a plane farther than r from the place, the integral of
+// R over it, is
 //
-//   D(r) = A / 2 * (e^(-s z_r) - z_r / d_r e^(-s d_r) + e^(-s z_v) - z_v / d_v e^(-s d_v))
+//   B(r) = A / 2 * (z_r / d_r e^(-s d_r) + z_v / d_v e^(-s d_v))
 //
-// because z e^(-s d) / d falls by z (1 + s d) e^(-s d) / d^2 as d grows, and r dr = d dd. Above the
-// middle of a disc, at a height h, the first and third term have sqrt(z^2 + h^2) for z in the
-// exponent, and are multiplied by z over that.
+// because z e^(-s d) / d falls by z (1 + s d) e^(-s d) / d^2 as d grows, and r dr = d dd. So a disc
+// of radius r around the place has B(0) - B(r). Both hold for a place above the plane, too, with
+// the distance from it to the points of the plane as r: the disc then has B(h) - B(sqrt(r^2 +
+// h^2)).
 //
-// Units      those of ptc/light.h. Distances are squared where that is what is known.
-// Errors     none. Finite and not below 0 for what IsSound() accepts.
+// Units      those of ptc/light.h.
+// Errors     none. Finite for what WhyUnsound() accepts, at any finite distance.
 // Ownership  none.
 // Threads    immutable.
 
@@ -22,13 +24,6 @@
 /// Why a material is refused; null: it is sound.
 const char* WhyUnsound(const PtcSubsurface& material);
 
-/// A disc as it is seen from a place.
-struct DiscFromPlace {
-    double squared_radius;
-    double squared_distance;  ///< of its centre
-    double squared_height;    ///< of the place above its plane; at most `squared_distance`
-};
-
 class Dipole {
 public:
     /// A material that no light leaves.
@@ -36,31 +31,24 @@ public:
     /// Caller: the values are in the ranges of PtcSubsurface.
     Dipole(double scattering, double absorption, double refraction);
 
-    /// R(r).
-    double At(double squared_distance) const;
+    double At(double squared_distance) const;      ///< R
+    double Beyond(double squared_distance) const;  ///< B
+    double Total() const { return Beyond(0); }     ///< of the plane
 
-    /// The mean of R over a disc of a radius above 0, within 0.5 % of it or 1e-7 of what the
-    /// plane's total would be on the disc. A disc so small or far away that R hardly changes counts
-    /// as its centre.
-    double Over(const DiscFromPlace& disc) const;
-
-    /// The integral of R over the plane.
-    double Total() const;
+    double SquaredDepth() const { return real_.squared_depth; }  ///< z_r^2
+    double Falloff() const { return falloff_; }                  ///< s
 
 private:
     /// One of the two sources.
     struct Source {
-        double depth = 0;  ///< z
+        double depth = 1;  ///< z
         double squared_depth = 1;
 
         double At(double squared_distance, double falloff) const;
-        /// z / d e^(-s d): what of the light enters farther away.
         double Beyond(double squared_distance, double falloff) const;
     };
 
-    double Integral(const DiscFromPlace& disc) const;
-
-    double albedo_ = 0;   ///< A
-    double falloff_ = 0;  ///< s
+    double albedo_ = 0;  ///< A
+    double falloff_ = 0;
     Source real_, image_;
 };

@@ -34,11 +34,11 @@ using Ints = Lanes<4>::Ints;
 /// The sums of the lanes of four vectors: (x + z) + (y + w) of each.
 [[gnu::always_inline]] inline Floats SumsOf(Floats a, Floats b, Floats c, Floats d) {
     const Floats ab =
-        __builtin_shuffle(a, b, Ints{0, 4, 1, 5}) + __builtin_shuffle(a, b, Ints{2, 6, 3, 7});
+        __builtin_shufflevector(a, b, 0, 4, 1, 5) + __builtin_shufflevector(a, b, 2, 6, 3, 7);
     const Floats cd =
-        __builtin_shuffle(c, d, Ints{0, 4, 1, 5}) + __builtin_shuffle(c, d, Ints{2, 6, 3, 7});
-    return __builtin_shuffle(ab, cd, Ints{0, 1, 4, 5}) +
-           __builtin_shuffle(ab, cd, Ints{2, 3, 6, 7});
+        __builtin_shufflevector(c, d, 0, 4, 1, 5) + __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    return __builtin_shufflevector(ab, cd, 0, 1, 4, 5) +
+           __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
 }
 
 [[gnu::always_inline]] inline Floats Most(Floats a, Floats b) {

@@ -19,7 +19,7 @@ using namespace four_lanes;
 constexpr float kPi = 3.1415927f;
 
 /// The solid angle of a group on the horizon counts so much of one above the place.
-constexpr float kLeastWeight = 0.5f;
+constexpr float kLeastWeight = 0.9f;
 
 /// Two directions at right angles to the unit vector `n` and to each other.
 LightFrame FrameOf(Vec3f n) {
@@ -50,7 +50,7 @@ void Gather::Begin(const PtcPlace& place, const PtcGathering& settings) {
     squares_per_radius_ = kPi / settings.quality.solid_angle;
     map_.Set(settings.quality.pixels,
              settings.cone >= kPi / 2 ? 1.0f : sine_cosine::Of(settings.cone).sine);
-    constexpr float kCastPixels = 0.7f;
+    constexpr float kCastPixels = 1.0f;
     const float ratio = kCastPixels * 2 / static_cast<float>(settings.quality.pixels);
     disc_limit_ = ratio * ratio;
     fronts_hide_ = settings.sides != PtcHidingSides::kBack;

@@ -19,10 +19,10 @@ struct Closing {
         return filled < low ? filled : std::min(1.0f, low + (filled - low) * slope);
     }
 };
-constexpr Closing kHiding{0.6f, 0.9f};
+constexpr Closing kHiding{0.65f, 0.87f};
 /// What is seen through a gap is mostly the black back of something, which is worse than an edge
 /// that is too wide.
-constexpr Closing kShining{0.5f, 0.85f};
+constexpr Closing kShining{0.5f, 0.83f};
 
 }  // namespace
 

@@ -38,7 +38,7 @@ Floats TurnsOf(Floats x, Floats y) {
 }
 
 /// A square is drawn wider and thinner by so much, so that squares side by side fill more evenly.
-constexpr float kWider = 1.25f;
+constexpr float kWider = 1.2f;
 
 /// Eight steps between a distance and its double, from 2^-32 to 2^31.
 constexpr int kStepShift = 20;

@@ -30,11 +30,9 @@ Vector From(const Vector& place, const float* at) {
 bool Subsurface::Run(const std::vector<LightFile>& files, PtcThreadCache* cache,
                      const float* position, const PtcSubsurface& material, float* light) {
     const std::int64_t begin = hres_clock::Ticks();
-    for (std::size_t i = 0; i < 3; ++i) {
-        dipoles_[i] = Dipole(material.scattering[i], material.absorption[i], material.refraction);
-        place_[i] = position[i];
-        sums_[i] = 0;
-    }
+    dipoles_.Set(material);
+    for (std::size_t i = 0; i < 3; ++i) place_[i] = position[i];
+    sums_ = {};
     group_limit_ = material.solid_angle / std::numbers::pi;
     const bool all_read = walk_.Run(files, cache, *this);
     for (std::size_t i = 0; i < 3; ++i) light[i] = ClampToFinite(sums_[i]);
@@ -56,11 +54,12 @@ LightNodeUse Subsurface::Look(const LightFile& file, const PtcNode& node) {
     // This way round, a node with values that are not numbers is opened.
     if (!(Dot(half, half) <= group_limit_ * Dot(middle, middle)) || !(squared < kInfinity))
         return LightNodeUse::kOpen;
+    const DipoleTable::Colours values = dipoles_.At(squared);
     const float* power = node.data + file.data.power;
     for (std::size_t i = 0; i < 3; ++i, power += light_nodes::kColourFloats) {
         // The trace: area times colour.
         const double sum = double{power[0]} + double{power[1]} + double{power[2]};
-        if (std::isfinite(sum) && sum != 0) sums_[i] += sum * dipoles_[i].At(squared);
+        if (std::isfinite(sum)) sums_[i] += sum * values[i];
     }
     return LightNodeUse::kDone;
 }
@@ -77,16 +76,17 @@ void Subsurface::TakePoint(const LightFile& file, const PtcPoint& point) {
     disc.squared_distance = Dot(centre, centre);
     // This way round, what is not a number is left out.
     if (!(area > 0 && area < kInfinity && disc.squared_distance < kInfinity)) return;
-    // The disc of that area, so that discs which overlap do not count twice what both cover.
-    disc.squared_radius = area * std::numbers::inv_pi;
+    // Neighbours' discs of twice the radius of their area cover each other so evenly that neither
+    // gaps nor overlaps show, where those of their area leave holes of 10 % four z_r apart.
+    constexpr double kWidened = 4;
+    disc.squared_radius = kWidened * area * std::numbers::inv_pi;
     const Vector normal = {point.normal[0], point.normal[1], point.normal[2]};
     // Without a normal the disc lies in the plane of the place.
     const double height = Dot(centre, normal);
     disc.squared_height =
         std::isfinite(height) ? std::min(height * height, disc.squared_distance) : 0;
+    const DipoleTable::Colours values = dipoles_.Over(disc);
     const float* const colour = point.data + file.colour;
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (std::isfinite(colour[i]) && colour[i] != 0)
-            sums_[i] += area * double{colour[i]} * dipoles_[i].Over(disc);
-    }
+    for (std::size_t i = 0; i < 3; ++i)
+        if (std::isfinite(colour[i])) sums_[i] += area * double{colour[i]} * values[i];
 }

@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "light/dipole.h"
+#include "light/dipole_table.h"
 #include "light/light_state.h"
 #include "light/light_walk.h"
 
@@ -33,7 +33,7 @@ private:
     void TakePoint(const LightFile& file, const PtcPoint& point);
 
     LightWalk walk_;
-    std::array<Dipole, 3> dipoles_;
+    DipoleTable dipoles_;
     std::array<double, 3> place_{};
     std::array<double, 3> sums_{};
     double group_limit_ = 0;  ///< greatest squared ratio of a group's radius and its distance

@@ -56,6 +56,10 @@ MAY_INCLUDE = {
     | {"tools/ptc/convert", "tools/ptc/edit", "tools/ptc/expression"}
     | {"driver/point_buffer.h", "driver/projection.h", "driver/simplify.h"},
     "tools/ptc/organise": PTC_TOOL | {"tools/ptc/organise"},
+    # Light through the public header alone.
+    "tools/ptc/light": PTC_TOOL
+    | {"tools/ptc/convert", "tools/ptc/light", "tools/ptc/lookup"}
+    | {"tools/ptc/organise/library_progress.h"},
     "tools/ptc/lookup": PTC_TOOL | {"tools/ptc/convert", "tools/ptc/lookup"},
     # The command makes pictures or pages; a page is drawn with the pictures' cameras and colours.
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/page/page.h", "tools/ptc/view"},

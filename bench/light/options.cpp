@@ -61,6 +61,11 @@ void AddCloudOptions(CLI::App& app, Options* options) {
         ->type_name("NUMBER")
         ->check(Within(0.0f, 1.0f, "0 to 1"))
         ->group(kGroup);
+    app.add_option("--worst", options->worst, "places to print below each figure, the worst ones")
+        ->capture_default_str()
+        ->type_name("N")
+        ->check(Count(0, 10))
+        ->group(kGroup);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ struct Options {
     TruthWork truth;
     std::string quality = "all";
     float bias = 0;
+    int worst = 3;
     std::vector<Part> parts;  ///< empty: all
 };
 

@@ -15,9 +15,17 @@ bool IsMeasured(const scene::Surface& surface) {
     return surface.GetMaterial().emission == Vec3f{} && !surface.Tessellate().triangles.empty();
 }
 
-/// Calls `take` with each micropolygon of the measured surfaces and the number of its surface.
+/// Whether another surface lies in the gap that rays leave below them.
+bool TouchesAnother(const scene::RayTracer& tracer, const scene::Surface& surface,
+                    const scene::Micropolygon& here) {
+    const auto hit = tracer.Nearest(here.centre, here.facing);
+    return hit && hit->distance <= scene::kLiftOff && hit->material != &surface.GetMaterial();
+}
+
+/// Calls `take` with each micropolygon that can be measured, and the number of its surface.
 template <class Take>
-void ForEachMicropolygon(const scene::Scene& scene, const Take& take) {
+void ForEachMicropolygon(const scene::Scene& scene, const scene::RayTracer& tracer,
+                         const Take& take) {
     std::vector<scene::Micropolygon> micropolygons;
     for (std::uint32_t number = 0; number < scene.Surfaces().size(); ++number) {
         const scene::Surface& surface = *scene.Surfaces()[number];
@@ -25,16 +33,17 @@ void ForEachMicropolygon(const scene::Scene& scene, const Take& take) {
         for (std::uint32_t grid = 0; grid < surface.GridCount(); ++grid) {
             surface.Dice(grid, &micropolygons);
             for (const scene::Micropolygon& micropolygon : micropolygons)
-                take(micropolygon, number);
+                if (!TouchesAnother(tracer, surface, micropolygon)) take(micropolygon, number);
         }
     }
 }
 
 }  // namespace
 
-std::vector<Place> ChoosePlaces(const scene::Scene& scene, int count) {
+std::vector<Place> ChoosePlaces(const scene::Scene& scene, const scene::RayTracer& tracer,
+                                int count) {
     double area = 0;
-    ForEachMicropolygon(scene, [&](const scene::Micropolygon& micropolygon, std::uint32_t) {
+    ForEachMicropolygon(scene, tracer, [&](const scene::Micropolygon& micropolygon, std::uint32_t) {
         area += double{micropolygon.area};
     });
     if (!(area > 0)) throw Failure("the scene has no surface to measure on");
@@ -47,7 +56,7 @@ std::vector<Place> ChoosePlaces(const scene::Scene& scene, int count) {
         return part * (static_cast<double>(number) + double{scene::RandomPoint(number).u});
     };
     double passed = 0;
-    ForEachMicropolygon(scene, [&](const scene::Micropolygon& here, std::uint32_t surface) {
+    ForEachMicropolygon(scene, tracer, [&](const scene::Micropolygon& here, std::uint32_t surface) {
         passed += double{here.area};
         while (places.size() < static_cast<std::size_t>(count) && next() < passed)
             places.push_back(
@@ -57,8 +66,10 @@ std::vector<Place> ChoosePlaces(const scene::Scene& scene, int count) {
 }
 
 std::vector<Place> FloorLine(int count) {
-    constexpr Vec3f kFrom = {-0.95f, -1, -0.95f};
-    constexpr Vec3f kTo = {0.95f, -1, 0.90f};  // not the diagonal, on which points lie in line
+    // Between the things of the bundled scene, which they touch the floor away from; not along the
+    // rows of points.
+    constexpr Vec3f kFrom = {-0.95f, -1, -0.80f};
+    constexpr Vec3f kTo = {0.79f, -1, 0.95f};
     constexpr Vec3f kUp = {0, 1, 0};
     std::vector<Place> places;
     for (int i = 0; i < count; ++i) {

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/scene/scene.h"
+#include "tools/scene/ray_tracer.h"
 
 namespace accuracy {
 
@@ -22,10 +22,13 @@ struct Place {
 };
 
 /// Micropolygon centres of all surfaces that are neither lamps nor dust: one at random in each of
-/// `count` parts of equal area, always the same ones.
-std::vector<Place> ChoosePlaces(const scene::Scene& scene, int count);
+/// `count` parts of equal area, always the same ones. Leaves out where surfaces touch: rays would
+/// leave from beyond the other one.
+std::vector<Place> ChoosePlaces(const scene::Scene& scene, const scene::RayTracer& tracer,
+                                int count);
 
-/// Places evenly along a line across the floor of the room, close to one corner at its ends.
+/// Places evenly along a line across the floor of the room, which passes where nothing touches the
+/// floor: what is measured has no steps there.
 std::vector<Place> FloorLine(int count);
 
 }  // namespace accuracy

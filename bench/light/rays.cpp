@@ -86,7 +86,8 @@ Vec3f Rays::Reflected(const scene::RayTracer::Hit& hit, Vec3f position, const Ra
     return hit.surface->GetMaterial().albedo * arriving;
 }
 
-Vec3d Rays::Baked(const PtcLookup& lookup, const Place& place, int rays, std::uint64_t seed) const {
+Vec3d Rays::Baked(const BakedPoints& points, const Place& place, int rays,
+                  std::uint64_t seed) const {
     Vec3d sum;
     ForEachDirection(place, rays, seed, [&](Vec3f direction, std::uint32_t) {
         const auto hit = tracer_.Nearest(place.origin, direction);
@@ -96,7 +97,8 @@ Vec3d Rays::Baked(const PtcLookup& lookup, const Place& place, int rays, std::ui
         PtcNearestArrays arrays;
         arrays.data = &colour.x;
         std::int32_t found = 0;
-        if (!lookup.Nearest({&position.x, &hit->facing.x}, {1, kNear, 0}, arrays, &found))
+        if (!points.lookup.Nearest({&position.x, &hit->facing.x}, {1, points.within, 0}, arrays,
+                                   &found))
             throw Failure(PtcLastFailure().text);
         if (found > 0) sum = sum + Exact(colour);
     });

@@ -50,9 +50,15 @@ public:
     Vec3d Estimate(Quantity quantity, const Place& place, const RayWork& work,
                    std::uint64_t seed) const;
 
+    /// Points to take colours from, one color variable each, no farther away than `within`.
+    struct BakedPoints {
+        const PtcLookup& lookup;
+        float within;
+    };
+
     /// Indirect light where each ray takes the colour of the baked point that is nearest to its hit
-    /// and turned the same way. Throws Failure. Caller: the lookup has one colour variable.
-    Vec3d Baked(const PtcLookup& lookup, const Place& place, int rays, std::uint64_t seed) const;
+    /// and turned the same way; black if there is none. Throws Failure.
+    Vec3d Baked(const BakedPoints& points, const Place& place, int rays, std::uint64_t seed) const;
 
 private:
     double Occlusion(const Place& place, float within, int rays, std::uint64_t seed) const;

@@ -83,6 +83,7 @@ Truth FindTruth(const Rays& rays, const std::vector<Place>& places, const TruthW
         "{}, {} places, {} rays, {} rays for light, {} to the lamp, {} bounces", key, places.size(),
         work.rays, work.light.rays, work.light.lamp_rays, work.light.bounces);
     Truth truth;
+    truth.light = work.light;
     if (!file.empty() && Read(file, whole_key, places.size(), &truth)) return truth;
     for (const Quantity quantity : kQuantities)
         truth.of[static_cast<int>(quantity)] = Trace(rays, quantity, places, work);

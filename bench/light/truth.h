@@ -23,13 +23,14 @@ struct TrueValues {
 
 struct Truth {
     TrueValues of[std::size(kQuantities)];
+    RayWork light;  ///< that its indirect light was traced with
 
     const TrueValues& Of(Quantity quantity) const { return of[static_cast<int>(quantity)]; }
 };
 
 struct TruthWork {
-    int rays = 4096;  ///< for occlusion
-    RayWork light{16384, 2, 1};
+    int rays = 32768;  ///< for occlusion
+    RayWork light{65536, 2, 1};
     int threads = 2;
 };
 

@@ -87,6 +87,11 @@ std::string CacheReportTable(const PtcCacheStats& total) {
     AppendTime(&text, "  nearest points", total.getpoints_time);
     AppendTime(&text, "  filtered", total.texture3d_time);
     AppendTime(&text, "  in octrees", total.traverse_octrees_time);
+    text.append("Light out of point clouds\n");
+    AppendTime(&text, "  occlusion", total.occlusion_time);
+    AppendTime(&text, "  indirect", total.indirectdiffuse_time);
+    AppendTime(&text, "  subsurface", total.subsurface_time);
+    AppendTime(&text, "  drawn", total.rasterize_time);
     text.append("Octrees in memory\n");
     AppendTime(&text, "  files read", total.file_read_time);
     AppendTime(&text, "  built", total.build_octrees_time);

@@ -3,7 +3,6 @@
 #include "tools/clouds/library_files.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,23 +64,7 @@ LibraryOutput::LibraryOutput(const std::string& name)
     if (is_there && S_ISDIR(info.st_mode)) FailWithErrno(name, EISDIR);
     if (is_standard_output_) name_ = "standard output";
     if (!is_standard_output_ && (!is_there || S_ISREG(info.st_mode))) return;
-    const char* const temporary = std::getenv("TMPDIR");
-    std::string folder =
-        (temporary && *temporary ? std::string(temporary) : "/tmp") + "/ptc-XXXXXX";
-    if (!::mkdtemp(folder.data())) FailWithErrno(folder);
-    folder_ = folder;
-    path_ = folder_ + "/out.ptc";
-}
-
-LibraryOutput::~LibraryOutput() {
-    Remove();
-}
-
-void LibraryOutput::Remove() {
-    if (folder_.empty()) return;
-    ::unlink(path_.c_str());
-    ::rmdir(folder_.c_str());
-    folder_.clear();
+    path_ = temporary_.emplace().Path();
 }
 
 void LibraryOutput::Fail(const LibraryInputs& inputs) const {
@@ -91,11 +74,10 @@ void LibraryOutput::Fail(const LibraryInputs& inputs) const {
 }
 
 void LibraryOutput::Commit() {
-    if (folder_.empty()) return;
-    const Descriptor file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!temporary_) return;
+    temporary_->HideFile();
+    const Descriptor file(::open(temporary_->Path().c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Number() < 0) FailWithErrno(path_);
-    // From here on not even a killed run leaves anything.
-    Remove();
     if (is_standard_output_) {
         if (std::fflush(stdout) != 0) FailWithErrno(name_);
         CopyDescriptor(file.Number(), "temporary file", STDOUT_FILENO, name_);

@@ -7,10 +7,12 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/common/input_file.h"
+#include "tools/ptc/temporary_cloud.h"
 
 class LibraryInputs {
 public:
@@ -39,7 +41,6 @@ class LibraryOutput {
 public:
     /// `name`: the file to be, "-" for standard output.
     explicit LibraryOutput(const std::string& name);
-    ~LibraryOutput();
     LibraryOutput(const LibraryOutput&) = delete;
     LibraryOutput& operator=(const LibraryOutput&) = delete;
 
@@ -54,10 +55,8 @@ public:
     void Commit();
 
 private:
-    void Remove();
-
     std::string name_;
     std::string path_;
-    std::string folder_;  ///< of a file that is on its way; empty: none
+    std::optional<TemporaryCloud> temporary_;  ///< of a file that is on its way
     const bool is_standard_output_;
 };

@@ -18,6 +18,7 @@ namespace {
 
 constexpr const char* kAbout =
     "Looks at, prints, searches, checks, repairs, compares, edits, converts, organises, looks up, "
+    "lights, "
     "measures and draws point cloud files.";
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
@@ -80,6 +81,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(int* status) {
     AddMerge(*app, status);
     AddQuery(*app, status);
     AddTransfer(*app, status);
+    AddLight(*app, status);
     AddStats(*app, status);
     AddView(*app, status);
     AddHelp(*app, status);

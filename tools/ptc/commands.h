@@ -23,5 +23,6 @@ void AddOrganise(CLI::App& app, int* status);
 void AddMerge(CLI::App& app, int* status);
 void AddQuery(CLI::App& app, int* status);
 void AddTransfer(CLI::App& app, int* status);
+void AddLight(CLI::App& app, int* status);
 void AddStats(CLI::App& app, int* status);
 void AddView(CLI::App& app, int* status);

@@ -32,6 +32,18 @@ std::unique_ptr<PointSource> OpenSource(const InputFile& file, FileKind kind,
     return OpenTable(kind, file, spaced);
 }
 
+Form FormOfCloud(PointSource& source) {
+    const TokenInput& input = source.AsCloud()->input;
+    return {FileKind::kCloud, input.IsText() ? TokenForm::kText : TokenForm::kBinary,
+            input.IsCompressed()};
+}
+
+Form FormOfCopy(std::string_view in, std::string_view out, PointSource& source) {
+    const auto named = FormOf(out);
+    if (named && named != FormOf(in)) return *named;
+    return FormOfCloud(source);
+}
+
 std::unique_ptr<PointSink> MakeSink(const OutputFile& file, const Form& form,
                                     const StoredHeader& header, std::int64_t count,
                                     std::string_view ply_prefix) {

@@ -35,19 +35,10 @@ constexpr std::size_t kPieceBytes = std::size_t{1} << 18;
 
 constexpr std::uint64_t kProgressSteps = 1000;
 
-convert::Form FormOfInput(convert::PointSource& source) {
-    const TokenInput& input = source.AsCloud()->input;
-    return {convert::FileKind::kCloud, input.IsText() ? TokenForm::kText : TokenForm::kBinary,
-            input.IsCompressed()};
-}
-
-/// The form of OUT: that of the option; that of its extension, where IN has another extension; and
-/// otherwise that of IN, whatever its name says.
+/// The form of OUT: that of the option, or that of a copy.
 convert::Form FormOfOutput(const Options& options, convert::PointSource& source) {
     if (!options.form.empty()) return convert::FormCalled(options.form).value_or(convert::Form());
-    const auto named = convert::FormOf(options.out);
-    if (named && named != convert::FormOf(options.in)) return *named;
-    return FormOfInput(source);
+    return convert::FormOfCopy(options.in, options.out, source);
 }
 
 /// The plan: made once from the options and the header, then applied to every piece.
@@ -188,7 +179,7 @@ void RunEdit(const Options& options) {
     Editor editor(options, in.Name(), &header);
     const convert::Form form = FormOfOutput(options, *source);
     OutputFile out(options.out);
-    if (editor.DoesNothing() && form == FormOfInput(*source)) {
+    if (editor.DoesNothing() && form == convert::FormOfCloud(*source)) {
         CopyFile(in, *source, out);
         return out.Commit();
     }

@@ -17,6 +17,7 @@
 #include "tools/common/option_values.h"
 #include "tools/common/standard_streams.h"
 #include "tools/common/thread_option.h"
+#include "tools/ptc/cache_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/run_guarded.h"
 #include "tools/ptc/stats/cache_walks.h"
@@ -24,7 +25,6 @@
 
 namespace {
 
-constexpr std::int64_t kMostKilobytes = 1 << 30;
 /// How long a walk may take when its number of lookups is not given.
 constexpr std::chrono::seconds kUsualLimit{2};
 
@@ -131,11 +131,7 @@ void AddStats(CLI::App& app, int* status) {
         ->check(CLI::IsMember(Walks()))
         ->type_name("A,B,...");
     AddThreadOption(*command, &options->threads);
-    command
-        ->add_option("--memory", options->kilobytes,
-                     "KB that each thread may hold of points, and of nodes; default: 10240")
-        ->check(Count(std::int64_t{1}, kMostKilobytes))
-        ->type_name("N");
+    AddCacheOption(*command, &options->kilobytes);
     command
         ->add_option("--lookups", options->lookups,
                      "lookups in a walk, by all threads together; default: as many as there are "
