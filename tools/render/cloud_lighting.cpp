@@ -19,11 +19,21 @@ namespace {
 /// Wide enough for four neighbours on a regular grid everywhere, and little more.
 constexpr float kFilterSpacings = 1.5f;
 
+/// Otherwise a disc whose centre is on the surface hides it where rounding puts the centre above
+/// it.
+constexpr float kBiasSpacings = 0.05f;
+
 /// All clouds have to be usable: a picture that lacks the light of one of them is wrong.
 void RequireAll(const LookupClouds& clouds) {
     if (!clouds.Failures().empty()) throw Failure(clouds.Failures().front());
     if (clouds.Count() > kPtcMostLookupFiles)
         throw Failure("more than " + std::to_string(kPtcMostLookupFiles) + " clouds");
+}
+
+float SpacingOf(const LookupClouds& clouds, const PtcLookup& lookup) {
+    float spacing = 0;
+    if (!FindSpacing(lookup, clouds.Handles(), &spacing)) throw Failure(clouds.FailureText());
+    return spacing;
 }
 
 /// The whole baked light, filtered at each hit.
@@ -70,11 +80,7 @@ private:
     }
 
     float FilterRadius(const Options& options) const {
-        if (options.filter) return *options.filter;
-        float spacing = 0;
-        if (!FindSpacing(lookup_, clouds_.Handles(), &spacing))
-            throw Failure(clouds_.FailureText());
-        return kFilterSpacings * spacing;
+        return options.filter ? *options.filter : kFilterSpacings * SpacingOf(clouds_, lookup_);
     }
 
     LookupClouds clouds_;
@@ -96,8 +102,10 @@ public:
 protected:
     static PtcPlace PlaceOf(const Hit& hit) { return {&hit.place.position.x, &hit.place.normal.x}; }
 
-    PtcGathering Settings() const {
+    PtcGathering Settings() {
         PtcGathering settings;
+        CloudVariables none;
+        settings.bias = kBiasSpacings * SpacingOf(clouds_, clouds_.Make(&none));
         settings.quality = kPtcUsualGather;
         if (!options_.solid_angle) return settings;
         // The map's resolution belongs to the size of the groups: see PtcGatherQuality.
