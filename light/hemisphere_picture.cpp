@@ -36,7 +36,8 @@ void HemispherePicture::Draw(const HemisphereMap& map, const FallOff& fall_off, 
     cells_.assign(static_cast<std::size_t>(map.Cells()), Cell{});
     for (const std::uint32_t row : splats->Sorted()) {
         const float inner = splats->At(Splats::kInner, row);
-        if (inner >= 1) continue;
+        // This way round, what is not a number is nowhere in the map.
+        if (!(inner < 1)) continue;
         const Filling filling = {splats->At(Splats::kFront, row),
                                  splats->At(Splats::kBack, row),
                                  fall_off.At(splats->At(Splats::kDistance, row)),
