@@ -43,6 +43,7 @@ void HemisphereMap::Set(int pixels, float sine_of_cone) {
         const float area = ring.outer * ring.outer - ring.inner * ring.inner;
         const auto count = static_cast<float>(ring.cells);
         ring.cells_per_area = 1 / area;
+        ring.cells_per_turn = count;
         cells_ += ring.cells;
         for (int c = 0; c < ring.cells; ++c) {
             const auto at = [&](float across, float around) {

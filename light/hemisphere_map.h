@@ -24,6 +24,7 @@ public:
     struct Ring {
         float inner, outer;
         float cells_per_area;  ///< for an area of the ring given as a difference of squared radii
+        float cells_per_turn;  ///< the same number as `cells`
         std::int32_t first;    ///< cell
         std::int32_t cells;
     };

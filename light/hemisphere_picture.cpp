@@ -15,8 +15,8 @@ struct Closing {
     float low, high;
 
     float Of(float filled) const {
-        const float slope = (1 - low) / (high - low);
-        return filled < low ? filled : std::min(1.0f, low + (filled - low) * slope);
+        const float raised = low + (filled - low) * ((1 - low) / (high - low));
+        return std::min(1.0f, std::max(filled, raised));
     }
 };
 constexpr Closing kHiding{0.65f, 0.87f};
@@ -32,24 +32,43 @@ float HemispherePicture::FallOff::At(float distance) const {
     return near > 0 ? static_cast<float>(exponential::Exp(power * exponential::Log(near))) : 0.0f;
 }
 
+inline void HemispherePicture::Fill(Cell* cell, float front, float back, four_lanes::Floats seen) {
+    if (cell->filled >= 1 && cell->lit >= 1) return;
+    cell->fronts += front;
+    cell->backs += back;
+    const float filled = cell->cast + std::max(cell->fronts, cell->backs);
+    const float hidden = kHiding.Of(filled);
+    const float lit = kShining.Of(filled);
+    const float more = lit - cell->lit;
+    cell->seen += seen * four_lanes::Floats{more, more, more, hidden - cell->filled};
+    cell->filled = hidden;
+    cell->lit = lit;
+    open_cells_ -= hidden >= 1 && lit >= 1 ? 1 : 0;
+}
+
 void HemispherePicture::Draw(const HemisphereMap& map, const FallOff& fall_off, Splats* splats) {
     cells_.assign(static_cast<std::size_t>(map.Cells()), Cell{});
+    open_cells_ = map.Cells();
     for (const std::uint32_t row : splats->Sorted()) {
+        if (open_cells_ == 0) break;
         const float inner = splats->At(Splats::kInner, row);
         // This way round, what is not a number is nowhere in the map.
         if (!(inner < 1)) continue;
-        const Filling filling = {splats->At(Splats::kFront, row),
-                                 splats->At(Splats::kBack, row),
-                                 fall_off.At(splats->At(Splats::kDistance, row)),
-                                 {splats->At(Splats::kRed, row), splats->At(Splats::kGreen, row),
-                                  splats->At(Splats::kBlue, row)}};
-        if (!DiscCaster::IsHit(inner)) {
-            DrawSquare(map, *splats, row, filling);
+        const bool is_hit = DiscCaster::IsHit(inner);
+        const float front = is_hit ? 0.0f : splats->At(Splats::kFront, row);
+        const float back = is_hit ? 0.0f : splats->At(Splats::kBack, row);
+        const float shines = front >= back ? 1.0f : front / back;
+        const float hides = fall_off.At(splats->At(Splats::kDistance, row));
+        const four_lanes::Floats seen = {splats->At(Splats::kRed, row) * shines,
+                                         splats->At(Splats::kGreen, row) * shines,
+                                         splats->At(Splats::kBlue, row) * shines, hides};
+        if (!is_hit) {
+            DrawSquare(map, *splats, row, {front, back, seen});
             continue;
         }
         Cell* const cell = &cells_[static_cast<std::size_t>(DiscCaster::CellOf(inner))];
         cell->cast += 1.0f / HemisphereMap::kRays;
-        Fill(cell, {0, 0, filling.hides, filling.colour});
+        Fill(cell, 0, 0, seen);
     }
 }
 
@@ -68,37 +87,22 @@ void HemispherePicture::DrawSquare(const HemisphereMap& map, const Splats& splat
         const float to = std::min(ring.outer, outer);
         const float share = (to * to - from * from) * ring.cells_per_area;
         if (!(share > 0)) continue;
-        const auto cells = static_cast<float>(ring.cells);
-        const float left = begin * cells;
-        const float right = end * cells;
+        const float left = begin * ring.cells_per_turn;
+        const float right = end * ring.cells_per_turn;
         auto c = static_cast<std::int32_t>(left);
-        std::int32_t at = c;
-        while (at >= ring.cells) at -= ring.cells;
+        // From half a turn to two and a half.
+        std::int32_t at = c >= ring.cells ? c - ring.cells : c;
+        if (at >= ring.cells) at -= ring.cells;
         float edge = left;
         for (; edge < right; ++c) {
             const float next = std::min(right, static_cast<float>(c + 1));
             const float part = share * (next - edge);
-            Fill(&cells_[static_cast<std::size_t>(ring.first + at)],
-                 {whole.front * part, whole.back * part, whole.hides, whole.colour});
+            Fill(&cells_[static_cast<std::size_t>(ring.first + at)], whole.front * part,
+                 whole.back * part, whole.seen);
             edge = next;
             if (++at == ring.cells) at = 0;
         }
     }
-}
-
-void HemispherePicture::Fill(Cell* cell, const Filling& filling) {
-    if (cell->filled >= 1 && cell->lit >= 1) return;
-    cell->fronts += filling.front;
-    cell->backs += filling.back;
-    const float filled = cell->cast + std::max(cell->fronts, cell->backs);
-    const float hidden = kHiding.Of(filled);
-    cell->hidden += (hidden - cell->filled) * filling.hides;
-    cell->filled = hidden;
-    const float lit = kShining.Of(filled);
-    if (lit <= cell->lit) return;
-    const float shines = filling.front >= filling.back ? 1.0f : filling.front / filling.back;
-    cell->colour = cell->colour + filling.colour * ((lit - cell->lit) * shines);
-    cell->lit = lit;
 }
 
 HemispherePicture::Means HemispherePicture::MeansOf(const HemisphereMap& map) const {
@@ -106,8 +110,8 @@ HemispherePicture::Means HemispherePicture::MeansOf(const HemisphereMap& map) co
     for (int i = 0; i < map.Cells(); ++i) {
         const Cell& cell = cells_[static_cast<std::size_t>(i)];
         const float weight = map.Weight(i);
-        means.hidden += cell.hidden * weight;
-        means.colour = means.colour + cell.colour * weight;
+        means.hidden += cell.seen[3] * weight;
+        means.colour = means.colour + Vec3f{cell.seen[0], cell.seen[1], cell.seen[2]} * weight;
         means.open = means.open + map.Direction(i) * (weight * (1 - cell.filled));
     }
     return means;

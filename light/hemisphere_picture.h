@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "light/four_lanes.h"
 #include "light/hemisphere_map.h"
 #include "light/splats.h"
 #include "ptc/light.h"
@@ -40,23 +41,22 @@ public:
 
 private:
     struct Cell {
+        four_lanes::Floats seen;  ///< red, green, blue, and what hides with the fall-off
         float fronts, backs;
         float cast;    ///< filled by rays
         float filled;  ///< as far as hiding goes
         float lit;     ///< as far as colours go
-        float hidden;  ///< with the fall-off
-        Vec3f colour;
     };
-    /// What fills a cell.
+    /// What fills a cell: a square's fronts and backs, and what is seen of it, as in Cell.
     struct Filling {
         float front, back;
-        float hides;
-        Vec3f colour;
+        four_lanes::Floats seen;
     };
 
     void DrawSquare(const HemisphereMap& map, const Splats& splats, std::size_t row,
                     const Filling& whole);
-    static void Fill(Cell* cell, const Filling& filling);
+    void Fill(Cell* cell, float front, float back, four_lanes::Floats seen);
 
     std::vector<Cell> cells_;
+    int open_cells_ = 0;  ///< with room for more
 };

@@ -35,7 +35,8 @@ struct PtcOrganiseRequest {
     int input_count = 0;
     const char* output = nullptr;  ///< may be one of the inputs
 
-    int leaf_points = 0;  ///< the most in a leaf, unless they are all in one place; 0: default
+    /// The most in a leaf, unless they are all in one place. 0: 128, with light 16.
+    int leaf_points = 0;
     bool drop_repeats = false;  ///< of points with the same bytes only the first is kept
 
     /// Bounds what the process takes for this call. Parts of a larger cloud go to unnamed files in
@@ -50,9 +51,10 @@ struct PtcOrganiseRequest {
     void* context = nullptr;  ///< for `progress`
 
     /// Adds what light needs to the nodes: tree variables behind those of the points, which
-    /// docs/format.md describes. `light_color`: a variable of 3 floats; null: the first color, if
-    /// there is one; empty: none. `light_area`: a variable of 1 float, the area of each point;
-    /// null: a float `_area` or `area`, if there is one; empty: none, so that areas are pi r^2.
+    /// docs/format.md describes. `light_color`: a variable of 3 floats; null: `_reflected`, else
+    /// the first color, if there is one; empty: none. `light_area`: a variable of 1 float, the area
+    /// of each point; null: a float `_area` or `area`, if there is one; empty: none, so that areas
+    /// are pi r^2.
     bool light = false;
     const char* light_color = nullptr;
     const char* light_area = nullptr;

@@ -9,10 +9,10 @@
 #include "ptc/api.h"
 
 #define PTC_VERSION_MAJOR 0
-#define PTC_VERSION_MINOR 2
+#define PTC_VERSION_MINOR 3
 #define PTC_VERSION_PATCH 0
-#define PTC_VERSION "0.2.0"
+#define PTC_VERSION "0.3.0"
 
-/// The version of the library that the program runs with, such as "0.2.0". PTC_VERSION is that of
+/// The version of the library that the program runs with, such as "0.3.0". PTC_VERSION is that of
 /// the headers that it was compiled with.
 PTC_API const char* PtcVersion() noexcept;

@@ -41,10 +41,17 @@ std::optional<LightChannel> Named(const PtcOrganiseRequest& request, const Cloud
                         (floats == 1 ? "an area has 1" : "a color has 3"));
 }
 
-std::optional<LightChannel> FirstColor(const CloudVariables& points) {
-    return FirstThat(points, [&](std::size_t i) {
-        return points.types[i].starts_with("color") && points.sizes[i] == 3;
+bool IsColor(const CloudVariables& points, std::size_t i) {
+    return points.types[i].starts_with("color") && points.sizes[i] == 3;
+}
+
+/// What points reflect, without a lamp's own glow, before any other color.
+std::optional<LightChannel> UsualColor(const CloudVariables& points) {
+    auto reflected = FirstThat(points, [&](std::size_t i) {
+        return points.names[i] == "_reflected" && IsColor(points, i);
     });
+    if (reflected) return reflected;
+    return FirstThat(points, [&](std::size_t i) { return IsColor(points, i); });
 }
 
 std::optional<LightChannel> UsualArea(const CloudVariables& points) {
@@ -91,7 +98,7 @@ std::optional<LightChoice> ChooseLight(const PtcOrganiseRequest& request,
     if (!request.light) return std::nullopt;
     LightChoice choice;
     choice.color =
-        request.light_color ? Named(request, points, request.light_color, 3) : FirstColor(points);
+        request.light_color ? Named(request, points, request.light_color, 3) : UsualColor(points);
     choice.area =
         request.light_area ? Named(request, points, request.light_area, 1) : UsualArea(points);
     CheckLength(request, light_nodes::kPower, choice.color);

@@ -46,6 +46,7 @@ public:
     Organiser(const PtcOrganiseRequest& request, WorkProgress& progress)
         : request_(request),
           leaf_points_(static_cast<std::size_t>(request.leaf_points > 0 ? request.leaf_points
+                                                : request.light         ? kLightLeafPoints
                                                                         : kDefaultLeafPoints)),
           progress_(progress),
           inputs_({request.inputs, static_cast<std::size_t>(request.input_count)}),

@@ -14,6 +14,8 @@
 /// Points in a leaf at most, unless the request says otherwise. Lookups look at all points of a
 /// node of that size rather than open it, so smaller leaves would only take room.
 inline constexpr int kDefaultLeafPoints = 128;
+/// Of clouds for light: points that are gathered one by one cost more than nodes.
+inline constexpr int kLightLeafPoints = 16;
 
 /// `request.threads`: at least 1. `summary`: may be null.
 bool OrganiseClouds(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary,

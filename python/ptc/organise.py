@@ -53,7 +53,7 @@ def organize(
     only the first is kept. `memory`: bytes that the call may take; larger clouds go through unnamed
     files in TMPDIR. `threads`: 0 for all processors. Neither changes the result.
     `light`: gives the nodes the data that gathering light reads. `light_color`: a variable of three
-    floats; None: the first color, if there is one; "": none. `light_area`: the area of each point, a
+    floats; None: `_reflected`, else the first color, if there is one; "": none. `light_area`: the area of each point, a
     variable of one float; None: `_area` or `area`, if there is one; "": areas are those of the radii.
     """
     if memory < 1:

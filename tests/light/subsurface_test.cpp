@@ -112,7 +112,7 @@ TEST_F(Subsurfaces, GroupsOfSeveralFilesAddUpToTheirPoints) {
             const Answer answer = Of({first, second}, place, material);
             const auto sum = PlainSum(points, place, material, has_area);
             for (std::size_t i = 0; i < 3; ++i)
-                EXPECT_NEAR(answer[i], sum[i], 0.01 * sum[i] + 1e-6) << i;
+                EXPECT_NEAR(answer[i], sum[i], 0.02 * sum[i] + 1e-6) << i;
         }
     }
 }

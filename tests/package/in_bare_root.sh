@@ -35,10 +35,13 @@ quiet ptc info sample.ptc
 quiet ptc check sample.ptc
 quiet ptc view sample.ptc -o sample.png
 [ -s sample.png ] || fail "ptc view draws no picture"
+quiet pcrender --cloud sample.ptc --size 16x16 -o render.exr
+[ -s render.exr ] || fail "pcrender draws no picture"
 if [ -d "$tree/tools/pages" ]; then
     install man-db
     quiet man -w ptc
     quiet man -w pcbake
+    quiet man -w pcrender
     for file in bash-completion/completions/ptc zsh/vendor-completions/_ptc \
         fish/vendor_completions.d/ptc.fish; do
         [ -s "/usr/share/$file" ] || fail "/usr/share/$file is missing"

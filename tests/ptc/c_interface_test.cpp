@@ -13,6 +13,7 @@
 #include "ptc/access.h"
 #include "ptc/lookup.h"
 #include "ptc/ptc.h"
+#include "ptc/version.h"
 #include "tests/support/cloud_forms.h"
 #include "tests/support/scratch.h"
 #include "tests/support/together.h"
@@ -249,7 +250,7 @@ TEST_F(CInterface, WhatIsRefusedHasAStatusAndWords) {
     ptc_close(broken);
     ptc_close(cloud);
     ptc_close(nullptr);
-    EXPECT_STREQ(ptc_version(), "0.2.0");
+    EXPECT_STREQ(ptc_version(), PTC_VERSION);
 }
 
 TEST_F(CInterface, ThreadsShareACloudAndAnyOneClosesIt) {

@@ -129,7 +129,7 @@ void AddOrganise(CLI::App& app, int* status) {
         "--light", options->light, "give the nodes the data that gathering light reads");
     command
         ->add_option("--color", options->light_color,
-                     "the color that light has (the first color); '' for none")
+                     "the color that light has (_reflected, else the first color); '' for none")
         ->type_name("NAME")
         ->needs(light);
     command
