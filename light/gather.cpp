@@ -21,6 +21,14 @@ constexpr float kPi = 3.1415927f;
 /// The solid angle of a group on the horizon counts so much of one above the place.
 constexpr float kLeastWeight = 0.9f;
 
+/// The sine of a cone is at least this: its inverse scales the map.
+constexpr float kLeastSine = 1e-20f;
+
+/// A surface that appears smaller is not seen: its inverse would not be a normal number.
+constexpr float kLeastArea = 1e-37f;
+
+constexpr float kMost = std::numeric_limits<float>::max();
+
 /// Two directions at right angles to the unit vector `n` and to each other.
 LightFrame FrameOf(Vec3f n) {
     // The only branch is the sign, and for no direction is the divisor 0.
@@ -38,6 +46,11 @@ bool IsFinite(float value) {
     return value - value == 0;
 }
 
+/// Black for a colour whose square is not finite.
+Vec3f Usable(Vec3f colour) {
+    return IsFinite(Dot(colour, colour)) ? colour : Vec3f{};
+}
+
 }  // namespace
 
 void Gather::Begin(const PtcPlace& place, const PtcGathering& settings) {
@@ -49,7 +62,8 @@ void Gather::Begin(const PtcPlace& place, const PtcGathering& settings) {
     squared_reach_ = reach_ * reach_;
     squares_per_radius_ = kPi / settings.quality.solid_angle;
     map_.Set(settings.quality.pixels,
-             settings.cone >= kPi / 2 ? 1.0f : sine_cosine::Of(settings.cone).sine);
+             settings.cone >= kPi / 2 ? 1.0f
+                                      : std::max(sine_cosine::Of(settings.cone).sine, kLeastSine));
     constexpr float kCastPixels = 1.0f;
     const float ratio = kCastPixels * 2 / static_cast<float>(settings.quality.pixels);
     disc_limit_ = ratio * ratio;
@@ -104,8 +118,11 @@ LightNodeUse Gather::Look(const LightFile& file, const PtcNode& node) {
     }
     // What is near the horizon counts less and may be coarser.
     const float upright = kLeastWeight * squared + (1 - kLeastWeight) * (height * height);
-    if (!(squares_per_radius_ * squared_radius * upright <= squared * squared))
-        return LightNodeUse::kOpen;
+    const float squares = squares_per_radius_ * squared_radius;
+    // At the centre both sides are 0, and 4e9 away they may be infinite: neither is a group. From
+    // 1e19 on there are only groups, of which nothing is seen.
+    const bool is_far = squared > kMost && squares <= kMost;
+    if (!(squares * upright < squared * squared) && !is_far) return LightNodeUse::kOpen;
     // A group whose centre is not above the horizon has hardly anything there.
     if (height > 0) TakeGroup(file, data, centre, squared, squared_radius);
     return LightNodeUse::kDone;
@@ -128,7 +145,7 @@ void Gather::TakeGroup(const LightFile& file, const float* data, Floats centre, 
          squared,
          seen.front,
          seen.back,
-         {seen.red, seen.green, seen.blue},
+         Usable({seen.red, seen.green, seen.blue}),
          share});
 }
 
@@ -151,10 +168,8 @@ void Gather::TakePoint(const LightFile& file, const PtcPoint& point) {
     if (!(area > 0) || !IsFinite(towards)) return;
     const float front = std::max(0.0f, towards);
     Seen seen{centre, squared, front, std::max(0.0f, -towards), {}, 1};
-    if (wants_colours_ && file.colour >= 0) {
-        seen.power = VectorAt(point.data + file.colour) * front;
-        if (!IsFinite(Dot(seen.power, seen.power))) seen.power = {};
-    }
+    if (wants_colours_ && file.colour >= 0)
+        seen.power = Usable(VectorAt(point.data + file.colour) * front);
     Add(seen);
 }
 
@@ -170,17 +185,15 @@ void Gather::TakeDisc(const LightFile& file, const PtcPoint& point, Vec3f centre
     constexpr float kAlike = 0.7f;
     if (height >= 0 && height < 0.25f * point.radius && upright > kAlike) return;
     LightDisc disc{frame_.Of(centre), frame_.Of(normal), point.radius * point.radius, {}};
-    if (wants_colours_ && file.colour >= 0) {
-        disc.colour = VectorAt(point.data + file.colour);
-        if (!IsFinite(Dot(disc.colour, disc.colour))) disc.colour = {};
-    }
+    if (wants_colours_ && file.colour >= 0)
+        disc.colour = Usable(VectorAt(point.data + file.colour));
     discs_.Add(disc);
 }
 
 void Gather::Add(const Seen& seen) {
     const float front = fronts_hide_ ? seen.front : 0.0f;
     const float back = backs_hide_ ? seen.back : 0.0f;
-    if (!(front + back > 0)) return;
+    if (!(front + back > kLeastArea)) return;
     const std::size_t row = splats_.Add();
     splats_.At(Splats::kX, row) = seen.at.x;
     splats_.At(Splats::kY, row) = seen.at.y;

@@ -52,6 +52,7 @@ void HemispherePicture::Draw(const HemisphereMap& map, const FallOff& fall_off, 
     for (const std::uint32_t row : splats->Sorted()) {
         if (open_cells_ == 0) break;
         const float inner = splats->At(Splats::kInner, row);
+        // This way round, what is not a number is nowhere in the map.
         if (!(inner < 1)) continue;
         const bool is_hit = DiscCaster::IsHit(inner);
         const float front = is_hit ? 0.0f : splats->At(Splats::kFront, row);

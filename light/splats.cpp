@@ -13,6 +13,9 @@ namespace {
 /// Keeps divisors off 0.
 constexpr float kTiny = 1e-30f;
 
+/// Above what is light, and sums of it in a map are finite.
+constexpr float kBrightest = 1e30f;
+
 constexpr float kTurnsPerRadian = 0.15915494f;
 
 /// The radius of a disc over half the side of a square of the same area.
@@ -98,9 +101,11 @@ void Splats::PlaceFour(const LightFrame& frame, float scale, std::size_t row) {
     out(kEnd, L::Choose(is_upright, L::Of(1), turns + around));
     out(kDistance, distance);
     const Floats shining = 1 / Most(front, L::Of(kTiny));
-    out(kRed, in(kRed)*shining);
-    out(kGreen, in(kGreen)*shining);
-    out(kBlue, in(kBlue)*shining);
+    // The sums of a damaged group may be colours without area.
+    const auto colour = [&](Column sum) { return Least(in(sum)*shining, L::Of(kBrightest)); };
+    out(kRed, colour(kRed));
+    out(kGreen, colour(kGreen));
+    out(kBlue, colour(kBlue));
     out(kFront, front * filled);
     out(kBack, back * filled);
 }

@@ -65,8 +65,9 @@
 //            which is kept from one call to the next. An answer depends on the clouds, the place
 //            and the settings alone, to the bit.
 //
-// Points or nodes that have values that are not finite are left out. A place, a normal or settings
-// that are not finite are refused.
+// Points whose position or size is not finite are left out, and colours that are not finite are
+// black; so it is with the sums in a node, unless its points can be taken one by one. A place, a
+// normal or settings that are not finite are refused.
 
 #pragma once
 
@@ -98,7 +99,7 @@ inline constexpr PtcGatherQuality kPtcFineGather{0.03f, 24};
 enum class PtcHidingSides { kBoth, kFront, kBack };
 
 struct PtcGathering {
-    PtcGatherQuality quality;
+    PtcGatherQuality quality{};
     float within =
         std::numeric_limits<float>::infinity();  ///< nothing farther away counts; above 0
     /// A surface at a distance d hides (1 - d / within)^falloff; 0 or more. 0: all hide alike.
