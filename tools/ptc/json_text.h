@@ -2,7 +2,9 @@
 //
 // Units      none.
 // Errors     std::bad_alloc; bytes that are no UTF-8 become U+FFFD, floats that are not finite
-// null. Ownership  owns the text. Threads    one caller at a time.
+//            null.
+// Ownership  owns the text.
+// Threads    one caller at a time.
 //
 // The JSON library only prints single values here. A tree of its values takes memory while it is
 // destroyed, where nothing may fail: out of memory, the program would end.

@@ -4,8 +4,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <map>
+#include <system_error>
 
 #include "tools/common/help_format.h"
 #include "tools/common/option_text.h"
@@ -150,6 +152,16 @@ void AddQualityOptions(CLI::App& app, Options* options) {
     AddThreadOption(app, &options->threads);
 }
 
+/// Whether two names are those of one file, which need not be there.
+bool IsSameFile(const std::string& a, const std::string& b) {
+    std::error_code unknown;
+    // A relative name of what is not there stays relative.
+    const auto whole = [&](const std::string& name) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(name, unknown), unknown);
+    };
+    return whole(a) == whole(b);
+}
+
 /// Wrong usage that single options do not show.
 void CheckTogether(const Options& options) {
     if (options.light == Light::kSubsurface && options.truth)
@@ -158,7 +170,7 @@ void CheckTogether(const Options& options) {
         throw CLI::ValidationError("--cloud or --truth", "must say where the light comes from");
     if (options.light == Light::kDirect && !options.clouds.empty())
         throw CLI::ValidationError("--cloud", "direct light comes from no cloud");
-    if (options.difference == options.output)
+    if (!options.difference.empty() && IsSameFile(options.difference, options.output))
         throw CLI::ValidationError("--difference", "must be another file than --output");
 }
 

@@ -53,6 +53,14 @@ def camera_of(cloud: pathlib.Path) -> list[float]:
     return json.loads(ptc("info", "--json", cloud))[0]["world_to_ndc"]["stored"]
 
 
+def with_camera(cloud: pathlib.Path, matrix: list[float], path: pathlib.Path) -> pathlib.Path:
+    """The cloud with another matrix, at `path`."""
+    old, new = (struct.pack("<16f", *numbers) for numbers in (camera_of(cloud), matrix))
+    assert cloud.read_bytes().count(old) == 1
+    path.write_bytes(cloud.read_bytes().replace(old, new))
+    return path
+
+
 def drawn(cloud: pathlib.Path, size: tuple[int, int], *options: object) -> np.ndarray:
     """What `ptc view` draws."""
     picture = cloud.with_suffix(".png")
@@ -106,14 +114,19 @@ def page(cloud):
 @pytest.mark.parametrize("matrix, scale", [(None, 1), (None, 0.05), (PARALLEL, 1), (IDENTITY, 1)],
                          ids=["own", "dots", "parallel", "fitted"])
 def test_the_first_picture_is_that_of_ptc_view(browser, cloud, tmp_path, matrix, scale):
-    path = tmp_path / "cloud.ptc"
-    old, new = (struct.pack("<16f", *numbers) for numbers in (camera_of(cloud),
-                                                              matrix or camera_of(cloud)))
-    assert cloud.read_bytes().count(old) == 1
-    path.write_bytes(cloud.read_bytes().replace(old, new))
+    path = with_camera(cloud, matrix or camera_of(cloud), tmp_path / "cloud.ptc")
     browser.open(page_of(path, "--point-scale", scale))
     reference = drawn(path, browser.canvas_size(), "--point-scale", scale)
     expect_alike(browser.picture(), reference)
+
+
+@pytest.mark.parametrize("factor", ["1e25", "1e-25"])
+def test_the_unit_of_the_world_does_not_matter(browser, cloud, tmp_path, factor):
+    path = tmp_path / "scaled.ptc"
+    ptc("edit", with_camera(cloud, IDENTITY, tmp_path / "cloud.ptc"), "-o", path,
+        *(f"--set={name}={name}*{factor}" for name in ("x", "y", "z", "radius")))
+    browser.open(page_of(path))
+    expect_alike(browser.picture(), drawn(path, browser.canvas_size()))
 
 
 @pytest.mark.parametrize("name", ["normal", "_occlusion", "_radiosity_g", "radius"])
@@ -330,7 +343,7 @@ def test_keys_are_listed_and_controls_can_be_reached(browser, page):
 
 def altered(page: pathlib.Path, change) -> str:
     text = page.read_text()
-    begin = text.index('id="points-0">') + len('id="points-0">')
+    begin = text.index('class="points-0">') + len('class="points-0">')
     end = text.index("</script>", begin)
     return text[:begin] + change(text[begin:end].strip()) + text[end:]
 
@@ -350,6 +363,16 @@ def test_damage_is_told(browser, page, tmp_path, damage):
     path.write_text(altered(page, DAMAGES[damage]))
     browser.open(path)
     assert browser.text("message").startswith("This page is damaged: ")
+
+
+def test_a_page_that_is_cut_off_says_so(browser, page, tmp_path):
+    path = tmp_path / "cut.html"
+    text = page.read_text()
+    begin = text.index('class="points-0"')
+    for end in (text.index('id="page"'), begin - 100, begin + 1000, begin + 1001):
+        path.write_text(text[:end])
+        browser.open(path)
+        assert browser.text("message").startswith("This page is damaged: ")
 
 
 def test_wrong_sizes_are_told(browser, page, tmp_path):

@@ -27,6 +27,9 @@ namespace {
 /// How often a cloud is read.
 constexpr std::uint64_t kReadings = 3;
 
+/// Bytes of points in one element of the page: browsers have no texts of more than 2^29 letters.
+constexpr std::size_t kPart = std::size_t{1} << 27;
+
 /// One of the clouds, open.
 struct OpenedInput {
     explicit OpenedInput(const std::string& path)
@@ -70,9 +73,13 @@ public:
         page->Write(PageJson(options_, clouds, variable_));
         page->Write("</script>\n");
         for (std::size_t i = 0; i < clouds.size(); ++i) {
-            page->Write(fmt::format("<script type=\"text/plain\" id=\"points-{}\">", i));
-            page->WriteCompressed(Packed(clouds[i], inputs_[i].get()));
-            page->Write("</script>\n");
+            const std::vector<std::byte> packed = Packed(clouds[i], inputs_[i].get());
+            for (std::size_t at = 0; at < packed.size(); at += kPart) {
+                page->Write(fmt::format("<script type=\"text/plain\" class=\"points-{}\">", i));
+                page->WriteCompressed(
+                    std::span(packed).subspan(at, std::min(kPart, packed.size() - at)));
+                page->Write("</script>\n");
+            }
         }
         page->Write(kTextBehind);
         Report(clouds);

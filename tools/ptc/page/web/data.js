@@ -34,10 +34,19 @@ const Data = (() => {
         } catch {
             throw new Damage("its description cannot be read");
         }
-        if (!Array.isArray(page.clouds) || page.clouds.length < 1 || page.clouds.length > 2 ||
+        if (!Array.isArray(page?.clouds) || page.clouds.length < 1 || page.clouds.length > 2 ||
             !/^([0-9a-f]{6}){256}$/i.test(page.colour_map))
             throw new Damage("its description is not complete");
         return page;
+    }
+
+    /// Room for `size` bytes. Throws what the reader of the page is told when there is none.
+    function bytesFor(size) {
+        try {
+            return new Uint8Array(size);
+        } catch {
+            throw new Error("The points of this page take more memory than the browser gives.");
+        }
     }
 
     /// Bytes of a text, a part at a time, so that no second copy of the whole text is made.
@@ -46,7 +55,7 @@ const Data = (() => {
         const trimmed = text.trim();
         const padding = trimmed.endsWith("==") ? 2 : trimmed.endsWith("=") ? 1 : 0;
         if (trimmed.length % 4 !== 0) throw new Damage("its points are cut off");
-        const bytes = new Uint8Array(trimmed.length / 4 * 3 - padding);
+        const bytes = bytesFor(trimmed.length / 4 * 3 - padding);
         let used = 0;
         for (let start = 0; start < trimmed.length; start += kPart) {
             let part;
@@ -61,36 +70,37 @@ const Data = (() => {
         return bytes;
     }
 
-    /// Never takes more than `size` bytes, whatever the stream would become.
-    async function inflate(bytes, size) {
+    /// Puts what the stream becomes into `whole` from `used` on, and answers where it ends. Never
+    /// takes more than there is room for.
+    async function inflate(bytes, whole, used) {
         const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream("deflate"));
         const reader = stream.getReader();
-        const whole = new Uint8Array(size);
-        let used = 0;
         try {
             for (;;) {
                 const {done, value} = await reader.read();
                 if (done) break;
-                if (used + value.length > size) throw new Damage("it has more points than it says");
+                if (used + value.length > whole.length)
+                    throw new Damage("it has more points than it says");
                 whole.set(value, used);
                 used += value.length;
             }
         } catch (fault) {
             throw fault instanceof Damage ? fault : new Damage("its points cannot be unpacked");
         }
-        if (used !== size) throw new Damage("it has fewer points than it says");
-        return whole.buffer;
+        return used;
     }
 
     const countFloats = (variables) =>
         variables.reduce((sum, variable) => sum + variable.components.length, 0);
 
     function checkDescription(about) {
-        const isSound = typeof about.name === "string" && Number.isInteger(about.shown) &&
+        const isSound = typeof about?.name === "string" && Number.isInteger(about.shown) &&
             about.shown > 0 && isNumbers(about.low, 3) && isNumbers(about.high, 3) &&
-            Number.isFinite(about.largest_radius) && Array.isArray(about.variables) &&
-            about.variables.every((variable) => Array.isArray(variable.components) &&
-                variable.components.length === variable.scale.length);
+            Number.isFinite(about.largest_radius) && about.largest_radius >= 0 &&
+            Array.isArray(about.variables) &&
+            about.variables.every((variable) => typeof variable?.name === "string" &&
+                Array.isArray(variable.components) &&
+                isNumbers(variable.scale, variable.components.length));
         if (!isSound) throw new Damage("its description is not complete");
         if (about.bytes !== about.shown * 2 * (6 + countFloats(about.variables)))
             throw new Damage("its sizes do not agree");
@@ -153,14 +163,19 @@ const Data = (() => {
         }
     }
 
-    /// Cloud `i` of the page. Its text is dropped, so that it does not take memory any more.
+    /// Cloud `i` of the page. Its texts are dropped, so that they do not take memory any more.
     async function readCloud(page, i) {
-        const about = page.clouds[i], text = element("points-" + i);
+        const about = page.clouds[i];
         checkDescription(about);
-        if (!text) throw new Damage("its points are missing");
-        const bytes = decodeBase64(text.textContent);
-        text.remove();
-        return new Cloud(about, await inflate(bytes, about.bytes));
+        const whole = bytesFor(about.bytes);
+        let used = 0;
+        for (const text of document.querySelectorAll(".points-" + i)) {
+            const bytes = decodeBase64(text.textContent);
+            text.remove();
+            used = await inflate(bytes, whole, used);
+        }
+        if (used !== whole.length) throw new Damage("it has fewer points than it says");
+        return new Cloud(about, whole.buffer);
     }
 
     return {Damage, kHalves, isFiniteHalf, readDescription, readCloud, isNumbers};

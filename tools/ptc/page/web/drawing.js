@@ -33,6 +33,25 @@ const Drawing = (() => {
         return {program, ...places};
     }
 
+    /// The world in units of the cloud's size and depths in those of the pivot's, so that squares
+    /// of what the shaders get are floats, however large or small the world is.
+    function levelled(raster, {cloud, box}, pivot) {
+        const unit = Math.max(...Vectors.subtract(box.high, box.low)) || 1;
+        const gain = 1 / at(raster.w, pivot);
+        const inUnits = (form, factor) =>
+            [...Vectors.times(form.slice(0, 3), unit * factor), form[3] * factor];
+        const share = (place) => Vectors.times(place, 1 / unit);
+        return {
+            raster: {...raster, x: inUnits(raster.x, gain), y: inUnits(raster.y, gain),
+                     w: inUnits(raster.w, gain),
+                     near: inUnits(raster.near, raster.isPerspective ? 1 : gain)},
+            cloud: {low: share(cloud.low), size: share(cloud.size),
+                    largestRadius: cloud.about.largest_radius / unit},
+            box: {low: share(box.low), high: share(box.high)},
+            pivot: share(pivot),
+        };
+    }
+
     /// A form of (p, 1) as a form of p's share of the cloud's box.
     const onShares = (form, cloud) =>
         [form[0] * cloud.size[0], form[1] * cloud.size[1], form[2] * cloud.size[2],
@@ -155,8 +174,10 @@ const Drawing = (() => {
 
         /// Draws `count` points from `first` on into the view's target.
         /// `look`: kind, scale, range, gain, radiusScale and pivot.
-        drawPoints(view, raster, look, first, count) {
-            const gl = this.gl, {points, width, height} = view, {cloud} = points;
+        drawPoints(view, given, look, first, count) {
+            const gl = this.gl, {points, width, height} = view;
+            const {raster, cloud, box, pivot} =
+                levelled(given, {cloud: points.cloud, box: view.box}, look.pivot);
             const at = this.discs;
             const band = Math.floor(Math.min(this.mostHalf,
                                              (this.mostSide - Math.max(width, height)) / 2));
@@ -176,13 +197,13 @@ const Drawing = (() => {
             gl.uniform1f(at.bendSlope, length(raster.near));
             gl.uniform2f(at.halfSize, width / 2 + band, height / 2 + band);
             gl.uniform2f(at.centreOfView, width / 2, height / 2);
-            gl.uniform1f(at.radiusScale, cloud.about.largest_radius * look.radiusScale);
+            gl.uniform1f(at.radiusScale, cloud.largestRadius * look.radiusScale);
             gl.uniform1f(at.dotRadius, kDotRadius);
             gl.uniform1f(at.mostHalf, this.mostHalf);
             gl.uniform1i(at.kind, look.kind);
             gl.uniform3fv(at.scale, look.scale);
             gl.uniform3f(at.range, look.range[0], 1 / (look.range[1] - look.range[0]), look.gain);
-            gl.uniform3fv(at.depthMap, depthMapOf(raster, look.pivot, view.box));
+            gl.uniform3fv(at.depthMap, depthMapOf(raster, pivot, box));
             gl.activeTexture(gl.TEXTURE0);
             gl.bindTexture(gl.TEXTURE_2D, this.colourMap);
             gl.uniform1i(at.colourMap, 0);

@@ -223,5 +223,6 @@
         new Viewer(page, clouds).begin();
     }
 
-    main().catch(fail);
+    // The clouds are behind the script, so that a page whose end is missing says so.
+    document.addEventListener("DOMContentLoaded", () => main().catch(fail));
 })();

@@ -145,6 +145,7 @@ const Scene = (() => {
         restore(state) {
             const number = this.channelNumbered(state.show);
             this.show(number >= 0 ? number : this.initial.channel);
+            this.ranges.clear();
             this.setRange(this.channel.kind === "value" ? state.range : null);
             this.exposure = state.exposure ?? this.initial.exposure;
             this.size = state.size ?? this.initial.size;
