@@ -90,9 +90,8 @@ void HemispherePicture::DrawSquare(const HemisphereMap& map, const Splats& splat
         const float left = begin * ring.cells_per_turn;
         const float right = end * ring.cells_per_turn;
         auto c = static_cast<std::int32_t>(left);
-        // From half a turn to two and a half.
+        // The begin is from 0 to a turn and a half.
         std::int32_t at = c >= ring.cells ? c - ring.cells : c;
-        if (at >= ring.cells) at -= ring.cells;
         float edge = left;
         for (; edge < right; ++c) {
             const float next = std::min(right, static_cast<float>(c + 1));

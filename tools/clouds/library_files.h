@@ -3,7 +3,7 @@
 // Units      none.
 // Errors     a Failure; the library's own names the file as the user did.
 // Ownership  owns temporary copies of standard input and output, and removes them.
-// Threads    one caller at a time; Text() is of the thread's last failure.
+// Threads    one caller at a time; FailureText() is of the thread's last failure.
 
 #pragma once
 

@@ -123,8 +123,8 @@ protected:
 
     static Shown CloudOf(const std::string& page, std::size_t index) {
         Shown shown{About(page)["clouds"].at(index), {}, {}};
-        const std::string packed =
-            FromBase64(Between(page, "class=\"points-" + std::to_string(index) + "\">", "</script>"));
+        const std::string packed = FromBase64(
+            Between(page, "class=\"points-" + std::to_string(index) + "\">", "</script>"));
         uLongf size = shown.about["bytes"].get<uLongf>();
         shown.planes.resize(size + 1);
         const auto* const in = static_cast<const Bytef*>(static_cast<const void*>(packed.data()));

@@ -1,9 +1,10 @@
 // EarlierBounces: all bounces of light but the last. They are summed up in a file, and each leaves
 // a cloud for the next.
 //
-// Units      values as PlaceLight gathers them; points are counted from 0, in the order of the
-// file. Errors     a Failure. Ownership  borrows the job; owns its temporary files. Threads    one
-// caller at a time; any thread may gather from Clouds().
+// Units      values as PlaceLight gathers them; points count from 0, in the order of the file.
+// Errors     a Failure.
+// Ownership  borrows the job; owns its temporary files.
+// Threads    one caller at a time; any thread may gather from Clouds().
 
 #pragma once
 
