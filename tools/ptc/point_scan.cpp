@@ -14,7 +14,7 @@
 namespace {
 
 /// Raw records are read in pieces of about this many bytes.
-constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+constexpr std::size_t kScanBytes = std::size_t{1} << 16;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ PointScan::PointScan(CloudReader& cloud, std::int64_t first, std::int64_t last)
     if (!cloud_.input.IsText()) {
         const std::size_t record = 4 * values_.size();
         const auto wanted = static_cast<std::uint64_t>(std::max<std::int64_t>(last - first, 1));
-        const std::size_t most = std::max<std::size_t>(kPieceBytes / record, 1);
+        const std::size_t most = std::max<std::size_t>(kScanBytes / record, 1);
         piece_.resize(std::min<std::uint64_t>(wanted, most) * record);
     }
     // Where the file cannot go to its first point, it ends at once.

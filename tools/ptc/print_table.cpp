@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+constexpr std::size_t kOutputBytes = std::size_t{1} << 16;
 constexpr std::size_t kFloatWidth = 13;  // a sign, seven digits, a point and an exponent
 
 /// A variable's name may hold any character but a newline.
@@ -70,7 +70,7 @@ std::string PrintTable::Shown(std::string_view text) const {
 void PrintTable::EndRow() {
     text_ += '\n';
     column_ = 0;
-    if (text_.size() >= kPieceBytes) Flush();
+    if (text_.size() >= kOutputBytes) Flush();
 }
 
 void PrintTable::Finish() {

@@ -18,7 +18,7 @@ constexpr std::size_t kBox = 2;
 constexpr std::size_t kData = 8;
 
 /// Text has seven digits: two numbers that were equal may differ by their last one.
-constexpr float kTextSlack = 1e-6f;
+constexpr float kNodeTextSlack = 1e-6f;
 
 /// Checks each node against its parent, the points and the header.
 class NodeCheck {
@@ -81,7 +81,7 @@ private:
     }
 
     bool IsBelow(float value, float bound) const {
-        const float slack = cloud_.input.IsText() ? kTextSlack * std::fabs(bound) : 0.0f;
+        const float slack = cloud_.input.IsText() ? kNodeTextSlack * std::fabs(bound) : 0.0f;
         return value < bound - slack;
     }
 
