@@ -19,7 +19,7 @@ float TurnsOf(float x, float y) {
 
 void DiscCaster::Cast(const HemisphereMap& map, float reach, Splats* splats) {
     if (discs_.empty()) return;
-    const auto rays = static_cast<std::size_t>(map.Cells() * HemisphereMap::kRays);
+    const auto rays = static_cast<std::size_t>(map.Cells()) * HemisphereMap::kRays;
     distances_.assign(rays, reach);
     nearest_.assign(rays, kNothing);
     for (std::size_t i = 0; i < discs_.size(); ++i) CastOne(map, static_cast<std::int32_t>(i));
@@ -29,7 +29,7 @@ void DiscCaster::Cast(const HemisphereMap& map, float reach, Splats* splats) {
             nearest_[i] >= 0 ? discs_[static_cast<std::size_t>(nearest_[i])].colour : Vec3f{};
         const std::size_t row = splats->Add();
         splats->At(Splats::kInner, row) =
-            RowOfCell(static_cast<std::int32_t>(i) / HemisphereMap::kRays);
+            RowOfCell(static_cast<std::int32_t>(i / HemisphereMap::kRays));
         splats->At(Splats::kDistance, row) = distances_[i];
         splats->At(Splats::kRed, row) = colour.x;
         splats->At(Splats::kGreen, row) = colour.y;
@@ -88,8 +88,8 @@ void DiscCaster::Test(const HemisphereMap& map, std::int32_t number, std::int32_
     const float* const x = map.RaysX();
     const float* const y = map.RaysY();
     const float* const z = map.RaysZ();
-    for (auto i = static_cast<std::size_t>(first * HemisphereMap::kRays);
-         i < static_cast<std::size_t>(end * HemisphereMap::kRays); ++i) {
+    for (auto i = static_cast<std::size_t>(first) * HemisphereMap::kRays;
+         i < static_cast<std::size_t>(end) * HemisphereMap::kRays; ++i) {
         const float t = height / (x[i] * m.x + y[i] * m.y + z[i] * m.z);
         const float qx = x[i] * t - v.x;
         const float qy = y[i] * t - v.y;

@@ -53,7 +53,7 @@ void HemisphereMap::Set(int pixels, float sine_of_cone) {
             };
             weights_.push_back(area / count);
             directions_.push_back(at(0.5f, 0.5f));
-            for (int ray = 0; ray < kRays; ++ray) {
+            for (std::size_t ray = 0; ray < kRays; ++ray) {
                 const Vec3f direction = at(ray & 1 ? 0.75f : 0.25f, ray & 2 ? 0.75f : 0.25f);
                 x_.push_back(direction.x);
                 y_.push_back(direction.y);

@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -19,7 +20,7 @@
 class HemisphereMap {
 public:
     /// Rays of a cell: two by two.
-    static constexpr int kRays = 4;
+    static constexpr std::size_t kRays = 4;
 
     struct Ring {
         float inner, outer;

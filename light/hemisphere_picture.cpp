@@ -67,7 +67,7 @@ void HemispherePicture::Draw(const HemisphereMap& map, const FallOff& fall_off, 
             continue;
         }
         Cell* const cell = &cells_[static_cast<std::size_t>(DiscCaster::CellOf(inner))];
-        cell->cast += 1.0f / HemisphereMap::kRays;
+        cell->cast += 1.0f / float{HemisphereMap::kRays};
         Fill(cell, 0, 0, seen);
     }
 }
@@ -92,12 +92,12 @@ void HemispherePicture::DrawSquare(const HemisphereMap& map, const Splats& splat
         auto c = static_cast<std::int32_t>(left);
         // The begin is from 0 to a turn and a half.
         std::int32_t at = c >= ring.cells ? c - ring.cells : c;
+        Cell* const ring_cells = &cells_[static_cast<std::size_t>(ring.first)];
         float edge = left;
         for (; edge < right; ++c) {
             const float next = std::min(right, static_cast<float>(c + 1));
             const float part = share * (next - edge);
-            Fill(&cells_[static_cast<std::size_t>(ring.first + at)], whole.front * part,
-                 whole.back * part, whole.seen);
+            Fill(&ring_cells[at], whole.front * part, whole.back * part, whole.seen);
             edge = next;
             if (++at == ring.cells) at = 0;
         }
