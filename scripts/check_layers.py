@@ -68,6 +68,7 @@ MAY_INCLUDE = {
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "tools/pages": UTIL
     | {"tools/common", "tools/pages", "tools/scene/scene_options.h", "tools/bake/options.h",
+       "tools/farm/options.h",
        "tools/render/options.h", "tools/ptc/command_line.h"},
     "examples": {"include"},
     "python/module": {"include", "python/module"},
