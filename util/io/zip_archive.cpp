@@ -13,7 +13,6 @@
 #include <limits>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "util/io/open_file.h"
 
@@ -146,18 +145,14 @@ const char* ZipArchive::NameOf(std::size_t member) const {
 }
 
 /// Not by libzip's table of names, which has one of several members that share a name.
-std::optional<std::size_t> ZipArchive::Find(const std::string& name) {
-    std::optional<std::size_t> found;
-    for (std::size_t member = 0; member < member_count_; ++member) {
+std::size_t ZipArchive::CountOf(const std::string& name, std::size_t* first) const {
+    std::size_t count = 0;
+    for (std::size_t member = member_count_; member-- > 0;) {
         if (name != NameOf(member)) continue;
-        if (found) {
-            why_ = "the archive has several members of that name";
-            return std::nullopt;
-        }
-        found = member;
+        *first = member;
+        ++count;
     }
-    if (!found) why_ = "the archive has no such member";
-    return found;
+    return count;
 }
 
 bool ZipArchive::IsReadable(std::size_t member, const zip_stat_t& stat) {
@@ -182,16 +177,14 @@ bool ZipArchive::IsReadable(std::size_t member, const zip_stat_t& stat) {
     return true;
 }
 
-bool ZipArchive::BeginMember(const std::string& name) {
+bool ZipArchive::BeginMember(std::size_t member) {
     member_.reset();
-    const std::optional<std::size_t> member = Find(name);
-    if (!member) return false;
     zip_stat_t stat;
     zip_stat_init(&stat);
-    if (zip_stat_index(archive_.get(), *member, 0, &stat) != 0)
+    if (zip_stat_index(archive_.get(), member, 0, &stat) != 0)
         return Fail(ReasonOf(zip_get_error(archive_.get())));
-    if (!IsReadable(*member, stat)) return false;
-    member_.reset(zip_fopen_index(archive_.get(), *member, 0));
+    if (!IsReadable(member, stat)) return false;
+    member_.reset(zip_fopen_index(archive_.get(), member, 0));
     if (!member_) return Fail(ReasonOf(zip_get_error(archive_.get())));
     declared_ = static_cast<std::int64_t>(stat.size);
     read_ = 0;

@@ -17,7 +17,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 
@@ -39,9 +38,12 @@ public:
     /// the archive. Folders are members whose names end in a slash.
     const char* NameOf(std::size_t member) const;
 
-    /// Begins to read the only member whose name is `name`, byte by byte. False, with Why(): there
-    /// is none, or more than one, or it cannot be read.
-    [[nodiscard]] bool BeginMember(const std::string& name);
+    /// How many members are called `name`, byte by byte. `*first`: one of them; untouched if there
+    /// is none.
+    std::size_t CountOf(const std::string& name, std::size_t* first) const;
+
+    /// Begins to read a member. False: it is not a file, or cannot be read.
+    [[nodiscard]] bool BeginMember(std::size_t member);
 
     /// How many bytes the member that is being read declares. No more of them are read.
     std::int64_t MemberBytes() const { return declared_; }
@@ -61,7 +63,6 @@ private:
     };
 
     bool Fail(std::string why);
-    std::optional<std::size_t> Find(const std::string& name);
     bool IsReadable(std::size_t member, const zip_stat_t& stat);
 
     std::unique_ptr<zip_t, Discard> archive_;

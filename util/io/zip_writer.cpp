@@ -18,6 +18,7 @@
 
 #include "util/base/uncopyable.h"
 #include "util/io/open_file.h"
+#include "util/io/plain_file.h"
 
 namespace {
 
@@ -30,9 +31,7 @@ constexpr int kChanged = 0;  // in place of a reason of the system's
 /// A file that libzip reads or writes through Answer(), which must not throw.
 class ZipFile : public TgUncopyable {
 public:
-    virtual ~ZipFile() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
+    virtual ~ZipFile() = default;
 
     bool HasFailed() const { return has_failed_; }
     std::string Reason() const {
@@ -56,22 +55,12 @@ public:
 protected:
     virtual zip_int64_t Obey(zip_source_cmd_t command, void* data, zip_uint64_t length) = 0;
 
-    bool OpenIt(const std::string& path, int flags) {
-        descriptor_ = OpenFile(path.c_str(), flags);
-        return descriptor_ >= 0 || Fail(errno);
-    }
-    void CloseIt() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-        descriptor_ = -1;
-    }
-    /// False.
-    bool Fail(int error) {
+    /// -1, which is libzip's word for it.
+    zip_int64_t Fail(int error) {
         has_failed_ = true;
         error_ = error;
-        return false;
+        return -1;
     }
-
-    int descriptor_ = -1;
 
 private:
     bool has_failed_ = false;
@@ -83,13 +72,15 @@ class MemberFile final : public ZipFile {
 public:
     MemberFile(const ZipInput& input, const std::function<void(std::int64_t)>& read)
         : input_(input), read_(read) {}
+    ~MemberFile() override { CloseIt(); }
 
 private:
     zip_int64_t Obey(zip_source_cmd_t command, void* data, zip_uint64_t length) override {
         switch (command) {
             case ZIP_SOURCE_OPEN:
                 done_ = 0;
-                return OpenIt(input_.path, O_RDONLY) ? 0 : -1;
+                descriptor_ = OpenFile(input_.path.c_str(), O_RDONLY);
+                return descriptor_ < 0 ? Fail(errno) : 0;
             case ZIP_SOURCE_READ:
                 return Read(data, length);
             case ZIP_SOURCE_CLOSE:
@@ -107,8 +98,7 @@ private:
             case ZIP_SOURCE_SUPPORTS:
                 return ZIP_SOURCE_SUPPORTS_READABLE;
             default:
-                (void)Fail(ENOTSUP);
-                return -1;
+                return Fail(ENOTSUP);
         }
     }
 
@@ -120,24 +110,30 @@ private:
         do {
             read = ::pread(descriptor_, to, wanted, input_.offset + done_);
         } while (read < 0 && errno == EINTR);
-        if (read <= 0) {
-            (void)Fail(read < 0 ? errno : kChanged);
-            return -1;
-        }
+        if (read <= 0) return Fail(read < 0 ? errno : kChanged);
         done_ += read;
         read_(read);
         return read;
     }
 
+    void CloseIt() {
+        if (descriptor_ >= 0) ::close(descriptor_);
+        descriptor_ = -1;
+    }
+
     const ZipInput& input_;
     const std::function<void(std::int64_t)>& read_;
+    int descriptor_ = -1;
     std::int64_t done_ = 0;
 };
 
 /// The archive to be. libzip goes back in it to complete the headers of members.
 class ArchiveFile final : public ZipFile {
 public:
-    [[nodiscard]] bool Open(const std::string& path) { return OpenIt(path, O_WRONLY); }
+    [[nodiscard]] bool Open(const std::string& path) {
+        return file_.Open(path.c_str(), kPlainWrite) || Fail(file_.Error()) == 0;
+    }
+    [[nodiscard]] bool Close() { return file_.Close() || Fail(file_.Error()) == 0; }
 
 private:
     zip_int64_t Obey(zip_source_cmd_t command, void* data, zip_uint64_t length) override {
@@ -163,25 +159,14 @@ private:
             case ZIP_SOURCE_FREE:
                 return 0;
             default:
-                (void)Fail(ENOTSUP);
-                return -1;
+                return Fail(ENOTSUP);
         }
     }
 
     zip_int64_t Write(const void* from, zip_uint64_t length) {
-        const char* const bytes = static_cast<const char*>(from);
-        zip_uint64_t done = 0;
-        while (done < length) {
-            const ssize_t written = ::pwrite(descriptor_, bytes + done, length - done, place_);
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) {
-                (void)Fail(written < 0 ? errno : ENOSPC);
-                return -1;
-            }
-            done += static_cast<zip_uint64_t>(written);
-            place_ += written;
-            end_ = std::max(end_, place_);
-        }
+        if (!file_.Write({static_cast<const std::byte*>(from), length})) return Fail(file_.Error());
+        place_ += static_cast<zip_int64_t>(length);
+        end_ = std::max(end_, place_);
         return static_cast<zip_int64_t>(length);
     }
 
@@ -189,16 +174,15 @@ private:
         const zip_int64_t place =
             zip_source_seek_compute_offset(static_cast<zip_uint64_t>(place_),
                                            static_cast<zip_uint64_t>(end_), data, length, nullptr);
-        if (place < 0) {
-            (void)Fail(EINVAL);
-            return -1;
-        }
+        if (place < 0) return Fail(EINVAL);
+        if (!file_.Seek(place)) return Fail(file_.Error());
         place_ = place;
         return 0;
     }
 
-    std::int64_t place_ = 0;
-    std::int64_t end_ = 0;
+    PlainFile file_;
+    zip_int64_t place_ = 0;
+    zip_int64_t end_ = 0;
 };
 
 struct DiscardZip {
@@ -248,10 +232,9 @@ bool WriteZip(const std::vector<ZipInput>& members, const std::string& path,
         files.push_back(std::make_unique<MemberFile>(input, add));
         is_done = is_done && AddMember(archive.get(), input, files.back().get());
     }
-    is_done = is_done && zip_close(archive.get()) == 0;
-    if (is_done) {
-        (void)archive.release();  // closed
-        return true;
+    if (is_done && zip_close(archive.get()) == 0) {
+        (void)archive.release();  // gone
+        if (file.Close()) return true;
     }
     *failure = {"", archive ? zip_strerror(archive.get()) : "out of memory"};
     if (file.HasFailed()) *failure = {"", file.Reason()};
