@@ -153,6 +153,9 @@ private:
             }
             case ZIP_SOURCE_SUPPORTS:
                 return ZIP_SOURCE_SUPPORTS_WRITABLE;
+            case ZIP_SOURCE_READ:  // it is empty
+            case ZIP_SOURCE_OPEN:
+            case ZIP_SOURCE_CLOSE:
             case ZIP_SOURCE_BEGIN_WRITE:
             case ZIP_SOURCE_COMMIT_WRITE:
             case ZIP_SOURCE_ROLLBACK_WRITE:
