@@ -73,7 +73,7 @@ bool BearsItsCounts(int descriptor, std::uint64_t length) {
 std::string ReasonOf(zip_error_t* error) {
     switch (zip_error_code_zip(error)) {
         case ZIP_ER_NOZIP:
-            return "it is not a zip archive, or its end is missing";
+            return "it is a zip archive whose end is missing, or none at all";
         case ZIP_ER_CRC:
             return "it does not agree with its checksum";
         case ZIP_ER_EOF:
@@ -83,6 +83,9 @@ std::string ReasonOf(zip_error_t* error) {
             return "its compressed data is damaged";
         case ZIP_ER_INCONS:
             return "the archive's records contradict each other";
+        case ZIP_ER_SEEK:
+        case ZIP_ER_INVAL:  // what an offset beyond the end gives
+            return "the archive's records lead out of it";
         case ZIP_ER_MULTIDISK:
             return "archives in several parts are not read";
         default:

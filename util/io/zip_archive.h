@@ -34,8 +34,8 @@ public:
 
     std::size_t MemberCount() const { return member_count_; }
 
-    /// A member's name as the archive stores it: any bytes up to the first zero. Valid as long as
-    /// the archive. Folders are members whose names end in a slash.
+    /// A member's name as the archive stores it: any bytes, zeros as blanks. Valid as long as the
+    /// archive is. Folders are members whose names end in a slash.
     const char* NameOf(std::size_t member) const;
 
     /// How many members are called `name`, byte by byte. `*first`: one of them; untouched if there

@@ -20,7 +20,7 @@ CLI::Validator ArchiveName() {
         [](const std::string& name) -> std::string {
             return name == "-" || name.ends_with(".zip")
                        ? ""
-                       : fmt::format("OUT: {} does not end in .zip", name);
+                       : fmt::format("{} does not end in .zip", name);
         },
         "");
 }
@@ -31,7 +31,7 @@ CLI::Validator NamedFile() {
         [](const std::string& name) -> std::string {
             if (name == "-") return "standard input has no name in an archive";
             if (!pack::MemberNameOf(name).empty()) return "";
-            return fmt::format("FILE: \"{}\" has no name in an archive", name);
+            return fmt::format("\"{}\" has no name in an archive", name);
         },
         "");
 }
