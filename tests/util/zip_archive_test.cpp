@@ -80,7 +80,8 @@ const HostileCase kHostile[] = {
      },
      kWord},
     {"HonestDeflated", [] { return Archive({Deflated()}); }, kPlain},
-    {"Nothing", [] { return ""; }, "archive: it is a zip archive whose end is missing, or none at all"},
+    {"Nothing", [] { return ""; },
+     "archive: it is a zip archive whose end is missing, or none at all"},
     {"NotAnArchive", [] { return kPlain; },
      "archive: it is a zip archive whose end is missing, or none at all"},
     {"NamesThatClimb",
@@ -179,7 +180,8 @@ TEST(ZipArchive, CutOffAnywhereIsRefused) {
     const std::string whole = Archive({{"b", kWord}, DeflatedPart("a", kWord + kWord)});
     for (std::size_t length = 1; length < whole.size(); ++length) {
         const std::string read = ReadOf(WriteTo(folder.File("x.zip"), whole.substr(0, length)));
-        EXPECT_EQ(read, "archive: it is a zip archive whose end is missing, or none at all") << length;
+        EXPECT_EQ(read, "archive: it is a zip archive whose end is missing, or none at all")
+            << length;
     }
 }
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/nearest_name.h"
 #include "util/io/plain_file.h"
 #include "util/io/plain_input.h"
 #include "util/io/zip_archive.h"
@@ -63,8 +64,23 @@ std::vector<std::string> FirstMembers(const ZipArchive& archive) {
     return clouds;
 }
 
-/// "; it has a, b and 5 others".
-std::string WhatIsThere(const ZipArchive& archive) {
+/// The member that was meant: one of that name in some folder, or one with a similar name.
+std::string NearestMember(const ZipArchive& archive, const std::string& wanted) {
+    const std::string last = "/" + wanted.substr(wanted.find_last_of('/') + 1);  // npos + 1 is 0
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < archive.MemberCount(); ++i) {
+        const std::string_view name = archive.NameOf(i);
+        if (IsFolder(name) || name.size() > kLongestShown) continue;
+        if (name.ends_with(last)) return std::string(name);
+        names.emplace_back(name);
+    }
+    return NearestName(wanted, names);
+}
+
+/// "; the nearest is a", or else "; it has a, b and 5 more".
+std::string WhatIsThere(const ZipArchive& archive, const std::string& wanted) {
+    const std::string nearest = NearestMember(archive, wanted);
+    if (!nearest.empty()) return "; the nearest is " + nearest;
     const std::vector<std::string> names = FirstMembers(archive);
     std::string text;
     for (const std::string& name : names) text += (text.empty() ? "; it has " : ", ") + name;
@@ -81,7 +97,7 @@ std::string WhyMissing(const ZipArchive& archive, const std::string& member) {
         if (archive.NameOf(i) == member.substr(0, inner))
             return fmt::format("{} is an archive inside the archive; take it out first",
                                member.substr(0, inner));
-    return "the archive has no such member" + WhatIsThere(archive);
+    return "the archive has no such member" + WhatIsThere(archive, member);
 }
 
 /// A member that takes more than there is would fill the disk of everybody before it fails.
@@ -143,11 +159,11 @@ void InflateMember(const ZipMemberName& name, Spool* spool) {
 void RefuseZip(const std::string& path, const std::string& name) {
     if (!IsZip(path)) return;
     ZipArchive archive;
-    std::string text = name + ": it is a zip archive";
+    const std::string text = name + ": it is a zip archive";
     if (MemberNamed(name)) throw Failure(text + " inside an archive; take it out first");
     if (!EndsInZip(name))
         throw Failure(text + "; give it a name that ends in .zip to read members");
-    if (!archive.Open(path)) throw Failure(text + ", a damaged one: " + archive.Why());
+    if (!archive.Open(path)) throw Failure(name + ": " + archive.Why());
     const std::vector<std::string> names = FirstMembers(archive);
     throw Failure(fmt::format("{}; name a member, such as {}/{}", text, name,
                               names.empty() ? "cloud.ptc" : names.front()));

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "tools/common/help_format.h"
+#include "tools/common/nearest_name.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/nearest_name.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {
