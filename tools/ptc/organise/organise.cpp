@@ -85,10 +85,11 @@ void CheckSpaceFor(const OrganiseOptions& options, const LibraryInputs& inputs,
     const std::int64_t points = LeastBytes(inputs.Paths(), inputs.Count());
     // Of repeats nobody knows how many there are.
     if (!options.drop_repeats) CheckSpace(output.Path(), output.Name(), points);
-    // What memory does not hold goes to a file first. A leaf is in memory, however large.
+    // A cloud that memory does not hold goes to a file first, all of it; unless leaves are so large
+    // that memory has to take them.
     constexpr std::int64_t kLeastMemory = std::int64_t{16} << 20;
-    if (options.leaf_points == 0)
-        CheckTemporarySpace(points - std::max(options.memory, kLeastMemory));
+    if (options.leaf_points == 0 && points > std::max(options.memory, kLeastMemory))
+        CheckTemporarySpace(points);
 }
 
 int Organise(const OrganiseOptions& options) {
