@@ -1,0 +1,22 @@
+// What a cloud made of others takes at least, and whether there is room for it: better told before
+// an hour of work than after it.
+//
+// Units      bytes.
+// Errors     a Failure; inputs that cannot be read count nothing, whoever reads them says why.
+// Ownership  none.
+// Threads    any.
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Of the points of the first `count` clouds in `paths`, written as one binary file with the
+/// variables of the first. Compressed clouds count nothing: what their headers say is not checked.
+std::int64_t LeastBytes(const char* const* paths, int count);
+
+/// Fails if a file `path` cannot take `bytes`. `name`: what messages call it.
+void CheckSpace(const std::string& path, const std::string& name, std::int64_t bytes);
+
+/// The same of a file in the folder that TMPDIR names, or in /tmp.
+void CheckTemporarySpace(std::int64_t bytes);

@@ -1,0 +1,16 @@
+// CopyFile: a copy that appears under its name when it is whole.
+//
+// Units      none.
+// Errors     false, with a text that names the file and the reason. Throws std::bad_alloc.
+// Ownership  none stays.
+// Threads    any, as long as none changes the environment.
+//
+// The system's cp copies, because it shares blocks where the file system can, and copies within the
+// machine that has the files where it cannot. Permissions and times are those of the original.
+
+#pragma once
+
+#include <string>
+
+/// Copies the regular file `from` to `to`, which is a new name, or a file that is replaced.
+[[nodiscard]] bool CopyFile(const std::string& from, const std::string& to, std::string* failure);
