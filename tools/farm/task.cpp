@@ -120,8 +120,7 @@ private:
     void AddPublish(const std::string& name, std::size_t made) {
         const std::string from = tasks_[made].output;
         Task& task = Add(name, Stage::kPublish, {});
-        task.command = {"/bin/cp", "--reflink=auto", "--preserve=mode,timestamps", "--",
-                        from,      kOutputHere};
+        task.command = {"copy", from, kOutputHere};
         task.sources.clear();
         task.after = {made};
         task.output =

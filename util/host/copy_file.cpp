@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <optional>
 #include <string_view>
 
 #include "util/host/child_process.h"
@@ -13,6 +15,8 @@
 #include "util/text/system_reason.h"
 
 namespace {
+
+constexpr std::chrono::milliseconds kLook{200};
 
 bool Fail(const std::string& name, int error, std::string* failure) {
     *failure = name + ": " + SystemReason(error).c_str();
@@ -52,7 +56,8 @@ std::string LastLine(std::string output, const std::string& path, const std::str
 
 }  // namespace
 
-bool CopyFile(const std::string& from, const std::string& to, std::string* failure) {
+bool CopyFile(const std::string& from, const std::string& to, std::string* failure,
+              const std::function<void()>& look) {
     if (const int error = WhyNotCopied(from); error != 0) return Fail(from, error, failure);
     if (const int error = WhyNotReplaced(to); error != 0) return Fail(to, error, failure);
     WholeFile copy;
@@ -66,7 +71,9 @@ bool CopyFile(const std::string& from, const std::string& to, std::string* failu
                       .output = ChildRequest::Output::kCollected,
                       .output_file = {}}))
         return Fail("/bin/cp", errno, failure);
-    const ChildEnd end = child.Wait();
+    std::optional<ChildEnd> ended = child.Wait(kLook);
+    for (; !ended; ended = child.Wait(kLook)) look();
+    const ChildEnd end = *ended;
     if (!end.IsSuccess()) {
         *failure = LastLine(child.TakeOutput(), path, to);
         if (failure->empty())

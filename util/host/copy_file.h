@@ -1,7 +1,8 @@
 // CopyFile: a copy that appears under its name when it is whole.
 //
 // Units      none.
-// Errors     false, with a text that names the file and the reason. Throws std::bad_alloc.
+// Errors     false, with a text that names the file and the reason. Throws std::bad_alloc, and what
+//            `look` throws.
 // Ownership  none stays.
 // Threads    any, as long as none changes the environment.
 //
@@ -10,7 +11,11 @@
 
 #pragma once
 
+#include <functional>
 #include <string>
 
-/// Copies the regular file `from` to `to`, which is a new name, or a file that is replaced.
-[[nodiscard]] bool CopyFile(const std::string& from, const std::string& to, std::string* failure);
+/// Copies the regular file `from` to `to`, which is a new name, or a file that is replaced. `look`
+/// is called several times a second meanwhile; what it throws ends the copying.
+[[nodiscard]] bool CopyFile(
+    const std::string& from, const std::string& to, std::string* failure,
+    const std::function<void()>& look = [] {});
