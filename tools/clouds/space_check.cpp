@@ -13,25 +13,28 @@
 
 namespace {
 
-/// Null: nothing can be said of the file `path`.
-std::unique_ptr<CloudReader> OpenToCount(const char* path) {
+/// Null: it is no cloud, or no file that can be opened without waiting for somebody.
+std::unique_ptr<CloudReader> OpenToCount(const InputFile& file) {
     struct stat info {};
-    // Opening a pipe would wait for its other end.
-    if (::stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
-    std::string ignored;
-    return OpenCloud(path, &ignored, {.is_quiet = true});
+    if (::stat(file.Path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
+    std::string why;
+    int error = 0;
+    auto cloud = OpenCloud(file.Path().c_str(), &why, {.is_quiet = true}, &error);
+    // The words of the library, which would fail so next.
+    if (!cloud && error != 0) FailWithErrno(file.Name() + ": cannot be opened", error);
+    return cloud;
 }
 
 }  // namespace
 
-std::int64_t LeastBytes(const char* const* paths, int count) {
+std::int64_t LeastBytes(const LibraryInputs& inputs, int first, int count) {
     std::int64_t points = 0;
     std::int64_t point_bytes = 0;
-    for (int i = 0; i < count; ++i) {
-        const auto cloud = OpenToCount(paths[i]);
+    for (int i = first; i < first + count; ++i) {
+        const auto cloud = OpenToCount(inputs[i]);
         // Its variables decide; and a call that refuses one input makes nothing.
         if (!cloud) return 0;
-        if (i == 0) point_bytes = static_cast<std::int64_t>(cloud->PointBytes());
+        if (i == first) point_bytes = static_cast<std::int64_t>(cloud->PointBytes());
         if (!cloud->input.IsCompressed()) points += cloud->point_count;
     }
     std::int64_t bytes = 0;

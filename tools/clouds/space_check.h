@@ -2,7 +2,7 @@
 // an hour of work than after it.
 //
 // Units      bytes.
-// Errors     a Failure; inputs that cannot be read count nothing, whoever reads them says why.
+// Errors     a Failure; inputs that are no clouds count nothing, whoever reads them says why.
 // Ownership  none.
 // Threads    any.
 
@@ -11,9 +11,11 @@
 #include <cstdint>
 #include <string>
 
-/// Of the points of the first `count` clouds in `paths`, written as one binary file with the
-/// variables of the first. Compressed clouds count nothing: what their headers say is not checked.
-std::int64_t LeastBytes(const char* const* paths, int count);
+#include "tools/clouds/library_files.h"
+
+/// Of the points of `count` clouds from `first` on, written as one binary file with the variables
+/// of the first of them. Compressed clouds count nothing: what their headers say is not checked.
+std::int64_t LeastBytes(const LibraryInputs& inputs, int first, int count);
 
 /// Fails if a file `path` cannot take `bytes`. `name`: what messages call it.
 void CheckSpace(const std::string& path, const std::string& name, std::int64_t bytes);

@@ -84,7 +84,7 @@ void LightClouds::Organise(int file, const LightChannels& channels, int threads)
     auto& temporary = temporaries_[static_cast<std::size_t>(file)];
     temporary = std::make_unique<TemporaryCloud>();
     CheckSpace(temporary->Path(), inputs_[file].Name() + ": its temporary file",
-               LeastBytes(inputs_.Paths() + file, 1));
+               LeastBytes(inputs_, file, 1));
     LibraryProgress progress;
     PtcOrganiseRequest request;
     request.inputs = inputs_.Paths() + file;

@@ -27,7 +27,7 @@ struct MergeOptions {
 int Merge(const MergeOptions& options) {
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
-    CheckSpace(output.Path(), output.Name(), LeastBytes(inputs.Paths(), inputs.Count()));
+    CheckSpace(output.Path(), output.Name(), LeastBytes(inputs, 0, inputs.Count()));
     std::int64_t points = 0;
     {
         LibraryProgress progress;

@@ -82,7 +82,7 @@ std::optional<LightData> LightOf(const std::string& path) {
 /// Without the nodes, which nobody knows before.
 void CheckSpaceFor(const OrganiseOptions& options, const LibraryInputs& inputs,
                    const LibraryOutput& output) {
-    const std::int64_t points = LeastBytes(inputs.Paths(), inputs.Count());
+    const std::int64_t points = LeastBytes(inputs, 0, inputs.Count());
     // Of repeats nobody knows how many there are.
     if (!options.drop_repeats) CheckSpace(output.Path(), output.Name(), points);
     // A cloud that memory does not hold goes to a file first, all of it; unless leaves are so large
