@@ -9,6 +9,7 @@
 #include "tools/bake/image_request.h"
 #include "tools/scene/scene_options.h"
 #include "tools/scene/shader.h"
+#include "util/io/host_port.h"
 
 namespace CLI {
 class App;
@@ -25,6 +26,7 @@ struct Options {
     int threads = 1;  ///< for shading; by default one for each processor
     bool ascii = false;
     bool quiet = false;
+    std::optional<HostPort> monitor;  ///< that hears how the run goes
     DriverSettings settings;
 };
 

@@ -57,7 +57,8 @@ public:
     void Start() noexcept;
 
     /// Hands over a line, without its newline. Takes a moment's lock and never waits for the peer.
-    /// A line with a newline or a NUL in it would be several, or none, and is dropped.
+    /// A line with a newline or a NUL in it would be several, or none, and is dropped like an empty
+    /// one.
     void Send(std::string_view line) noexcept;
 
     ClientPortCounts Counts() const noexcept;

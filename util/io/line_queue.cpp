@@ -32,7 +32,7 @@ LineQueue::~LineQueue() {
 void LineQueue::Add(std::string_view line) noexcept {
     bool is_kept = false;
     try {
-        const bool is_line = line.size() <= limits_.line_bytes &&
+        const bool is_line = !line.empty() && line.size() <= limits_.line_bytes &&
                              line.find_first_of(std::string_view("\n\0", 2)) == line.npos;
         std::string text;
         if (is_line) text.append(line).append("\n");
