@@ -21,12 +21,13 @@
 #include "tools/clouds/space_check.h"
 #include "tools/common/failure.h"
 #include "tools/common/option_values.h"
+#include "tools/common/report_option.h"
 #include "tools/common/thread_option.h"
 #include "tools/ptc/byte_size.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
-#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/run_reported.h"
 #include "util/text/printable_text.h"
 
 namespace {
@@ -43,6 +44,7 @@ struct OrganiseOptions {
     bool light = false;
     std::optional<std::string> light_color;
     std::optional<std::string> light_area;
+    std::optional<HostPort> monitor;
 };
 
 /// Which channels the data for light are made of.
@@ -92,7 +94,8 @@ void CheckSpaceFor(const OrganiseOptions& options, const LibraryInputs& inputs,
         CheckTemporarySpace(points);
 }
 
-int Organise(const OrganiseOptions& options) {
+void Organise(const OrganiseOptions& options, Reporter& reporter) {
+    reporter.Start();
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
     CheckSpaceFor(options, inputs, output);
@@ -120,8 +123,9 @@ int Organise(const OrganiseOptions& options) {
     std::optional<LightData> light;
     if (options.light) light = LightOf(output.Path());
     output.Commit();
+    reporter.Add("points", summary.points);
+    reporter.Add("nodes", summary.nodes);
     TellReport(Report(output.Name(), summary, light, time.count()), output.IsStandardOutput());
-    return 0;
 }
 
 }  // namespace
@@ -163,6 +167,9 @@ void AddOrganise(CLI::App& app, int* status) {
             "bytes to work with, with K, M or G (1G); the rest goes to temporary files")
         ->type_name("SIZE");
     AddThreadOption(*command, &options->threads);
-    command->callback(
-        [options, status] { *status = RunGuarded([&] { return Organise(*options); }); });
+    AddReportOption(*command, &options->monitor);
+    command->callback([options, status] {
+        *status = RunReportedCommand({"ptc", "ptc organize", options->output, options->monitor},
+                                     [&](Reporter& reporter) { Organise(*options, reporter); });
+    });
 }
