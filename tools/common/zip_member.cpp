@@ -112,12 +112,14 @@ void RequireRoom(std::int64_t bytes, const Spool& spool, const std::string& name
                         name, bytes, room));
 }
 
-bool IsZip(const std::string& path) {
+/// A file that cannot be opened is none; whoever opens it next says why.
+bool IsZip(const std::string& path, const std::string& name) {
     std::array<std::byte, 4> begin;
     PlainInput input;
-    return input.Open(path.c_str(), false) &&
-           input.Read(begin) == static_cast<std::int64_t>(begin.size()) &&
-           ZipArchive::BeginsOne(begin);
+    if (!input.Open(path.c_str(), false)) return false;
+    const std::int64_t read = input.Read(begin);
+    if (input.Error() != 0) FailWithErrno(name, input.Error());
+    return read == static_cast<std::int64_t>(begin.size()) && ZipArchive::BeginsOne(begin);
 }
 
 }  // namespace
@@ -157,7 +159,7 @@ void InflateMember(const ZipMemberName& name, Spool* spool) {
 }
 
 void RefuseZip(const std::string& path, const std::string& name) {
-    if (!IsZip(path)) return;
+    if (!IsZip(path, name)) return;
     ZipArchive archive;
     const std::string text = name + ": it is a zip archive";
     if (MemberNamed(name)) throw Failure(text + " inside an archive; take it out first");

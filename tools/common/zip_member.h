@@ -25,5 +25,5 @@ std::optional<ZipMemberName> MemberNamed(const std::string& name);
 void InflateMember(const ZipMemberName& name, Spool* spool);
 
 /// Fails when the regular file `path`, which the user calls `name`, is a zip archive; says how to
-/// name a member. A file that cannot be read is none.
+/// name a member. So does a read error.
 void RefuseZip(const std::string& path, const std::string& name);

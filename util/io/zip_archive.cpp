@@ -37,36 +37,41 @@ std::uint64_t TakeNumber(std::string_view bytes, std::size_t at) {
     return number;
 }
 
-/// What is there of `count` bytes at `offset`; nothing of them where the file cannot be read.
-std::string ReadAt(int descriptor, std::uint64_t offset, std::size_t count) {
-    if (offset > static_cast<std::uint64_t>(std::numeric_limits<off_t>::max())) return {};
-    std::string bytes(count, '\0');
+/// Reads what is there of `bytes` at `offset`, and cuts them to that. False, and errno: a read
+/// error.
+bool ReadAt(int descriptor, std::uint64_t offset, std::string* bytes) {
     std::size_t there = 0;
-    while (there < count) {
-        const ssize_t read =
-            ::pread(descriptor, &bytes[there], count - there, static_cast<off_t>(offset + there));
+    const bool is_possible =
+        offset <= static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+    while (is_possible && there < bytes->size()) {
+        const ssize_t read = ::pread(descriptor, bytes->data() + there, bytes->size() - there,
+                                     static_cast<off_t>(offset + there));
         if (read < 0 && errno == EINTR) continue;
-        if (read <= 0) break;
+        if (read < 0) return false;
+        if (read == 0) break;
         there += static_cast<std::size_t>(read);
     }
-    bytes.resize(there);
-    return bytes;
+    bytes->resize(there);
+    return true;
 }
 
-/// Whether the file has room for as many members as each of its long end records counts: libzip
-/// makes a table of that many before it reads the first. The short record cannot count many.
-bool BearsItsCounts(int descriptor, std::uint64_t length) {
-    const std::size_t tail = static_cast<std::size_t>(std::min<std::uint64_t>(length, kLongestEnd));
-    const std::string end = ReadAt(descriptor, length - tail, tail);
+/// Why libzip must not see the file; empty: it may. It makes a table of as many members as a long
+/// end record counts before it reads the first, so the file must have room for all of them. The
+/// short record cannot count many.
+std::string WhyRefused(int descriptor, std::uint64_t length) {
+    const auto reason = [] { return std::generic_category().message(errno); };
+    std::string end(static_cast<std::size_t>(std::min<std::uint64_t>(length, kLongestEnd)), '\0');
+    if (!ReadAt(descriptor, length - end.size(), &end)) return reason();
     for (std::size_t at = end.find(kLocator); at != end.npos; at = end.find(kLocator, at + 1)) {
         if (end.size() - at < kLocatorBytes) break;
-        const std::string record =
-            ReadAt(descriptor, TakeNumber(end, at + kLocatorPlace), kLongEndBytes);
+        std::string record(kLongEndBytes, '\0');
+        if (!ReadAt(descriptor, TakeNumber(end, at + kLocatorPlace), &record)) return reason();
         if (record.size() < kLongEndBytes || !record.starts_with(kLongEnd)) continue;
         for (const std::size_t count : {kLongEndCounts, kLongEndCounts + 8})
-            if (TakeNumber(record, count) > length / kShortestEntry) return false;
+            if (TakeNumber(record, count) > length / kShortestEntry)
+                return "it counts more members than it has room for";
     }
-    return true;
+    return {};
 }
 
 /// What libzip's code means, in words that follow a file's name.
@@ -131,8 +136,8 @@ bool ZipArchive::Open(const std::string& path) {
         return fail(std::generic_category().message(errno));
     if (!S_ISREG(info.st_mode)) return fail("it is not a regular file");
     archive_bytes_ = static_cast<std::uint64_t>(info.st_size);
-    if (!BearsItsCounts(descriptor, archive_bytes_))
-        return fail("it counts more members than it has room for");
+    if (std::string why = WhyRefused(descriptor, archive_bytes_); !why.empty())
+        return fail(std::move(why));
     int code = ZIP_ER_OK;
     archive_.reset(zip_fdopen(descriptor, 0, &code));  // takes the descriptor when it succeeds
     if (!archive_) return fail(ReasonOf(code));

@@ -24,11 +24,14 @@ std::string HeaderText(const InputFile& file, const std::string& name) {
     return InfoJsonList({InfoJson(facts, {})});
 }
 
-/// What `make` gives; nothing, and a note, when the cloud is such that it cannot.
+/// What `make` gives; nothing, and a note, when the cloud is such that it cannot. A read error is
+/// not the cloud's.
 template <class Make>
 auto MakeOrTell(const char* what, Make make) -> std::optional<decltype(make())> {
     try {
         return make();
+    } catch (const SystemFailure&) {
+        throw;
     } catch (const Failure& failure) {
         Tell("ptc", std::string(failure.what()) + "; it is packed without its " + what);
         return std::nullopt;
@@ -74,8 +77,9 @@ std::optional<PackExtras::Part> PackExtras::AddPicture(const InputFile& file) {
 bool BeginsCloud(const InputFile& file) {
     TokenInput input;
     std::uint32_t version = 0;
-    return OpenCloudFile(input, file.Path().c_str(), &version) != TokenOpenStatus::kOtherType &&
-           input.Error() == 0;
+    const TokenOpenStatus status = OpenCloudFile(input, file.Path().c_str(), &version);
+    if (input.Error() != 0 && !MayBeDamaged(input)) FailWithErrno(file.Name(), input.Error());
+    return status != TokenOpenStatus::kOtherType && input.Error() == 0;
 }
 
 }  // namespace pack
