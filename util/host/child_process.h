@@ -37,9 +37,9 @@ struct ChildRequest {
 
 /// How a process ended.
 struct ChildEnd {
-    int status = 0;            ///< the exit status; 0 if a signal ended it
-    int signal = 0;            ///< the signal that ended it; 0: none
-    double user_seconds = 0;   ///< processor time, that of the children it has waited for included
+    int status = 0;           ///< the exit status; 0 if a signal ended it
+    int signal = 0;           ///< the signal that ended it; 0: none
+    double user_seconds = 0;  ///< processor time, that of the children it has waited for included
     double system_seconds = 0;
     std::int64_t peak_bytes = 0;  ///< of resident memory
 

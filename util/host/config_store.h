@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "util/base/tg_lock.h"
+#include "util/host/zone_table.h"
 
 /// One option. The entry and its two texts are one allocation.
 struct ConfigEntry {
@@ -50,6 +51,9 @@ public:
         // acquire: pairs with the release in Add()
         return newest_.load(std::memory_order_acquire);
     }
+
+    /// The entries "/dirmap/zone".
+    const ZoneTable& Zones() const noexcept { return zones_; }
 
     const char* Root() const noexcept;
     void SetRootVariable(const char* name);
@@ -76,6 +80,9 @@ private:
     std::atomic<bool> dumps_{false};          ///< whether reading prints what it finds
     std::atomic<LoadState> load_state_{LoadState::kNotLoaded};
     std::atomic<std::thread::id> loader_{};  ///< the thread that loads, during kLoading
+
+    // Needs no lock; its rules point into the entries.
+    ZoneTable zones_;
 
     // Guarded.
     TgMutex name_lock_;
