@@ -3,6 +3,7 @@
 #include "util/host/config.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
@@ -122,6 +123,10 @@ TEST_F(UtilConfig, TheDumpTellsTheFilesInOrderAndAFullStoreReadsNone) {
     EXPECT_EQ(dump("UT", folder_.File(places[0])), "");
     Set("LUMRCONFIG", "/no.ini");
     EXPECT_EQ(dump("UT_UNSET", ""), "No defaults in /no.ini\n" + wanted[2] + "/else %s\n" + last);
+    // A pipe that nobody writes to would never be opened.
+    std::filesystem::remove(folder_.File(places[2]));
+    ASSERT_EQ(mkfifo(folder_.File(places[2]).c_str(), 0666), 0);
+    EXPECT_EQ(dump("UT_UNSET", ""), "No defaults in /no.ini\n" + last);
 }
 
 TEST_F(UtilConfig, LookupsAnswerWhatWasReadOrTheFallback) {

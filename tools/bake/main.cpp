@@ -14,6 +14,7 @@
 #include "tools/bake/outcome.h"
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/common/stopwatch.h"
 #include "tools/scene/camera.h"
 #include "tools/scene/scene_options.h"
@@ -77,7 +78,7 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace bake
 
 int main(int argc, char** argv) {
-    if (!HoldStandardDescriptors()) return 1;
+    if (!StartProgram()) return 1;
     try {
         return bake::RunCommandLine(argc, argv);
     } catch (const std::exception& failure) {

@@ -82,12 +82,12 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     app->option_defaults()->take_last();  // the last of several wins
     app->add_option("--driver", options->driver, "the display driver, a shared object")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     app->add_option("--output", options->output, "the file that the driver makes")
         ->capture_default_str()
         ->type_name("FILE")
-        ->check(FileName());
+        ->transform(FileName());
     app->add_flag("--ascii", options->ascii, "ask the driver for its text form");
     app->add_flag("--quiet", options->quiet, "no progress bar, no summary");
     scene::AddSceneOptions(*app, &options->scene);

@@ -124,6 +124,10 @@ void ConfigLoad() {
     TheConfigStore().Load();
 }
 
+void ConfigSetDumpStream(std::FILE* stream) {
+    TheConfigStore().SetDumpStream(stream);
+}
+
 void ConfigReadFile(const char* path) {
     TheConfigStore().ReadFile(path);
 }

@@ -21,6 +21,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -57,6 +58,9 @@ public:
 
     const char* Root() const noexcept;
     void SetRootVariable(const char* name);
+    void SetDumpStream(std::FILE* stream) noexcept {
+        dump_stream_.store(stream, std::memory_order_relaxed);
+    }
     void ReadFile(const char* path);
     void Load();
 
@@ -68,6 +72,10 @@ private:
 
     /// Puts one option at the head of the list.
     void Add(std::string_view key, std::string_view value) noexcept;
+    /// Where reading prints what it finds; null: it prints nothing.
+    std::FILE* Dump() const noexcept;
+    void ReadUsualFile(const std::string& path);
+    void ReadPlace(const std::string& place);
     void ReadLine(const char* line);
     std::string Expanded(std::string_view value) const;
     std::string ValueOfReference(std::string_view reference) const;
@@ -76,8 +84,9 @@ private:
 
     // Atomic.
     std::atomic<const ConfigEntry*> newest_{nullptr};
-    std::atomic<const char*> root_{nullptr};  ///< written once, by the loading thread
-    std::atomic<bool> dumps_{false};          ///< whether reading prints what it finds
+    std::atomic<const char*> root_{nullptr};        ///< written once, by the loading thread
+    std::atomic<bool> dumps_{false};                ///< whether reading prints what it finds
+    std::atomic<std::FILE*> dump_stream_{nullptr};  ///< null: standard output
     std::atomic<LoadState> load_state_{LoadState::kNotLoaded};
     std::atomic<std::thread::id> loader_{};  ///< the thread that loads, during kLoading
 

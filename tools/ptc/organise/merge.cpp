@@ -53,7 +53,7 @@ void AddMerge(CLI::App& app, int* status) {
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     command->callback([options, status] { *status = RunGuarded([&] { return Merge(*options); }); });
 }
