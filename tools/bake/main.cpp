@@ -10,6 +10,8 @@
 #include <string>
 
 #include "tools/bake/bake.h"
+#include "tools/bake/driver_list.h"
+#include "tools/bake/driver_search.h"
 #include "tools/bake/options.h"
 #include "tools/bake/outcome.h"
 #include "tools/common/failure.h"
@@ -39,7 +41,7 @@ void PrintSummary(const Options& options, const BakeTotals& totals, const Driver
 /// before the long part begins.
 void Run(const Options& options) {
     const scene::Camera camera(options.scene.width, options.scene.height);
-    const DriverLibrary library(options.driver);
+    const DriverLibrary library(options.driver, DriverFolders(options.driver_path));
     scene::MeshReport mesh;
     const scene::Scene scene = scene::MakeScene(options.scene, &mesh);
     const scene::RayTracer tracer(scene);
@@ -67,7 +69,10 @@ void Run(const Options& options) {
 int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
-    if (!status) Run(options);
+    if (!status && options.lists_drivers)
+        ListDrivers(DriverFolders(options.driver_path));
+    else if (!status)
+        Run(options);
     // If standard output is a file on a full disk, only the last write fails.
     FlushOut();
     return status.value_or(0);
