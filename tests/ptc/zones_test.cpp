@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 #include "ptc/access.h"
 #include "ptc/files/managed_file.h"
@@ -24,11 +25,11 @@ protected:
 
     /// The zone of this machine, in which a folder is the test's, and another name for all zones.
     void AddZones(const std::string& zone) const {
-        std::string file;
-        for (const std::string& value : {zone, zone + " /" + zone + "/work " + folder_.File(""),
-                                         "* //" + zone + " " + folder_.File("")})
-            file.append("/dirmap/zone ").append(value).append("\n");
-        ConfigReadFile(WriteTo(folder_.File("ini"), file).c_str());
+        std::ostringstream file;
+        file << "/dirmap/zone " << zone << "\n/dirmap/zone " << zone << " /" << zone << "/work "
+             << folder_.File("") << "\n/dirmap/zone * //" << zone << " " << folder_.File("")
+             << "\n";
+        ConfigReadFile(WriteTo(folder_.File("ini"), file.str()).c_str());
     }
 
     ScratchFolder folder_;

@@ -69,9 +69,9 @@ bool SharedObject::LoadAlong(const std::vector<std::string>& folders,
                              const std::vector<std::string>& names) {
     for (const std::string& folder : folders) {
         if (folder.empty()) continue;
-        const bool has_slash = folder.back() == '/';
+        const std::string within = folder.back() == '/' ? folder : folder + '/';
         for (const std::string& name : names)
-            if (LoadFile(folder + (has_slash ? "" : "/") + name)) return true;
+            if (LoadFile(within + name)) return true;
     }
     return false;
 }
