@@ -81,7 +81,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     app->footer("Exit status: 0 done, 1 failed, 2 wrong usage.");
     app->option_defaults()->take_last();  // the last of several wins
     app->add_option("--driver", options->driver,
-                    "the display driver: a shared object, or a name to look up")
+                    "the display driver, required: a file, or a name to look up")
         ->type_name("FILE")
         ->transform(FileName());
     app->add_option("--driver-path", options->driver_path,
