@@ -9,6 +9,7 @@
 
 #include "ptc/organise.h"
 #include "tools/clouds/library_files.h"
+#include "tools/clouds/space_check.h"
 #include "tools/common/option_values.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/organise/library_progress.h"
@@ -26,6 +27,7 @@ struct MergeOptions {
 int Merge(const MergeOptions& options) {
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
+    CheckSpace(output.Path(), output.Name(), LeastBytes(inputs, 0, inputs.Count()));
     std::int64_t points = 0;
     {
         LibraryProgress progress;

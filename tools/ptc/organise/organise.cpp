@@ -7,6 +7,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <memory>
@@ -17,6 +18,7 @@
 #include "ptc/cloud/reader.h"
 #include "ptc/format/light_nodes.h"
 #include "tools/clouds/library_files.h"
+#include "tools/clouds/space_check.h"
 #include "tools/common/failure.h"
 #include "tools/common/option_values.h"
 #include "tools/common/thread_option.h"
@@ -77,9 +79,23 @@ std::optional<LightData> LightOf(const std::string& path) {
     return FindLightData(cloud->node_variables);
 }
 
+/// Without the nodes, which nobody knows before.
+void CheckSpaceFor(const OrganiseOptions& options, const LibraryInputs& inputs,
+                   const LibraryOutput& output) {
+    const std::int64_t points = LeastBytes(inputs, 0, inputs.Count());
+    // Of repeats nobody knows how many there are.
+    if (!options.drop_repeats) CheckSpace(output.Path(), output.Name(), points);
+    // A cloud that memory does not hold goes to a file first, all of it; unless leaves are so large
+    // that memory has to take them.
+    constexpr std::int64_t kLeastMemory = std::int64_t{16} << 20;
+    if (options.leaf_points == 0 && points > std::max(options.memory, kLeastMemory))
+        CheckTemporarySpace(points);
+}
+
 int Organise(const OrganiseOptions& options) {
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
+    CheckSpaceFor(options, inputs, output);
     PtcOrganiseRequest request;
     request.inputs = inputs.Paths();
     request.input_count = inputs.Count();
