@@ -43,7 +43,9 @@ class PtcManagedFile;
 // --- opening and releasing ---
 
 /// Opens the file called `name` for reading. `*opened`, unless null: whether this very call opened
-/// it for the first time. The name of a file is its identity: two spellings are two files.
+/// it for the first time. The name of a file is its identity: two spellings are two files. The
+/// configuration's zones are applied to a name first (PtcLoadConfiguration() in ptc/runtime.h), by
+/// all functions that open, so that names of different zones may be one file.
 ///
 /// A file that cannot be opened is not tried again until PtcShutdown(), unless the reason was a
 /// shortage of memory or descriptors. A file that was open and cannot be opened again is tried by

@@ -16,7 +16,7 @@
 // Inputs may be binary, text or gzip. Each has the variables of the first one, matched by name and
 // type, in any order; matrices and image format are those of the first. Inputs that are no
 // regular files, or have a negative radius, are refused. docs/format.md describes the result, which
-// is a binary file in any case.
+// is a binary file in any case. The zones are applied to the names of files (ptc/runtime.h).
 
 #pragma once
 

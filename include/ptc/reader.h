@@ -45,7 +45,7 @@ struct PtcRecordPlaces {
 
 class PtcReader {
 public:
-    /// Opens the file called `name`.
+    /// Opens the file called `name`, to which the zones are applied (ptc/runtime.h).
     PTC_API explicit PtcReader(const char* name) noexcept;
     PTC_API ~PtcReader();
     PTC_API PtcReader(PtcReader&& other) noexcept;

@@ -13,6 +13,11 @@
 
 /// Reads the chain of configuration files ("lumenarc.ini"), once per process, and adds the messages
 /// that it disables. Without this call all options have their defaults.
+///
+/// Entries "/dirmap/zone" move folders: whatever file the library is told to open or to make from
+/// then on is looked up there once, by its name, and is known and told by the name of its place.
+/// So the names that several sites have for one file lead to one object. Other names are unchanged,
+/// and so are those of temporary folders.
 PTC_API void PtcLoadConfiguration() noexcept;
 
 /// How many threads share tables and caches that are sized by that number. Below 1 counts as 1;

@@ -35,7 +35,7 @@ struct PtcVariableList {
 };
 
 struct PtcCloudDescription {
-    const char* name = nullptr;  ///< of the file
+    const char* name = nullptr;  ///< of the file; the zones are applied to it (ptc/runtime.h)
     PtcVariableList point_variables = {};
     PtcVariableList node_variables = {};
     const float* world_to_eye = nullptr;  ///< 16 floats; null: identity

@@ -5,6 +5,7 @@
 
 #include "ptc/access.h"
 #include "ptc/access/last_failure.h"
+#include "ptc/access/named_place.h"
 #include "ptc/cache/cache_set.h"
 #include "ptc/cloud/cloud_messages.h"
 #include "ptc/files/managed_file.h"
@@ -60,6 +61,8 @@ PtcManagedFile* Open(const char* name, bool* opened, MakeManager make_manager) {
         SetFailure(PtcFailureCode::kBadArgument, nullptr, "no file name");
         return nullptr;
     }
+    const NamedPlace place(name);
+    name = place.Get();
     ThreadFiles* table = UtFileManager::Get();
     if (!table) {
         make_manager();
@@ -84,6 +87,8 @@ PtcManagedFile* OpenAlone(const char* name) {
         SetFailure(PtcFailureCode::kBadArgument, nullptr, "no file name");
         return nullptr;
     }
+    const NamedPlace place(name);
+    name = place.Get();
     auto file = std::make_unique<PtcManagedFile>(name, PtcManagedFile::Alone{});
     const AccessStatus opened = WithMessagesBehind(
         [&] { return file->IsUsable() ? file->reopen() : AccessStatus::kUnreadable; });
@@ -195,7 +200,7 @@ PtcManagedFile* PtcOpenWithVariables(const char* name, PtcVariables* variables) 
             if (variables) *variables = std::move(found);
             return file;
         }
-        SetFailure(PtcFailureCode::kNoSuchRecord, name, "declares no point variables");
+        SetFailure(PtcFailureCode::kNoSuchRecord, file->Name(), "declares no point variables");
     }
     PtcRelease(file);
     return nullptr;

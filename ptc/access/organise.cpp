@@ -3,8 +3,10 @@
 #include "ptc/organise.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "ptc/access/last_failure.h"
+#include "ptc/access/named_place.h"
 #include "ptc/organise/organise_clouds.h"
 #include "ptc/runtime.h"
 
@@ -21,6 +23,24 @@ bool Told(bool is_done, const OrganiseFailure& failure) {
     return is_done;
 }
 
+/// Replaces the names of a request by places, as long as this lives. Null stays null.
+template <class Request>
+class PlacesOf {
+public:
+    explicit PlacesOf(Request* request) : output_(request->output) {
+        request->output = output_.Get();
+        if (!request->inputs) return;
+        for (int i = 0; i < request->input_count; ++i) inputs_.emplace_back(request->inputs[i]);
+        for (const NamedPlace& input : inputs_) names_.push_back(input.Get());
+        request->inputs = names_.data();
+    }
+
+private:
+    const NamedPlace output_;
+    std::vector<NamedPlace> inputs_;
+    std::vector<const char*> names_;
+};
+
 }  // namespace
 
 bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary) noexcept {
@@ -28,6 +48,7 @@ bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary)
         PtcOrganiseRequest wanted = request;
         if (wanted.memory >= 0) wanted.memory = std::max(wanted.memory, kLeastMemory);
         if (wanted.threads < 1) wanted.threads = PtcGetThreadCount();
+        const PlacesOf places(&wanted);
         OrganiseFailure failure;
         return Told(OrganiseClouds(wanted, summary, &failure), failure);
     });
@@ -35,7 +56,9 @@ bool PtcOrganise(const PtcOrganiseRequest& request, PtcOrganiseSummary* summary)
 
 bool PtcMerge(const PtcMergeRequest& request, std::int64_t* points) noexcept {
     return CatchNoMemory(request.output, false, [&] {
+        PtcMergeRequest wanted = request;
+        const PlacesOf places(&wanted);
         OrganiseFailure failure;
-        return Told(MergeClouds(request, points, &failure), failure);
+        return Told(MergeClouds(wanted, points, &failure), failure);
     });
 }

@@ -14,6 +14,7 @@
 
 #include "ptc/access/header.h"
 #include "ptc/access/last_failure.h"
+#include "ptc/access/named_place.h"
 #include "ptc/cloud/raw_points.h"
 #include "ptc/cloud/reader.h"
 #include "ptc/format/layout.h"
@@ -101,13 +102,14 @@ PtcReader::PtcReader(const char* name) noexcept {
         auto state = std::make_unique<State>();
         std::string why;
         int error = 0;
-        state->cloud = OpenCloud(name, &why, {.is_quiet = true}, &error);
+        const NamedPlace place(name);
+        state->cloud = OpenCloud(place.Get(), &why, {.is_quiet = true}, &error);
         if (state->cloud) {
             state->form = FormOf(state->cloud->input);
             return state;
         }
-        SetFailure(error != 0 ? PtcFailureCode::kCannotOpen : PtcFailureCode::kNotACloud, name,
-                   "cannot be opened", error, why.c_str());
+        SetFailure(error != 0 ? PtcFailureCode::kCannotOpen : PtcFailureCode::kNotACloud,
+                   place.Get(), "cannot be opened", error, why.c_str());
         return std::unique_ptr<State>();
     });
 }

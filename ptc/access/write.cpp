@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ptc/access/last_failure.h"
+#include "ptc/access/named_place.h"
 #include "ptc/cloud/writer.h"
 #include "ptc/reader.h"
 #include "ptc/writer.h"
@@ -52,11 +53,11 @@ private:
 
 bool PtcCloudWriter::Begin(const PtcCloudDescription& wanted) {
     if (!wanted.name || !*wanted.name) return Refuse("cannot be written", "it has no name");
-    name_ = wanted.name;
+    name_ = NamedPlace(wanted.name).Get();
     struct stat info;
-    const bool is_direct = ::stat(wanted.name, &info) == 0 && !S_ISREG(info.st_mode);
+    const bool is_direct = ::stat(Name(), &info) == 0 && !S_ISREG(info.st_mode);
     CloudDescription description{};
-    description.file_name = wanted.name;
+    description.file_name = Name();
     if (!is_direct) {
         beside_ = std::make_unique<WholeFile>();
         if (!beside_->Begin(name_)) return FailToWrite(errno);

@@ -38,10 +38,15 @@ public:
         return names;
     }
 
-    /// Runs a line of the shell, in which the tool goes by its name.
+    /// Runs a line of the shell, in which the tool goes by its name. No configuration of the
+    /// machine or its user applies, except for a lumenarc.ini that the test has written.
     ToolRun Shell(const std::string& line) const {
-        const std::string whole = kName + "() { '" TOOL "' \"$@\"; }; cd '" + Path("") + "' && { " +
-                                  line + "; } >'" + streams_.File("out") + "' 2>'" +
+        const std::string alone =
+            "unset LUMR_ARCHITECTURE LUMR_DRIVERPATH LUMR_DUMP_DEFAULTS; "
+            "export LUMRCONFIG=/dev/null HOME='" +
+            streams_.File("") + "'; ";
+        const std::string whole = alone + kName + "() { '" TOOL "' \"$@\"; }; cd '" + Path("") +
+                                  "' && { " + line + "; } >'" + streams_.File("out") + "' 2>'" +
                                   streams_.File("err") + "'";
         const int status = std::system(whole.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ContentOf(streams_.File("out")),

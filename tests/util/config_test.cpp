@@ -3,11 +3,13 @@
 #include "util/host/config.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
 #include <climits>
 #include <memory>
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -121,6 +123,10 @@ TEST_F(UtilConfig, TheDumpTellsTheFilesInOrderAndAFullStoreReadsNone) {
     EXPECT_EQ(dump("UT", folder_.File(places[0])), "");
     Set("LUMRCONFIG", "/no.ini");
     EXPECT_EQ(dump("UT_UNSET", ""), "No defaults in /no.ini\n" + wanted[2] + "/else %s\n" + last);
+    // A pipe that nobody writes to would never be opened.
+    std::filesystem::remove(folder_.File(places[2]));
+    ASSERT_EQ(mkfifo(folder_.File(places[2]).c_str(), 0666), 0);
+    EXPECT_EQ(dump("UT_UNSET", ""), "No defaults in /no.ini\n" + last);
 }
 
 TEST_F(UtilConfig, LookupsAnswerWhatWasReadOrTheFallback) {
@@ -203,17 +209,62 @@ TEST_F(UtilConfig, WhatIsDisabledIsSilentInTheLoadingThreadToo) {
 TEST_F(UtilConfig, FoldersMoveByZone) {
     Set("LUMR_ARCHITECTURE", "");
     EXPECT_STREQ(platform::ArchitectureName(), "linux-x86-64");
+    const struct {
+        std::string entries;  // values, a line each
+        const char* path;
+        const char* wanted;
+    } cases[] = {
+        {"* /b /c", "/b/%n", "/c/%n"},
+        {"* /b /c", "/bb/x", "/bb/x"},  // whole folders
+        {"* /b /c", "b/x", "b/x"},
+        {" \t*\t/b  /c \t", "/b", "/c"},
+        // Slashes at the ends mean nothing.
+        {"* /b/ /c", "/b/x", "/c/x"},
+        {"* /b/ /c", "/b", "/c"},
+        {"* /b/ /c", "/bx", "/bx"},
+        {"* /b /c//", "/b/x", "/c/x"},
+        {"* /b/// /c/", "/b/", "/c/"},
+        {"* / /c", "/b/x", "/c/b/x"},
+        {"* / /c", "b", "b"},
+        {"* /b /", "/b/x", "/x"},
+        {"* /b /", "/b", "/"},
+        {"* Z: /z", "Z:/x", "/z/x"},
+        {"* //host/share /s", "//host/share/x", "/s/x"},
+        // The longest, the newest of those, and only once.
+        {"* /a/b /long\n* /a /short", "/a/b/x", "/long/x"},
+        {"* /a/b /long\n* /a /short", "/a/bb", "/short/bb"},
+        {"* /a /old\n* /a/ /new", "/a/x", "/new/x"},
+        {"* /a /b\n* /b /c\n* /b/x /d", "/a/x", "/b/x"},
+        {"* /a /a/a", "/a/x", "/a/a/x"},
+        {"* / /all\n* /dev /dev", "/dev/null", "/dev/null"},
+        // The zones of this machine.
+        {"linux-x86-64 /a /mine\nother /a /wrong", "/a", "/mine"},
+        {"berlin\nlinux-x86-64 /a /mine\nberlin /b /c", "/b/x", "/c/x"},
+        {"berlin\nlinux-x86-64 /a /mine", "/a/x", "/mine/x"},
+        {"berlin\noslo\nberlin /a /b\noslo /a /o", "/a/x", "/o/x"},
+        {"oslo /a /o\nberlin /a /b\noslo\nberlin", "/a/x", "/b/x"},
+        {"berli\nberlin /a /b", "/a", "/a"},
+        // Other numbers of words.
+        {"* /a", "/a", "/a"},
+        {"* /a /b /c", "/a", "/a"},
+        {"* /a /old\n* /a /b /c", "/a", "/old"},
+    };
+    for (const auto& [entries, path, wanted] : cases) {
+        ConfigStore store;
+        std::istringstream lines(entries);
+        std::string file;
+        for (std::string line; std::getline(lines, line);) file += "/dirmap/zone " + line + "\n";
+        store.ReadFile(Write("zones.ini", file).c_str());
+        EXPECT_EQ(platform::ExpandPath(path, store), wanted) << entries << " of " << path;
+    }
+}
+
+TEST_F(UtilConfig, FilesAreReadWhereTheirFolderIs) {
     ConfigStore store;
     for (const char* none : {static_cast<const char*>(nullptr), ""})
         EXPECT_EQ(platform::ExpandPath(none, store), std::nullopt);
-    const std::string zones =
-        "/dirmap/zone * /a /old\n/dirmap/zone linux-x86-64 /a /mnt\n"
-        "/dirmap/zone  *\t/b/ /c/ \n/dirmap/zone other /a /wrong\n/dirmap/zone * /a\n"
-        "/dirmap/zone * /a /b /c\n/dirmap/zone * /nowhere ";
-    store.ReadFile(Write("zones.ini", zones + folder_.File("")).c_str());
-    const std::pair<const char*, const char*> paths[] = {
-        {"/a", "/mnt"}, {"/a/b/a", "/mnt/b/a"}, {"/ab", "/ab"}, {"/b/%n", "/c/%n"}, {"/b", "/b"}};
-    for (const auto& [path, wanted] : paths) EXPECT_EQ(platform::ExpandPath(path, store), wanted);
+    const std::string zones = "/dirmap/zone * /nowhere " + folder_.File("");
+    store.ReadFile(Write("zones.ini", zones).c_str());
     Write("there.ini", "k v");
     store.ReadFile("/nowhere/there.ini");
     store.ReadFile("/nowhere/");  // a folder opens and cannot be read

@@ -2,46 +2,54 @@
 
 #include "tools/bake/driver_library.h"
 
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 #include <filesystem>
 
+#include "tools/bake/driver_search.h"
 #include "tools/common/failure.h"
+#include "tools/common/standard_streams.h"
 
 namespace bake {
 
 namespace {
 
-/// Links the whole object at once, so that a missing symbol fails here and not during a render.
-/// Keeps its symbols local, so that two drivers do not use each other's.
-void* Load(const std::string& path) {
-    const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
-    void* const handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!handle) throw Failure(fmt::format("cannot load driver: {}", dlerror()));
-    return handle;
+constexpr const char* kProgram = "pcbake";
+
+/// Symbols stay local unless the configuration says otherwise, so that two drivers do not use each
+/// other's.
+SharedObject Load(const std::string& name, const std::vector<std::string>& folders) {
+    SharedObject object(SharedObjectFlags::FromConfiguration());
+    if (name.find('/') != std::string::npos) {
+        if (object.LoadFile(name)) return object;
+        throw Failure(fmt::format("cannot load driver: {}", object.Tried().front()));
+    }
+    const bool is_loaded = object.LoadAlong(folders, DriverFileNames(name));
+    // A driver of the name that is passed over might be the one that was meant.
+    for (const std::string& line : is_loaded ? object.PassedOver() : object.Tried())
+        Tell(kProgram, "tried " + line);
+    if (is_loaded) return object;
+    throw Failure(
+        fmt::format("cannot load driver {}: tried {} places", name, object.Tried().size()));
 }
 
 /// The function `name` of the loaded object, valid while the object is loaded.
 template <class Function>
-Function* Find(void* handle, const std::string& path, const char* name) {
-    void* const address = dlsym(handle, name);
-    if (!address) throw Failure(fmt::format("{} is no display driver: it has no {}", path, name));
+Function* Find(const SharedObject& object, const char* name) {
+    void* const address = object.Find(name);
+    if (!address)
+        throw Failure(fmt::format("{} is no display driver: it has no {}", object.File(), name));
     return reinterpret_cast<Function*>(address);
 }
 
 }  // namespace
 
-void DriverLibrary::Unload::operator()(void* handle) const {
-    dlclose(handle);
-}
-
-DriverLibrary::DriverLibrary(const std::string& path)
-    : name_(std::filesystem::path(path).stem().string()),
-      handle_(Load(path)),
-      open_(Find<DspyImageOpenFunction>(handle_.get(), path, "DspyImageOpen")),
-      query_(Find<DspyImageQueryFunction>(handle_.get(), path, "DspyImageQuery")),
-      deep_data_(Find<DspyImageDeepDataFunction>(handle_.get(), path, "DspyImageDeepData")),
-      close_(Find<DspyImageCloseFunction>(handle_.get(), path, "DspyImageClose")) {}
+DriverLibrary::DriverLibrary(const std::string& name, const std::vector<std::string>& folders)
+    : object_(Load(name, folders)),
+      name_(std::filesystem::path(object_.File()).stem().string()),
+      open_(Find<DspyImageOpenFunction>(object_, kDriverFunctions[0])),
+      query_(Find<DspyImageQueryFunction>(object_, kDriverFunctions[1])),
+      deep_data_(Find<DspyImageDeepDataFunction>(object_, kDriverFunctions[2])),
+      close_(Find<DspyImageCloseFunction>(object_, kDriverFunctions[3])) {}
 
 }  // namespace bake

@@ -2,22 +2,30 @@
 //
 // Units      none.
 // Errors     the constructor throws Failure when the file cannot be loaded or lacks a function.
+// When
+//            a name was looked up, the places are told on standard error first, a line each.
 // Ownership  keeps the shared object loaded; images must be closed before it is destroyed.
 // Threads    one thread makes and destroys it; the functions follow the driver's own rules.
 
 #pragma once
 
-#include <memory>
+#include <array>
 #include <string>
+#include <vector>
 
 #include "ptc/dspy.h"
+#include "util/host/shared_object.h"
 
 namespace bake {
 
+/// What a display driver has.
+inline constexpr std::array kDriverFunctions = {"DspyImageOpen", "DspyImageQuery",
+                                                "DspyImageDeepData", "DspyImageClose"};
+
 class DriverLibrary {
 public:
-    /// `path`: a file; without a slash it is in the working directory, and is not searched for.
-    explicit DriverLibrary(const std::string& path);
+    /// `name`: with a slash a file, and looked up along `folders` without one.
+    DriverLibrary(const std::string& name, const std::vector<std::string>& folders);
 
     DriverLibrary(const DriverLibrary&) = delete;
     DriverLibrary& operator=(const DriverLibrary&) = delete;
@@ -32,13 +40,8 @@ public:
     DspyImageCloseFunction* Close() const { return close_; }
 
 private:
-    /// Closes the shared object.
-    struct Unload {
-        void operator()(void* handle) const;
-    };
-
+    const SharedObject object_;
     const std::string name_;
-    const std::unique_ptr<void, Unload> handle_;
     DspyImageOpenFunction* const open_;
     DspyImageQueryFunction* const query_;
     DspyImageDeepDataFunction* const deep_data_;

@@ -10,11 +10,14 @@
 #include <string>
 
 #include "tools/bake/bake.h"
+#include "tools/bake/driver_list.h"
+#include "tools/bake/driver_search.h"
 #include "tools/bake/options.h"
 #include "tools/bake/outcome.h"
 #include "tools/common/failure.h"
 #include "tools/common/reporter.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/common/stopwatch.h"
 #include "tools/scene/camera.h"
 #include "tools/scene/scene_options.h"
@@ -49,7 +52,7 @@ std::vector<Delivery> PlanPart(const Options& options, const scene::Scene& scene
 /// before the long part begins.
 void Run(const Options& options, Reporter& reporter) {
     const scene::Camera camera(options.scene.width, options.scene.height);
-    const DriverLibrary library(options.driver);
+    const DriverLibrary library(options.driver, DriverFolders(options.driver_path));
     scene::MeshReport mesh;
     const scene::Scene scene = scene::MakeScene(options.scene, &mesh);
     const scene::RayTracer tracer(scene);
@@ -82,7 +85,9 @@ void Run(const Options& options, Reporter& reporter) {
 int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
-    if (!status)
+    if (!status && options.lists_drivers)
+        ListDrivers(DriverFolders(options.driver_path));
+    else if (!status)
         RunReported({"pcbake", "pcbake", options.output, options.monitor, options.quiet},
                     [&](Reporter& reporter) {
                         Run(options, reporter);
@@ -98,7 +103,7 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace bake
 
 int main(int argc, char** argv) {
-    if (!HoldStandardDescriptors()) return 1;
+    if (!StartProgram()) return 1;
     try {
         return bake::RunCommandLine(argc, argv);
     } catch (const std::exception& failure) {

@@ -99,14 +99,19 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     app->set_version_flag("--version", "pcbake " TOOLS_VERSION);
     app->footer("Exit status: 0 done, 1 failed, 2 wrong usage.");
     app->option_defaults()->take_last();  // the last of several wins
-    app->add_option("--driver", options->driver, "the display driver, a shared object")
+    app->add_option("--driver", options->driver,
+                    "the display driver, required: a file, or a name to look up")
         ->type_name("FILE")
-        ->check(FileName())
-        ->required();
+        ->transform(FileName());
+    app->add_option("--driver-path", options->driver_path,
+                    "folders to look drivers up in, before those of LUMR_DRIVERPATH")
+        ->type_name("DIR[:DIR...]");
+    app->add_flag("--list-drivers", options->lists_drivers,
+                  "list the drivers along the path, and bake nothing");
     app->add_option("--output", options->output, "the file that the driver makes")
         ->capture_default_str()
         ->type_name("FILE")
-        ->check(FileName());
+        ->transform(FileName());
     app->add_flag("--ascii", options->ascii, "ask the driver for its text form");
     app->add_flag("--quiet", options->quiet, "no progress bar, no summary");
     AddPartOption(*app, &options->part);
@@ -114,6 +119,10 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     scene::AddSceneOptions(*app, &options->scene);
     AddShadingOptions(*app, options);
     AddDriverOptions(*app, &options->settings);
+    app->final_callback([options] {
+        if (options->driver.empty() && !options->lists_drivers)
+            throw CLI::RequiredError("--driver");
+    });
     return app;
 }
 

@@ -20,7 +20,9 @@ namespace bake {
 
 /// All options, with their defaults. Paths are as the user wrote them.
 struct Options {
-    std::string driver;
+    std::string driver;       ///< a name to look up, or with a slash a file
+    std::string driver_path;  ///< folders with ':' between them
+    bool lists_drivers = false;
     std::string output = "bake.ptc";
     scene::SceneOptions scene;
     scene::Quality quality = {256, true};

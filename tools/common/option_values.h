@@ -12,18 +12,26 @@
 #include <type_traits>
 
 #include "tools/common/number.h"
+#include "tools/common/start.h"
 
 /// The name of the mark of a file's name.
 inline constexpr const char* kFileMark = "file";
 
-/// Marks an option or a positional whose value is a file's name. Refuses nothing and shows nothing.
+/// Replaces a file's name by its place on this machine, as PlaceOf() does.
+inline std::string ToPlace(std::string& name) {
+    name = PlaceOf(name);
+    return {};
+}
+
+/// For CLI::Option::transform(): marks an option or a positional whose value is a file's name, and
+/// replaces the name by its place. Refuses nothing and shows nothing.
 inline CLI::Validator FileName() {
-    return CLI::Validator([](std::string&) { return std::string(); }, "", kFileMark);
+    return CLI::Validator(ToPlace, "", kFileMark);
 }
 
 /// Marks a positional whose value is a file's name. The help shows the positional's own name alone.
 inline CLI::Option* NamesFile(CLI::Option* positional) {
-    return positional->type_name("")->check(FileName());
+    return positional->type_name("")->transform(FileName());
 }
 
 /// Reads a value as its option does: a whole number as CLI11, which knows "+5" and "0x10", for the

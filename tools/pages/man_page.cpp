@@ -24,6 +24,8 @@ constexpr struct {
     {"ptc", "TMPDIR",
      "The folder of temporary files, among them the copy of a stream that is not a file; `/tmp` "
      "when it is not set."},
+    {"pcbake", "LUMR_DRIVERPATH",
+     "Folders to look drivers up in, with `:` between them, behind those of `--driver-path`."},
     {"pcbake", "LUMR_ASCIIPOINTCLOUD",
      "When it is set, to any value, the driver writes the file as text. `--ascii` sets it."},
 };

@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "ptc/access/named_place.h"
 #include "tools/common/parse_error.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/ptc/command_line.h"
 #include "tools/ptc/run_guarded.h"
 #include "util/host/message.h"
@@ -32,7 +34,9 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (!HoldStandardDescriptors()) return 1;
+    // First, because a thread looks at the list when it first reports, and loading may report.
     MsgSetDisabledList(kLibraryReports);
+    if (!StartProgram()) return 1;
+    TakeNamesAsPlaces();
     return RunGuarded([&] { return RunCommandLine(argc, argv); });
 }

@@ -7,10 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "ptc/access/named_place.h"
 #include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
 #include "tools/common/reporter.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/common/stopwatch.h"
 #include "tools/picture/picture_file.h"
 #include "tools/render/comparison.h"
@@ -126,7 +128,8 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace render
 
 int main(int argc, char** argv) {
-    if (!HoldStandardDescriptors()) return 1;
+    if (!StartProgram()) return 1;
+    TakeNamesAsPlaces();
     try {
         return render::RunCommandLine(argc, argv);
     } catch (const std::exception& failure) {

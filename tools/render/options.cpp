@@ -39,7 +39,7 @@ const std::map<std::string, Light>& LightNames() {
 CLI::Validator PictureName() {
     return CLI::Validator(
         [](std::string& name) {
-            return PictureFormOf(name) ? std::string() : "must end with .png or .exr";
+            return PictureFormOf(name) ? ToPlace(name) : "must end with .png or .exr";
         },
         "", kFileMark);
 }
@@ -47,17 +47,17 @@ CLI::Validator PictureName() {
 void AddOutputOptions(CLI::App& app, Options* options) {
     app.add_option("-o,--output", options->output, "the picture, .png or .exr")
         ->type_name("PICTURE")
-        ->check(PictureName())
+        ->transform(PictureName())
         ->required();
     CLI::Option* const compare =
         app.add_option("--compare", options->compare,
                        "print how far the picture is from another one, in linear values")
             ->type_name("PICTURE")
-            ->check(PictureName());
+            ->transform(PictureName());
     app.add_option("--difference", options->difference,
                    "a picture of the differences, without their signs")
         ->type_name("PICTURE")
-        ->check(PictureName())
+        ->transform(PictureName())
         ->needs(compare);
     app.add_flag("--quiet", options->quiet, "no progress bar, no summary");
     AddReportOption(app, &options->monitor);
@@ -80,7 +80,7 @@ void AddLightOptions(CLI::App& app, Options* options) {
     CLI::Option* const clouds =
         app.add_option("--cloud", options->clouds, "point clouds that the light comes from")
             ->type_name("FILE")
-            ->check(FileName())
+            ->transform(FileName())
             ->take_all()
             ->group(kGroup);
     app.add_flag("--truth", options->truth, "trace rays in place of asking clouds")

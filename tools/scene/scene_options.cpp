@@ -28,7 +28,7 @@ void AddSceneOptions(CLI::App& app, SceneOptions* options) {
     CLI::Option* const mesh =
         app.add_option("--mesh", options->mesh, "put the mesh of FILE in the room (OBJ, PLY, ...)")
             ->type_name("FILE")
-            ->check(FileName())
+            ->transform(FileName())
             ->group("Scene");
     app.add_option("--turn", options->turn, "turn the mesh, in degrees; its front goes right")
         ->type_name("NUMBER")

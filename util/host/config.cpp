@@ -17,6 +17,8 @@ namespace {
 
 constexpr const char* kUsualRoot = "/usr/local/lumrd";
 
+constexpr std::string_view kZoneKey = "/dirmap/zone";
+
 constexpr ConfigWord kBooleanWords[] = {
     {"YES", 1},   {"ON", 1},  {"TRUE", 1},  {"yes", 1}, {"on", 1},  {"true", 1},   // no other case
     {"NO", 0},    {"OFF", 0}, {"FALSE", 0}, {"no", 0},  {"off", 0}, {"false", 0},  // nor here
@@ -73,6 +75,7 @@ void ConfigStore::Add(std::string_view key, std::string_view value) noexcept {
     while (!newest_.compare_exchange_weak(entry->next, entry, std::memory_order_release,
                                           std::memory_order_relaxed)) {
     }
+    if (key == kZoneKey) zones_.Add(entry->value);
 }
 
 const char* ConfigGet(const char* key) {
@@ -119,6 +122,10 @@ void ConfigSetRootVariable(const char* name) {
 
 void ConfigLoad() {
     TheConfigStore().Load();
+}
+
+void ConfigSetDumpStream(std::FILE* stream) {
+    TheConfigStore().SetDumpStream(stream);
 }
 
 void ConfigReadFile(const char* path) {

@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,10 @@ void ConfigSetRootVariable(const char* name);
 /// host that has read files of its own gets no others. If another thread is loading, waits until it
 /// is done; a call by a message handler during the loading returns at once.
 void ConfigLoad();
+
+/// Sets where the loading prints what it reads when "LUMR_DUMP_DEFAULTS" is set; null: on standard
+/// output, as without this call. Caller: keeps the stream open.
+void ConfigSetDumpStream(std::FILE* stream);
 
 /// Reads one file into the store; its entries hide earlier ones with the same key.
 void ConfigReadFile(const char* path);

@@ -3,6 +3,8 @@
 // Files and environment may come from strangers: no text is used as a format, every length has a
 // limit or costs no more than the file itself, and text that replaces a reference is not searched.
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -67,6 +69,12 @@ std::string ConfigStore::Expanded(std::string_view value) const {
     }
 }
 
+std::FILE* ConfigStore::Dump() const noexcept {
+    if (!dumps_.load(std::memory_order_relaxed)) return nullptr;
+    std::FILE* const stream = dump_stream_.load(std::memory_order_relaxed);
+    return stream ? stream : stdout;
+}
+
 void ConfigStore::ReadLine(const char* line) try {
     std::string_view rest = line;  // ends at a zero byte
     const std::string_view key = TakeWord(&rest, kKeyEnds);
@@ -79,9 +87,9 @@ void ConfigStore::ReadLine(const char* line) try {
 
     const std::string value = Expanded(Trimmed(token, kBlanks));
     Add(key, value);
-    if (dumps_.load(std::memory_order_relaxed))
-        std::printf(" default: %.*s  value: %s\n", static_cast<int>(key.size()), key.data(),
-                    value.c_str());
+    if (std::FILE* const dump = Dump())
+        std::fprintf(dump, " default: %.*s  value: %s\n", static_cast<int>(key.size()), key.data(),
+                     value.c_str());
 } catch (const std::bad_alloc&) {
     return;  // without memory the entry is dropped, as in Add()
 }
@@ -89,15 +97,26 @@ void ConfigStore::ReadLine(const char* line) try {
 void ConfigStore::ReadFile(const char* path) {
     // The zones read so far apply to the path, so one file can say where the next ones are.
     const std::optional<std::string> expanded = platform::ExpandPath(path, *this);
-    if (!expanded) return;
-    const bool dumps = dumps_.load(std::memory_order_relaxed);
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(expanded->c_str(), "re"),
+    if (expanded) ReadPlace(*expanded);
+}
+
+/// Nobody has named the file, so it is passed over if it might make the program wait or never end.
+void ConfigStore::ReadUsualFile(const std::string& path) {
+    const std::optional<std::string> expanded = platform::ExpandPath(path.c_str(), *this);
+    struct stat info;
+    const bool is_there = expanded && ::stat(expanded->c_str(), &info) == 0;
+    if (expanded && (!is_there || S_ISREG(info.st_mode))) ReadPlace(*expanded);
+}
+
+void ConfigStore::ReadPlace(const std::string& place) {
+    std::FILE* const dump = Dump();
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenStream(place.c_str(), "re"),
                                                                std::fclose);
     if (!file) {
-        if (dumps) std::printf("No defaults in %s\n", expanded->c_str());
+        if (dump) std::fprintf(dump, "No defaults in %s\n", place.c_str());
         return;
     }
-    if (dumps) std::printf("Defaults from %s:\n", expanded->c_str());
+    if (dump) std::fprintf(dump, "Defaults from %s:\n", place.c_str());
     // The rest of a line that does not fit the buffer is read as a line of its own.
     std::array<char, kLineBytes> line;
     while (std::fgets(line.data(), static_cast<int>(line.size()), file.get()))
@@ -119,9 +138,9 @@ void ConfigStore::FindRoot() {
 
 /// Reads every file that may hold options; a later one hides options of an earlier one.
 void ConfigStore::ReadChain() {
-    const auto read = [this](const std::string& path) { ReadFile(path.c_str()); };
+    const auto read = [this](const std::string& path) { ReadUsualFile(path); };
     if (const char* const only = std::getenv("LUMRCONFIG")) {
-        read(only);
+        ReadFile(only);
     } else {
         read(Joined(Root(), "/etc/", kFileName));
         if (const char* const site = std::getenv("RDIR")) read(Joined(site, "/", kFileName));

@@ -21,12 +21,14 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "util/base/tg_lock.h"
+#include "util/host/zone_table.h"
 
 /// One option. The entry and its two texts are one allocation.
 struct ConfigEntry {
@@ -51,8 +53,14 @@ public:
         return newest_.load(std::memory_order_acquire);
     }
 
+    /// The entries "/dirmap/zone".
+    const ZoneTable& Zones() const noexcept { return zones_; }
+
     const char* Root() const noexcept;
     void SetRootVariable(const char* name);
+    void SetDumpStream(std::FILE* stream) noexcept {
+        dump_stream_.store(stream, std::memory_order_relaxed);
+    }
     void ReadFile(const char* path);
     void Load();
 
@@ -64,6 +72,10 @@ private:
 
     /// Puts one option at the head of the list.
     void Add(std::string_view key, std::string_view value) noexcept;
+    /// Where reading prints what it finds; null: it prints nothing.
+    std::FILE* Dump() const noexcept;
+    void ReadUsualFile(const std::string& path);
+    void ReadPlace(const std::string& place);
     void ReadLine(const char* line);
     std::string Expanded(std::string_view value) const;
     std::string ValueOfReference(std::string_view reference) const;
@@ -72,10 +84,14 @@ private:
 
     // Atomic.
     std::atomic<const ConfigEntry*> newest_{nullptr};
-    std::atomic<const char*> root_{nullptr};  ///< written once, by the loading thread
-    std::atomic<bool> dumps_{false};          ///< whether reading prints what it finds
+    std::atomic<const char*> root_{nullptr};        ///< written once, by the loading thread
+    std::atomic<bool> dumps_{false};                ///< whether reading prints what it finds
+    std::atomic<std::FILE*> dump_stream_{nullptr};  ///< null: standard output
     std::atomic<LoadState> load_state_{LoadState::kNotLoaded};
     std::atomic<std::thread::id> loader_{};  ///< the thread that loads, during kLoading
+
+    // Needs no lock; its rules point into the entries.
+    ZoneTable zones_;
 
     // Guarded.
     TgMutex name_lock_;

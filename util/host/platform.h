@@ -24,11 +24,13 @@ const char* ArchitectureName();
 
 /// The place of `path` on this machine; nothing for a null or an empty path.
 ///
-/// Entries "/dirmap/zone" of `store` move folders. Their value is three words, ZONE FROM TO. On
-/// machines of zone ZONE, which is an architecture name or "*" for all, the folder FROM and
-/// everything in it is at TO. Of the entries that apply only the one read last is used. Words hold
-/// no blanks; entries with another number of words are ignored. Without entries a path is
-/// unchanged.
+/// Entries "/dirmap/zone" of `store` move folders. Those of one word name the zone of this machine,
+/// of which the newest counts; without one it is the architecture's name. Those of three words,
+/// ZONE FROM TO, say that in zone ZONE the folder FROM and everything in it is at TO. The zone of
+/// this machine, its architecture's name and "*" apply. Of the entries that apply the one with the
+/// longest FROM is used, of several with the same FROM the newest; what it gives is not moved
+/// again. Slashes at the ends of FROM and TO mean nothing. Words hold no blanks; entries with
+/// another number of words are ignored. Without entries a path is unchanged.
 std::optional<std::string> ExpandPath(const char* path, const ConfigStore& store);
 
 }  // namespace platform

@@ -23,6 +23,28 @@ TEST(Host, SaysWhatFailedOrIsWrongUsage) {
 #endif
 }
 
+/// The folder of installed drivers is another one on every machine, and passed over here.
+TEST(Host, LooksDriversUpAlongAPathAndListsThem) {
+    const ToolFolder folder;
+    setenv("OPTIONS", "--density 24 --rays 2 --quiet --output a", 1);
+    const auto link = [&](const char* driver, const char* name) {
+        std::filesystem::create_directories(std::filesystem::path(folder.Path(name)).parent_path());
+        std::filesystem::create_symlink(driver, folder.Path(name));
+    };
+    link(RECORDING_DRIVER, "site/d_record.so");
+    link(RECORDING_DRIVER, "site/plain.so");
+    link(RECORDING_DRIVER, "site/d_plain.so");
+    link(BREAKING_DRIVER, "site/d_break.so");
+    link(NO_DRIVER, "site/none.so");
+    link(RECORDING_DRIVER, "other/d_record.so");
+    link(RECORDING_DRIVER, "other/d_text.so");
+    link(RECORDING_DRIVER, "d_record.so");
+    folder.Write("site/d_text.so", std::string(5000, 't'));
+    folder.Write("site/text", "a file");
+    folder.Write("lumenarc.ini", "/dirmap/zone * /zone .\n");
+    folder.ExpectTranscript("bake_drivers.txt");
+}
+
 TEST(Host, TellsTheDriverAllOfItsParametersButNoneThatIsNotGiven) {
     using Lines = std::vector<std::string>;
     const auto calls = [](const std::string& arguments) {

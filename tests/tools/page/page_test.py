@@ -33,8 +33,10 @@ PARALLEL = [-0.6, 0.2, 0, 0, 0.2, 0.6, 0.1, 0, 0.1, 0.3, 0.2, 0, 0.05, -0.1, 0.4
 
 
 def run(*arguments: object) -> str:
+    # No configuration of the machine or its user applies.
+    environment = os.environ | {"LUMRCONFIG": "/dev/null", "HOME": "/nonexistent"}
     done = subprocess.run([str(word) for word in arguments], capture_output=True, text=True,
-                          check=False)
+                          env=environment, check=False)
     assert done.returncode == 0, f"{arguments}: {done.stdout}{done.stderr}"
     return done.stdout
 

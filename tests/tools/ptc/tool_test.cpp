@@ -82,6 +82,13 @@ TEST_F(PtcTool, ReportsAreThoseOfTheTranscript) {
     folder_.ExpectTranscript("ptc_reports.txt");
 }
 
+/// Names of streams and of temporary files are not a user's, and are not moved.
+TEST_F(PtcTool, NamesOfOtherZonesAreThoseOfFilesHere) {
+    folder_.Write("lumenarc.ini", "/dirmap/zone * /other/ .\n/dirmap/zone * / nowhere\n");
+    folder_.Write("sound.ptc", Bytes());
+    folder_.ExpectTranscript("ptc_zones.txt");
+}
+
 int allocations_left = 0;  // before one fails
 
 TEST(PtcInfoJson, EveryFailedAllocationComesOutAsOne) {

@@ -174,7 +174,7 @@ void AddEdit(CLI::App& app, int* status) {
         ->required();
     command->add_option("-o,--output", options->out, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     command->add_option("--form", options->form, "the form of the file; default: that of IN")
         ->type_name("FORM")

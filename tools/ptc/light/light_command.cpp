@@ -252,13 +252,13 @@ void AddLight(CLI::App& app, int* status) {
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     command
         ->add_option("--onto", options->onto,
                      "the points: a point cloud file; without it those of the one IN")
         ->type_name("TO")
-        ->check(FileName());
+        ->transform(FileName());
     lighting::AddKinds(*command, &options->kinds);
     lighting::AddGathering(*command, options);
     lighting::AddChannels(*command, &options->channels);

@@ -53,7 +53,7 @@ void AddPlaceOptions(CLI::App& command, QueryOptions* options) {
             .add_option("--at-points", options->at_points,
                         "many places: the points of a point cloud, PLY or CSV file")
             ->type_name("PLACES")
-            ->check(FileName())
+            ->transform(FileName())
             ->excludes(at);
     command.add_flag("--use-normals", options->use_normals, "look up with the normals of PLACES")
         ->needs(points);

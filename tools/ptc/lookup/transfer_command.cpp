@@ -20,10 +20,10 @@ void AddTransfer(CLI::App& app, int* status) {
     command->add_option("--onto", options->onto, "the points: a point cloud, PLY or CSV file")
         ->required()
         ->type_name("TO")
-        ->check(FileName());
+        ->transform(FileName());
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     command
         ->add_option("--variables", options->variables,

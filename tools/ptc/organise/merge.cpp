@@ -59,7 +59,7 @@ void AddMerge(CLI::App& app, int* status) {
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     AddReportOption(*command, &options->monitor);
     command->callback([options, status] {

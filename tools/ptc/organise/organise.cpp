@@ -138,7 +138,7 @@ void AddOrganise(CLI::App& app, int* status) {
         ->required();
     command->add_option("-o,--output", options->output, "the file to make, - for standard output")
         ->type_name("FILE")
-        ->check(FileName())
+        ->transform(FileName())
         ->required();
     command->add_option("--leaf", options->leaf_points, "the most points in a leaf of the octree")
         ->check(Count(1, std::numeric_limits<int>::max()))

@@ -124,10 +124,10 @@ bool IsPage(const std::string& name) {
 /// file to keep.
 CLI::Validator OutputName() {
     return CLI::Validator(
-        [](const std::string& name) -> std::string {
+        [](std::string& name) -> std::string {
             const std::string extension = ExtensionOf(name);
             return extension.empty() || extension == ".png" || IsPage(name)
-                       ? ""
+                       ? ToPlace(name)
                        : "must end in .png, as a picture, or in .html, as a page";
         },
         "", kFileMark);
@@ -203,7 +203,7 @@ void AddPageOptions(CLI::App& app, page::PageOptions* options) {
     app.add_option("--compare", options->compare,
                    "another cloud to show in the page, beside FILE and under the same camera")
         ->type_name("OTHER")
-        ->check(FileName());
+        ->transform(FileName());
     // A list of its own would take the words that follow, too.
     app.add_option_function<std::string>(
            "--variables",
@@ -248,7 +248,7 @@ void AddView(CLI::App& app, int* status) {
                      "the picture, - for standard output, or the page if it ends in .html")
         ->type_name("OUT")
         ->required()
-        ->check(view::OutputName());
+        ->transform(view::OutputName());
     view::AddSightOptions(*command, options);
     view::AddColourOptions(*command, options);
     view::AddPageOptions(*command, all.get());

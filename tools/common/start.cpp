@@ -1,0 +1,24 @@
+// The start of every program, and the zones of its configuration.
+
+#include "tools/common/start.h"
+
+#include <cstdio>
+#include <new>
+
+#include "tools/common/standard_streams.h"
+#include "util/host/config.h"
+#include "util/host/config_store.h"
+#include "util/host/platform.h"
+
+bool StartProgram() try {
+    if (!HoldStandardDescriptors()) return false;
+    ConfigSetDumpStream(stderr);
+    ConfigLoad();
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+std::string PlaceOf(const std::string& name) {
+    return platform::ExpandPath(name.c_str(), TheConfigStore()).value_or(name);
+}
