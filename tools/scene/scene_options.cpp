@@ -66,7 +66,7 @@ void AddDicingOptions(CLI::App& app, SceneOptions* options) {
     app.add_option("--density", options->density, "micropolygons along a wall of the room")
         ->capture_default_str()
         ->type_name("N")
-        ->check(Count(2, 2048))
+        ->check(Count(2, 8192))
         ->group("Shading");
     app.add_option("--grid", options->grid, "micropolygons along a grid")
         ->capture_default_str()
