@@ -74,7 +74,7 @@ std::string Claim::BesideOf(const Task& task, const ProcessName& owner) {
     digest.Add(owner.kernel);
     digest.AddNumber(owner.process);
     digest.AddNumber(static_cast<std::int64_t>(owner.begin));
-    return std::filesystem::path(Here(task.output)).parent_path() /
+    return std::filesystem::path(task.output).parent_path() /
            fmt::format(".pcfarm-{}-{}", task.name, digest.Text());
 }
 

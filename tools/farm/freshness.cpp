@@ -12,46 +12,35 @@ namespace farm {
 
 namespace {
 
-/// A file counts with its name, its size and its time.
-void AddFile(std::string_view name, const std::string& file, Digest* digest) {
-    const Stamp stamp = StampOf(Here(file)).value_or(Stamp());
-    digest->Add(name);
+/// Names count in the command alone, as the job has them: machines may have others for the files.
+void AddFile(const std::string& file, Digest* digest) {
+    const Stamp stamp = StampOf(file).value_or(Stamp());
     digest->AddNumber(stamp.bytes);
     digest->AddNumber(stamp.written);
 }
 
 }  // namespace
 
-/// Machines may have other names for the job's folder, so names in it count without it.
-std::string_view Freshness::NameOf(std::string_view name) const {
-    if (name.starts_with(folder_.Path() + "/")) name.remove_prefix(folder_.Path().size());
-    return name;
-}
-
-std::string Freshness::MadeFrom(const Task& task) const {
+std::string Freshness::MadeFrom(const Task& task) {
     Digest digest;
-    for (const std::string& argument : task.command) digest.Add(NameOf(argument));
-    for (const std::string& source : task.sources) AddFile(NameOf(source), source, &digest);
+    for (const std::string& argument : task.command) digest.Add(argument);
+    for (const std::string& source : task.sources) AddFile(source, &digest);
     return digest.Text();
 }
 
 std::string Freshness::MadeOf(const Task& task) const {
     Digest digest;
-    for (const std::size_t before : task.after) {
-        const std::string& file = frame_[before].output;
-        AddFile(NameOf(file), file, &digest);
-    }
+    for (const std::size_t before : task.after) AddFile(frame_[before].output, &digest);
     return digest.Text();
 }
 
 bool Freshness::MayBeGone(const Task& task) const {
-    return task.next && !job_.keep_work && !StampOf(Here(task.output));
+    return task.next && !job_.keep_work && !StampOf(task.output);
 }
 
 bool Freshness::IsMade(const Task& task) const {
     const std::optional<Record> record = ReadRecord(folder_.Done(task.name));
-    if (!record || StampOf(Here(task.output)) != record->output ||
-        record->made_from != MadeFrom(task))
+    if (!record || StampOf(task.output) != record->output || record->made_from != MadeFrom(task))
         return false;
     const bool is_used_up =
         std::any_of(task.after.begin(), task.after.end(),

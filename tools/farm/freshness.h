@@ -35,9 +35,8 @@ public:
 private:
     bool IsMade(const Task& task) const;
     bool MayBeGone(const Task& task) const;
-    std::string MadeFrom(const Task& task) const;
+    static std::string MadeFrom(const Task& task);
     std::string MadeOf(const Task& task) const;
-    std::string_view NameOf(std::string_view name) const;
 
     const Job& job_;
     const JobFolder& folder_;

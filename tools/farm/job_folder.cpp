@@ -29,19 +29,15 @@ void MakeFolder(const std::string& path) {
 
 }  // namespace
 
-std::string Here(const std::string& name) {
-    return name;
-}
-
 JobFolder::JobFolder(const std::string& name) {
-    std::filesystem::path path = std::filesystem::absolute(Here(name)).lexically_normal();
+    std::filesystem::path path = std::filesystem::absolute(name).lexically_normal();
     if (!path.has_filename()) path = path.parent_path();  // of "a/"
     path_ = path;
 }
 
 JobFolder JobFolder::Of(const std::string& name) {
     std::error_code error;
-    if (std::filesystem::is_directory(Here(name), error)) return JobFolder(name);
+    if (std::filesystem::is_directory(name, error)) return JobFolder(name);
     return JobFolder(std::filesystem::path(name).replace_extension(".farm"));
 }
 

@@ -19,13 +19,9 @@
 
 namespace farm {
 
-/// The name that a file of a job has on this machine, which may belong to another zone than the
-/// one where the name was written.
-std::string Here(const std::string& name);
-
 class JobFolder {
 public:
-    /// `name`: as the user of this machine wrote it.
+    /// `name`: on this machine.
     explicit JobFolder(const std::string& name);
 
     /// The folder of `name`, which is a job file or such a folder.

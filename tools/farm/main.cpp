@@ -9,6 +9,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/farm/local_runner.h"
 #include "tools/farm/options.h"
 #include "tools/farm/run_task.h"
@@ -98,10 +99,10 @@ int RunCommandLine(int argc, char** argv) {
 }  // namespace farm
 
 int main(int argc, char** argv) {
-    if (!HoldStandardDescriptors()) return 1;
     // Becoming another program is no option that a user types.
     if (argc > 3 && std::strcmp(argv[1], "tied") == 0 && std::strcmp(argv[2], "--") == 0)
         return farm::RunTied(argv + 3);
+    if (!StartProgram()) return 1;
     // A parent may have left it ignored, and then nobody hears of the ends of processes.
     (void)::signal(SIGCHLD, SIG_DFL);
     try {

@@ -79,7 +79,7 @@ void AddJobOptions(CLI::App& app, Options* options) {
         ->expected(1, 1);
     app.add_option("--folder", options->folder, "the job's folder (beside the job file)")
         ->type_name("FOLDER")
-        ->check(FileName())
+        ->transform(FileName())
         ->group(kGroup);
 }
 

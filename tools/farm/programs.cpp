@@ -11,7 +11,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/parts.h"
-#include "tools/farm/job_folder.h"
+#include "tools/common/start.h"
 #include "tools/farm/small_file.h"
 
 namespace farm {
@@ -27,7 +27,7 @@ std::string ProgramFile(const Job& job, const std::string& name) {
     if (name.find('/') != name.npos) return name;
     std::vector<std::filesystem::path> folders;
     for (const std::string& folder : job.programs)
-        folders.push_back(std::filesystem::path(Here(job.base)) / Here(folder));
+        folders.push_back(PlaceOf(std::filesystem::path(job.base) / folder));
     folders.push_back(std::filesystem::path(OwnProgram()).parent_path());
     const char* const path = std::getenv("PATH");
     Parts parts(path ? path : "", ':');

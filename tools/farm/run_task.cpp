@@ -16,6 +16,7 @@
 #include <filesystem>
 
 #include "tools/common/failure.h"
+#include "tools/common/start.h"
 #include "tools/farm/claim.h"
 #include "tools/farm/freshness.h"
 #include "tools/farm/programs.h"
@@ -34,19 +35,15 @@ constexpr std::chrono::seconds kGrace{2};
 constexpr std::chrono::milliseconds kPoll{200};
 constexpr std::chrono::milliseconds kNoPause{0};
 
-/// Names of the job become those of this machine, and the output's place its name.
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
                                    const std::string& output) {
     // A command that is left alone must not go on: nobody would take its output.
     std::vector<std::string> arguments = {OwnProgram(), "tied", "--",
                                           ProgramFile(job, task.command.front())};
-    for (std::size_t i = 1; i < task.command.size(); ++i) {
-        const std::string& argument = task.command[i];
-        const bool is_made =
-            std::any_of(task.after.begin(), task.after.end(),
-                        [&](std::size_t one) { return frame[one].output == argument; });
-        arguments.push_back(argument == kOutputHere ? output : is_made ? Here(argument) : argument);
-    }
+    arguments.insert(arguments.end(), task.command.begin() + 1, task.command.end());
+    arguments.insert(arguments.end(), {task.stage == Stage::kBake ? "--output" : "-o", output});
+    if (!task.after.empty()) arguments.emplace_back("--");
+    for (const std::size_t before : task.after) arguments.push_back(frame[before].output);
     return arguments;
 }
 
@@ -186,9 +183,9 @@ private:
 
     void Make(Claim& claim, Record* record, StopSignals* stop) const {
         const Watch watch(job_.time_limit, claim, stop);
-        const std::string output = Here(Mine().output);
+        const std::string& output = Mine().output;
         if (Mine().stage == Stage::kPublish) {
-            Copy(Here(frame_[Mine().after.front()].output), output, watch);
+            Copy(frame_[Mine().after.front()].output, output, watch);
         } else {
             RunCommand(output, claim, watch, record);
         }
@@ -211,7 +208,7 @@ private:
         ChildRequest request;
         request.arguments = Arguments(job_, frame_, Mine(), made);
         request.environment = {"PCFARM_JOB=" + folder_.Path(), "PCFARM_TASK=" + Mine().name};
-        request.folder = Here(job_.base);
+        request.folder = PlaceOf(job_.base);
         request.output = ChildRequest::Output::kAppended;
         request.output_file = folder_.Log(Mine().name);
         BeginLog(request.output_file, *record, request.arguments);
@@ -237,7 +234,7 @@ private:
         if (job_.keep_work) return;
         std::error_code error;
         for (const std::size_t before : Mine().after)
-            if (frame_[before].next) std::filesystem::remove(Here(frame_[before].output), error);
+            if (frame_[before].next) std::filesystem::remove(frame_[before].output, error);
     }
 
     const Job& job_;

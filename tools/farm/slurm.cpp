@@ -13,6 +13,7 @@
 #include "tools/common/number.h"
 #include "tools/common/parts.h"
 #include "tools/common/standard_streams.h"
+#include "tools/common/start.h"
 #include "tools/farm/digest.h"
 #include "tools/farm/frame_list.h"
 #include "tools/farm/freshness.h"
@@ -140,7 +141,7 @@ private:
                                               "--requeue",
                                               "--open-mode=truncate",
                                               "--job-name=" + prefix_ + name,
-                                              "--chdir=" + Here(job_.base)};
+                                              "--chdir=" + PlaceOf(job_.base)};
         arguments.insert(arguments.end(), options.begin(), options.end());
         if (!after.empty()) {
             arguments.push_back("--dependency=" + after);

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "tools/common/failure.h"
+#include "tools/common/start.h"
 #include "tools/farm/frame_list.h"
 #include "tools/farm/small_file.h"
 
@@ -41,8 +42,11 @@ public:
     }
 
 private:
-    std::string Absolute(const std::string& name) const {
-        return (std::filesystem::path(job_.base) / values_.FillIn(name)).lexically_normal();
+    std::string Absolute(const std::string& name) const { return PlaceIn(values_.FillIn(name)); }
+
+    /// Where a file of the job is on this machine.
+    std::string PlaceIn(const std::string& name) const {
+        return PlaceOf((std::filesystem::path(job_.base) / name).lexically_normal());
     }
 
     Task& Add(const std::string& name, Stage stage, std::vector<std::string> command) {
@@ -60,9 +64,8 @@ private:
             task->command.push_back(values_.FillIn(argument));
             const std::string& filled = task->command.back();
             const std::size_t value = filled.starts_with("--") ? filled.find('=') + 1 : 0;
-            const std::string file =
-                (std::filesystem::path(job_.base) / filled.substr(value)).lexically_normal();
-            if (value < filled.size() && StampOf(Here(file))) task->sources.push_back(file);
+            const std::string file = PlaceIn(filled.substr(value));
+            if (value < filled.size() && StampOf(file)) task->sources.push_back(file);
         }
     }
 
@@ -80,7 +83,6 @@ private:
             if (job_.parts > 1)
                 task.command.insert(task.command.end(),
                                     {"--part", fmt::format("{}/{}", part, job_.parts)});
-            task.command.insert(task.command.end(), {"--output", kOutputHere});
             task.output = folder_.Work(task.name + ".ptc");
             sources_ = task.sources;
             clouds_.push_back(tasks_.size() - 1);
@@ -96,11 +98,7 @@ private:
         AddArguments(arguments, &task);
         if (stage == Stage::kOrganize) AddReport(&task);
         sources_ = task.sources;
-        task.command.insert(task.command.end(), {"-o", kOutputHere, "--"});
-        for (const std::size_t cloud : clouds_) {
-            task.command.push_back(tasks_[cloud].output);
-            tasks_[cloud].next = tasks_.size() - 1;
-        }
+        for (const std::size_t cloud : clouds_) tasks_[cloud].next = tasks_.size() - 1;
         task.after = clouds_;
         task.output = folder_.Work(task.name + ".ptc");
         clouds_ = {tasks_.size() - 1};
@@ -112,7 +110,6 @@ private:
     void AddPicture(std::size_t cloud) {
         Task& task = Add("picture", Stage::kPicture, {"ptc", "view"});
         AddArguments(*job_.picture, &task);
-        task.command.insert(task.command.end(), {"-o", kOutputHere, "--", tasks_[cloud].output});
         task.after = {cloud};
         task.output = Absolute(job_.pictures);
     }
@@ -120,7 +117,6 @@ private:
     void AddPublish(const std::string& name, std::size_t made) {
         const std::string from = tasks_[made].output;
         Task& task = Add(name, Stage::kPublish, {});
-        task.command = {"copy", from, kOutputHere};
         task.sources.clear();
         task.after = {made};
         task.output =

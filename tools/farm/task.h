@@ -2,7 +2,7 @@
 //
 // Units      none.
 // Errors     a Failure about the job's texts.
-// Ownership  values.
+// Ownership  values. Names of files are those of this machine, in commands those of the job.
 // Threads    any.
 //
 // The tasks of a frame depend on each other alone:
@@ -31,14 +31,12 @@ inline constexpr std::array kStages = {Stage::kBake,  Stage::kMerge,   Stage::kO
 
 const char* StageName(Stage stage);
 
-/// Where the output's name goes in a command.
-inline constexpr const char* kOutputHere = "{output}";
-
 struct Task {
     std::string name;
     Stage stage;
-    std::vector<std::string> command;  ///< a program of ours by its bare name, and its arguments;
-                                       ///< of kPublish the word "copy" and two names
+    /// A program of ours by its bare name, and its arguments without the names of what the task
+    /// makes and of what it reads of tasks before it. The same on all machines. Empty: a copy.
+    std::vector<std::string> command;
     std::vector<std::string> sources;  ///< files that it or a task before it reads, made by no task
     std::string output;
     std::vector<std::size_t> after;   ///< tasks of the frame that must be done first: their outputs
