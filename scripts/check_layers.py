@@ -45,6 +45,7 @@ MAY_INCLUDE = {
     "tools/bake": UTIL | {"tools/bake", "tools/common", "tools/scene", "include/ptc/dspy.h"},
     "tools/render": ACCESS
     | {"tools/clouds", "tools/common", "tools/picture", "tools/render", "tools/scene"},
+    "tools/farm": UTIL | {"tools/common", "tools/farm"},
     "tools/ptc": PTC_TOOL,
     "tools/ptc/inspect": PTC_TOOL | {"tools/ptc/inspect", "tools/ptc/measure"},
     "tools/ptc/measure": PTC_TOOL | {"tools/ptc/measure"},

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 #include <limits>
-#include <tuple>
+#include <numeric>
 
 #include "tools/common/parallel.h"
 
@@ -36,6 +36,14 @@ std::uint32_t BucketAlong(float coordinate, int pixels) {
     return static_cast<std::uint32_t>(inside) / kBucketPixels;
 }
 
+std::uint32_t BucketsPerRow(const scene::Camera& camera) {
+    return BucketAlong(static_cast<float>(camera.Width()), camera.Width()) + 1;
+}
+
+std::uint32_t BucketRows(const scene::Camera& camera) {
+    return BucketAlong(static_cast<float>(camera.Height()), camera.Height()) + 1;
+}
+
 /// The first and the second bucket with which a grid is delivered; they may be the same.
 struct Buckets {
     std::uint32_t first;
@@ -48,8 +56,7 @@ struct Buckets {
 Buckets BucketsOf(const scene::Camera& camera,
                   const std::vector<scene::Micropolygon>& micropolygons) {
     const scene::RasterBox box = CoverAll(camera, micropolygons);
-    const std::uint32_t per_row =
-        BucketAlong(static_cast<float>(camera.Width()), camera.Width()) + 1;
+    const std::uint32_t per_row = BucketsPerRow(camera);
     const std::uint32_t left = BucketAlong(box.x0, camera.Width());
     const std::uint32_t right = BucketAlong(box.x1, camera.Width());
     const std::uint32_t top = BucketAlong(box.y0, camera.Height());
@@ -72,19 +79,22 @@ std::vector<Delivery> PlanDeliveries(const scene::Scene& scene, const scene::Cam
         buckets[grid] = BucketsOf(camera, micropolygons);
     });
 
-    std::vector<Delivery> plan;
-    plan.reserve(buckets.size() * 2);
+    // Sorted by counting: where a bucket's deliveries begin is known before any is placed, and the
+    // grids come in the order that they shall have within it.
+    std::vector<std::size_t> places(std::size_t{BucketsPerRow(camera)} * BucketRows(camera) + 1);
+    for (const auto& [first, second, samples] : buckets) {
+        ++places[first + 1];
+        if (second != first) ++places[second + 1];
+    }
+    std::partial_sum(places.begin(), places.end(), places.begin());
+    std::vector<Delivery> plan(places.back());
     for (std::uint32_t grid = 0; grid < buckets.size(); ++grid) {
         const auto& [first, second, samples] = buckets[grid];
         const bool twice = second != first;
-        plan.push_back(
-            {first, grid, samples, twice ? Delivery::Kind::kFirst : Delivery::Kind::kOnly});
-        if (twice) plan.push_back({second, grid, samples, Delivery::Kind::kRepeat});
+        plan[places[first]++] = {first, grid, samples,
+                                 twice ? Delivery::Kind::kFirst : Delivery::Kind::kOnly};
+        if (twice) plan[places[second]++] = {second, grid, samples, Delivery::Kind::kRepeat};
     }
-    // No grid is delivered twice in one bucket, so no two entries compare as equal.
-    std::sort(plan.begin(), plan.end(), [](const Delivery& a, const Delivery& b) {
-        return std::tie(a.bucket, a.grid) < std::tie(b.bucket, b.grid);
-    });
     return plan;
 }
 

@@ -25,13 +25,23 @@ namespace {
 
 /// The summary on standard output, with figures in columns.
 void PrintSummary(const Options& options, const BakeTotals& totals, const DriverImage& image,
-                  const std::string& file) {
+                  double planning_seconds, const std::string& file) {
+    if (options.part.count > 1)
+        fmt::print("part       {} of {}\n", options.part.number, options.part.count);
     fmt::print("delivered  {} grids, {} samples\n", totals.grids, totals.samples);
     fmt::print("repeats    {} grids, {} samples of these\n", totals.repeated_grids,
                totals.repeated_samples);
+    fmt::print("planning   {:.2f} s\n", planning_seconds);
     fmt::print("shading    {:.2f} s in {} threads\n", totals.shading_seconds, options.threads);
     fmt::print("driver     {:.2f} s\n", image.Seconds());
     fmt::print("output     {}, {}\n", Printable(options.output), file);
+}
+
+std::vector<Delivery> PlanPart(const Options& options, const scene::Scene& scene,
+                               const scene::Camera& camera) {
+    std::vector<Delivery> plan = PlanDeliveries(scene, camera, options.threads);
+    if (options.part.count == 1) return plan;
+    return TakePart(plan, options.part, options.settings.eliminate_duplicates.value_or(false));
 }
 
 /// Loads the driver first and opens the image before the shading, so that their faults appear
@@ -43,7 +53,9 @@ void Run(const Options& options) {
     const scene::Scene scene = scene::MakeScene(options.scene, &mesh);
     const scene::RayTracer tracer(scene);
     const scene::Shader shader(scene, tracer, options.quality);
-    const std::vector<Delivery> plan = PlanDeliveries(scene, camera, options.threads);
+    const Stopwatch planning;
+    const std::vector<Delivery> plan = PlanPart(options, scene, camera);
+    const double planning_seconds = planning.Seconds();
 
     // The driver reads the environment when it opens an image.
     if (options.ascii && setenv("LUMR_ASCIIPOINTCLOUD", "1", 1) != 0)
@@ -60,7 +72,7 @@ void Run(const Options& options) {
     const std::string file = RequireOutcome(options.output, tally, options.settings);
     if (options.quiet) return;
     if (!options.scene.mesh.empty()) scene::PrintMesh(mesh);
-    PrintSummary(options, totals, image, file);
+    PrintSummary(options, totals, image, planning_seconds, file);
 }
 
 int RunCommandLine(int argc, char** argv) {

@@ -39,6 +39,24 @@ void AddShadingOptions(CLI::App& app, Options* options) {
         ->group("Shading");
 }
 
+/// Reads "I/N", plain digits.
+bool ParsePart(const std::string& text, Part* part) {
+    return ParseTwoNumbers(text, '/', &part->number, &part->count) && part->number >= 1 &&
+           part->number <= part->count && part->count <= kMostParts;
+}
+
+void AddPartOption(CLI::App& app, Part* part) {
+    app.add_option_function<std::string>(
+           "--part",
+           [part](const std::string& text) {
+               if (!ParsePart(text, part))
+                   throw CLI::ValidationError(
+                       "--part", fmt::format("must be I/N, N 1 to {}, I 1 to N", kMostParts));
+           },
+           "bake the I-th of N shares; ptc merge joins them")
+        ->type_name("I/N");
+}
+
 /// One option for each parameter of the driver; a parameter is sent only when its option is given.
 void AddDriverOptions(CLI::App& app, DriverSettings* settings) {
     constexpr const char* kGroup = "Driver parameters (sent only when given)";
@@ -90,6 +108,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
         ->check(FileName());
     app->add_flag("--ascii", options->ascii, "ask the driver for its text form");
     app->add_flag("--quiet", options->quiet, "no progress bar, no summary");
+    AddPartOption(*app, &options->part);
     scene::AddSceneOptions(*app, &options->scene);
     AddShadingOptions(*app, options);
     AddDriverOptions(*app, &options->settings);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tools/bake/image_request.h"
+#include "tools/bake/part.h"
 #include "tools/scene/scene_options.h"
 #include "tools/scene/shader.h"
 
@@ -23,6 +24,7 @@ struct Options {
     scene::SceneOptions scene;
     scene::Quality quality = {256, true};
     int threads = 1;  ///< for shading; by default one for each processor
+    Part part;        ///< of the plan; by default all of it
     bool ascii = false;
     bool quiet = false;
     DriverSettings settings;

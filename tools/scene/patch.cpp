@@ -71,19 +71,23 @@ Patch::Extent Patch::Measure(const Part& part) const {
     const auto at = [&](float s, float t) {
         return shape_(Mix(part.u0, part.u1, s), Mix(part.v0, part.v1, t)).position;
     };
+    const auto length = [&](const auto& place) {
+        float sum = 0;
+        Vec3f from = place(0.0f);
+        for (int piece = 0; piece < kPieces; ++piece) {
+            const Vec3f to = place(Step(piece + 1, kPieces));
+            sum += Length(to - from);
+            from = to;
+        }
+        return sum;
+    };
     Extent longest{0, 0};
     for (int line = 0; line <= kLines; ++line) {
         const float across = Step(line, kLines);
-        float along_u = 0;
-        float along_v = 0;
-        for (int piece = 0; piece < kPieces; ++piece) {
-            const float from = Step(piece, kPieces);
-            const float to = Step(piece + 1, kPieces);
-            along_u += Length(at(to, across) - at(from, across));
-            along_v += Length(at(across, to) - at(across, from));
-        }
-        longest.along_u = std::max(longest.along_u, along_u);
-        longest.along_v = std::max(longest.along_v, along_v);
+        longest.along_u =
+            std::max(longest.along_u, length([&](float along) { return at(along, across); }));
+        longest.along_v =
+            std::max(longest.along_v, length([&](float along) { return at(across, along); }));
     }
     return longest;
 }
@@ -106,15 +110,26 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
                       Mix(part.v0, part.v1, row / static_cast<float>(count_v)));
     };
 
+    // Neighbours share corners, and computing a point takes most of the time.
+    const auto corners_of = [&](int row) {
+        std::vector<Vec3f> corners;
+        corners.reserve(static_cast<std::size_t>(count_u) + 1);
+        for (int column = 0; column <= count_u; ++column)
+            corners.push_back(at(static_cast<float>(column), static_cast<float>(row)).position);
+        return corners;
+    };
+
     micropolygons->clear();
+    std::vector<Vec3f> below = corners_of(0);
     for (int row = 0; row < count_v; ++row) {
+        std::vector<Vec3f> above = corners_of(row + 1);
         for (int column = 0; column < count_u; ++column) {
             const auto x = static_cast<float>(column);
             const auto y = static_cast<float>(row);
+            const auto left = static_cast<std::size_t>(column);
             // The centre is on the surface, a little off the plane of the corners where it is
             // curved.
-            const Vec3f corners[] = {at(x, y).position, at(x + 1, y).position,
-                                     at(x + 1, y + 1).position, at(x, y + 1).position};
+            const Vec3f corners[] = {below[left], below[left + 1], above[left + 1], above[left]};
             const PatchPoint centre = at(x + 0.5f, y + 0.5f);
             const Vec3f span = Cross(corners[2] - corners[0], corners[3] - corners[1]);
             float radius = 0;
@@ -123,6 +138,7 @@ void Patch::Dice(std::uint32_t grid, std::vector<Micropolygon>* micropolygons) c
             micropolygons->push_back(
                 {centre.position, centre.normal, centre.normal, radius, Length(span) / 2});
         }
+        below = std::move(above);
     }
 }
 

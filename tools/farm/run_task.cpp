@@ -1,0 +1,228 @@
+// Running a task: claim, command, output, record.
+
+#include "tools/farm/run_task.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+
+#include "tools/common/failure.h"
+#include "tools/farm/claim.h"
+#include "tools/farm/freshness.h"
+#include "tools/farm/programs.h"
+#include "tools/farm/task.h"
+#include "util/host/child_process.h"
+#include "util/io/open_file.h"
+#include "util/text/printable_text.h"
+
+namespace farm {
+
+namespace {
+
+/// How long a command has to end by itself when it is stopped. Schedulers kill after a few seconds.
+constexpr std::chrono::seconds kGrace{2};
+constexpr std::chrono::milliseconds kPoll{200};
+
+/// Names of the job become those of this machine, and the output's place its name.
+std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
+                                   const std::string& output) {
+    // A command that is left alone must not go on: nobody would take its output.
+    std::vector<std::string> arguments = {OwnProgram(), "tied", "--",
+                                          ProgramFile(job, task.command.front())};
+    for (std::size_t i = 1; i < task.command.size(); ++i) {
+        const std::string& argument = task.command[i];
+        const bool is_made =
+            std::any_of(task.after.begin(), task.after.end(),
+                        [&](std::size_t one) { return frame[one].output == argument; });
+        arguments.push_back(argument == kOutputHere ? output : is_made ? Here(argument) : argument);
+    }
+    return arguments;
+}
+
+std::string TimeText() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    std::array<char, 32> text{};
+    (void)::gmtime_r(&now, &utc);
+    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &utc);
+    return text.data();
+}
+
+/// The log is that of the latest attempt; its first line says when and where that was.
+void BeginLog(const std::string& file, const Record& record,
+              const std::vector<std::string>& arguments) {
+    std::FILE* const log = std::fopen(file.c_str(), "we");
+    if (!log) FailWithErrno(file);
+    std::string line = fmt::format("== {} on {}:", TimeText(), record.owner.host);
+    for (const std::string& argument : arguments) line.append(" ").append(Printable(argument));
+    std::fprintf(log, "%s\n", line.c_str());
+    if (std::fclose(log) != 0) FailWithErrno(file);
+}
+
+/// Why a command has failed: its last words, or how it ended.
+std::string ReasonOf(const ChildEnd& end, const std::string& log) {
+    if (end.signal != 0)
+        return fmt::format("ended by signal {}, {}", end.signal, strsignal(end.signal));
+    std::string line = LastLine(log);
+    if (line.empty() || line.starts_with("== "))
+        line = fmt::format("ended with status {} and without a word", end.status);
+    return line;
+}
+
+/// The bytes must be on disk before the record says so, or a power cut makes a liar of it.
+void Store(const std::string& made, const std::string& output) {
+    const int descriptor = OpenFile(made.c_str(), O_RDONLY);
+    if (descriptor < 0) FailWithErrno(output);
+    const int status = ::fdatasync(descriptor);
+    const int error = errno;
+    ::close(descriptor);
+    if (status != 0) FailWithErrno(output, error);
+    if (::rename(made.c_str(), output.c_str()) != 0) FailWithErrno(output);
+}
+
+class TaskRun {
+public:
+    TaskRun(const Job& job, const JobFolder& folder, const std::string& name)
+        : job_(job),
+          folder_(folder),
+          frame_(TasksOf(job, folder, FrameIndexOf(job, name))),
+          fresh_(job_, folder_, frame_) {
+        const auto found = std::find_if(frame_.begin(), frame_.end(),
+                                        [&](const Task& one) { return one.name == name; });
+        if (found == frame_.end()) throw Failure(fmt::format("the job has no task \"{}\"", name));
+        index_ = static_cast<std::size_t>(found - frame_.begin());
+    }
+
+    TaskResult Run(StopSignals* stop) {
+        std::unique_ptr<Claim> claim;
+        while (!fresh_.IsFresh(index_)) {
+            claim = Claim::Take(folder_, Mine());
+            if (claim) break;
+            RefuseStop(*stop);
+            stop->Wait({}, kPoll);
+        }
+        // Another process may have made it between the two looks.
+        if (!claim || fresh_.IsFresh(index_)) return TaskResult::kWasFresh;
+        Record record;
+        record.task = Mine().name;
+        record.owner = ThisProcess();
+        record.begun = Now();
+        try {
+            RequireInputs(&record);
+            fresh_.Fill(index_, &record);
+            Make(*claim, &record, stop);
+        } catch (const Failure& failure) {
+            record.reason = failure.what();
+            record.ended = Now();
+            claim->End(record);
+            throw;
+        }
+        claim->End(record);
+        RemoveUsed();
+        return TaskResult::kMade;
+    }
+
+private:
+    const Task& Mine() const { return frame_[index_]; }
+
+    static void RefuseStop(const StopSignals& stop) {
+        if (stop.Signal() != 0)
+            throw Failure(
+                fmt::format("stopped by signal {}, {}", stop.Signal(), strsignal(stop.Signal())));
+    }
+
+    /// Notes when the last of the needed tasks has ended; without any, when the job was written.
+    void RequireInputs(Record* record) const {
+        constexpr double kNanoseconds = 1e9;
+        if (const auto job = StampOf(folder_.JobFile()))
+            record->ready = static_cast<double>(job->written) / kNanoseconds;
+        for (const std::size_t before : Mine().after) {
+            if (!fresh_.IsFresh(before))
+                throw Failure(fmt::format("needs {}, which is not done", frame_[before].name));
+            const std::optional<Record> done = ReadRecord(folder_.Done(frame_[before].name));
+            if (done) record->ready = std::max(record->ready, done->ended);
+        }
+    }
+
+    void Make(Claim& claim, Record* record, StopSignals* stop) const {
+        claim.MakeBeside();
+        const std::string output = Here(Mine().output);
+        const std::string made =
+            std::filesystem::path(claim.Beside()) / std::filesystem::path(output).filename();
+        ChildRequest request;
+        request.arguments = Arguments(job_, frame_, Mine(), made);
+        request.environment = {"PCFARM_JOB=" + folder_.Path(), "PCFARM_TASK=" + Mine().name};
+        request.folder = Here(job_.base);
+        request.output = ChildRequest::Output::kAppended;
+        request.output_file = folder_.Log(Mine().name);
+        BeginLog(request.output_file, *record, request.arguments);
+
+        ChildProcess child;
+        if (!child.Start(request)) FailWithErrno(request.arguments[3]);
+        const ChildEnd end = WaitFor(child, claim, stop);
+        if (!end.IsSuccess()) throw Failure(ReasonOf(end, request.output_file));
+        Store(made, output);
+        record->ended = Now();
+        record->output = StampOf(output).value_or(Stamp());
+        record->user_seconds = end.user_seconds;
+        record->system_seconds = end.system_seconds;
+        record->peak_bytes = end.peak_bytes;
+    }
+
+    /// A signal, and the job's limit of time, stop the command.
+    ChildEnd WaitFor(ChildProcess& child, Claim& claim, StopSignals* stop) const {
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point begin = Clock::now();
+        const std::chrono::seconds limit(job_.time_limit);
+        for (;;) {
+            if (const auto end = child.Wait(std::chrono::milliseconds(0))) return *end;
+            const auto time = Clock::now() - begin;
+            if (limit.count() > 0 && time >= limit) {
+                child.Stop(kGrace);
+                throw Failure(fmt::format("took longer than {} s", job_.time_limit));
+            }
+            const int descriptor = child.Descriptor();
+            auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(kRenewal);
+            if (limit.count() > 0)
+                pause = std::min(pause, std::chrono::ceil<std::chrono::milliseconds>(limit - time));
+            stop->Wait({&descriptor, 1}, pause);
+            if (stop->Signal() != 0) {
+                child.Stop(kGrace);
+                RefuseStop(*stop);
+            }
+            claim.Renew();
+        }
+    }
+
+    /// The record says that they have been used, so what cannot be removed does no harm.
+    void RemoveUsed() const {
+        if (job_.keep_work) return;
+        std::error_code error;
+        for (const std::size_t before : Mine().after)
+            if (frame_[before].next) std::filesystem::remove(Here(frame_[before].output), error);
+    }
+
+    const Job& job_;
+    const JobFolder& folder_;
+    const std::vector<Task> frame_;
+    const Freshness fresh_;
+    std::size_t index_ = 0;
+};
+
+}  // namespace
+
+TaskResult RunTask(const Job& job, const JobFolder& folder, const std::string& name,
+                   StopSignals* stop) {
+    return TaskRun(job, folder, name).Run(stop);
+}
+
+}  // namespace farm

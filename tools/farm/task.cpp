@@ -1,0 +1,180 @@
+// Task: from a job's texts to commands.
+
+#include "tools/farm/task.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "tools/common/failure.h"
+#include "tools/farm/frame_list.h"
+#include "tools/farm/small_file.h"
+
+namespace farm {
+
+namespace {
+
+/// Makes the tasks of one frame, one behind the other.
+class FrameTasks {
+public:
+    FrameTasks(const Job& job, const JobFolder& folder, std::size_t index)
+        : job_(job),
+          folder_(folder),
+          values_(job.values, job.frames[index], index),
+          frame_(FrameName(job.frames[index])) {}
+
+    std::vector<Task> Make() {
+        AddBakes();
+        if (job_.parts > 1 && job_.merge) AddCloudTask(Stage::kMerge, {"ptc", "merge"}, {});
+        if (job_.organize) AddCloudTask(Stage::kOrganize, {"ptc", "organize"}, *job_.organize);
+        if (job_.light) AddCloudTask(Stage::kLight, {"ptc", "light"}, *job_.light);
+        FinishCloud();
+        const std::string output = tasks_.back().output;
+        const std::size_t cloud = tasks_.size() - 1;
+        if (job_.picture) AddPicture(cloud);
+        if (!job_.publish.empty()) {
+            AddPublish("publish", cloud);
+            if (job_.picture) AddPublish("publish_picture", cloud + 1);
+        }
+        return std::move(tasks_);
+    }
+
+private:
+    std::string Absolute(const std::string& name) const {
+        return (std::filesystem::path(job_.base) / values_.FillIn(name)).lexically_normal();
+    }
+
+    Task& Add(const std::string& name, Stage stage, std::vector<std::string> command) {
+        Task& task = tasks_.emplace_back();
+        task.name = frame_ + "." + name;
+        task.stage = stage;
+        task.command = std::move(command);
+        for (const std::string& input : job_.inputs) task.sources.push_back(Absolute(input));
+        return task;
+    }
+
+    /// Appends the arguments. Those that name files are sources, too, whatever option they follow.
+    void AddArguments(const std::vector<std::string>& arguments, Task* task) const {
+        for (const std::string& argument : arguments) {
+            task->command.push_back(values_.FillIn(argument));
+            const std::string& filled = task->command.back();
+            const std::size_t value = filled.starts_with("--") ? filled.find('=') + 1 : 0;
+            const std::string file =
+                (std::filesystem::path(job_.base) / filled.substr(value)).lexically_normal();
+            if (value < filled.size() && StampOf(Here(file))) task->sources.push_back(file);
+        }
+    }
+
+    /// A report tells a monitor how far the command is.
+    void AddReport(Task* task) const {
+        if (job_.report.empty()) return;
+        task->command.insert(task->command.end(), {"--report", job_.report});
+    }
+
+    void AddBakes() {
+        for (int part = 1; part <= job_.parts; ++part) {
+            Task& task = Add(fmt::format("bake.{}", part), Stage::kBake, {"pcbake"});
+            AddArguments(job_.bake, &task);
+            AddReport(&task);
+            if (job_.parts > 1)
+                task.command.insert(task.command.end(),
+                                    {"--part", fmt::format("{}/{}", part, job_.parts)});
+            task.command.insert(task.command.end(), {"--output", kOutputHere});
+            task.output = folder_.Work(task.name + ".ptc");
+            sources_ = task.sources;
+            clouds_.push_back(tasks_.size() - 1);
+        }
+    }
+
+    /// A command that makes one cloud of those that the tasks so far have made. Their sources are
+    /// its own as well, for the clouds may be gone when it is asked whether it is fresh.
+    void AddCloudTask(Stage stage, std::vector<std::string> command,
+                      const std::vector<std::string>& arguments) {
+        Task& task = Add(StageName(stage), stage, std::move(command));
+        task.sources = sources_;
+        AddArguments(arguments, &task);
+        if (stage == Stage::kOrganize) AddReport(&task);
+        sources_ = task.sources;
+        task.command.insert(task.command.end(), {"-o", kOutputHere, "--"});
+        for (const std::size_t cloud : clouds_) {
+            task.command.push_back(tasks_[cloud].output);
+            tasks_[cloud].next = tasks_.size() - 1;
+        }
+        task.after = clouds_;
+        task.output = folder_.Work(task.name + ".ptc");
+        clouds_ = {tasks_.size() - 1};
+    }
+
+    /// The last cloud is what the user wants.
+    void FinishCloud() { tasks_.back().output = Absolute(job_.output); }
+
+    void AddPicture(std::size_t cloud) {
+        Task& task = Add("picture", Stage::kPicture, {"ptc", "view"});
+        AddArguments(*job_.picture, &task);
+        task.command.insert(task.command.end(), {"-o", kOutputHere, "--", tasks_[cloud].output});
+        task.after = {cloud};
+        task.output = Absolute(job_.pictures);
+    }
+
+    void AddPublish(const std::string& name, std::size_t made) {
+        const std::string from = tasks_[made].output;
+        Task& task = Add(name, Stage::kPublish, {});
+        task.command = {"/bin/cp", "--reflink=auto", "--preserve=mode,timestamps", "--",
+                        from,      kOutputHere};
+        task.sources.clear();
+        task.after = {made};
+        task.output =
+            Absolute(job_.publish) + "/" + std::filesystem::path(from).filename().string();
+    }
+
+    const Job& job_;
+    const JobFolder& folder_;
+    const FrameValues values_;
+    const std::string frame_;
+    std::vector<Task> tasks_;
+    std::vector<std::string> sources_;  ///< files that the clouds so far were made of
+    std::vector<std::size_t> clouds_;   ///< tasks whose outputs the next one takes
+};
+
+}  // namespace
+
+const char* StageName(Stage stage) {
+    switch (stage) {
+        case Stage::kBake:
+            return "bake";
+        case Stage::kMerge:
+            return "merge";
+        case Stage::kOrganize:
+            return "organize";
+        case Stage::kLight:
+            return "light";
+        case Stage::kPicture:
+            return "picture";
+        case Stage::kPublish:
+            return "publish";
+    }
+    return "";
+}
+
+std::vector<Task> TasksOf(const Job& job, const JobFolder& folder, std::size_t frame_index) {
+    return FrameTasks(job, folder, frame_index).Make();
+}
+
+std::size_t TasksPerFrame(const Job& job) {
+    const int others = (job.parts > 1 && job.merge) + job.organize.has_value() +
+                       job.light.has_value() + job.picture.has_value() +
+                       (job.publish.empty() ? 0 : 1 + job.picture.has_value());
+    return static_cast<std::size_t>(job.parts + others);
+}
+
+std::size_t FrameIndexOf(const Job& job, const std::string& task) {
+    const std::string frame = task.substr(0, task.find('.'));
+    const auto found = std::find_if(job.frames.begin(), job.frames.end(),
+                                    [&](int one) { return FrameName(one) == frame; });
+    if (found == job.frames.end())
+        throw Failure(fmt::format("\"{}\" is of no frame of the job", task));
+    return static_cast<std::size_t>(found - job.frames.begin());
+}
+
+}  // namespace farm
