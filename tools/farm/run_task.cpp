@@ -36,7 +36,7 @@ constexpr std::chrono::milliseconds kPoll{200};
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
                                    const std::string& output) {
     // A command that is left alone must not go on: nobody would take its output.
-    std::vector<std::string> arguments = {OwnProgram(), "tied", "--",
+    std::vector<std::string> arguments = {OwnProgram(), "tied", fmt::format("{}", ::getpid()),
                                           ProgramFile(job, task.command.front())};
     for (std::size_t i = 1; i < task.command.size(); ++i) {
         const std::string& argument = task.command[i];
