@@ -264,7 +264,6 @@ class Slurm(FarmTest):
 
     def test_killed_tasks_and_a_lost_node_are_made_up_for(self) -> None:
         farm = self.farm(sixty_tasks())
-        by_hand = farm.by_hand()
         chance = random.Random(7)
         self.assertEqual(farm.run("job.json", "--slurm").returncode, 0)
         whole: dict[str, tuple] = {}
@@ -286,6 +285,7 @@ class Slurm(FarmTest):
             whole = self.expect_kept(farm, whole)
         # What waits for the claims of killed wrappers to become void waits beside the others.
         self.resume(farm)
+        by_hand = farm.by_hand()
         while (status := self.wait(farm)).returncode != 0 or not farm.is_done(status.stdout):
             whole = self.expect_kept(farm, whole)
             self.resume(farm)
