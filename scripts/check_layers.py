@@ -65,9 +65,14 @@ MAY_INCLUDE = {
     # The command makes pictures or pages; a page is drawn with the pictures' cameras and colours.
     "tools/ptc/view": PTC_TOOL | {"tools/ptc/page/page.h", "tools/ptc/view"},
     "tools/ptc/page": PTC_TOOL | {"tools/ptc/page", "tools/ptc/view"},
+    # The headers and pictures of the clouds that it packs are those of the other commands.
+    "tools/ptc/pack": PTC_TOOL
+    | {"tools/ptc/pack", "tools/ptc/view/view.h", "tools/ptc/inspect/header_facts.h",
+       "tools/ptc/inspect/info_json.h"},
     "tools/ptc/stats": PTC_TOOL | {"tools/ptc/lookup", "tools/ptc/stats"},
     "tools/pages": UTIL
     | {"tools/common", "tools/pages", "tools/scene/scene_options.h", "tools/bake/options.h",
+       "tools/farm/options.h",
        "tools/render/options.h", "tools/ptc/command_line.h"},
     "examples": {"include"},
     "python/module": {"include", "python/module"},

@@ -64,6 +64,8 @@ TEST_F(UtilChildProcess, WhatCannotStartSaysWhyAndLeavesNothing) {
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const std::string long_one(200'000, 'x');
     const std::string zero("a\0b", 3);
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", "/usr/bin:/bin", 1);  // a folder that is closed to us would be the reason
     const struct {
         const char* name;
         ChildRequest request;
@@ -97,6 +99,7 @@ TEST_F(UtilChildProcess, WhatCannotStartSaysWhyAndLeavesNothing) {
         EXPECT_EQ(child.Process(), -1) << row.name;
         EXPECT_EQ(child.Wait().status, -1) << row.name;
     }
+    setenv("PATH", path.c_str(), 1);
 }
 
 TEST_F(UtilChildProcess, EndsAndOutputsAreTold) {
@@ -186,8 +189,7 @@ TEST_F(UtilChildProcess, InheritsThreeDescriptorsNoSignalsAndWhatIsAsked) {
     setenv("KEPT_TOO", "kept too", 1);
 
     ChildRequest request = Shell(
-        "ls /proc/self/fd; sed -nE 's/^(Sig(Blk|Ign)).*(.{7})$/\\1 \\3/p' "
-        "/proc/self/status; pwd; "
+        "ls /proc/self/fd; pwd; "
         "echo $KEPT, $KEPT_TOO, $ADDED; test $(cut -d' ' -f5 /proc/$$/stat) = $$ && echo leads",
         Output::kAppended);
     request.environment = {"KEPT=first", "ADDED=new", "KEPT=changed"};
@@ -199,11 +201,17 @@ TEST_F(UtilChildProcess, InheritsThreeDescriptorsNoSignalsAndWhatIsAsked) {
         EXPECT_FALSE(child.Start(request));
         EXPECT_EQ(errno, EBUSY);
         EXPECT_TRUE(child.Wait().IsSuccess());
+        // No shell, which would change them itself. Seven digits: the C library keeps signals of
+        // its own above.
+        request.arguments = {"sed", "-nE", "s/^(Sig(Blk|Ign)).*(.{7})$/\\1 \\3/p",
+                             "/proc/self/status"};
+        ASSERT_TRUE(child.Start(request));
+        EXPECT_TRUE(child.Wait().IsSuccess());
     }
-    // 3 is the folder that ls lists. Seven digits: the C library keeps signals of its own above.
+    // 3 is the folder that ls lists.
     EXPECT_EQ(ContentOf(request.output_file),
-              "before\n0\n1\n2\n3\nSigBlk 0000000\nSigIgn 0000000\n" + request.folder +
-                  "\nchanged, kept too, new\nleads\n");
+              "before\n0\n1\n2\n3\n" + request.folder +
+                  "\nchanged, kept too, new\nleads\nSigBlk 0000000\nSigIgn 0000000\n");
     unsetenv("KEPT");
     unsetenv("KEPT_TOO");
     signal(SIGPIPE, ignored);

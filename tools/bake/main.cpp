@@ -13,6 +13,7 @@
 #include "tools/bake/options.h"
 #include "tools/bake/outcome.h"
 #include "tools/common/failure.h"
+#include "tools/common/reporter.h"
 #include "tools/common/standard_streams.h"
 #include "tools/common/stopwatch.h"
 #include "tools/scene/camera.h"
@@ -46,7 +47,7 @@ std::vector<Delivery> PlanPart(const Options& options, const scene::Scene& scene
 
 /// Loads the driver first and opens the image before the shading, so that their faults appear
 /// before the long part begins.
-void Run(const Options& options) {
+void Run(const Options& options, Reporter& reporter) {
     const scene::Camera camera(options.scene.width, options.scene.height);
     const DriverLibrary library(options.driver);
     scene::MeshReport mesh;
@@ -60,6 +61,7 @@ void Run(const Options& options) {
     // The driver reads the environment when it opens an image.
     if (options.ascii && setenv("LUMR_ASCIIPOINTCLOUD", "1", 1) != 0)
         throw Failure("cannot set LUMR_ASCIIPOINTCLOUD");
+    reporter.Start();  // no process is made and no variable set from here on
     ImageRequest request(camera, options.settings);
     Tally tally(scene::DicingOf(options.scene).size);
     DriverImage image(library, options.output, request, tally);
@@ -70,6 +72,8 @@ void Run(const Options& options) {
     }
     image.Close();
     const std::string file = RequireOutcome(options.output, tally, options.settings);
+    reporter.Add("grids", static_cast<std::int64_t>(totals.grids));
+    reporter.Add("samples", static_cast<std::int64_t>(totals.samples));
     if (options.quiet) return;
     if (!options.scene.mesh.empty()) scene::PrintMesh(mesh);
     PrintSummary(options, totals, image, planning_seconds, file);
@@ -78,8 +82,13 @@ void Run(const Options& options) {
 int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
-    if (!status) Run(options);
-    // If standard output is a file on a full disk, only the last write fails.
+    if (!status)
+        RunReported({"pcbake", "pcbake", options.output, options.monitor, options.quiet},
+                    [&](Reporter& reporter) {
+                        Run(options, reporter);
+                        // If standard output is a file on a full disk, only the last write fails.
+                        FlushOut();
+                    });
     FlushOut();
     return status.value_or(0);
 }

@@ -12,6 +12,7 @@
 #include "tools/common/number.h"
 #include "tools/common/option_values.h"
 #include "tools/common/parse_error.h"
+#include "tools/common/report_option.h"
 
 namespace bake {
 
@@ -109,6 +110,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
     app->add_flag("--ascii", options->ascii, "ask the driver for its text form");
     app->add_flag("--quiet", options->quiet, "no progress bar, no summary");
     AddPartOption(*app, &options->part);
+    AddReportOption(*app, &options->monitor);
     scene::AddSceneOptions(*app, &options->scene);
     AddShadingOptions(*app, options);
     AddDriverOptions(*app, &options->settings);

@@ -10,6 +10,7 @@
 #include "tools/bake/part.h"
 #include "tools/scene/scene_options.h"
 #include "tools/scene/shader.h"
+#include "util/io/host_port.h"
 
 namespace CLI {
 class App;
@@ -27,6 +28,7 @@ struct Options {
     Part part;        ///< of the plan; by default all of it
     bool ascii = false;
     bool quiet = false;
+    std::optional<HostPort> monitor;  ///< that hears how the run goes
     DriverSettings settings;
 };
 

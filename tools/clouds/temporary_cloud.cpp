@@ -3,37 +3,20 @@
 #include "tools/clouds/temporary_cloud.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
-#include <unistd.h>
 
-#include <cstdlib>
+#include <cerrno>
 
 #include "tools/common/failure.h"
+#include "util/io/open_file.h"
 
 TemporaryCloud::TemporaryCloud() {
-    const char* const temporary = std::getenv("TMPDIR");
-    std::string folder =
-        (temporary && *temporary ? std::string(temporary) : "/tmp") + "/ptc-XXXXXX";
-    if (!::mkdtemp(folder.data())) FailWithErrno(folder);
-    folder_ = folder;
-    path_ = folder_ + "/out.ptc";
-}
-
-TemporaryCloud::~TemporaryCloud() {
-    Remove();
-    if (descriptor_ >= 0) ::close(descriptor_);
-}
-
-void TemporaryCloud::Remove() {
-    if (folder_.empty()) return;
-    ::unlink((folder_ + "/out.ptc").c_str());
-    ::rmdir(folder_.c_str());
-    folder_.clear();
+    if (!folder_.Make()) FailWithErrno(folder_.FailedName());
+    path_ = folder_.Path() + "/out.ptc";
 }
 
 void TemporaryCloud::HideFile() {
-    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor_ < 0) FailWithErrno(path_);
-    Remove();
-    path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+    hidden_.Reset(OpenFile(path_.c_str(), O_RDONLY));
+    if (!hidden_.IsOpen()) FailWithErrno(path_);
+    folder_.Remove();
+    path_ = "/proc/self/fd/" + std::to_string(hidden_.Number());
 }

@@ -2,21 +2,21 @@
 //
 // Units      none.
 // Errors     a Failure with the system's reason.
-// Ownership  owns the folder and the file, and removes both. Of a killed run the folder stays, with
-//            the file if the library had completed it, unless HideFile() was called.
+// Ownership  owns the folder and the file, and removes both. Those of a killed run go with the next
+//            run that makes one.
 // Threads    one caller at a time.
 
 #pragma once
 
 #include <string>
 
+#include "util/host/temporary_folder.h"
+#include "util/io/owned_descriptor.h"
+
 class TemporaryCloud {
 public:
     /// A folder where TMPDIR says, or in /tmp. The file is not there yet.
     TemporaryCloud();
-    ~TemporaryCloud();
-    TemporaryCloud(const TemporaryCloud&) = delete;
-    TemporaryCloud& operator=(const TemporaryCloud&) = delete;
 
     /// What to open, any number of times.
     const std::string& Path() const { return path_; }
@@ -26,9 +26,7 @@ public:
     void HideFile();
 
 private:
-    void Remove();
-
-    std::string folder_;  ///< empty: removed
+    TemporaryFolder folder_;
     std::string path_;
-    int descriptor_ = -1;  ///< of the hidden file
+    OwnedDescriptor hidden_;
 };

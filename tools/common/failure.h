@@ -14,7 +14,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A Failure about the file `name`, with the system's reason for `error`.
+/// A Failure of the system, such as a read error: the file itself may be sound.
+class SystemFailure : public Failure {
+public:
+    using Failure::Failure;
+};
+
+/// A SystemFailure about the file `name`, with the reason for `error`.
 [[noreturn]] inline void FailWithErrno(const std::string& name, int error = errno) {
-    throw Failure(name + ": " + std::generic_category().message(error));
+    throw SystemFailure(name + ": " + std::generic_category().message(error));
 }

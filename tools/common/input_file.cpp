@@ -1,4 +1,4 @@
-// InputFile: standard input and gzip files as plain files.
+// InputFile: standard input, members of archives and gzip files as plain files.
 
 #include "tools/common/input_file.h"
 
@@ -11,6 +11,7 @@
 #include <span>
 
 #include "tools/common/failure.h"
+#include "tools/common/zip_member.h"
 #include "util/io/gzip_stream.h"
 #include "util/io/open_file.h"
 #include "util/io/plain_file.h"
@@ -53,7 +54,11 @@ private:
 }  // namespace
 
 InputFile::InputFile(const std::string& name, Gzip gzip) : name_(name), path_(name) {
-    if (name == "-") CopyStandardInput();
+    if (name == "-")
+        CopyStandardInput();
+    else
+        TakeMember();
+    if (gzip != Gzip::kAnyBytes) RefuseArchive();
     if (gzip == Gzip::kInflated) Inflate();
 }
 
@@ -66,6 +71,20 @@ void InputFile::CopyStandardInput() {
     spool_ = std::make_unique<Spool>();
     CopyDescriptor(STDIN_FILENO, name_, spool_->Descriptor(), "temporary file");
     path_ = spool_->Path();
+}
+
+void InputFile::TakeMember() {
+    const std::optional<ZipMemberName> member = MemberNamed(name_);
+    if (!member) return;
+    spool_ = std::make_unique<Spool>();
+    InflateMember(*member, spool_.get());
+    path_ = spool_->Path();
+}
+
+void InputFile::RefuseArchive() const {
+    // Reading a pipe would take its bytes away, and what cannot be read fails when it is opened.
+    struct stat info;
+    if (::stat(path_.c_str(), &info) == 0 && S_ISREG(info.st_mode)) RefuseZip(path_, name_);
 }
 
 /// A broken stream is inflated as far as possible: callers that ask for this want to save what is

@@ -1,6 +1,10 @@
 // InputFile: a file that a user named, "-" for standard input, as something that can be opened
 // by name, measured and read at any place.
 //
+// A name may go on behind that of a zip archive: "A.zip/cloud.ptc" is a member of the archive
+// A.zip, unless there is a file of that name. The member is inflated to a temporary file without a
+// name. An archive itself is refused, because no command reads one as a whole.
+//
 // Units      none.
 // Errors     a Failure that names the file.
 // Ownership  owns the temporary copy, where one is needed, and removes it.
@@ -18,6 +22,7 @@ public:
     enum class Gzip {
         kAsStored,
         kInflated,  ///< a gzip file is inflated first, up to where it breaks off
+        kAnyBytes,  ///< as stored, and it may be an archive
     };
 
     explicit InputFile(const std::string& name, Gzip gzip = Gzip::kAsStored);
@@ -34,6 +39,8 @@ public:
 
 private:
     void CopyStandardInput();
+    void TakeMember();
+    void RefuseArchive() const;
     void Inflate();
 
     std::string name_;

@@ -10,10 +10,12 @@
 #include <memory>
 
 #include "tools/common/failure.h"
+#include "util/io/open_file.h"
 
 namespace {
 
 constexpr std::size_t kPiece = std::size_t{1} << 16;
+constexpr mode_t kOnlyForUs = 0600;
 
 bool WriteAll(int to, const char* bytes, std::size_t count) {
     while (count > 0) {
@@ -29,8 +31,12 @@ bool WriteAll(int to, const char* bytes, std::size_t count) {
 }  // namespace
 
 Spool::Spool() {
-    const char* const folder = std::getenv("TMPDIR");
-    std::string name = (folder && *folder ? std::string(folder) : "/tmp") + "/ptc-XXXXXX";
+    const char* const wanted = std::getenv("TMPDIR");
+    const std::string folder = wanted && *wanted ? wanted : "/tmp";
+    descriptor_ = OpenFile(folder.c_str(), O_TMPFILE | O_RDWR, kOnlyForUs);
+    if (descriptor_ >= 0) return;
+    // Not every file system can make a file without a name.
+    std::string name = folder + "/ptc-XXXXXX";
     descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
     if (descriptor_ < 0) FailWithErrno(name);
     ::unlink(name.c_str());

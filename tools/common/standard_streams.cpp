@@ -57,7 +57,11 @@ void Tell(const char* program, std::string_view text) noexcept {
     }
 }
 
-void TellFailure(const char* program, const std::exception& failure) noexcept {
+const char* FailureText(const std::exception& failure) noexcept {
     const bool is_memory = dynamic_cast<const std::bad_alloc*>(&failure) != nullptr;
-    Tell(program, is_memory ? "out of memory" : failure.what());
+    return is_memory ? "out of memory" : failure.what();
+}
+
+void TellFailure(const char* program, const std::exception& failure) noexcept {
+    Tell(program, FailureText(failure));
 }

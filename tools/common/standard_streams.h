@@ -28,5 +28,8 @@ bool OutHasFailed();
 /// A line "PROGRAM: TEXT" on standard error; `text` may hold anything. For notes and failures.
 void Tell(const char* program, std::string_view text) noexcept;
 
-/// The same for what ended a command: the reason, or that memory ran out.
+/// Why a command ended: the reason, or that memory ran out. Valid as long as `failure` is.
+const char* FailureText(const std::exception& failure) noexcept;
+
+/// Tell() for what ended a command.
 void TellFailure(const char* program, const std::exception& failure) noexcept;

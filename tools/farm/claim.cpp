@@ -46,14 +46,14 @@ bool WasRenewed(const JobFolder& folder, const std::string& file) {
     return age < std::chrono::seconds(kVoidSeconds).count() * kNanoseconds;
 }
 
+}  // namespace
+
 void MakeParent(const std::string& file) {
     std::error_code error;
     const auto folder = std::filesystem::path(file).parent_path();
     std::filesystem::create_directories(folder, error);
     if (error) FailWithErrno(folder, error.value());
 }
-
-}  // namespace
 
 bool IsLive(const JobFolder& folder, const Record& claim) {
     switch (LifeOf(claim.owner)) {

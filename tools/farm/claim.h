@@ -28,6 +28,9 @@ inline constexpr std::chrono::seconds kVoidSeconds{30};
 /// Whether the claim's process is thought to live.
 bool IsLive(const JobFolder& folder, const Record& claim);
 
+/// Makes the folder that `file` is in.
+void MakeParent(const std::string& file);
+
 class Claim {
 public:
     /// Takes the task, and removes what a dead process has left of it. Null: a live process has it.

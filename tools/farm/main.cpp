@@ -101,6 +101,8 @@ int main(int argc, char** argv) {
     if (!HoldStandardDescriptors()) return 1;
     // Becoming another program is no option that a user types.
     if (argc > 3 && std::strcmp(argv[1], "tied") == 0) return farm::RunTied(argv[2], argv + 3);
+    // A parent may have left it ignored, and then nobody hears of the ends of processes.
+    (void)::signal(SIGCHLD, SIG_DFL);
     try {
         const int status = farm::RunCommandLine(argc, argv);
         FlushOut();

@@ -35,7 +35,7 @@ std::string ProgramFile(const Job& job, const std::string& name) {
         if (part.starts_with('/')) folders.emplace_back(part);
     std::string tried;
     for (const auto& folder : folders) {
-        const std::string file = folder / name;
+        std::string file = folder / name;
         if (StampOf(file) && ::access(file.c_str(), X_OK) == 0) return file;
         tried += fmt::format("{}{}", tried.empty() ? "" : ", ", folder.string());
     }

@@ -21,6 +21,7 @@
 #include "tools/farm/programs.h"
 #include "tools/farm/task.h"
 #include "util/host/child_process.h"
+#include "util/host/copy_file.h"
 #include "util/io/open_file.h"
 #include "util/text/printable_text.h"
 
@@ -31,6 +32,7 @@ namespace {
 /// How long a command has to end by itself when it is stopped. Schedulers kill after a few seconds.
 constexpr std::chrono::seconds kGrace{2};
 constexpr std::chrono::milliseconds kPoll{200};
+constexpr std::chrono::milliseconds kNoPause{0};
 
 /// Names of the job become those of this machine, and the output's place its name.
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
@@ -89,6 +91,41 @@ void Store(const std::string& made, const std::string& output) {
     if (::rename(made.c_str(), output.c_str()) != 0) FailWithErrno(output);
 }
 
+void RefuseStop(const StopSignals& stop) {
+    if (stop.Signal() != 0)
+        throw Failure(
+            fmt::format("stopped by signal {}, {}", stop.Signal(), strsignal(stop.Signal())));
+}
+
+/// What a task looks after while it waits: its claim, its limit of time, and signals.
+class Watch {
+public:
+    Watch(int seconds, Claim& claim, StopSignals* stop)
+        : limit_(seconds), claim_(claim), stop_(*stop) {}
+
+    /// Waits until the descriptor is readable, at most `pause`. A Failure: the task must stop.
+    void Look(int descriptor, std::chrono::milliseconds pause) const {
+        if (limit_.count() > 0)
+            pause = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(limit_ - Passed()),
+                               kNoPause, pause);
+        stop_.Wait({&descriptor, 1}, pause);  // poll leaves descriptors below 0 out
+        RefuseStop(stop_);
+        if (limit_.count() > 0 && Passed() >= limit_)
+            throw Failure(fmt::format("took longer than {} s", limit_.count()));
+        claim_.Renew();
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::duration Passed() const { return Clock::now() - begin_; }
+
+    const std::chrono::seconds limit_;
+    const Clock::time_point begin_ = Clock::now();
+    Claim& claim_;
+    StopSignals& stop_;
+};
+
 class TaskRun {
 public:
     TaskRun(const Job& job, const JobFolder& folder, const std::string& name)
@@ -134,12 +171,6 @@ public:
 private:
     const Task& Mine() const { return frame_[index_]; }
 
-    static void RefuseStop(const StopSignals& stop) {
-        if (stop.Signal() != 0)
-            throw Failure(
-                fmt::format("stopped by signal {}, {}", stop.Signal(), strsignal(stop.Signal())));
-    }
-
     /// Notes when the last of the needed tasks has ended; without any, when the job was written.
     void RequireInputs(Record* record) const {
         constexpr double kNanoseconds = 1e9;
@@ -154,8 +185,27 @@ private:
     }
 
     void Make(Claim& claim, Record* record, StopSignals* stop) const {
-        claim.MakeBeside();
+        const Watch watch(job_.time_limit, claim, stop);
         const std::string output = Here(Mine().output);
+        if (Mine().stage == Stage::kPublish) {
+            Copy(Here(frame_[Mine().after.front()].output), output, watch);
+        } else {
+            RunCommand(output, claim, watch, record);
+        }
+        record->ended = Now();
+        record->output = StampOf(output).value_or(Stamp());
+    }
+
+    static void Copy(const std::string& from, const std::string& to, const Watch& watch) {
+        std::string failure;
+        MakeParent(to);
+        if (!CopyFile(from, to, &failure, [&] { watch.Look(-1, kNoPause); }))
+            throw Failure(failure);
+    }
+
+    void RunCommand(const std::string& output, Claim& claim, const Watch& watch,
+                    Record* record) const {
+        claim.MakeBeside();
         const std::string made =
             std::filesystem::path(claim.Beside()) / std::filesystem::path(output).filename();
         ChildRequest request;
@@ -168,39 +218,18 @@ private:
 
         ChildProcess child;
         if (!child.Start(request)) FailWithErrno(request.arguments[3]);
-        const ChildEnd end = WaitFor(child, claim, stop);
-        if (!end.IsSuccess()) throw Failure(ReasonOf(end, request.output_file));
-        Store(made, output);
-        record->ended = Now();
-        record->output = StampOf(output).value_or(Stamp());
-        record->user_seconds = end.user_seconds;
-        record->system_seconds = end.system_seconds;
-        record->peak_bytes = end.peak_bytes;
-    }
-
-    /// A signal, and the job's limit of time, stop the command.
-    ChildEnd WaitFor(ChildProcess& child, Claim& claim, StopSignals* stop) const {
-        using Clock = std::chrono::steady_clock;
-        const Clock::time_point begin = Clock::now();
-        const std::chrono::seconds limit(job_.time_limit);
-        for (;;) {
-            if (const auto end = child.Wait(std::chrono::milliseconds(0))) return *end;
-            const auto time = Clock::now() - begin;
-            if (limit.count() > 0 && time >= limit) {
-                child.Stop(kGrace);
-                throw Failure(fmt::format("took longer than {} s", job_.time_limit));
-            }
-            const int descriptor = child.Descriptor();
-            auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(kRenewal);
-            if (limit.count() > 0)
-                pause = std::min(pause, std::chrono::ceil<std::chrono::milliseconds>(limit - time));
-            stop->Wait({&descriptor, 1}, pause);
-            if (stop->Signal() != 0) {
-                child.Stop(kGrace);
-                RefuseStop(*stop);
-            }
-            claim.Renew();
+        std::optional<ChildEnd> end;
+        try {
+            while (!(end = child.Wait(kNoPause))) watch.Look(child.Descriptor(), kRenewal);
+        } catch (const Failure&) {
+            child.Stop(kGrace);
+            throw;
         }
+        if (!end->IsSuccess()) throw Failure(ReasonOf(*end, request.output_file));
+        Store(made, output);
+        record->user_seconds = end->user_seconds;
+        record->system_seconds = end->system_seconds;
+        record->peak_bytes = end->peak_bytes;
     }
 
     /// The record says that they have been used, so what cannot be removed does no harm.

@@ -120,8 +120,7 @@ private:
     void AddPublish(const std::string& name, std::size_t made) {
         const std::string from = tasks_[made].output;
         Task& task = Add(name, Stage::kPublish, {});
-        task.command = {"/bin/cp", "--reflink=auto", "--preserve=mode,timestamps", "--",
-                        from,      kOutputHere};
+        task.command = {"copy", from, kOutputHere};
         task.sources.clear();
         task.after = {made};
         task.output =
@@ -162,10 +161,11 @@ std::vector<Task> TasksOf(const Job& job, const JobFolder& folder, std::size_t f
 }
 
 std::size_t TasksPerFrame(const Job& job) {
-    const int others = (job.parts > 1 && job.merge) + job.organize.has_value() +
-                       job.light.has_value() + job.picture.has_value() +
-                       (job.publish.empty() ? 0 : 1 + job.picture.has_value());
-    return static_cast<std::size_t>(job.parts + others);
+    const auto one_if = [](bool is_there) { return std::size_t{is_there ? 1U : 0U}; };
+    return static_cast<std::size_t>(job.parts) + one_if(job.parts > 1 && job.merge) +
+           one_if(job.organize.has_value()) + one_if(job.light.has_value()) +
+           one_if(job.picture.has_value()) + one_if(!job.publish.empty()) +
+           one_if(!job.publish.empty() && job.picture.has_value());
 }
 
 std::size_t FrameIndexOf(const Job& job, const std::string& task) {

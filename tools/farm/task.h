@@ -37,7 +37,8 @@ inline constexpr const char* kOutputHere = "{output}";
 struct Task {
     std::string name;
     Stage stage;
-    std::vector<std::string> command;  ///< a program of ours by its bare name, and its arguments
+    std::vector<std::string> command;  ///< a program of ours by its bare name, and its arguments;
+                                       ///< of kPublish the word "copy" and two names
     std::vector<std::string> sources;  ///< files that it or a task before it reads, made by no task
     std::string output;
     std::vector<std::size_t> after;   ///< tasks of the frame that must be done first: their outputs

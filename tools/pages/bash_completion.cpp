@@ -33,6 +33,17 @@ constexpr const char* kFindCommand = R"(    for ((i = 1; i < COMP_CWORD; i++)); 
     done
 )";
 
+/// The same where a word may be something else than a command.
+constexpr const char* kFindOptionalCommand = R"(    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${{COMP_WORDS[i]}} in
+            {})
+                command=${{COMP_WORDS[i]}}
+                break
+                ;;
+        esac
+    done
+)";
+
 // Of a list only the part behind the last comma is completed.
 constexpr const char* kTail = R"(    if [[ $list ]]; then
         local done=
@@ -42,6 +53,7 @@ constexpr const char* kTail = R"(    if [[ $list ]]; then
     elif [[ $word == -* && $options ]]; then
         COMPREPLY=($(compgen -W "$options" -- "$word"))
     elif [[ $words ]]; then
+        [[ $files ]] && compopt -o default
         COMPREPLY=($(compgen -W "$words" -- "$word"))
     elif [[ $files ]]; then
         compopt -o default
@@ -97,10 +109,18 @@ std::string CommandCases(const Command& command) {
     return cases;
 }
 
+std::string FindCommand(const Command& program) {
+    if (program.commands.empty()) return "";
+    if (!IsCommandOptional(program)) return kFindCommand;
+    std::vector<std::string> names;
+    for (const Command& command : program.commands) names.push_back(WordOf(command));
+    return fmt::format(kFindOptionalCommand, fmt::join(names, " | "));
+}
+
 }  // namespace
 
 std::string BashCompletion(const Command& program) {
-    return fmt::format(kHead, program.Name()) + (program.commands.empty() ? "" : kFindCommand) +
+    return fmt::format(kHead, program.Name()) + FindCommand(program) +
            "    case \"$command $before\" in\n" + ValueCases(program) +
            "        *)\n            case $command in\n" + CommandCases(program) +
            "            esac\n            ;;\n    esac\n" + fmt::format(kTail, program.Name());

@@ -122,6 +122,10 @@ Command Describe(CLI::App* app) {
     return Read(app, {});
 }
 
+bool IsCommandOptional(const Command& program) {
+    return program.commands.empty() || !program.positionals.empty();
+}
+
 const Option* OptionCalled(const Command& command, const std::string& name) {
     for (const Option& option : command.options)
         if (std::find(option.names.begin(), option.names.end(), name) != option.names.end())

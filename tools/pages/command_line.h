@@ -53,6 +53,9 @@ struct Command {
 /// otherwise.
 Command Describe(CLI::App* app);
 
+/// Whether the program does something without one of its commands: any other word is a positional.
+bool IsCommandOptional(const Command& program);
+
 /// The option of `command` that is typed as `name`; null for another.
 const Option* OptionCalled(const Command& command, const std::string& name);
 

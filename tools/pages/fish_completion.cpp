@@ -9,12 +9,12 @@ namespace pages {
 
 namespace {
 
-/// Whether the first word that is no option is the asked one; for an empty one, whether none is.
+/// Whether the first word that is a command is the asked one; for an empty one, whether none is.
 constexpr const char* kCommandIs = R"(
 function __{0}_command_is
     set -l words (commandline -opc)
     for word in $words[2..-1]
-        string match -q -- '-*' $word; and continue
+        {1}; and continue
         test "$word" = "$argv[1]"
         return
     end
@@ -75,7 +75,14 @@ std::string FishCompletion(const Command& program) {
     std::string text = fmt::format("# fish completion for {0}, made from its command line\n", name);
     const std::string no_files = fmt::format("complete -c {} -f\n", name);
     if (program.commands.empty()) return text + no_files + CommandLines(program, "");
-    text += fmt::format(kCommandIs, name) + no_files;
+    // Without a command the first word may be anything.
+    std::vector<std::string> names;
+    for (const Command& command : program.commands) names.push_back(command.path.back());
+    text += fmt::format(kCommandIs, name,
+                        IsCommandOptional(program)
+                            ? fmt::format("not contains -- $word {}", fmt::join(names, " "))
+                            : "string match -q -- '-*' $word") +
+            no_files;
     const auto is = [&](const std::string& command) {
         return fmt::format(" -n \"__{}_command_is '{}'\"", name, command);
     };

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "tools/bake/options.h"
+#include "tools/farm/options.h"
 #include "tools/pages/completions.h"
 #include "tools/pages/man_page.h"
 #include "tools/pages/tool_doc.h"
@@ -60,6 +61,8 @@ int main(int argc, char** argv) {
         WriteAll(pages::Describe(bake::MakeCommandLine(&options).get()), doc, argv[2]);
         render::Options render_options;
         WriteAll(pages::Describe(render::MakeCommandLine(&render_options).get()), doc, argv[2]);
+        farm::Options farm_options;
+        WriteAll(pages::Describe(farm::MakeCommandLine(&farm_options).get()), doc, argv[2]);
     } catch (const std::exception& fault) {
         std::cerr << "make_pages: " << fault.what() << '\n';
         return 1;

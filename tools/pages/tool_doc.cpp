@@ -107,7 +107,7 @@ void CheckExample(const std::string& line, const Command& program) {
     std::string word;
     words >> name >> word;
     if (name != program.Name()) throw std::runtime_error("an example of another program: " + line);
-    const Command* called = program.commands.empty() ? &program : nullptr;
+    const Command* called = IsCommandOptional(program) ? &program : nullptr;
     for (const Command& command : program.commands)
         if (command.path.back() == word) called = &command;
     if (!called) throw std::runtime_error("no command in the example: " + line);

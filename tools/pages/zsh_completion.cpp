@@ -63,9 +63,13 @@ std::string Arguments(const Command& command, const std::string& indent) {
     std::string lines;
     for (const Option& option : command.options) lines += OptionLines(option);
     int place = 0;
+    // The place of a program's first positional is that of its commands as well: see
+    // kCommandStates.
+    const bool has_place = command.commands.empty();
     for (const Option& positional : command.positionals)
-        lines += fmt::format("'{}{}' \\\n", positional.is_many ? "*" : std::to_string(++place),
-                             (positional.is_required ? "" : ":") + Action(positional.value));
+        if (has_place)
+            lines += fmt::format("'{}{}' \\\n", positional.is_many ? "*" : std::to_string(++place),
+                                 (positional.is_required ? "" : ":") + Action(positional.value));
     lines.erase(lines.size() - 3);
     std::string indented = indent + "_arguments -S \\\n" + indent + "  ";
     for (const char c : lines) indented += c == '\n' ? "\n" + indent + "  " : std::string(1, c);
@@ -85,6 +89,9 @@ std::string CommandCases(const Command& program) {
     for (const Command& command : program.commands)
         cases += fmt::format("        {})\n{} && return 0\n          ;;\n", command.path.back(),
                              Arguments(command, "          "));
+    if (IsCommandOptional(program))
+        cases += fmt::format("        *)\n{} && return 0\n          ;;\n",
+                             Arguments(program, "          "));
     return cases;
 }
 
@@ -95,7 +102,7 @@ constexpr const char* kCommandStates = R"( \
     command)
       local -a commands=(
 {}      )
-      _describe -t commands '{} command' commands && return 0
+      _describe -t commands '{} command' commands{} && return 0
       ;;
     arguments)
       curcontext="${{curcontext%:*:*}}:{}-$words[1]:"
@@ -119,8 +126,9 @@ std::string ZshCompletion(const Command& program) {
         text += "  typeset -A opt_args\n";
         std::string first = Arguments(program, "  ");
         first.replace(first.find("-S"), 2, "-C -S");
-        text += first +
-                fmt::format(kCommandStates, Commands(program), name, name, CommandCases(program));
+        text += first + fmt::format(kCommandStates, Commands(program), name,
+                                    IsCommandOptional(program) ? "; _files" : "", name,
+                                    CommandCases(program));
     }
     return text + fmt::format("}}\n\n_{} \"$@\"\n", name);
 }

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "tools/common/help_format.h"
+#include "tools/common/nearest_name.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/commands.h"
-#include "tools/ptc/nearest_name.h"
 #include "tools/ptc/run_guarded.h"
 
 namespace {
@@ -19,7 +19,7 @@ namespace {
 constexpr const char* kAbout =
     "Looks at, prints, searches, checks, repairs, compares, edits, converts, organises, looks up, "
     "lights, "
-    "measures and draws point cloud files.";
+    "measures, draws and packs point cloud files.";
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
     std::vector<std::string> names;
@@ -84,6 +84,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(int* status) {
     AddLight(*app, status);
     AddStats(*app, status);
     AddView(*app, status);
+    AddPack(*app, status);
     AddHelp(*app, status);
     app->footer("Exit status: 0 done, 1 failed or faulty, 2 wrong usage.");
     return app;

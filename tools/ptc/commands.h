@@ -26,3 +26,4 @@ void AddTransfer(CLI::App& app, int* status);
 void AddLight(CLI::App& app, int* status);
 void AddStats(CLI::App& app, int* status);
 void AddView(CLI::App& app, int* status);
+void AddPack(CLI::App& app, int* status);

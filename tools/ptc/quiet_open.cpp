@@ -2,15 +2,12 @@
 
 #include "tools/ptc/quiet_open.h"
 
-#include <system_error>
-
 #include "tools/common/failure.h"
 
 std::unique_ptr<CloudReader> OpenQuietly(const InputFile& file, CountCheck counts,
                                          std::string* why) {
     int error = 0;
     auto cloud = OpenCloud(file.Path().c_str(), why, {counts, true}, &error);
-    if (!cloud && error != 0)
-        throw Failure(file.Name() + ": " + std::generic_category().message(error));
+    if (!cloud && error != 0) FailWithErrno(file.Name(), error);
     return cloud;
 }

@@ -12,15 +12,21 @@
 #include "ptc/cloud/reader.h"
 #include "tools/common/failure.h"
 
+/// Whether the error may be one of the compressed stream: the reader does not distinguish a broken
+/// stream from one that cannot be read.
+inline bool MayBeDamaged(const TokenInput& input) {
+    return input.IsCompressed() && input.Error() == EIO;
+}
+
 /// Why the input could not be read. Caller: its Error() is not 0.
 inline std::string ReadErrorText(const TokenInput& input) {
-    // The reader does not distinguish a broken compressed stream from one that cannot be read.
-    if (input.IsCompressed() && input.Error() == EIO)
-        return "the compressed data is cut off, damaged or cannot be read";
+    if (MayBeDamaged(input)) return "the compressed data is cut off, damaged or cannot be read";
     return std::generic_category().message(input.Error());
 }
 
-/// Throws a Failure about the file `name` when anything of the cloud could not be read.
+/// Throws a Failure about the file `name` when anything of the cloud could not be read, and a
+/// SystemFailure when the file is not to blame.
 inline void FailIfUnread(const CloudReader& cloud, const std::string& name) {
-    if (cloud.input.Error() != 0) throw Failure(name + ": " + ReadErrorText(cloud.input));
+    if (MayBeDamaged(cloud.input)) throw Failure(name + ": " + ReadErrorText(cloud.input));
+    if (cloud.input.Error() != 0) FailWithErrno(name, cloud.input.Error());
 }

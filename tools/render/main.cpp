@@ -9,6 +9,7 @@
 
 #include "tools/clouds/open_through_caches.h"
 #include "tools/common/failure.h"
+#include "tools/common/reporter.h"
 #include "tools/common/standard_streams.h"
 #include "tools/common/stopwatch.h"
 #include "tools/picture/picture_file.h"
@@ -67,7 +68,7 @@ std::unique_ptr<Lighting> MakeLighting(const Options& options, const scene::Scen
     return MakeCloudLighting(options, scene, shader);
 }
 
-void Run(const Options& options) {
+void Run(const Options& options, Reporter& reporter) {
     PictureOutput output(options.output);
     std::optional<Comparing> comparing;
     if (!options.compare.empty()) comparing.emplace(options);
@@ -75,6 +76,7 @@ void Run(const Options& options) {
     // Reading a mesh makes a process, so it comes before anything that makes threads.
     scene::MeshReport mesh;
     const scene::Scene scene = scene::MakeScene(options.scene, &mesh);
+    reporter.Start();
     const scene::RayTracer tracer(scene);
     const scene::Shader shader(scene, tracer, {options.rays, true});
     const scene::Camera camera(options.scene.width, options.scene.height);
@@ -89,6 +91,7 @@ void Run(const Options& options) {
         picture = Render({camera, tracer, *lighting}, options.samples, options.threads, &progress);
     }
     const double seconds = watch.Seconds();
+    reporter.Add("holes", static_cast<std::int64_t>(lighting->Holes()));
 
     output.Write(*picture);
     std::string errors;
@@ -111,7 +114,9 @@ void Run(const Options& options) {
 int RunCommandLine(int argc, char** argv) {
     Options options;
     const std::optional<int> status = ParseOptions(argc, argv, &options);
-    if (!status) Run(options);
+    if (!status)
+        RunReported({"pcrender", "pcrender", options.output, options.monitor, options.quiet},
+                    [&](Reporter& reporter) { Run(options, reporter); });
     FlushOut();
     return status.value_or(0);
 }

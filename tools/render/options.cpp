@@ -13,6 +13,7 @@
 #include "tools/common/option_text.h"
 #include "tools/common/option_values.h"
 #include "tools/common/parse_error.h"
+#include "tools/common/report_option.h"
 #include "tools/common/thread_option.h"
 #include "tools/picture/picture_file.h"
 
@@ -59,6 +60,7 @@ void AddOutputOptions(CLI::App& app, Options* options) {
         ->check(PictureName())
         ->needs(compare);
     app.add_flag("--quiet", options->quiet, "no progress bar, no summary");
+    AddReportOption(app, &options->monitor);
 }
 
 void AddLightOptions(CLI::App& app, Options* options) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/scene/scene_options.h"
+#include "util/io/host_port.h"
 
 namespace CLI {
 class App;
@@ -41,6 +42,7 @@ struct Options {
     std::string difference;  ///< the picture of the differences; empty: none
     int threads = 1;         ///< by default one for each processor
     bool quiet = false;
+    std::optional<HostPort> monitor;  ///< that hears how the run goes
 };
 
 /// The command line, which parses into `*options`: for ParseOptions() and for describing it.

@@ -11,14 +11,11 @@
 #include <cstring>
 #include <memory>
 
+#include "util/io/close_directory.h"
 #include "util/io/open_file.h"
 #include "util/io/owned_descriptor.h"
 
 namespace {
-
-struct CloseFolder {
-    void operator()(DIR* folder) const { (void)::closedir(folder); }
-};
 
 /// Whether process `number` (decimal digits) lives in group `group`.
 bool LivesIn(const char* number, pid_t group) {
@@ -42,7 +39,7 @@ bool LivesIn(const char* number, pid_t group) {
 }  // namespace
 
 bool GroupHasOthers(pid_t leader) {
-    const std::unique_ptr<DIR, CloseFolder> processes(::opendir("/proc"));
+    const std::unique_ptr<DIR, CloseDirectory> processes(::opendir("/proc"));
     if (!processes) return false;
     while (const dirent* const entry = ::readdir(processes.get())) {
         const long number = std::strtol(entry->d_name, nullptr, 10);

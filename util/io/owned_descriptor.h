@@ -37,6 +37,9 @@ public:
         errno = error;
     }
 
+    /// Gives it away.
+    int Release() { return std::exchange(descriptor_, -1); }
+
 private:
     int descriptor_ = -1;
 };

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """The manual pages and completions, beside what the programs' own --help says.
 
-usage: pages_test.py FOLDER PTC PCBAKE PCRENDER MAKE_PAGES    (FOLDER: what make_pages wrote)
+usage: pages_test.py FOLDER PTC PCBAKE PCRENDER PCFARM MAKE_PAGES
+(FOLDER: what make_pages wrote)
 Run it from the repository root.
 """
 
@@ -14,7 +15,7 @@ import tempfile
 import unittest
 
 MADE = pathlib.Path(sys.argv[1])
-PTC, PCBAKE, PCRENDER, MAKE_PAGES = sys.argv[2:]
+PTC, PCBAKE, PCRENDER, PCFARM, MAKE_PAGES = sys.argv[2:]
 DOC = pathlib.Path("docs/tools.md")
 
 
@@ -26,12 +27,13 @@ def output_of(*arguments: str) -> str:
 
 def helps() -> dict[str, str]:
     """The help of each program and each command, by the name of its page."""
-    ptc = output_of(PTC, "--help")
-    commands = re.findall(r"^  (\w+) ", ptc.split("Subcommands:")[1], re.M)
-    assert len(commands) > 5, ptc
-    texts = {"ptc": ptc, "pcbake": output_of(PCBAKE, "--help"),
-             "pcrender": output_of(PCRENDER, "--help")}
-    return texts | {f"ptc-{word}": output_of(PTC, word, "--help") for word in commands}
+    texts = {"pcbake": output_of(PCBAKE, "--help"), "pcrender": output_of(PCRENDER, "--help")}
+    for name, program in (("ptc", PTC), ("pcfarm", PCFARM)):
+        texts[name] = output_of(program, "--help")
+        commands = re.findall(r"^  (\w+) ", texts[name].split("Subcommands:")[1], re.M)
+        assert len(commands) > 2, texts[name]
+        texts |= {f"{name}-{word}": output_of(program, word, "--help") for word in commands}
+    return texts
 
 
 def options_in(text: str) -> set[str]:
@@ -67,6 +69,9 @@ BASH_CASES = {
     "pcrender --light o": {"occlusion"},
     "pcrender --compare ": {"FILES"},
     "pcrender --cloud ": {"FILES"},
+    "pcfarm re": {"resume", "FILES"},
+    "pcfarm --local 2 spot.json --sl": {"--slurm"},
+    "pcfarm status spot.json --w": {"--wait"},
 }
 
 
@@ -89,7 +94,7 @@ class Pages(unittest.TestCase):
             zsh = (MADE / "zsh" / f"_{program}").read_text()
             part = zsh.split(f"        {command})\n")[1].split(";;")[0] if command else zsh
             fish = (MADE / "fish" / f"{program}.fish").read_text()
-            mark = f"command_is '{command}'\"" if program == "ptc" else "complete"
+            mark = f"command_is '{command}'\"" if program in ("ptc", "pcfarm") else "complete"
             lines = [line + " " for line in fish.splitlines() if mark in line]
             for option in options_in(text):
                 self.assertRegex(part, rf"\){option}[=+]?\[", f"zsh: {page}")
@@ -119,7 +124,8 @@ class Pages(unittest.TestCase):
     @unittest.skipUnless(shutil.which("fish"), "no fish")
     def test_fish_offers(self) -> None:
         for line, word in {"ptc vi": "view", "ptc view --camera f": "fit", "ptc help mer": "merge",
-                           "ptc print check --no": "--nodes", "pcbake --no-b": "--no-bounce"}.items():
+                           "ptc print check --no": "--nodes", "pcbake --no-b": "--no-bounce",
+                           "pcfarm spot.json --sl": "--slurm"}.items():
             program = line.split()[0]
             command = f"source '{MADE}/fish/{program}.fish'; complete -C '{line}'"
             self.assertIn(word, output_of("fish", "--no-config", "-c", command).split(), line)

@@ -6,6 +6,7 @@
 #include "ptc/organise.h"
 #include "tests/support/cloud_file.h"
 #include "tests/support/clouds.h"
+#include "tests/support/small_disk.h"
 #include "tests/tools/run_tool.h"
 #include "tools/ptc/inspect/cloud_check.h"
 
@@ -76,6 +77,44 @@ TEST(PtcOrganiseTool, EveryOrganisedFileIsSound) {
         EXPECT_EQ(counts.apart, summary.not_finite);
         EXPECT_EQ(counts.points, static_cast<std::int64_t>(count));
         EXPECT_GT(counts.nodes, 0);
+    }
+}
+
+TEST(PtcOrganiseTool, WhatCannotFitIsRefusedBeforeTheWork) {
+    const SmallDisk disk(1 << 16);
+    if (!disk.IsMounted()) GTEST_SKIP() << "only root may mount";
+    const ToolFolder folder;
+    folder.Write("in.ptc", Bytes({.points = 2000, .has_nodes = false}));
+    folder.Write("big.ptc", Bytes({.points = 20'000'000 / kRecord, .has_nodes = false}));
+    folder.Write("flat.ptc", Bytes({.has_nodes = false}));
+    folder.Write("cut.ptc", Bytes({.points = 2000, .has_nodes = false}).substr(0, 10'000));
+    const std::string place = std::filesystem::canonical(disk.File("")).string();
+    const std::string out = place + "/out.ptc", lack = " are free in " + place;
+    const std::string needs = "needs " + std::to_string(2000 * kRecord) + " bytes, 65536" + lack;
+    const struct {
+        std::string line;
+        std::string err;  // empty: it succeeds
+    } cases[] = {
+        {"ptc merge in.ptc -o " + out, "ptc: " + out + ": " + needs + "\n"},
+        {"ptc organize in.ptc -o " + out, "ptc: " + out + ": " + needs + "\n"},
+        {"ptc merge flat.ptc -o " + out, ""},
+        {"ptc organize flat.ptc -o " + out, ""},
+        {"TMPDIR=" + place + " ptc merge in.ptc -o - > copy", "standard output: needs "},
+        {"TMPDIR=" + place + " ptc organize in.ptc -o new.ptc", ""},
+        {"TMPDIR=" + place + " ptc organize --memory 16M big.ptc -o new.ptc",
+         "temporary file: needs "},
+        {"ptc merge cut.ptc -o " + out, "it is shorter than its number"},
+        // Of these nobody knows before.
+        {"gzip -k in.ptc && ptc merge in.ptc.gz -o " + out, "No space left on device"},
+        {"ptc organize --drop-repeats in.ptc -o " + out, "No space left on device"},
+        {"ptc merge in.ptc in.ptc -o /dev/null", ""},
+    };
+    for (const auto& row : cases) {
+        const ToolRun run = folder.Shell(row.line);
+        EXPECT_EQ(run.status, row.err.empty() ? 0 : 1) << row.line << run.err;
+        if (!row.err.empty()) {
+            EXPECT_NE(run.err.find(row.err), std::string::npos) << row.line << run.err;
+        }
     }
 }
 

@@ -38,6 +38,7 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
     folder.Write("near.csv", "x,y,z\n1,2,3.25\n4,5,6\n");
     folder.Convert("bare.csv bare.ptc --radius 1");
     folder.Convert("near.csv near.ptc --radius 1");
+    EXPECT_EQ(folder.Run("pack a.zip a.txt --no-picture --no-header").status, 0);
     folder.Write("out", "an older file");
     const auto before = folder.Names();
     const struct {
@@ -77,6 +78,8 @@ TEST(PtcReadErrors, FailEachCommandAndLeaveItsTarget) {
         {"near.ptc", "diff --unordered --tolerance 0.5 bare.ptc near.ptc", true, 2},
         {"flat.ptc", "view flat.ptc -o out --size 8x8"},
         {"a.txt", "view a.txt -o out --size 8x8"},
+        {"a.ptc", "pack - a.ptc >/dev/null"},
+        {"a.zip", "info a.zip/a.txt"},
         {"a.ptc", "stats a.ptc --threads 1"},
         {"a.ptc", "organize a.ptc -o out", true},
         {"flat.ptc", "organize flat.ptc -o - --memory 1 --threads 1 >/dev/null"},

@@ -9,8 +9,8 @@
 
 #include "ptc/format/light_nodes.h"
 #include "tools/common/failure.h"
+#include "tools/common/nearest_name.h"
 #include "tools/common/parts.h"
-#include "tools/ptc/nearest_name.h"
 
 namespace edit {
 

@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <string>
 
+#include "tools/common/nearest_name.h"
 #include "tools/common/number.h"
 #include "tools/ptc/expression/expression_error.h"
-#include "tools/ptc/nearest_name.h"
 #include "tools/ptc/variable_list.h"
 
 namespace expression {

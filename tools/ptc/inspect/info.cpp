@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/common/option_values.h"
@@ -27,7 +28,7 @@ struct InfoOptions {
 };
 
 int Info(const InfoOptions& options) {
-    std::string list;
+    std::vector<std::string> objects;
     int status = 0;
     for (const std::string& name : options.files) {
         std::string shown;
@@ -47,11 +48,11 @@ int Info(const InfoOptions& options) {
         if (RunGuarded(show) != 0)
             status = 1;
         else if (options.json)
-            list += (list.empty() ? "\n" : ",\n") + shown;
+            objects.push_back(std::move(shown));
         else
             WriteOut(shown);
     }
-    if (options.json) WriteOut(list.empty() ? "[]\n" : "[" + list + "\n]\n");
+    if (options.json) WriteOut(InfoJsonList(objects));
     return status;
 }
 

@@ -86,3 +86,10 @@ std::string InfoJson(const HeaderFacts& facts, const measure::Measurement& measu
     json.End('}');
     return json.Text();
 }
+
+std::string InfoJsonList(const std::vector<std::string>& objects) {
+    if (objects.empty()) return "[]\n";
+    std::string list;
+    for (const std::string& object : objects) list += (list.empty() ? "[\n" : ",\n") + object;
+    return list + "\n]\n";
+}

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/ptc/inspect/header_facts.h"
 #include "tools/ptc/measure/measurement.h"
@@ -10,3 +11,6 @@
 /// What `ptc info --json` says of one file and its points: an object, indented as an item of a
 /// list. Numbers that are not finite become null; what is no UTF-8 in a name becomes U+FFFD.
 std::string InfoJson(const HeaderFacts& facts, const measure::Measurement& measured);
+
+/// All that `ptc info --json` prints, of the objects of its files.
+std::string InfoJsonList(const std::vector<std::string>& objects);

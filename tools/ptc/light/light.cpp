@@ -108,7 +108,8 @@ std::string Report(const std::string& name, const std::vector<Channel>& channels
 
 }  // namespace
 
-void RunLight(const Options& options) {
+void RunLight(const Options& options, Reporter& reporter) {
+    reporter.Start();
     PtcConfigure(options.threads, options.kilobytes, options.kilobytes, nullptr);
     const LibraryShutdown at_end;
     const LibraryInputs inputs(options.inputs);
@@ -137,6 +138,7 @@ void RunLight(const Options& options) {
                    (options.stats ? PtcCacheTable() : ""),
                output.IsStandardOutput());
     output.Commit();
+    reporter.Add("points", source->Count());
 }
 
 }  // namespace lighting

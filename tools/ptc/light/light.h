@@ -4,11 +4,12 @@
 
 #pragma once
 
+#include "tools/common/reporter.h"
 #include "tools/ptc/light/light_options.h"
 
 namespace lighting {
 
 /// Makes the output and reports what it has.
-void RunLight(const Options& options);
+void RunLight(const Options& options, Reporter& reporter);
 
 }  // namespace lighting

@@ -8,6 +8,7 @@
 #include "ptc/cloud/reader.h"
 #include "ptc/format/light_nodes.h"
 #include "ptc/organise.h"
+#include "tools/clouds/space_check.h"
 #include "tools/common/failure.h"
 #include "tools/common/standard_streams.h"
 #include "tools/ptc/organise/library_progress.h"
@@ -82,6 +83,8 @@ std::string LightClouds::UsablePath(int file, const LightChannels& channels, int
 void LightClouds::Organise(int file, const LightChannels& channels, int threads) {
     auto& temporary = temporaries_[static_cast<std::size_t>(file)];
     temporary = std::make_unique<TemporaryCloud>();
+    CheckSpace(temporary->Path(), inputs_[file].Name() + ": its temporary file",
+               LeastBytes(inputs_, file, 1));
     LibraryProgress progress;
     PtcOrganiseRequest request;
     request.inputs = inputs_.Paths() + file;

@@ -10,11 +10,12 @@
 
 #include "tools/common/option_text.h"
 #include "tools/common/option_values.h"
+#include "tools/common/report_option.h"
 #include "tools/common/thread_option.h"
 #include "tools/ptc/cache_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/light/light.h"
-#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/run_reported.h"
 
 namespace lighting {
 
@@ -266,12 +267,12 @@ void AddLight(CLI::App& app, int* status) {
     AddThreadOption(*command, &options->threads);
     AddCacheOption(*command, &options->kilobytes);
     command->add_flag("--stats", options->stats, "print the library's statistics, too");
+    AddReportOption(*command, &options->monitor);
     command->callback([typed, options, status] {
         lighting::SetMaterial(*typed, &options->material);
         lighting::RequireUsable(*options);
-        *status = RunGuarded([&] {
-            lighting::RunLight(*options);
-            return 0;
-        });
+        *status =
+            RunReportedCommand({"ptc", "ptc light", options->output, options->monitor},
+                               [&](Reporter& reporter) { lighting::RunLight(*options, reporter); });
     });
 }

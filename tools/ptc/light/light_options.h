@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ptc/light.h"
+#include "util/io/host_port.h"
 
 namespace lighting {
 
@@ -50,6 +51,7 @@ struct Options {
     int threads = 1;
     std::int64_t kilobytes = 0;
     bool stats = false;
+    std::optional<HostPort> monitor;  ///< that hears how the run goes
 };
 
 }  // namespace lighting

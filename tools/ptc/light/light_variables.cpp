@@ -8,7 +8,7 @@
 
 #include "tools/clouds/lookup_clouds.h"
 #include "tools/common/failure.h"
-#include "tools/ptc/nearest_name.h"
+#include "tools/common/nearest_name.h"
 #include "tools/ptc/variable_list.h"
 
 namespace lighting {

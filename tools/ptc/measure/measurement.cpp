@@ -9,7 +9,7 @@
 #include <span>
 
 #include "tools/common/failure.h"
-#include "tools/ptc/nearest_name.h"
+#include "tools/common/nearest_name.h"
 #include "tools/ptc/point_pass.h"
 #include "tools/ptc/variable_list.h"
 

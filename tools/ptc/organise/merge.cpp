@@ -4,16 +4,19 @@
 
 #include <CLI/App.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ptc/organise.h"
 #include "tools/clouds/library_files.h"
+#include "tools/clouds/space_check.h"
 #include "tools/common/option_values.h"
+#include "tools/common/report_option.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
-#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/run_reported.h"
 #include "util/text/printable_text.h"
 
 namespace {
@@ -21,11 +24,14 @@ namespace {
 struct MergeOptions {
     std::vector<std::string> inputs;
     std::string output;
+    std::optional<HostPort> monitor;
 };
 
-int Merge(const MergeOptions& options) {
+void Merge(const MergeOptions& options, Reporter& reporter) {
+    reporter.Start();
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
+    CheckSpace(output.Path(), output.Name(), LeastBytes(inputs, 0, inputs.Count()));
     std::int64_t points = 0;
     {
         LibraryProgress progress;
@@ -38,9 +44,9 @@ int Merge(const MergeOptions& options) {
         if (!PtcMerge(request, &points)) output.Fail(inputs);
     }
     output.Commit();
+    reporter.Add("points", points);
     TellReport(fmt::format("{}: {} points\n", Printable(output.Name()), points),
                output.IsStandardOutput());
-    return 0;
 }
 
 }  // namespace
@@ -55,5 +61,9 @@ void AddMerge(CLI::App& app, int* status) {
         ->type_name("FILE")
         ->check(FileName())
         ->required();
-    command->callback([options, status] { *status = RunGuarded([&] { return Merge(*options); }); });
+    AddReportOption(*command, &options->monitor);
+    command->callback([options, status] {
+        *status = RunReportedCommand({"ptc", "ptc merge", options->output, options->monitor},
+                                     [&](Reporter& reporter) { Merge(*options, reporter); });
+    });
 }

@@ -7,6 +7,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Error.hpp>
 #include <CLI/Validators.hpp>
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <memory>
@@ -17,14 +18,16 @@
 #include "ptc/cloud/reader.h"
 #include "ptc/format/light_nodes.h"
 #include "tools/clouds/library_files.h"
+#include "tools/clouds/space_check.h"
 #include "tools/common/failure.h"
 #include "tools/common/option_values.h"
+#include "tools/common/report_option.h"
 #include "tools/common/thread_option.h"
 #include "tools/ptc/byte_size.h"
 #include "tools/ptc/commands.h"
 #include "tools/ptc/organise/library_progress.h"
 #include "tools/ptc/report.h"
-#include "tools/ptc/run_guarded.h"
+#include "tools/ptc/run_reported.h"
 #include "util/text/printable_text.h"
 
 namespace {
@@ -41,6 +44,7 @@ struct OrganiseOptions {
     bool light = false;
     std::optional<std::string> light_color;
     std::optional<std::string> light_area;
+    std::optional<HostPort> monitor;
 };
 
 /// Which channels the data for light are made of.
@@ -77,9 +81,24 @@ std::optional<LightData> LightOf(const std::string& path) {
     return FindLightData(cloud->node_variables);
 }
 
-int Organise(const OrganiseOptions& options) {
+/// Without the nodes, which nobody knows before.
+void CheckSpaceFor(const OrganiseOptions& options, const LibraryInputs& inputs,
+                   const LibraryOutput& output) {
+    const std::int64_t points = LeastBytes(inputs, 0, inputs.Count());
+    // Of repeats nobody knows how many there are.
+    if (!options.drop_repeats) CheckSpace(output.Path(), output.Name(), points);
+    // A cloud that memory does not hold goes to a file first, all of it; unless leaves are so large
+    // that memory has to take them.
+    constexpr std::int64_t kLeastMemory = std::int64_t{16} << 20;
+    if (options.leaf_points == 0 && points > std::max(options.memory, kLeastMemory))
+        CheckTemporarySpace(points);
+}
+
+void Organise(const OrganiseOptions& options, Reporter& reporter) {
+    reporter.Start();
     const LibraryInputs inputs(options.inputs);
     LibraryOutput output(options.output);
+    CheckSpaceFor(options, inputs, output);
     PtcOrganiseRequest request;
     request.inputs = inputs.Paths();
     request.input_count = inputs.Count();
@@ -104,8 +123,9 @@ int Organise(const OrganiseOptions& options) {
     std::optional<LightData> light;
     if (options.light) light = LightOf(output.Path());
     output.Commit();
+    reporter.Add("points", summary.points);
+    reporter.Add("nodes", summary.nodes);
     TellReport(Report(output.Name(), summary, light, time.count()), output.IsStandardOutput());
-    return 0;
 }
 
 }  // namespace
@@ -147,6 +167,9 @@ void AddOrganise(CLI::App& app, int* status) {
             "bytes to work with, with K, M or G (1G); the rest goes to temporary files")
         ->type_name("SIZE");
     AddThreadOption(*command, &options->threads);
-    command->callback(
-        [options, status] { *status = RunGuarded([&] { return Organise(*options); }); });
+    AddReportOption(*command, &options->monitor);
+    command->callback([options, status] {
+        *status = RunReportedCommand({"ptc", "ptc organize", options->output, options->monitor},
+                                     [&](Reporter& reporter) { Organise(*options, reporter); });
+    });
 }

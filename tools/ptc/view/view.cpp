@@ -229,14 +229,17 @@ std::unique_ptr<CloudReader> OpenToDraw(const InputFile& input) {
     return cloud;
 }
 
+Picture Draw(const InputFile& input, const ViewOptions& options) {
+    const auto cloud = OpenToDraw(input);
+    return Viewing(options, *cloud, input.Name()).Draw();
+}
+
 void View(const ViewOptions& options) {
     // What is wrong with the two files is found before the long part begins.
     OutputFile output(options.output);
     if (output.IsStandardOutput() && isatty(STDOUT_FILENO) == 1)
         throw Failure("standard output: a terminal shows no pictures");
-    const InputFile input(options.input);
-    const auto cloud = OpenToDraw(input);
-    const Picture picture = Viewing(options, *cloud, input.Name()).Draw();
+    const Picture picture = Draw(InputFile(options.input), options);
     WriteThrough(&output, [&](std::FILE* stream) { WritePng(picture, stream); });
     output.Commit();
 }

@@ -66,6 +66,9 @@ std::unique_ptr<CloudReader> OpenToDraw(const InputFile& input);
 /// Throws WrongUsage for an option that has no effect on what `colouring` shows.
 void CheckColourOptions(const ViewOptions& options, const Colouring& colouring);
 
+/// The picture of `input`, which takes the place of the options' own. Throws as View() does.
+Picture Draw(const InputFile& input, const ViewOptions& options);
+
 /// Draws the picture and writes it. Throws Failure or WrongUsage; then nothing is written.
 /// Caller: gives no direction together with the file's camera.
 void View(const ViewOptions& options);

@@ -1,6 +1,6 @@
 // The nearest name: the edit distance.
 
-#include "tools/ptc/nearest_name.h"
+#include "tools/common/nearest_name.h"
 
 #include <algorithm>
 #include <cstddef>
