@@ -19,6 +19,7 @@ namespace farm {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using Texts = std::vector<std::string>;
 
 constexpr std::size_t kMostBytes = std::size_t{64} << 20;
 
@@ -67,10 +68,11 @@ std::vector<int> FramesOf(const Json& value) {
 
 std::variant<Steps, std::vector<std::string>> SeriesOf(const Json& value) {
     if (value.is_array()) return ListOf(value, ArgumentOf);
+    constexpr const char* kWanted = R"(must be {"first": NUMBER, "step": NUMBER} or a list)";
+    if (!value.is_object()) throw Failure(kWanted);
     Steps steps;
     for (const auto& [key, number] : value.items()) {
-        if (!number.is_number() || (key != "first" && key != "step"))
-            throw Failure(R"(must be {"first": NUMBER, "step": NUMBER} or a list)");
+        if (!number.is_number() || (key != "first" && key != "step")) throw Failure(kWanted);
         (key == "first" ? steps.first : steps.step) = number.get<double>();
     }
     return steps;
@@ -129,8 +131,21 @@ Json SeriesJson(const Series& values) {
     return json;
 }
 
-/// What one frame makes must not be what another one has made. Also fills in every name once, so
-/// that a wrong one is told before the first task.
+/// Fills in every text once, so that a wrong one is told before the first task.
+void RequireKnownValues(const Job& job, const std::string& name) {
+    const FrameValues values(job.values, job.frames.front(), 0);
+    std::vector<std::string> texts = {job.output, job.pictures, job.publish};
+    for (const auto& more : {job.bake, job.inputs, job.organize.value_or(Texts()),
+                             job.light.value_or(Texts()), job.picture.value_or(Texts())})
+        texts.insert(texts.end(), more.begin(), more.end());
+    try {
+        for (const std::string& text : texts) (void)values.FillIn(text);
+    } catch (const Failure& fault) {
+        throw Failure(fmt::format("{}: {}", name, fault.what()));
+    }
+}
+
+/// What one frame makes must not be what another one has made.
 void RequireDifferentNames(const Job& job, const std::string& name) {
     std::unordered_set<std::string> names;
     for (std::size_t i = 0; i < job.frames.size(); ++i) {
@@ -182,6 +197,7 @@ void CheckJob(const Job& job, const std::string& name) {
             refuse(fmt::format("\"values\": {} has {} texts for {} frames", key, texts->size(),
                                job.frames.size()));
     }
+    RequireKnownValues(job, name);
     RequireDifferentNames(job, name);
 }
 

@@ -3,6 +3,7 @@
 #include "tools/farm/local_runner.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -120,7 +121,9 @@ private:
         one->frame = &frame;
         one->task = task;
         ChildRequest request;
-        request.arguments = {program_, "task", "--tied", folder_.Path(), frame.Name(task)};
+        request.arguments = {program_,       "task",
+                             "--tied",       fmt::format("{}", ::getpid()),
+                             folder_.Path(), frame.Name(task)};
         if (!one->process.Start(request)) FailWithErrno(program_);
         frame.Set(task, State::kRunning);
         running_.push_back(std::move(one));

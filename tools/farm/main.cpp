@@ -62,7 +62,7 @@ int ShowStatus(const Options& options) {
 }
 
 int RunOne(const Options& options) {
-    if (options.is_tied) TieToParent(SIGTERM);
+    if (options.parent) TieToParent(*options.parent, SIGTERM);
     StopSignals stop;
     const JobFolder folder(options.job);
     try {
@@ -100,8 +100,7 @@ int RunCommandLine(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     // Becoming another program is no option that a user types.
-    if (argc > 3 && std::strcmp(argv[1], "tied") == 0 && std::strcmp(argv[2], "--") == 0)
-        return farm::RunTied(argv + 3);
+    if (argc > 3 && std::strcmp(argv[1], "tied") == 0) return farm::RunTied(argv[2], argv + 3);
     if (!StartProgram()) return 1;
     // A parent may have left it ignored, and then nobody hears of the ends of processes.
     (void)::signal(SIGCHLD, SIG_DFL);

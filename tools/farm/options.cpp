@@ -106,7 +106,8 @@ void AddCommands(CLI::App& app, Options* options) {
                                       "run one task of a job, as schedulers do");
     AddJob(*task, options)->required();
     task->add_option("TASK", options->task, "such as 0001.bake.3")->required()->type_name("");
-    task->add_flag("--tied", options->is_tied, "stop when the process that started it ends");
+    task->add_option("--tied", options->parent, "stop when process N, which started it, ends")
+        ->type_name("N");
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ struct Options {
     bool wait = false;  ///< status
 
     std::string task;
-    bool is_tied = false;  ///< the task ends with the process that started it
+    std::optional<int> parent;  ///< the task ends with this process, which has started it
 };
 
 /// The command line, which parses into `*options`: for ParseOptions() and for describing it.

@@ -38,7 +38,7 @@ constexpr std::chrono::milliseconds kNoPause{0};
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
                                    const std::string& output) {
     // A command that is left alone must not go on: nobody would take its output.
-    std::vector<std::string> arguments = {OwnProgram(), "tied", "--",
+    std::vector<std::string> arguments = {OwnProgram(), "tied", fmt::format("{}", ::getpid()),
                                           ProgramFile(job, task.command.front())};
     arguments.insert(arguments.end(), task.command.begin() + 1, task.command.end());
     arguments.insert(arguments.end(), {task.stage == Stage::kBake ? "--output" : "-o", output});

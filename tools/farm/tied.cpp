@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "tools/common/number.h"
 #include "tools/common/standard_streams.h"
 
 namespace farm {
@@ -20,16 +21,16 @@ constexpr int kCannotRun = 127;  // as shells answer
 
 }  // namespace
 
-void TieToParent(int signal) {
-    const pid_t parent = ::getppid();
+void TieToParent(int parent, int signal) {
     (void)::prctl(PR_SET_PDEATHSIG, signal);
     // If the parent ended before the call, no signal will come.
-    if (parent == 1 || ::getppid() != parent) (void)::raise(signal);
+    if (::getppid() != parent) (void)::raise(signal);
 }
 
-int RunTied(char** arguments) {
-    if (!arguments[0]) return kCannotRun;
-    TieToParent(SIGKILL);
+int RunTied(const char* parent, char** arguments) {
+    int process = 0;
+    if (!ParseNumber(parent, &process) || !arguments[0]) return kCannotRun;
+    TieToParent(process, SIGKILL);
     ::execv(arguments[0], arguments);
     Tell("pcfarm", fmt::format("{}: {}", arguments[0], std::generic_category().message(errno)));
     return kCannotRun;
