@@ -55,6 +55,7 @@ void JobFolder::RefuseWhileRunning() const {
 }
 
 void JobFolder::Begin(const Job& job) const {
+    const std::string text = JobText(job);
     for (const char* const folder : {"work", "running", "done", "failed", "logs"})
         MakeFolder(path_ + "/" + folder);
     std::error_code error;
@@ -64,7 +65,7 @@ void JobFolder::Begin(const Job& job) const {
     }
     OutputFile file(JobFile());
     std::ofstream stream(file.Path());
-    stream << JobText(job);
+    stream << text;
     stream.close();
     if (!stream) FailWithErrno(JobFile());
     file.Commit();
