@@ -80,8 +80,12 @@ std::string ReasonOf(const ChildEnd& end, const std::string& log) {
 
 /// The bytes must be on disk before the record says so, or a power cut makes a liar of it.
 void Store(const std::string& made, const std::string& output, const Claim& claim) {
-    const int descriptor = OpenFile(made.c_str(), O_RDONLY);
+    const int descriptor = OpenFile(made.c_str(), O_RDONLY | O_NONBLOCK);
     if (descriptor < 0) FailWithErrno(output);
+    if (!StampOf(made)) {
+        ::close(descriptor);
+        throw Failure(output + ": the command has made something else than a file");
+    }
     const int status = ::fdatasync(descriptor);
     const int error = errno;
     ::close(descriptor);
