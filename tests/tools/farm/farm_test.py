@@ -217,8 +217,10 @@ class Local(FarmTest):
             ("no parts", keys('"parts": 0')), ("kind", keys('"bake": "--rays 8"')),
             ("kind of an item", keys('"bake": [null]')), ("kind of a text", keys('"publish": 5')),
             ("kind of a stage", keys('"light": 1')), ("values", keys('"values": [1]')),
-            ("series", keys('"values": {"a": null}')), ("short series", keys('"values": {"a": [1]}')),
-            ("unknown key", keys('"parst": 2')), ("one name", '{"frames": "1-2", "output": "a.ptc"}'),
+            ("series", keys('"values": {"a": null}')),
+            ("short series", keys('"values": {"a": [1]}')),
+            ("unknown key", keys('"parst": 2')),
+            ("one name", '{"frames": "1-2", "output": "a.ptc"}'),
             ("colliding names", '{"frames": "1-2", "output": "x/../{frame}.ptc", "picture": true, '
              '"pictures": "./{frame}.ptc"}'),
             ("unknown brace", keys('"bake": ["{nothing}"]')), ("open brace", keys('"bake": ["{"]')),
