@@ -29,7 +29,7 @@
 namespace {
 
 constexpr int kFilesOpen = 2;
-constexpr int kLives = 3;
+constexpr int kFileLives = 3;
 constexpr int kUses = 200;
 
 /// How often the whole is done: once, but more for a run that takes its time.
@@ -161,7 +161,8 @@ TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     testing::internal::CaptureStdout();  // points that cannot be read are told there, too
     for (int round = 0; round < Rounds(); ++round)
         RunLives(
-            kThreads, kLives, [&](unsigned seed) { Live(seed); }, round * kThreads * kLives);
+            kThreads, kFileLives, [&](unsigned seed) { Live(seed); },
+            round * kThreads * kFileLives);
     testing::internal::GetCapturedStdout();
     TgStats figures_of_files;
     UtFileManager::Get()->Manager().FillStats(&figures_of_files);
