@@ -22,7 +22,7 @@ using Floats = std::vector<float>;
 using Random = std::mt19937_64;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
 
 float Unit(Random& random) {
     return static_cast<float>(random() >> 40) * 0x1p-24F;
@@ -114,12 +114,12 @@ const KnownChannel kChannels[] = {
     {"float any", [](std::size_t, Random& random) { return Short(Unit(random) * 7 - 2); }},
     {"float far", [](std::size_t i, Random&) { return 250000 + static_cast<float>(i % 3); }},
     {"float constant", [](std::size_t, Random&) { return 0.1f; }},
-    {"float nothing", [](std::size_t, Random&) { return kNan; }},
+    {"float nothing", [](std::size_t, Random&) { return kNoNumber; }},
     {"float endless", [](std::size_t i, Random&) { return i % 2 ? kInfinity : -kInfinity; }},
     {"float zero", [](std::size_t i, Random&) { return i % 2 ? 0.0f : -0.0f; }},
     {"float some",
      [](std::size_t i, Random& random) {
-         const float odd[] = {kNan, kInfinity, 0, -0.0f, -kInfinity};
+         const float odd[] = {kNoNumber, kInfinity, 0, -0.0f, -kInfinity};
          return i % 7 < 5 && i > 900 ? odd[i % 7] : Short(Unit(random));
      }},
     // Bins of 24.5, and 49 / 49.0 is below 1 when it is multiplied by the inverse.
@@ -262,7 +262,7 @@ TEST(PtcMeasure, SpacingIsThatOfTryingAllPoints) {
          }},
         {"not finite",
          [](std::size_t i, Random& r) {
-             return Position{i % 3 ? Unit(r) : kNan, Unit(r), i % 5 ? Unit(r) : kInfinity};
+             return Position{i % 3 ? Unit(r) : kNoNumber, Unit(r), i % 5 ? Unit(r) : kInfinity};
          }},
         {"as large as can be",
          [](std::size_t, Random& r) {
