@@ -19,7 +19,7 @@ namespace farm {
 
 namespace {
 
-constexpr mode_t kReadWriteForAll = 0666;  // what the user's mask leaves of it
+constexpr mode_t kShared = 0666;  // what the user's mask leaves of it
 
 void MakeFolder(const std::string& path) {
     std::error_code error;
@@ -73,14 +73,14 @@ Job JobFolder::ReadStoredJob() const {
 }
 
 void JobFolder::MarkSlurm() const {
-    const int descriptor = OpenFile(SlurmMark().c_str(), O_WRONLY | O_CREAT, kReadWriteForAll);
+    const int descriptor = OpenFile(SlurmMark().c_str(), O_WRONLY | O_CREAT, kShared);
     if (descriptor < 0) FailWithErrno(SlurmMark());
     ::close(descriptor);
 }
 
 std::int64_t JobFolder::FolderTime() const {
     const std::string file = path_ + "/running/.time";
-    const int descriptor = OpenFile(file.c_str(), O_WRONLY | O_CREAT, kReadWriteForAll);
+    const int descriptor = OpenFile(file.c_str(), O_WRONLY | O_CREAT, kShared);
     if (descriptor < 0) FailWithErrno(file);
     const int status = ::futimens(descriptor, nullptr);
     const int error = errno;
