@@ -24,6 +24,7 @@ void AddFile(const std::string& file, Digest* digest) {
 std::string Freshness::MadeFrom(const Task& task) {
     Digest digest;
     for (const std::string& argument : task.command) digest.Add(argument);
+    if (!task.history.empty()) digest.Add(task.history);
     for (const std::string& source : task.sources) AddFile(source, &digest);
     return digest.Text();
 }

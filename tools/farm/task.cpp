@@ -9,6 +9,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/start.h"
+#include "tools/farm/digest.h"
 #include "tools/farm/frame_list.h"
 #include "tools/farm/small_file.h"
 
@@ -89,12 +90,24 @@ private:
         }
     }
 
-    /// A command that makes one cloud of those that the tasks so far have made. Their sources are
-    /// its own as well, for the clouds may be gone when it is asked whether it is fresh.
+    /// The bakes of a frame differ in the number of their part alone.
+    std::string HistoryOf(const std::vector<std::size_t>& clouds) const {
+        const Task& first = tasks_[clouds.front()];
+        Digest digest;
+        digest.Add(first.history);
+        for (const std::string& argument : first.command) digest.Add(argument);
+        digest.AddNumber(static_cast<std::int64_t>(clouds.size()));
+        return digest.Text();
+    }
+
+    /// A command that makes one cloud of those that the tasks so far have made. Their sources and
+    /// their commands are its own as well, for the clouds may be gone when it is asked whether it
+    /// is fresh.
     void AddCloudTask(Stage stage, std::vector<std::string> command,
                       const std::vector<std::string>& arguments) {
         Task& task = Add(StageName(stage), stage, std::move(command));
         task.sources = sources_;
+        task.history = HistoryOf(clouds_);
         AddArguments(arguments, &task);
         if (stage == Stage::kOrganize) AddReport(&task);
         sources_ = task.sources;

@@ -37,6 +37,8 @@ struct Task {
     /// A program of ours by its bare name, and its arguments without the names of what the task
     /// makes and of what it reads of tasks before it. The same on all machines. Empty: a copy.
     std::vector<std::string> command;
+    std::string
+        history;  ///< digest of the commands that made what it reads: the clouds may be gone
     std::vector<std::string> sources;  ///< files that it or a task before it reads, made by no task
     std::string output;
     std::vector<std::size_t> after;   ///< tasks of the frame that must be done first: their outputs

@@ -190,6 +190,21 @@ class Local(FarmTest):
                 before = now
         self.assertEqual(farm.left_over(), [])
 
+    def test_clouds_that_are_used_up_hide_no_change(self) -> None:
+        farm = self.farm(Farm(1, 2, keep_work=False))
+        before: dict[str, float] = {}
+        changes = [{}, {}, {"bake": [*BAKE, "--density", "61"]}, {"parts": 3}]
+        for change, expected in zip(changes, [True, False, True, True]):
+            with self.subTest(change):
+                farm.write(**change)
+                farm.parts = change.get("parts", farm.parts)
+                self.assertEqual(farm.run("job.json", "--local", "2", "--quiet").returncode, 0)
+                now = farm.begun()
+                self.assertEqual([now[task] != before.get(task) for task in farm.tasks()],
+                                 [expected] * len(farm.tasks()))
+                self.assertEqual(list((farm.folder / "work").iterdir()), [])
+                before = now
+
     def test_listed_commands_make_the_same(self) -> None:
         farm = self.farm(Farm(2, 2))
         listed = farm.run("job.json", "--list").stdout
