@@ -103,7 +103,7 @@ void ExpectHistogram(const json& is, const Floats& values, std::size_t bins) {
     }
 }
 
-constexpr std::size_t kPoints = 1500;
+constexpr std::size_t kMeasuredPoints = 1500;
 
 struct KnownChannel {
     const char* type;
@@ -142,7 +142,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
         const MemoryCloud cloud(WithVariables(types), form);
         Random random(3);
         values->assign(std::size(kChannels), {});
-        for (std::size_t i = 0; i < kPoints; ++i) {
+        for (std::size_t i = 0; i < kMeasuredPoints; ++i) {
             Floats data;
             for (std::size_t c = 0; c < std::size(kChannels); ++c) {
                 data.push_back(kChannels[c].value(i, random));
@@ -167,7 +167,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
         const json info = json::parse(run.out)[0];
         const json& channels = info["statistics"]["channels"];
         ASSERT_EQ(channels.size(), 4 + std::size(kChannels));
-        EXPECT_EQ(channels[0]["mean"], (kPoints - 1) / 2.0);
+        EXPECT_EQ(channels[0]["mean"], (kMeasuredPoints - 1) / 2.0);
         EXPECT_EQ(channels[3]["greatest"], 0.25);
         EXPECT_EQ(info["statistics"]["spacing"]["radius_per_spacing"], 0.25);
         for (std::size_t c = 0; c < std::size(kChannels); ++c) {

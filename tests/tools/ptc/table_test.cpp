@@ -227,7 +227,7 @@ TEST(PtcTable, PlainNumbersAreReadAsTheStandardLibraryReadsThem) {
         std::string text = std::to_string(random() >> random() % 50);
         text.resize(std::min<std::size_t>(text.size(), 1 + random() % 16));
         if (const std::size_t point = random() % 18; point > 0 && point < text.size())
-            text.insert(point, ".");
+            text.insert(point, 1, '.');
         expect_same(random() % 2 ? text : "-" + text);
         // Half way between two floats, where the even one counts, and beside that.
         const std::uint64_t half = (random() % (1 << 24) | 1 << 24) * 2 + 1;
