@@ -20,7 +20,7 @@ constexpr std::uint32_t kPatience = 128;
 constexpr std::int32_t kNoLowest = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kNoHighest = -1;
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kUnbounded = std::numeric_limits<float>::infinity();
 
 }  // namespace
 
@@ -110,7 +110,7 @@ bool Crowds::Split(std::uint32_t index) {
     const std::uint32_t axis = NextAxis(index);
     const auto key = [&](std::int32_t record) {
         const float value = rules_.Coordinate(Record(record), axis);
-        return std::isnan(value) ? -kInfinity : value;
+        return std::isnan(value) ? -kUnbounded : value;
     };
     keys_.clear();
     for (std::uint32_t i = begin; i < end; ++i) keys_.push_back(key(members_[i]));
@@ -141,8 +141,8 @@ std::uint32_t Crowds::AddNode(std::uint32_t begin, std::uint32_t end, std::uint3
     const auto index = static_cast<std::uint32_t>(nodes_.size());
     const std::size_t axes = rules_.Axes();
     nodes_.push_back({kNoLowest, kNoHighest, begin, end, 0, axis, true});
-    bounds_.insert(bounds_.end(), axes, kInfinity);
-    bounds_.insert(bounds_.end(), axes, -kInfinity);
+    bounds_.insert(bounds_.end(), axes, kUnbounded);
+    bounds_.insert(bounds_.end(), axes, -kUnbounded);
     float* const low = Low(index);
     float* const high = High(index);
     for (std::uint32_t i = begin; i < end; ++i) {
@@ -154,8 +154,8 @@ std::uint32_t Crowds::AddNode(std::uint32_t begin, std::uint32_t end, std::uint3
             if (!std::isnan(value)) continue;
             // A NaN among the data never makes two records different, so such a record may match
             // any query: its bounds are infinite.
-            low[k] = -kInfinity;
-            high[k] = kInfinity;
+            low[k] = -kUnbounded;
+            high[k] = kUnbounded;
         }
     }
     nodes_[index].is_uniform = std::equal(low, low + axes, high);

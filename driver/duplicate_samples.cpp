@@ -12,15 +12,16 @@ namespace {
 constexpr std::size_t kRecent = 32;
 constexpr std::uint32_t kLeaf = 8;
 constexpr float kReachOfRadius = 0.001f;
-constexpr float kNormalTolerance = 0.001f;
+constexpr float kSampleNormalTolerance = 0.001f;
 
 bool IsSameSample(const SampleAxes& sample, const SampleAxes& stored, float reach) {
     const float x = sample[0] - stored[0];
     const float y = sample[1] - stored[1];
     const float z = sample[2] - stored[2];
-    return x * x + y * y + z * z < reach && std::fabs(sample[3] - stored[3]) < kNormalTolerance &&
-           std::fabs(sample[4] - stored[4]) < kNormalTolerance &&
-           std::fabs(sample[5] - stored[5]) < kNormalTolerance;
+    return x * x + y * y + z * z < reach &&
+           std::fabs(sample[3] - stored[3]) < kSampleNormalTolerance &&
+           std::fabs(sample[4] - stored[4]) < kSampleNormalTolerance &&
+           std::fabs(sample[5] - stored[5]) < kSampleNormalTolerance;
 }
 
 /// The point of a node's box that is nearest to `sample`. Rounded subtraction, square and sum

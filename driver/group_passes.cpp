@@ -7,11 +7,11 @@
 
 namespace {
 
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kFarthest = std::numeric_limits<float>::infinity();
 
 /// Around the records of a crowd that can be near others.
 struct CrowdBox {
-    LiveGroups::Box box = {{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}};
+    LiveGroups::Box box = {{kFarthest, kFarthest, kFarthest}, {-kFarthest, -kFarthest, -kFarthest}};
     bool is_empty = true;
 
     void Include(const float* position) {

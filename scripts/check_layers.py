@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails if a file includes something that its room may not include."""
+"""Fails if a file includes something that its room may not include, or what is not a header."""
 
 import pathlib
 import re
@@ -77,7 +77,7 @@ MAY_INCLUDE = {
     "examples": {"include"},
     "python/module": {"include", "python/module"},
 }
-INCLUDE = re.compile(r'^\s*#\s*include\s+"([a-z0-9_/]+\.h)"')
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"')
 
 
 def path_of(included: str) -> str:
@@ -105,6 +105,10 @@ def main() -> int:
                 if not match:
                     continue
                 included = path_of(match[1])
+                if not included.endswith(".h"):
+                    print(f"{path}:{number}: {included} is not a header")
+                    faults += 1
+                    continue
                 if not is_allowed(included, MAY_INCLUDE.get(room, set()), room):
                     print(f"{path}:{number}: {room} may not include {included}")
                     faults += 1

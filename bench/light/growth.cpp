@@ -14,7 +14,7 @@ namespace accuracy {
 
 namespace {
 
-constexpr int kRounds = 3;
+constexpr int kGrowthRounds = 3;
 
 /// Of one query.
 struct Cost {
@@ -33,7 +33,7 @@ Cost CostOf(const PtcLight& light, Quantity quantity, const std::vector<Place>& 
             const PtcGathering& settings) {
     Cost cost;
     // The first round reads the file; what it takes is not counted.
-    for (int round = 0; round <= kRounds; ++round) {
+    for (int round = 0; round <= kGrowthRounds; ++round) {
         const PtcStatistics before = Statistics();
         const double begin = ProcessorTime();
         for (const Place& place : places) (void)GatherAt(light, quantity, place, settings);

@@ -10,7 +10,7 @@ namespace accuracy {
 
 namespace {
 
-constexpr int kPlaces = 4001;
+constexpr int kLinePlaces = 4001;
 constexpr int kRays = 1 << 16;
 
 double Mean(Vec3d value) {
@@ -29,9 +29,9 @@ double TrueStep(const Rays& rays, Quantity quantity, const Place& from, const Pl
 
 void PrintSeams(const Rays& rays, const OpenedCloud& cloud, const Questions& questions,
                 int bounces) {
-    const std::vector<Place> line = FloorLine(kPlaces);
+    const std::vector<Place> line = FloorLine(kLinePlaces);
     fmt::print("\nlargest step along {} places across the floor, in percent of the mean\n",
-               kPlaces);
+               kLinePlaces);
     fmt::print("{:<8} {:<20} {:>8} {:>8} {:>10}  {}\n", "quality", "of", "mean", "step", "by rays",
                "at");
     for (const NamedQuality& quality : questions.qualities)
@@ -41,7 +41,7 @@ void PrintSeams(const Rays& rays, const OpenedCloud& cloud, const Questions& que
             double mean = 0;
             for (const Place& place : line) {
                 values.push_back(Mean(GatherAt(cloud.Light(), quantity, place, settings)));
-                mean += values.back() / kPlaces;
+                mean += values.back() / kLinePlaces;
             }
             std::size_t worst = 1;
             for (std::size_t i = 1; i < line.size(); ++i)

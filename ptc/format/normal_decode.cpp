@@ -7,12 +7,12 @@
 
 namespace {
 
-constexpr std::size_t kCodes = 65536;
+constexpr std::size_t kCodeCount = 65536;
 
 }  // namespace
 
-NormalDecoder::NormalDecoder() : directions_(kCodes) {
-    for (std::size_t code = 0; code < kCodes; ++code) {
+NormalDecoder::NormalDecoder() : directions_(kCodeCount) {
+    for (std::size_t code = 0; code < kCodeCount; ++code) {
         const float share = static_cast<float>(code) / 65535.0f;
         directions_[code] = sine_cosine::Of((share - 0.5f) * 6.2831855f);
     }

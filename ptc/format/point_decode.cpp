@@ -16,14 +16,14 @@
 
 namespace {
 
-using Lanes = float __attribute__((vector_size(16)));
+using FourFloats = float __attribute__((vector_size(16)));
 using Pairs = double __attribute__((vector_size(16)));
 using Words = std::uint32_t __attribute__((vector_size(16)));
 using Whole = std::int32_t __attribute__((vector_size(16)));
 
 constexpr std::size_t kAtOnce = 4;
 constexpr std::size_t kCodes = ptc_layout::Find(ptc_layout::kPoint, "azimuth").offset;
-constexpr std::size_t kRadius = ptc_layout::Find(ptc_layout::kPoint, "radius").offset;
+constexpr std::size_t kRadiusPlace = ptc_layout::Find(ptc_layout::kPoint, "radius").offset;
 static_assert(kCodes == 12 && ptc_layout::Find(ptc_layout::kPoint, "height").offset == 14,
               "position and codes fill 16 bytes");
 
@@ -39,24 +39,24 @@ T LoadAs(const std::byte* bytes) {
     return value;
 }
 
-Lanes SquareRoot(Lanes values) {
+FourFloats SquareRoot(FourFloats values) {
 #if defined(__SSE2__)
-    return reinterpret_cast<Lanes>(_mm_sqrt_ps(reinterpret_cast<__m128>(values)));
+    return reinterpret_cast<FourFloats>(_mm_sqrt_ps(reinterpret_cast<__m128>(values)));
 #else
-    return Lanes{std::sqrt(values[0]), std::sqrt(values[1]), std::sqrt(values[2]),
-                 std::sqrt(values[3])};
+    return FourFloats{std::sqrt(values[0]), std::sqrt(values[1]), std::sqrt(values[2]),
+                      std::sqrt(values[3])};
 #endif
 }
 
 /// Cosines and sines of two azimuths.
-Lanes Directions(const NormalDecoder& normals, std::uint16_t first, std::uint16_t second) {
+FourFloats Directions(const NormalDecoder& normals, std::uint16_t first, std::uint16_t second) {
     // A pair is moved as one double, so that both reach the register without a way through memory.
     const auto load = [](const sine_cosine::Pair& pair) {
         double both;
         std::memcpy(&both, &pair, sizeof both);
         return both;
     };
-    return reinterpret_cast<Lanes>(
+    return reinterpret_cast<FourFloats>(
         Pairs{load(normals.Direction(first)), load(normals.Direction(second))});
 }
 
@@ -64,40 +64,41 @@ Lanes Directions(const NormalDecoder& normals, std::uint16_t first, std::uint16_
 void DecodeFour(const NormalDecoder& normals, const std::byte* from, std::size_t record,
                 std::byte* to, std::size_t stride) {
     const std::byte* const at[] = {from, from + record, from + 2 * record, from + 3 * record};
-    const Lanes a = LoadAs<Lanes>(at[0]), b = LoadAs<Lanes>(at[1]);
-    const Lanes c = LoadAs<Lanes>(at[2]), d = LoadAs<Lanes>(at[3]);
-    const Lanes ab = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-    const Lanes cd = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    const FourFloats a = LoadAs<FourFloats>(at[0]), b = LoadAs<FourFloats>(at[1]);
+    const FourFloats c = LoadAs<FourFloats>(at[2]), d = LoadAs<FourFloats>(at[3]);
+    const FourFloats ab = __builtin_shufflevector(a, b, 2, 6, 3, 7);
+    const FourFloats cd = __builtin_shufflevector(c, d, 2, 6, 3, 7);
     const auto codes = reinterpret_cast<Words>(__builtin_shufflevector(ab, cd, 2, 3, 6, 7));
 
     // In the order of NormalDecoder::Decode().
-    const Lanes share =
-        __builtin_convertvector(reinterpret_cast<Whole>(codes >> 16), Lanes) / 65535.0f;
+    const FourFloats share =
+        __builtin_convertvector(reinterpret_cast<Whole>(codes >> 16), FourFloats) / 65535.0f;
     const auto has_normal = reinterpret_cast<Words>(codes != 0xFFFFFFFFU);
-    const Lanes z = (share - 1.0f) + share;
-    const Lanes width = SquareRoot(1.0f - z * z);
-    const Lanes ab_xy = Directions(normals, LoadAs<std::uint16_t>(at[0] + kCodes),
-                                   LoadAs<std::uint16_t>(at[1] + kCodes)) *
-                        __builtin_shufflevector(width, width, 0, 0, 1, 1);
-    const Lanes cd_xy = Directions(normals, LoadAs<std::uint16_t>(at[2] + kCodes),
-                                   LoadAs<std::uint16_t>(at[3] + kCodes)) *
-                        __builtin_shufflevector(width, width, 2, 2, 3, 3);
+    const FourFloats z = (share - 1.0f) + share;
+    const FourFloats width = SquareRoot(1.0f - z * z);
+    const FourFloats ab_xy = Directions(normals, LoadAs<std::uint16_t>(at[0] + kCodes),
+                                        LoadAs<std::uint16_t>(at[1] + kCodes)) *
+                             __builtin_shufflevector(width, width, 0, 0, 1, 1);
+    const FourFloats cd_xy = Directions(normals, LoadAs<std::uint16_t>(at[2] + kCodes),
+                                        LoadAs<std::uint16_t>(at[3] + kCodes)) *
+                             __builtin_shufflevector(width, width, 2, 2, 3, 3);
     // A point without a normal: every bit is 0, also the signs.
-    const auto keep = [](Lanes values, Words mask) {
-        return reinterpret_cast<Lanes>(reinterpret_cast<Words>(values) & mask);
+    const auto keep = [](FourFloats values, Words mask) {
+        return reinterpret_cast<FourFloats>(reinterpret_cast<Words>(values) & mask);
     };
-    const Lanes ab_normal =
+    const FourFloats ab_normal =
         keep(ab_xy, __builtin_shufflevector(has_normal, has_normal, 0, 0, 1, 1));
-    const Lanes cd_normal =
+    const FourFloats cd_normal =
         keep(cd_xy, __builtin_shufflevector(has_normal, has_normal, 2, 2, 3, 3));
-    const Lanes kept_z = keep(z, has_normal);
-    const Lanes radius = {LoadAs<float>(at[0] + kRadius), LoadAs<float>(at[1] + kRadius),
-                          LoadAs<float>(at[2] + kRadius), LoadAs<float>(at[3] + kRadius)};
-    const Lanes ab_end = __builtin_shufflevector(kept_z, radius, 0, 4, 1, 5);
-    const Lanes cd_end = __builtin_shufflevector(kept_z, radius, 2, 6, 3, 7);
+    const FourFloats kept_z = keep(z, has_normal);
+    const FourFloats radius = {
+        LoadAs<float>(at[0] + kRadiusPlace), LoadAs<float>(at[1] + kRadiusPlace),
+        LoadAs<float>(at[2] + kRadiusPlace), LoadAs<float>(at[3] + kRadiusPlace)};
+    const FourFloats ab_end = __builtin_shufflevector(kept_z, radius, 0, 4, 1, 5);
+    const FourFloats cd_end = __builtin_shufflevector(kept_z, radius, 2, 6, 3, 7);
 
     // The position takes its code along; the normal then goes over it.
-    const auto put = [&](std::size_t i, Lanes head, Lanes normal_and_radius) {
+    const auto put = [&](std::size_t i, FourFloats head, FourFloats normal_and_radius) {
         std::memcpy(to + i * stride, &head, sizeof head);
         std::memcpy(to + i * stride + kNormal, &normal_and_radius, sizeof normal_and_radius);
     };

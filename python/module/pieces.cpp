@@ -16,8 +16,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int64_t kFirst = 64;                    // items of the first pieces, which are timed
-constexpr std::int64_t kMost = std::int64_t{1} << 18;  // that the library orders at a time
+constexpr std::int64_t kFirst = 64;  // items of the first pieces, which are timed
+constexpr std::int64_t kMostOrdered = std::int64_t{1} << 18;  // that the library orders at a time
 constexpr std::int64_t kGrowth = 4096;
 constexpr std::int64_t kLast = 16384;  // the last pieces are not smaller, for the sake of order
 constexpr double kSeconds = 0.5;       // that a piece should take
@@ -39,7 +39,7 @@ public:
             if (!Do(first, count)) return;
             const std::chrono::duration<double> took = Clock::now() - begin;
             const double fitting = static_cast<double>(count) * kSeconds / (took.count() + 1e-9);
-            const auto most = static_cast<double>(std::min(kGrowth * count, kMost));
+            const auto most = static_cast<double>(std::min(kGrowth * count, kMostOrdered));
             wanted = static_cast<std::int64_t>(std::clamp(fitting, 1.0, most));
         }
     }

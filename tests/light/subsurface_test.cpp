@@ -21,7 +21,7 @@ namespace {
 using Answer = std::array<float, 3>;
 
 /// A material in which light gets 1 far.
-PtcSubsurface Material(float absorbed) {
+PtcSubsurface MaterialOf(float absorbed) {
     PtcSubsurface material;
     std::fill_n(material.scattering, 3, 1 - absorbed);
     std::fill_n(material.absorption, 3, absorbed);
@@ -61,7 +61,7 @@ TEST_F(Subsurfaces, EvenlyLitSlabsHaveTheFormula) {
         float spacing;
         double error;
     };
-    const PtcSubsurface material = Material(0.1f);
+    const PtcSubsurface material = MaterialOf(0.1f);
     const double total = Dipole(0.9f, 0.1f, material.refraction).Total();
     for (const Case& wanted : {Case{0.5f, 0.005}, {1, 0.005}, {2, 0.01}, {4, 0.04}}) {
         PtcManagedFile* const slab = Cloud(Slab(wanted.spacing, 30));
@@ -176,7 +176,7 @@ TEST_F(Subsurfaces, PointsThatAreNotFiniteAreLeftOut) {
 TEST_F(Subsurfaces, AnswersDependOnNothingElse) {
     const std::vector<LitPoint> points = Ball(30000, 5);
     constexpr std::size_t kPlaces = 40;
-    const PtcSubsurface materials[] = {PtcSubsurface(), Material(0.3f)};
+    const PtcSubsurface materials[] = {PtcSubsurface(), MaterialOf(0.3f)};
     std::array<std::array<Answer, kPlaces>, 6> answers{};
     std::string name;
     const auto compute = [&](std::size_t begin, std::size_t step, auto& own) {

@@ -13,34 +13,35 @@
 
 namespace {
 
-constexpr std::int64_t kCount = 5000;
-int allocations_left = 0;
+constexpr std::int64_t kCopiedPoints = 5000;
+int copies_allocations_left = 0;
 
 /// Calls while the allocation number `at` fails. True: it came to that.
 template <class Call>
 bool FailsInside(int at, Call call) {
-    allocations_left = at;
-    new_fails = [] { return allocations_left-- == 0; };
+    copies_allocations_left = at;
+    new_fails = [] { return copies_allocations_left-- == 0; };
     call();
     new_fails = nullptr;
-    return allocations_left < 0;
+    return copies_allocations_left < 0;
 }
 
 TEST(CopiesWithoutMemory, AReaderGoesOnBehindWhatItAnsweredOrNotAtAll) {
     const ScratchFolder folder;
     const std::string name =
-        WriteTo(folder.File("a.ptc"), BytesOf({kCount, false, TokenForm::kText}));
+        WriteTo(folder.File("a.ptc"), BytesOf({kCopiedPoints, false, TokenForm::kText}));
     PtcReader whole(name.c_str());
-    std::vector<float> expected(kCount);
-    ASSERT_EQ(whole.Read(kCount, {.radii = expected.data()}), kCount);
+    std::vector<float> expected(kCopiedPoints);
+    ASSERT_EQ(whole.Read(kCopiedPoints, {.radii = expected.data()}), kCopiedPoints);
     bool has_failed = true;
     for (int at = 0; has_failed; ++at) {
         ASSERT_LT(at, 1000);
         PtcReader cloud(name.c_str());
-        std::vector<float> radii(kCount);
+        std::vector<float> radii(kCopiedPoints);
         std::int64_t done = 0;
-        has_failed = FailsInside(at, [&] { done = cloud.Read(kCount, {.radii = radii.data()}); });
-        EXPECT_EQ(done < kCount, has_failed);
+        has_failed =
+            FailsInside(at, [&] { done = cloud.Read(kCopiedPoints, {.radii = radii.data()}); });
+        EXPECT_EQ(done < kCopiedPoints, has_failed);
         if (has_failed) {
             EXPECT_EQ(PtcLastFailure().code, PtcFailureCode::kNoMemory);
         }
@@ -49,7 +50,8 @@ TEST(CopiesWithoutMemory, AReaderGoesOnBehindWhatItAnsweredOrNotAtAll) {
             EXPECT_EQ(next, expected[static_cast<std::size_t>(done)]) << at;
         }
         ASSERT_TRUE(cloud.Seek(done));
-        EXPECT_EQ(cloud.Read(kCount - done, {.radii = radii.data() + done}), kCount - done);
+        EXPECT_EQ(cloud.Read(kCopiedPoints - done, {.radii = radii.data() + done}),
+                  kCopiedPoints - done);
         EXPECT_EQ(radii, expected) << at;
     }
 }
@@ -58,8 +60,8 @@ TEST(CopiesWithoutMemory, ABatchIsWrittenOnceOrTheCloudIsNotWhole) {
     const ScratchFolder folder;
     const std::string name = folder.File("a.ptc");
     ::setenv("LUMR_ASCIIPOINTCLOUD", "1", 1);
-    const std::vector<float> vectors(3 * kCount, 0.5f);
-    const PtcPointsToWrite points{kCount, vectors.data(), vectors.data(), nullptr, nullptr};
+    const std::vector<float> vectors(3 * kCopiedPoints, 0.5f);
+    const PtcPointsToWrite points{kCopiedPoints, vectors.data(), vectors.data(), nullptr, nullptr};
     bool has_failed = true;
     for (int at = 0; has_failed; at += 1 + at / 8) {
         PtcCloudWriter* const cloud = PtcCreateCloud({.name = name.c_str()});
@@ -72,7 +74,7 @@ TEST(CopiesWithoutMemory, ABatchIsWrittenOnceOrTheCloudIsNotWhole) {
         if (!is_written_now) continue;
         PtcHeader header;
         ASSERT_TRUE(PtcReader(name.c_str()).GetHeader(&header));
-        EXPECT_EQ(header.points, kCount) << at;
+        EXPECT_EQ(header.points, kCopiedPoints) << at;
     }
     ::unsetenv("LUMR_ASCIIPOINTCLOUD");
 }

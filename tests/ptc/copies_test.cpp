@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr std::int64_t kPoints = 3000;  // some runs of a reader and some blocks of a cache
+constexpr std::int64_t kCopiedPoints = 3000;  // some runs of a reader and some blocks of a cache
 constexpr std::int64_t kFloats = 4;
 constexpr std::int64_t kRecord = PtcRecordPlaces::kData + 4 * kFloats;
 
@@ -58,14 +58,14 @@ protected:
     }
     static Points ThroughTheCaches(const std::string& name) {
         const PtcFile file(name.c_str());
-        Points points(kPoints);
-        EXPECT_EQ(PtcGetPoints(file.Get(), 0, kPoints, points.Arrays()), kPoints);
+        Points points(kCopiedPoints);
+        EXPECT_EQ(PtcGetPoints(file.Get(), 0, kCopiedPoints, points.Arrays()), kCopiedPoints);
         return points;
     }
     /// What the records of the binary form hold.
     static Points Decoded(const std::string& records) {
-        Points points(kPoints);
-        for (std::int64_t i = 0; i < kPoints; ++i) {
+        Points points(kCopiedPoints);
+        for (std::int64_t i = 0; i < kCopiedPoints; ++i) {
             const char* const record = records.data() + i * kRecord;
             std::memcpy(&points.positions[3 * static_cast<std::size_t>(i)], record, 12);
             std::memcpy(&points.radii[static_cast<std::size_t>(i)],
@@ -73,13 +73,14 @@ protected:
             std::memcpy(&points.data[static_cast<std::size_t>(kFloats * i)],
                         record + PtcRecordPlaces::kData, 4 * kFloats);
         }
-        EXPECT_TRUE(PtcDecodeNormals(records.data() + PtcRecordPlaces::kCodes, kRecord, kPoints,
-                                     points.normals.data()));
+        EXPECT_TRUE(PtcDecodeNormals(records.data() + PtcRecordPlaces::kCodes, kRecord,
+                                     kCopiedPoints, points.normals.data()));
         return points;
     }
     static std::string Records(PtcReader& reader) {
-        std::string records(kPoints * kRecord, '\0');
-        EXPECT_EQ(reader.ReadRecords(kPoints, records.data()), kPoints) << PtcLastFailure().text;
+        std::string records(kCopiedPoints * kRecord, '\0');
+        EXPECT_EQ(reader.ReadRecords(kCopiedPoints, records.data()), kCopiedPoints)
+            << PtcLastFailure().text;
         return records;
     }
     PtcCloudWriter* Created(const char* name) const {
@@ -94,7 +95,7 @@ protected:
 };
 
 TEST_F(Copies, RunsInAnyOrderAreThoseOfTheCaches) {
-    for (const CloudForm& form : AllForms(kPoints)) {
+    for (const CloudForm& form : AllForms(kCopiedPoints)) {
         SCOPED_TRACE(form.name);
         const std::string name = File(form);
         const Points wanted = ThroughTheCaches(name);
@@ -104,14 +105,14 @@ TEST_F(Copies, RunsInAnyOrderAreThoseOfTheCaches) {
         const std::string records = Records(reader);
         EXPECT_EQ(Decoded(records), wanted);
 
-        std::int64_t next = kPoints;
+        std::int64_t next = kCopiedPoints;
         for (int round = 0; round < 60; ++round) {
-            if (next == kPoints || random_() % 3 == 0) {
-                next = static_cast<std::int64_t>(random_() % (kPoints + 1));
+            if (next == kCopiedPoints || random_() % 3 == 0) {
+                next = static_cast<std::int64_t>(random_() % (kCopiedPoints + 1));
                 ASSERT_TRUE(reader.Seek(next)) << next;
             }
             const auto count = static_cast<std::int64_t>(random_() % (round % 2 ? 2500 : 20));
-            const std::int64_t there = std::min(count, kPoints - next);
+            const std::int64_t there = std::min(count, kCopiedPoints - next);
             if (random_() % 2) {
                 Points read(there);
                 ASSERT_EQ(reader.Read(count, read.Arrays()), there);
@@ -134,15 +135,15 @@ TEST_F(Copies, RunsInAnyOrderAreThoseOfTheCaches) {
 }
 
 TEST_F(Copies, BatchesAreWrittenAsSinglePointsAre) {
-    const Points points = ThroughTheCaches(File(AllForms(kPoints)[0]));
+    const Points points = ThroughTheCaches(File(AllForms(kCopiedPoints)[0]));
     for (const bool is_text : {false, true}) {
         if (is_text) setenv("LUMR_ASCIIPOINTCLOUD", "1", 1);
         for (const bool has_all : {true, false}) {
             PtcCloudWriter* const one = Created("single");
             PtcCloudWriter* const many = Created("batches");
-            for (std::int64_t done = 0; done < kPoints;) {
+            for (std::int64_t done = 0; done < kCopiedPoints;) {
                 const std::int64_t count = std::min<std::int64_t>(
-                    kPoints - done, static_cast<std::int64_t>(random_() % 1500));
+                    kCopiedPoints - done, static_cast<std::int64_t>(random_() % 1500));
                 const Points part = points.Part(done, count);
                 const float* const data = has_all ? part.data.data() : nullptr;
                 ASSERT_TRUE(PtcWritePoints(many, {count, part.positions.data(), part.normals.data(),
@@ -163,7 +164,7 @@ TEST_F(Copies, BatchesAreWrittenAsSinglePointsAre) {
 }
 
 TEST_F(Copies, RecordsAreCopiedByteForByte) {
-    for (const CloudForm& form : AllForms(kPoints)) {
+    for (const CloudForm& form : AllForms(kCopiedPoints)) {
         SCOPED_TRACE(form.name);
         const std::string name = File(form);
         PtcReader from(name.c_str());
@@ -171,10 +172,10 @@ TEST_F(Copies, RecordsAreCopiedByteForByte) {
         PtcCloudWriter* const to = Created("copy");
         ASSERT_TRUE(PtcWriteRecords(to, 1000, records.data()));
         ASSERT_TRUE(PtcWriteRecords(to, 0, nullptr));
-        ASSERT_TRUE(PtcWriteRecords(to, kPoints - 1000, records.data() + 1000 * kRecord));
+        ASSERT_TRUE(PtcWriteRecords(to, kCopiedPoints - 1000, records.data() + 1000 * kRecord));
         ASSERT_TRUE(PtcFinishCloud(to)) << PtcLastFailure().text;
         const CloudFile copy{ContentOf(folder_.File("copy"))};
-        ASSERT_EQ(copy.PointCount(), kPoints);
+        ASSERT_EQ(copy.PointCount(), kCopiedPoints);
         EXPECT_EQ(copy.bytes.substr(copy.DataStart()), records);
         PtcHeader header{};
         ASSERT_TRUE(from.GetHeader(&header));
@@ -187,7 +188,7 @@ TEST_F(Copies, RecordsAreCopiedByteForByte) {
 TEST_F(Copies, WhatIsRefusedChangesNothing) {
     const CloudForm form = AllForms(100)[0];
     const std::string name = File(form);
-    std::string cut = gzip_bytes::Whole(BytesOf({kPoints, false}));
+    std::string cut = gzip_bytes::Whole(BytesOf({kCopiedPoints, false}));
     cut.resize(cut.size() / 2);
     WriteTo(folder_.File("damaged"), cut);
     PtcReader reader(name.c_str());
@@ -199,7 +200,7 @@ TEST_F(Copies, WhatIsRefusedChangesNothing) {
     PtcCloudWriter* const writer = Created("written");
     constexpr float kThree[3] = {};
     constexpr float kRadii[2] = {1, -1};
-    std::string records(kPoints * kRecord, '\0');
+    std::string records(kCopiedPoints * kRecord, '\0');
     std::string negative(2 * kRecord, '\0');
     Put(&negative, kRecord + PtcRecordPlaces::kRadius, -1.0f);
     constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
@@ -222,10 +223,13 @@ TEST_F(Copies, WhatIsRefusedChangesNothing) {
         {"point 100: there is none", kNoSuchRecord,
          [&] { return reader.Seek(0) && reader.ReadRecords(kMost, &records[0]) > 100; }},
         {"point 1499 cannot be read", kUnreadable,
-         [&] { return damaged.Read(kPoints, {}) == kPoints; }},
+         [&] { return damaged.Read(kCopiedPoints, {}) == kCopiedPoints; }},
         {"the next point cannot be read", kUnreadable, [&] { return damaged.Read(1, {}) > 0; }},
         {"point 1499 cannot be read", kUnreadable,
-         [&] { return damaged.Seek(0) && damaged.ReadRecords(kPoints, &records[0]) == kPoints; }},
+         [&] {
+             return damaged.Seek(0) &&
+                    damaged.ReadRecords(kCopiedPoints, &records[0]) == kCopiedPoints;
+         }},
         {"no writer", kBadArgument, [&] { return PtcWritePoints(nullptr, {}); }},
         {"no writer", kBadArgument, [&] { return PtcWriteRecords(nullptr, 0, nullptr); }},
         {"no positions", kBadArgument,
@@ -262,7 +266,7 @@ TEST_F(Copies, WhatIsRefusedChangesNothing) {
 }
 
 TEST_F(Copies, AReaderKeepsTheFileThatHadTheName) {
-    const std::vector<CloudForm> forms = AllForms(kPoints);
+    const std::vector<CloudForm> forms = AllForms(kCopiedPoints);
     const std::string name = File(forms[0]);
     PtcReader first(name.c_str());
     const std::string records = Records(first);

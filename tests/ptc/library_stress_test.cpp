@@ -29,11 +29,11 @@
 namespace {
 
 constexpr int kFilesOpen = 2;
-constexpr int kLives = 3;
+constexpr int kFileLives = 3;
 constexpr int kUses = 200;
 
 /// How often the whole is done: once, but more for a run that takes its time.
-int Rounds() {
+int StressRounds() {
     const char* const rounds = std::getenv("PTC_STRESS_ROUNDS");
     return rounds ? std::atoi(rounds) : 1;
 }
@@ -159,9 +159,10 @@ protected:
 
 TEST_F(LibraryStress, FilesThatComeAndGoAnswerWhatTheyHold) {
     testing::internal::CaptureStdout();  // points that cannot be read are told there, too
-    for (int round = 0; round < Rounds(); ++round)
+    for (int round = 0; round < StressRounds(); ++round)
         RunLives(
-            kThreads, kLives, [&](unsigned seed) { Live(seed); }, round * kThreads * kLives);
+            kThreads, kFileLives, [&](unsigned seed) { Live(seed); },
+            round * kThreads * kFileLives);
     testing::internal::GetCapturedStdout();
     TgStats figures_of_files;
     UtFileManager::Get()->Manager().FillStats(&figures_of_files);
@@ -234,7 +235,7 @@ protected:
 };
 
 TEST_F(LookupStress, AnswersAreRightWhileOctreesAreBuilt) {
-    for (int round = 0; round < 6 * Rounds(); ++round) {
+    for (int round = 0; round < 6 * StressRounds(); ++round) {
         UtFileManager::Create(kThreads, kFilesOpen, 1);
         PtcConfigure(kThreads, 1, 1, nullptr);
         const auto shared_uses = static_cast<unsigned>(round * 5 % 16);

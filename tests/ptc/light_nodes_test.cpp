@@ -206,7 +206,7 @@ TEST(PtcLightNodes, ChannelsThatDoNotFitAreRefused) {
               what + "variable \"glow\" has 3 floats, where an area has 1");
 }
 
-CloudVariables Declared(std::initializer_list<std::pair<const char*, const char*>> list) {
+CloudVariables DeclaredAs(std::initializer_list<std::pair<const char*, const char*>> list) {
     CloudVariables variables;
     for (const auto& [type, name] : list) {
         variables.types.emplace_back(type);
@@ -219,13 +219,13 @@ CloudVariables Declared(std::initializer_list<std::pair<const char*, const char*
 
 TEST(PtcLightNodes, AreFoundOnlyWhenAllAreThereInOrder) {
     // Points whose variables look like a beginning of the data, and then the data.
-    auto light = FindLightData(Declared({{"float[6]", "lightbox"},
-                                         {"point", "lightcentre"},
-                                         {"float[6]", "lightbox"},
-                                         {"point", "lightcentre"},
-                                         {"vector", "lightnormal"},
-                                         {"float[6]", "lightarea:a:b"},
-                                         {"float[27]", "lightpower"}}));
+    auto light = FindLightData(DeclaredAs({{"float[6]", "lightbox"},
+                                           {"point", "lightcentre"},
+                                           {"float[6]", "lightbox"},
+                                           {"point", "lightcentre"},
+                                           {"vector", "lightnormal"},
+                                           {"float[6]", "lightarea:a:b"},
+                                           {"float[27]", "lightpower"}}));
     ASSERT_TRUE(light);
     EXPECT_EQ(light->box, 9U);
     EXPECT_EQ(light->power, 27U);
@@ -242,7 +242,7 @@ TEST(PtcLightNodes, AreFoundOnlyWhenAllAreThereInOrder) {
                                                            {"float[6]", "lightareas"}};
     for (std::size_t bad = 0; bad <= 4; ++bad) {
         const auto at = [&](std::size_t i) { return i == bad ? unsound[i] : sound[i]; };
-        light = FindLightData(Declared({at(0), at(1), at(2), at(3)}));
+        light = FindLightData(DeclaredAs({at(0), at(1), at(2), at(3)}));
         EXPECT_EQ(light.has_value(), bad == 4) << bad;
     }
     EXPECT_FALSE(light->has_power);

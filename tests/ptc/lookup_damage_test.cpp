@@ -44,11 +44,11 @@ void ExpectRealPoints(const PtcLookup& lookup, const PlainLookup& plain, const M
     }
 }
 
-constexpr int kPoints = 1500;
+constexpr int kDamagedPoints = 1500;
 
 /// Evenly spread points under a tree of small leaves, of which something was changed.
 std::string Unsound(std::mt19937& random) {
-    std::vector<TreePoint> points(kPoints);
+    std::vector<TreePoint> points(kDamagedPoints);
     for (TreePoint& point : points) {
         point.head = {{}, {0, 0, 1}, 0.01f};
         for (float& coordinate : point.head.position) coordinate = Coordinate(random);
@@ -61,7 +61,7 @@ std::string Unsound(std::mt19937& random) {
         return static_cast<std::size_t>(std::popcount(file.At<std::uint8_t>(node + 32)));
     };
     std::vector<std::size_t> nodes;  // each begins with its run and its box
-    for (std::size_t at = file.DataStart() + kPoints * file.Record(); at < bytes.size();) {
+    for (std::size_t at = file.DataStart() + kDamagedPoints * file.Record(); at < bytes.size();) {
         nodes.push_back(at);
         at += 33 + 8 * children_of(at);
     }
@@ -74,7 +74,8 @@ std::string Unsound(std::mt19937& random) {
         switch (random() % 4) {
             case 0:  // the run
                 Put(&bytes, node + 4 * (random() % 2),
-                    OneOf(random, {-1, 0, 1, 300, kPoints, kPoints + 1, INT32_MAX, INT32_MIN}));
+                    OneOf(random, {-1, 0, 1, 300, kDamagedPoints, kDamagedPoints + 1, INT32_MAX,
+                                   INT32_MIN}));
                 break;
             case 1:  // the box
                 Put(&bytes, node + 8 + 4 * (random() % 6),

@@ -80,7 +80,7 @@ enum class Form { kTree, kOctree, kOrganised, kBinary, kText, kGzip, kTransient 
 constexpr Form kForms[] = {Form::kTree, Form::kTree, Form::kOctree,    Form::kOrganised,
                            Form::kText, Form::kGzip, Form::kTransient, Form::kBinary};
 
-bool Organise(const std::string& input, const std::string& output, int leaf) {
+bool OrganiseInto(const std::string& input, const std::string& output, int leaf) {
     const char* const inputs[] = {input.c_str()};
     PtcOrganiseRequest request;
     request.inputs = inputs;
@@ -113,7 +113,7 @@ void WriteRandom(const std::string& file, Form form, Places places, std::size_t 
     shape.single_children_in = OneOf(random, {2u, 8u, 1000u});
     const std::string bytes = TreeCloud(RandomPoints(places, count, random), shape, random);
     WriteTo(file, form == Form::kGzip ? gzip_bytes::Whole(bytes) : bytes);
-    if (form == Form::kOrganised) (void)Organise(file, file, OneOf(random, {0, 1, 3, 300}));
+    if (form == Form::kOrganised) (void)OrganiseInto(file, file, OneOf(random, {0, 1, 3, 300}));
 }
 
 // --- what is asked ---
@@ -320,7 +320,7 @@ std::vector<std::pair<float, float>> DistancesAndNumbers(const PtcLookup& lookup
 TEST_F(Lookup, APointIsAtTheSameDistanceInEveryFile) {
     const std::string octree = WriteTo(folder_.File("octree"), BytesOf({20'000}));
     const std::string flat = WriteTo(folder_.File("flat"), BytesOf({20'000, false}));
-    ASSERT_TRUE(Organise(flat, folder_.File("organised"), 0));
+    ASSERT_TRUE(OrganiseInto(flat, folder_.File("organised"), 0));
     Open(octree);
     Open(folder_.File("organised"));
     Open(flat);

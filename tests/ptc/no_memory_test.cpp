@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr int kPlenty = 1 << 30;
-int allocations_left = kPlenty;
+constexpr int kPlentyOfMemory = 1 << 30;
+int allocations_left = kPlentyOfMemory;
 
 }  // namespace
 
@@ -73,7 +73,7 @@ int FailEach(bool are_used) {
             EXPECT_TRUE(!are_used || UseBlocks(cache, small, kBlocks, counts));
             allocations_left = at;
             was_right = UseBlocks(cache, large, 1, counts);
-            allocations_left = kPlenty;
+            allocations_left = kPlentyOfMemory;
             EXPECT_STREQ(cache.BrokenPromise(), nullptr);
             EXPECT_TRUE(UseBlocks(cache, large, kBlocks, counts));
             EXPECT_TRUE(UseBlocks(cache, small, kBlocks, counts));
@@ -100,7 +100,7 @@ TEST_F(PtcNoMemory, ATableThatFindsNoneIsMadeByALaterLookup) {
     PtcPointTable table(cache, 3, stats);
     allocations_left = 0;
     const PtcPoint* const none = table.Get(file, 300);
-    allocations_left = kPlenty;
+    allocations_left = kPlentyOfMemory;
     EXPECT_EQ(none, nullptr);
     EXPECT_EQ(file.reads, 0);
     const PtcPoint* const point = table.Get(file, 300);

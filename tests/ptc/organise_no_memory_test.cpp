@@ -13,12 +13,12 @@
 
 namespace {
 
-std::atomic<int> allocations_left{0};
+std::atomic<int> news_until_failure{0};
 
 bool OrganisesWith(int allocations, const PtcOrganiseRequest& request) {
     OrganiseFailure failure;
-    allocations_left = allocations;
-    new_fails = [] { return allocations_left.fetch_sub(1) <= 0; };
+    news_until_failure = allocations;
+    new_fails = [] { return news_until_failure.fetch_sub(1) <= 0; };
     bool is_done = false;
     try {
         is_done = OrganiseClouds(request, nullptr, &failure);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kMostDepth = 60;
 
-bool IsFinite(const TreePoint& point) {
+bool IsFinitePoint(const TreePoint& point) {
     const float* const p = point.head.position;
     return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
 }
@@ -28,7 +28,7 @@ struct Box {
     float bounds[6] = {1e30f, 1e30f, 1e30f, -1e30f, -1e30f, -1e30f};
 
     void Include(const TreePoint& point) {
-        if (!IsFinite(point)) return;
+        if (!IsFinitePoint(point)) return;
         const float radius = std::isfinite(point.head.radius) ? point.head.radius : 0;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const float at = point.head.position[axis];
@@ -124,7 +124,7 @@ std::string TreeCloud(std::vector<TreePoint> points, const TreeShape& shape, std
     const MemoryCloud made(description, shape.form);
     auto strays = points.end();
     if (shape.has_tree && shape.has_strays_behind)
-        strays = std::stable_partition(points.begin(), points.end(), IsFinite);
+        strays = std::stable_partition(points.begin(), points.end(), IsFinitePoint);
     if (shape.has_tree && shape.is_sorted)
         std::stable_sort(points.begin(), strays,
                          [](const TreePoint& a, const TreePoint& b) { return Key(a) < Key(b); });

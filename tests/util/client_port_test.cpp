@@ -46,7 +46,7 @@ bool Soon(Condition holds) {
     return holds();
 }
 
-std::set<int> OpenDescriptors() {
+std::set<int> OpenNumbers() {
     std::set<int> open;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const int descriptor = std::stoi(entry.path().filename().string());
@@ -229,13 +229,13 @@ TEST(ClientPort, LeavesSignalsAndDescriptorsAlone) {
     sigaddset(&one, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &one, &before);
     const HostilePeer peer(Manner::kReads);
-    const std::set<int> known = OpenDescriptors();
+    const std::set<int> known = OpenNumbers();
     ClientPort port(HostPort{"127.0.0.1", peer.Port()});
     port.Start();
     port.Send("line");
     ASSERT_TRUE(Soon([&] { return port.Counts().delivered == 1; }));
     int fresh = 0;
-    for (const int descriptor : OpenDescriptors()) {
+    for (const int descriptor : OpenNumbers()) {
         if (known.contains(descriptor)) continue;
         fresh += 1;
         EXPECT_EQ(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC) << descriptor;
@@ -247,7 +247,7 @@ TEST(ClientPort, LeavesSignalsAndDescriptorsAlone) {
     EXPECT_EQ(sigtimedwait(&one, nullptr, &limit), SIGUSR1);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     port.Finish();
-    EXPECT_TRUE(Soon([&] { return OpenDescriptors().size() <= known.size() + 1; }));
+    EXPECT_TRUE(Soon([&] { return OpenNumbers().size() <= known.size() + 1; }));
 }
 
 TEST(ClientPort, IsNotHeldUpByAResolver) {

@@ -23,7 +23,7 @@
 
 namespace {
 
-constexpr std::size_t kPieceBytes = std::size_t{1} << 16;
+constexpr std::size_t kUnpackedAtOnce = std::size_t{1} << 16;
 constexpr std::size_t kMostShown = 4;       // members in a message
 constexpr std::size_t kLongestShown = 100;  // bytes of a name in a message
 
@@ -149,7 +149,7 @@ void InflateMember(const ZipMemberName& name, Spool* spool) {
     RequireRoom(archive.MemberBytes(), *spool, shown);
     PlainFile out;
     if (!out.Open(spool->Path().c_str(), kPlainWrite)) FailWithErrno("temporary file");
-    const auto piece = std::make_unique<std::array<std::byte, kPieceBytes>>();
+    const auto piece = std::make_unique<std::array<std::byte, kUnpackedAtOnce>>();
     std::int64_t read = 0;
     while ((read = archive.Read(*piece)) > 0) {
         if (out.Write(std::span(*piece).first(static_cast<std::size_t>(read)))) continue;

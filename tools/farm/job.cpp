@@ -21,7 +21,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Texts = std::vector<std::string>;
 
-constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+constexpr std::size_t kMostJobBytes = std::size_t{64} << 20;
 
 /// A text of the file. The system's calls would end at a zero byte.
 std::string TextOf(const Json& value) {
@@ -184,7 +184,7 @@ void RequireDifferentNames(const Job& job, const std::string& name) {
 }  // namespace
 
 Job ReadJob(const std::string& file) {
-    const Json json = Json::parse(ReadSmallFile(file, kMostBytes), nullptr, false, true);
+    const Json json = Json::parse(ReadSmallFile(file, kMostJobBytes), nullptr, false, true);
     if (!json.is_object()) throw Failure(file + ": is no job: it is not a JSON object");
     Job job;
     for (const auto& [key, value] : json.items()) {

@@ -21,7 +21,7 @@ namespace farm {
 
 namespace {
 
-constexpr mode_t kReadWriteForAll = 0666;  // what the user's mask leaves of it
+constexpr mode_t kShared = 0666;  // what the user's mask leaves of it
 
 void MakeFolder(const std::string& path) {
     std::error_code error;
@@ -76,7 +76,7 @@ Job JobFolder::ReadStoredJob() const {
 }
 
 void JobFolder::MarkSlurm() const {
-    const int descriptor = OpenFile(SlurmMark().c_str(), O_WRONLY | O_CREAT, kReadWriteForAll);
+    const int descriptor = OpenFile(SlurmMark().c_str(), O_WRONLY | O_CREAT, kShared);
     if (descriptor < 0) FailWithErrno(SlurmMark());
     ::close(descriptor);
 }
@@ -84,7 +84,7 @@ void JobFolder::MarkSlurm() const {
 std::int64_t JobFolder::FolderTime() const {
     constexpr std::int64_t kNanoseconds = 1'000'000'000;
     const std::string file = path_ + "/running/.time";
-    const OwnedDescriptor time(OpenFile(file.c_str(), O_WRONLY | O_CREAT, kReadWriteForAll));
+    const OwnedDescriptor time(OpenFile(file.c_str(), O_WRONLY | O_CREAT, kShared));
     struct stat info {};
     // Asked by the descriptor: others use and remove the same file at the same time.
     const bool is_known = time.IsOpen() && ::futimens(time.Number(), nullptr) == 0 &&

@@ -23,7 +23,7 @@ namespace farm {
 
 namespace {
 
-constexpr std::chrono::seconds kGrace{5};
+constexpr std::chrono::seconds kTaskGrace{5};
 constexpr std::chrono::seconds kLongPause{3600};
 
 enum class State { kWaiting, kRunning, kDone, kFailed };
@@ -153,7 +153,7 @@ private:
     void StopAll() {
         for (const auto& one : running_) (void)::kill(one->process.Process(), SIGTERM);
         for (const auto& one : running_) {
-            one->process.Stop(kGrace);
+            one->process.Stop(kTaskGrace);
             one->frame->Set(one->task, State::kFailed);
             ++outcome_.failed;
         }

@@ -17,7 +17,7 @@ namespace farm {
 
 namespace {
 
-constexpr std::size_t kMostBytes = 4096;
+constexpr std::size_t kMostLineBytes = 4096;
 constexpr int kBeginField = 22;     // of /proc/PID/stat, counted from 1
 constexpr int kFieldsUpToName = 2;  // the name may hold blanks and brackets
 
@@ -25,7 +25,7 @@ constexpr int kFieldsUpToName = 2;  // the name may hold blanks and brackets
 std::uint64_t BeginOf(pid_t process) {
     const std::string file = fmt::format("/proc/{}/stat", process);
     // Files of the kernel have no size, so they are read as what they are: a few words.
-    std::array<char, kMostBytes> bytes;
+    std::array<char, kMostLineBytes> bytes;
     std::FILE* const stream = std::fopen(file.c_str(), "re");
     if (!stream) return 0;
     const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), stream);
@@ -43,7 +43,7 @@ std::uint64_t BeginOf(pid_t process) {
 }
 
 std::string FirstLine(const char* file) {
-    std::array<char, kMostBytes> bytes;
+    std::array<char, kMostLineBytes> bytes;
     std::FILE* const stream = std::fopen(file, "re");
     if (!stream) return "";
     const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), stream);
@@ -60,7 +60,7 @@ std::string HostName() {
 
 /// Containers of one machine share its name and its start, but do not see each other's processes.
 std::string KernelName() {
-    std::array<char, kMostBytes> link{};
+    std::array<char, kMostLineBytes> link{};
     const ssize_t count = ::readlink("/proc/self/ns/pid", link.data(), link.size() - 1);
     return FirstLine("/proc/sys/kernel/random/boot_id") + (count > 0 ? link.data() : "");
 }

@@ -31,7 +31,7 @@ namespace farm {
 namespace {
 
 /// How long a command has to end by itself when it is stopped. Schedulers kill after a few seconds.
-constexpr std::chrono::seconds kGrace{2};
+constexpr std::chrono::seconds kCommandGrace{2};
 constexpr std::chrono::milliseconds kPoll{200};
 constexpr std::chrono::milliseconds kNoPause{0};
 constexpr const char* kLost = "another process has taken it over";
@@ -229,7 +229,7 @@ private:
         try {
             while (!(end = child.Wait(kNoPause))) watch.Look(child.Descriptor(), kRenewal);
         } catch (const Failure&) {
-            child.Stop(kGrace);
+            child.Stop(kCommandGrace);
             throw;
         }
         if (!end->IsSuccess()) throw Failure(ReasonOf(*end, request.output_file));

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::string_view kEveryZone = "*";
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kBetweenWords = " \t";
 
 std::string_view WithoutSlashesAtEnd(std::string_view folder) {
     return folder.substr(0, folder.find_last_not_of('/') + 1);  // npos + 1 is 0
@@ -35,10 +35,10 @@ ZoneTable::~ZoneTable() {
 
 void ZoneTable::Add(std::string_view value) noexcept {
     std::array<std::string_view, 3> words;
-    for (std::string_view& word : words) word = TakeWord(&value, kBlanks);
+    for (std::string_view& word : words) word = TakeWord(&value, kBetweenWords);
     const auto& [zone, from, to] = words;
     const bool names_this_zone = !zone.empty() && from.empty();
-    const bool moves = !to.empty() && TakeWord(&value, kBlanks).empty();
+    const bool moves = !to.empty() && TakeWord(&value, kBetweenWords).empty();
     if (!names_this_zone && !moves) return;
     auto* const rule = new (std::nothrow)
         Rule{newest_.load(std::memory_order_relaxed), zone, WithoutSlashesAtEnd(from),

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr std::size_t kFormatBytes = 64;  // with the terminating zero
-constinit std::array<char, kFormatBytes> print_format{"%18.14f "};
+constexpr std::size_t kTextFormatBytes = 64;  // with the terminating zero
+constinit std::array<char, kTextFormatBytes> print_format{"%18.14f "};
 
 /// Removes at most three digits: a longer number would fill the screen with one value.
 void SkipNumber(std::string_view* text) {
@@ -57,7 +57,7 @@ bool TakesOneDouble(std::string_view format) {
 }  // namespace
 
 bool MxSetPrintFormat(std::string_view format) {
-    if (format.size() >= kFormatBytes || !TakesOneDouble(format)) return false;
+    if (format.size() >= kTextFormatBytes || !TakesOneDouble(format)) return false;
     *std::copy(format.begin(), format.end(), print_format.begin()) = 0;
     return true;
 }

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kRoot = "statistics";
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD
-constexpr std::size_t kIndent = 2;
+constexpr std::size_t kIndentWidth = 2;
 
 /// Whether XML 1.0 allows the character.
 bool IsXmlCharacter(const Utf8Sequence& sequence) {
@@ -147,7 +147,7 @@ void XmlStatsWriter::Close(std::string_view name) {
 
 // Only at the start of a line: an element may follow another on its line.
 void XmlStatsWriter::Indent() {
-    if (is_line_start_) text_->append(open_.size() * kIndent, ' ');
+    if (is_line_start_) text_->append(open_.size() * kIndentWidth, ' ');
     is_line_start_ = false;
 }
 

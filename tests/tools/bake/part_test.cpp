@@ -12,7 +12,7 @@ namespace {
 
 using bake::Delivery;
 
-constexpr const char* kBake = "pcbake --driver " DRIVER " --rays 1 --no-bounce ";
+constexpr const char* kPartBake = "pcbake --driver " DRIVER " --rays 1 --no-bounce ";
 
 /// A ridge of two triangles that share an edge at x = 0.
 constexpr const char* kMesh = "OFF\n4 2 0\n-1 0 -1\n0 1 0\n0 0 2\n1 0 -1\n3 0 1 2\n3 3 2 1\n";
@@ -22,7 +22,7 @@ std::string Joined(const ToolFolder& folder, const std::string& options, std::ui
     std::ostringstream line, merge;
     merge << "ulimit -n 20 && '" PTC "' merge -o joined";  // few files are open at a time
     for (std::uint32_t number = 1; number <= count; ++number) {
-        line << kBake << options << " --output part" << number << " --part " << number << '/'
+        line << kPartBake << options << " --output part" << number << " --part " << number << '/'
              << count << " && ";
         merge << " part" << number;
     }
@@ -45,7 +45,7 @@ TEST(Part, JoinedPartsHaveTheBytesOfOneBake) {
     };
     for (const auto& [options, counts] : cases) {
         SCOPED_TRACE(options);
-        const ToolRun run = folder.Shell(kBake + options + " --threads 3 --output whole");
+        const ToolRun run = folder.Shell(kPartBake + options + " --threads 3 --output whole");
         ASSERT_EQ(run.status, 0) << run.err;
         const std::string whole = folder.Content("whole");
         for (const std::uint32_t count : counts)

@@ -140,6 +140,11 @@ class Farm:
         stages = json.loads(status)["stages"].values()
         return sum(stage["done"] for stage in stages) == len(self.tasks())
 
+    def begin_again(self) -> dict[str, tuple]:
+        """Touches the input of all tasks. Answers what is whole: nothing."""
+        mesh(self.root / "shape.obj")
+        return {}
+
     def remove(self) -> None:
         shutil.rmtree(self.root)
 

@@ -62,17 +62,18 @@ class Local(FarmTest):
                                   env=farm.environment(), stderr=subprocess.DEVNULL) as runner:
                 while runner.poll() is None:
                     self.assertLess(time.monotonic(), deadline)
-                    time.sleep(chance.uniform(0.01, 0.15))
+                    time.sleep(chance.uniform(0, 0.05))
                     if kills == KILLS // 2:
                         runner.kill()
                         kills += 1
                     elif kills < KILLS:
                         kills += self.kill_one(farm, chance)
                     whole = self.expect_kept(farm, whole)
-            if runner.returncode == 0:
+            if runner.returncode == 0 and kills == KILLS:
                 break
+            if runner.returncode == 0:  # on a machine that was faster than the kills
+                whole = farm.begin_again()
             words = ["resume", "job.json"]
-        self.assertGreater(kills, KILLS // 2)  # a fast machine ends before the last ones
         self.expect_kept(farm, whole)
         self.expect_whole(farm, by_hand)
 
@@ -90,12 +91,12 @@ class Local(FarmTest):
         self.expect_whole(farm, farm.by_hand())
 
     def test_failures_stay_in_their_frame(self) -> None:
-        def full(farm: Farm) -> None:
-            (farm.root / "full").mkdir()
-            mount = ["mount", "-t", "tmpfs", "-o", "size=100k", "none", str(farm.root / "full")]
+        def small_disk(folder: pathlib.Path, size: str) -> None:
+            folder.mkdir(parents=True)
+            mount = ["mount", "-t", "tmpfs", "-o", f"size={size}", "none", str(folder)]
             if subprocess.run(mount, check=False, capture_output=True).returncode != 0:
                 self.skipTest("a full disk is not tested: only root can mount one")
-            self.addCleanup(subprocess.run, ["umount", "--quiet", str(farm.root / "full")])
+            self.addCleanup(subprocess.run, ["umount", str(folder)], check=True)
 
         def garbage(farm: Farm) -> None:
             (farm.root / "garbage.obj").write_bytes(bytes(range(256)) * 9)
@@ -110,7 +111,12 @@ class Local(FarmTest):
              ["bake.1", "bake.2"], "garbage.obj"),
             ("time", [*BAKE, "--rays", "{value}"], ["8", "65536"], None,
              ["bake.1", "bake.2"], "took longer than 5 s"),
-            ("disk", BAKE, ["clouds", "full"], full, ["organize"], "No space left|are free in"),
+            ("disk", [*BAKE, "--density", "{value}"], ["60", "240"],
+             lambda farm: small_disk(farm.folder / "work", "10m"),
+             ["bake.1", "bake.2"], "points are missing"),
+            ("disk of clouds", BAKE, ["clouds", "full"],
+             lambda farm: small_disk(farm.root / "full", "100k"),
+             ["organize"], "102400 are free"),
         ]
         for name, bake, values, prepare, failing, why in rows:
             with self.subTest(name):
@@ -118,7 +124,7 @@ class Local(FarmTest):
                 mesh(farm.root / "shape.obj")
                 if prepare:
                     prepare(farm)
-                if name == "disk":
+                if name == "disk of clouds":
                     farm.write(output="{value}/{frame}.ptc")
                 self.assertEqual(farm.run("job.json", "--local", "2").returncode, 1)
                 status = farm.run("status", "job.json", "--json")
@@ -126,7 +132,7 @@ class Local(FarmTest):
                 failures = farm.failures(status.stdout)
                 self.assertEqual(sorted(failures), [f"0002.{task}" for task in failing])
                 for reason in failures.values():
-                    self.assertRegex(reason, why)
+                    self.assertIn(why, reason)
                 begun = farm.begun()
                 self.assertTrue({task for task in farm.tasks() if task < "0002"} <= set(begun))
                 self.assertFalse((farm.folder / "logs" / "0002.picture.log").exists())
@@ -248,8 +254,10 @@ class Local(FarmTest):
             ("no parts", keys('"parts": 0')), ("kind", keys('"bake": "--rays 8"')),
             ("kind of an item", keys('"bake": [null]')), ("kind of a text", keys('"publish": 5')),
             ("kind of a stage", keys('"light": 1')), ("values", keys('"values": [1]')),
-            ("series", keys('"values": {"a": null}')), ("short series", keys('"values": {"a": [1]}')),
-            ("unknown key", keys('"parst": 2')), ("one name", '{"frames": "1-2", "output": "a.ptc"}'),
+            ("series", keys('"values": {"a": null}')),
+            ("short series", keys('"values": {"a": [1]}')),
+            ("unknown key", keys('"parst": 2')),
+            ("one name", '{"frames": "1-2", "output": "a.ptc"}'),
             ("colliding names", '{"frames": "1-2", "output": "x/../{frame}.ptc", "picture": true, '
              '"pictures": "./{frame}.ptc"}'),
             ("unknown brace", keys('"bake": ["{nothing}"]')), ("open brace", keys('"bake": ["{"]')),
@@ -318,6 +326,8 @@ class Slurm(FarmTest):
                     self.node("up", "here2")
             elif (idle := idle + pause) > 2:  # all have ended or failed
                 idle = 0
+                if len(whole) == len(farm.tasks()):
+                    whole = farm.begin_again()
                 self.resume(farm)
             whole = self.expect_kept(farm, whole)
         # What waits for the claims of killed wrappers to become void waits beside the others.

@@ -24,14 +24,14 @@ std::size_t Place(std::size_t point, std::size_t field) {
 }
 
 /// What is changed of the sound cloud, in the first and in the second file.
-using Change = std::function<void(std::string* a, std::string* b)>;
+using CloudChange = std::function<void(std::string* a, std::string* b)>;
 
 template <class Value>
-Change InB(std::size_t at, Value value) {
+CloudChange InB(std::size_t at, Value value) {
     return [=](std::string*, std::string* b) { Put(b, at, value); };
 }
 template <class Value>
-Change InBoth(std::size_t at, Value of_a, Value of_b) {
+CloudChange InBoth(std::size_t at, Value of_a, Value of_b) {
     return [=](std::string* a, std::string* b) {
         Put(a, at, of_a);
         Put(b, at, of_b);
@@ -40,7 +40,7 @@ Change InBoth(std::size_t at, Value of_a, Value of_b) {
 
 struct PairCase {
     const char* name;
-    Change change;
+    CloudChange change;
     const char* options;
     int status;
     json found;  ///< by JSON pointers into the output
@@ -57,8 +57,8 @@ void MakeOlder(std::string* bytes, char version) {
 
 std::vector<PairCase> Pairs() {
     const json none = nullptr;
-    const Change moved = InB(Place(3, 0), 3.5f);  // was 3
-    const Change turned = InB(Place(3, kCodes), std::uint32_t{0});
+    const CloudChange moved = InB(Place(3, 0), 3.5f);  // was 3
+    const CloudChange turned = InB(Place(3, kCodes), std::uint32_t{0});
     return {
         {"same", InB(0, Bytes()[0]), "", 0, {{"/same", true}, {"/points/pairs", 5}}},
         {"moved",

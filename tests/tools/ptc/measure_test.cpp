@@ -22,7 +22,7 @@ using Floats = std::vector<float>;
 using Random = std::mt19937_64;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
 
 float Unit(Random& random) {
     return static_cast<float>(random() >> 40) * 0x1p-24F;
@@ -103,7 +103,7 @@ void ExpectHistogram(const json& is, const Floats& values, std::size_t bins) {
     }
 }
 
-constexpr std::size_t kPoints = 1500;
+constexpr std::size_t kMeasuredPoints = 1500;
 
 struct KnownChannel {
     const char* type;
@@ -114,12 +114,12 @@ const KnownChannel kChannels[] = {
     {"float any", [](std::size_t, Random& random) { return Short(Unit(random) * 7 - 2); }},
     {"float far", [](std::size_t i, Random&) { return 250000 + static_cast<float>(i % 3); }},
     {"float constant", [](std::size_t, Random&) { return 0.1f; }},
-    {"float nothing", [](std::size_t, Random&) { return kNan; }},
+    {"float nothing", [](std::size_t, Random&) { return kNoNumber; }},
     {"float endless", [](std::size_t i, Random&) { return i % 2 ? kInfinity : -kInfinity; }},
     {"float zero", [](std::size_t i, Random&) { return i % 2 ? 0.0f : -0.0f; }},
     {"float some",
      [](std::size_t i, Random& random) {
-         const float odd[] = {kNan, kInfinity, 0, -0.0f, -kInfinity};
+         const float odd[] = {kNoNumber, kInfinity, 0, -0.0f, -kInfinity};
          return i % 7 < 5 && i > 900 ? odd[i % 7] : Short(Unit(random));
      }},
     // Bins of 24.5, and 49 / 49.0 is below 1 when it is multiplied by the inverse.
@@ -142,7 +142,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
         const MemoryCloud cloud(WithVariables(types), form);
         Random random(3);
         values->assign(std::size(kChannels), {});
-        for (std::size_t i = 0; i < kPoints; ++i) {
+        for (std::size_t i = 0; i < kMeasuredPoints; ++i) {
             Floats data;
             for (std::size_t c = 0; c < std::size(kChannels); ++c) {
                 data.push_back(kChannels[c].value(i, random));
@@ -167,7 +167,7 @@ TEST(PtcMeasure, AllFormsGiveTheStatisticsOfPlainSums) {
         const json info = json::parse(run.out)[0];
         const json& channels = info["statistics"]["channels"];
         ASSERT_EQ(channels.size(), 4 + std::size(kChannels));
-        EXPECT_EQ(channels[0]["mean"], (kPoints - 1) / 2.0);
+        EXPECT_EQ(channels[0]["mean"], (kMeasuredPoints - 1) / 2.0);
         EXPECT_EQ(channels[3]["greatest"], 0.25);
         EXPECT_EQ(info["statistics"]["spacing"]["radius_per_spacing"], 0.25);
         for (std::size_t c = 0; c < std::size(kChannels); ++c) {
@@ -262,7 +262,7 @@ TEST(PtcMeasure, SpacingIsThatOfTryingAllPoints) {
          }},
         {"not finite",
          [](std::size_t i, Random& r) {
-             return Position{i % 3 ? Unit(r) : kNan, Unit(r), i % 5 ? Unit(r) : kInfinity};
+             return Position{i % 3 ? Unit(r) : kNoNumber, Unit(r), i % 5 ? Unit(r) : kInfinity};
          }},
         {"as large as can be",
          [](std::size_t, Random& r) {

@@ -16,7 +16,7 @@ namespace {
 
 /// The bytes of `values`, turned around for a big-endian file.
 template <class... T>
-std::string Bytes(bool is_big_endian, T... values) {
+std::string ValueBytes(bool is_big_endian, T... values) {
     std::string all;
     const auto append = [&](auto value) {
         char bytes[sizeof value];
@@ -47,11 +47,11 @@ const std::string kMixedLines =
 
 std::string MixedData(bool big) {
     const std::uint8_t no = 0, one = 1, two = 2, three = 3;
-    return Bytes(big, 45.0, two, std::int16_t{7}, std::int16_t{8}) +
-           Bytes(big, 3, one, two, three, 0.25, std::uint8_t{255}, std::int16_t{-2}, no, 70000,
-                 std::uint8_t{51}, no, 4000000000U) +
-           Bytes(big, 0, 1e300, no, std::int16_t{1}, no, 2, no, one, 9.5f, 5U) +
-           Bytes(big, three, 0, 0, 0);
+    return ValueBytes(big, 45.0, two, std::int16_t{7}, std::int16_t{8}) +
+           ValueBytes(big, 3, one, two, three, 0.25, std::uint8_t{255}, std::int16_t{-2}, no, 70000,
+                      std::uint8_t{51}, no, 4000000000U) +
+           ValueBytes(big, 0, 1e300, no, std::int16_t{1}, no, 2, no, one, 9.5f, 5U) +
+           ValueBytes(big, three, 0, 0, 0);
 }
 
 TEST(PtcTable, ForeignFilesBecomeClouds) {
@@ -78,7 +78,7 @@ TEST(PtcTable, ForeignFilesBecomeClouds) {
          mixed},
         {"rows of nothing are skipped at once",
          Ply(kBinary, "element nothing 9000000000000000000\n" + kVertex,
-             Bytes(false, 1.0f, 2.0f, 3.0f)),
+             ValueBytes(false, 1.0f, 2.0f, 3.0f)),
          plain},
         {"comments about other columns, and such that nobody wrote",
          Ply("ascii",
@@ -133,8 +133,8 @@ TEST(PtcTable, RowsOfEveryTypeAreTheSameNumbersInEveryEncoding) {
                 has_wrong_code && row == 4321 ? -5 : int(random() % 32768));
             const auto whole = static_cast<std::int32_t>(random());
             for (const bool big : {false, true})
-                data[big] += Bytes(big, x, azimuth, y, red, green, red, z, height, whole,
-                                   std::uint32_t{azimuth}, green);
+                data[big] += ValueBytes(big, x, azimuth, y, red, green, red, z, height, whole,
+                                        std::uint32_t{azimuth}, green);
             std::ostringstream text;
             text.precision(17);
             text << int{x} << ' ' << azimuth << ' ' << y << ' ' << int{red} << ' ' << int{green}
@@ -183,9 +183,10 @@ TEST(PtcTable, HostilePlyFilesAreRefusedInOneLine) {
         Ply("ascii", kVertex, std::string(300, '1')),
         Ply(kBinary, "element vertex 9000000000000000000\n" + kXyz, ""),
         Ply(kBinary, "element vertex 9000000000000000\n" + kXyz, "abcd"),
-        Ply(kBinary, "element a 6148914691236517206\n" + kXyz + kVertex, Bytes(false, 1., 1., 1.)),
-        Ply(kBinary, lists, Bytes(false, -1)),
-        Ply(kBinary, lists, Bytes(false, 0x7FFFFFFF)),
+        Ply(kBinary, "element a 6148914691236517206\n" + kXyz + kVertex,
+            ValueBytes(false, 1., 1., 1.)),
+        Ply(kBinary, lists, ValueBytes(false, -1)),
+        Ply(kBinary, lists, ValueBytes(false, 0x7FFFFFFF)),
         Ply("ascii", lists, "1.5 2"),
         Ply("ascii", kVertex + "property int azimuth_code\nproperty int height_code\n",
             "1 2 3 4 65536"),
@@ -226,7 +227,7 @@ TEST(PtcTable, PlainNumbersAreReadAsTheStandardLibraryReadsThem) {
         std::string text = std::to_string(random() >> random() % 50);
         text.resize(std::min<std::size_t>(text.size(), 1 + random() % 16));
         if (const std::size_t point = random() % 18; point > 0 && point < text.size())
-            text.insert(point, ".");
+            text.insert(point, 1, '.');
         expect_same(random() % 2 ? text : "-" + text);
         // Half way between two floats, where the even one counts, and beside that.
         const std::uint64_t half = (random() % (1 << 24) | 1 << 24) * 2 + 1;

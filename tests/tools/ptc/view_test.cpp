@@ -19,7 +19,7 @@ namespace {
 
 static_assert(sizeof(Rgb) == 3, "a pixel as libpng gives it");
 
-constexpr Rgb kBack{0x28, 0x28, 0x28};
+constexpr Rgb kBackground{0x28, 0x28, 0x28};
 
 /// A point with a colour and a value.
 struct TestPoint {
@@ -30,7 +30,7 @@ struct TestPoint {
 using Matrix = std::array<float, 16>;
 
 /// x and y from -1 to 1 are the picture, z goes away from the eye.
-constexpr Matrix kParallel = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1};
+constexpr Matrix kFlatView = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0.5f, 0, 0, 0, 0, 1};
 constexpr Matrix kIdentity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
 
 /// Red on the left, green on the right and nearer, blue above in the far.
@@ -56,7 +56,7 @@ protected:
     }
 
     ViewOptions Options(const std::vector<TestPoint>& points,
-                        const Matrix& world_to_ndc = kParallel) {
+                        const Matrix& world_to_ndc = kFlatView) {
         ViewOptions options;
         options.input = WriteCloud(points, world_to_ndc);
         options.output = folder_.File("picture.png");
@@ -91,7 +91,7 @@ TEST_F(PtcView, ColoursStandWhereTheFilesCameraSeesThemAndTheBytesAreFixed) {
         EXPECT_EQ(picture.At(margin + 25, 50), (Rgb{255, 0, 0}));
         EXPECT_EQ(picture.At(margin + 75, 50), (Rgb{0, 255, 0}));
         EXPECT_EQ(picture.At(margin + 50, 25), (Rgb{0, 0, 255}));
-        EXPECT_EQ(picture.At(margin + 50, 75), kBack);
+        EXPECT_EQ(picture.At(margin + 50, 75), kBackground);
     }
     const std::string first = ContentOf(options.output);
     Draw(options);
@@ -115,20 +115,20 @@ TEST_F(PtcView, FloatsHaveALegendOfTheirRange) {
     EXPECT_GT(CountOf(picture, {0xE8, 0xE8, 0xE8}), 100) << "the letters";
 
     options.variable = "light";
-    EXPECT_EQ(Draw(options).At(100, bar), kBack);
+    EXPECT_EQ(Draw(options).At(100, bar), kBackground);
 }
 
 TEST_F(PtcView, AFittedCameraStandsInWhereTheFilesOwnSeesNothing) {
     std::vector<TestPoint> points = ThreePoints();
     for (TestPoint& point : points) point.head.position[0] += 100;
-    Matrix flat = kParallel, infinite = kParallel, unknown = kParallel;
+    Matrix flat = kFlatView, infinite = kFlatView, unknown = kFlatView;
     flat[5] = 0;
     infinite[13] = INFINITY;
     unknown[2] = NAN;
-    for (const Matrix& matrix : {kParallel, kIdentity, Matrix{}, flat, infinite, unknown}) {
+    for (const Matrix& matrix : {kFlatView, kIdentity, Matrix{}, flat, infinite, unknown}) {
         ViewOptions options = Options(points, matrix);
-        EXPECT_LT(CountOf(Draw(options), kBack), 100 * 100 - 300);
-        if (matrix == kParallel) continue;  // a camera, but one that sees nothing of them
+        EXPECT_LT(CountOf(Draw(options), kBackground), 100 * 100 - 300);
+        if (matrix == kFlatView) continue;  // a camera, but one that sees nothing of them
         options.camera = CameraChoice::kFile;
         EXPECT_THROW(View(options), Failure);
     }
@@ -157,7 +157,7 @@ TEST_F(PtcView, AFittedCameraSeesAllOfABoxInTheMiddleAndFillsThePicture) {
             int left = 300, right = -1, top = 100, bottom = -1;
             for (int y = 0; y < picture.Height(); ++y)
                 for (int x = 0; x < picture.Width(); ++x) {
-                    if (picture.At(x, y) == kBack) continue;
+                    if (picture.At(x, y) == kBackground) continue;
                     left = std::min(left, x), right = std::max(right, x);
                     top = std::min(top, y), bottom = std::max(bottom, y);
                 }
@@ -180,8 +180,9 @@ TEST_F(PtcView, TurnGoesToTheRightAndTiltUp) {
                                       kIdentity);
         options.direction = direction;
         EXPECT_EQ(Draw(options).At(50, 50), (Rgb{255, 0, 0})) << direction.turn;
-        WriteCloud({{{{0, 0, 0}, {0, 0, 0}, 3}, {1, 0, 0, 0}}}, kParallel);
-        EXPECT_EQ(Draw(options).At(0, 0), kBack) << "the file's camera sees nothing but the disc";
+        WriteCloud({{{{0, 0, 0}, {0, 0, 0}, 3}, {1, 0, 0, 0}}}, kFlatView);
+        EXPECT_EQ(Draw(options).At(0, 0), kBackground)
+            << "the file's camera sees nothing but the disc";
     }
 }
 
@@ -196,7 +197,7 @@ TEST_F(PtcView, PointsThatAreNotFiniteChangeNothing) {
         options.variable = variable;
         options.camera = *variable == 'l' ? CameraChoice::kAutomatic : CameraChoice::kFit;
         const Picture expected = Draw(options);
-        WriteCloud(points, kParallel);
+        WriteCloud(points, kFlatView);
         EXPECT_EQ(Draw(options).Pixels(), expected.Pixels()) << variable;
     }
 }

@@ -89,7 +89,7 @@ class Reports(unittest.TestCase):
 
     def test_progress_grows_at_most_twice_a_second(self) -> None:
         with Listener() as listener:
-            events = self.heard(listener, *BAKE, "--density", "48", "--rays", "64",
+            events = self.heard(listener, *BAKE, "--density", "48", "--rays", "256",
                                 "--threads", "1")
         progress = events[1:-1]
         self.assertGreater(len(progress), 0)

@@ -26,7 +26,7 @@ namespace {
 /// Bytes of new records and of answers that are worked on at a time.
 constexpr std::size_t kPieceBytes = std::size_t{1} << 25;
 constexpr std::size_t kMostPieceRecords = std::size_t{1} << 17;
-constexpr std::uint64_t kProgressSteps = 1000;
+constexpr std::uint64_t kTransferSteps = 1000;
 
 std::size_t PlaceOf(const std::string& name, const CloudVariables& variables) {
     const auto& names = variables.names;
@@ -163,7 +163,7 @@ private:
 
 void TransferPoints(convert::PointSource& source, RecordTransfer& transfer,
                     std::size_t largest_record, convert::PointSink& sink) {
-    Progress progress(kProgressSteps, true);
+    Progress progress(kTransferSteps, true);
     const std::size_t record = source.Header().PointBytes();
     const std::size_t records =
         std::clamp<std::size_t>(kPieceBytes / largest_record, 1, kMostPieceRecords);
@@ -171,7 +171,7 @@ void TransferPoints(convert::PointSource& source, RecordTransfer& transfer,
     for (std::size_t read = records; read == records;) {
         read = source.Read(piece);
         sink.Write(transfer.Transfer(std::span(piece).first(read * record)));
-        progress.Show(static_cast<std::uint64_t>(source.Share() * kProgressSteps));
+        progress.Show(static_cast<std::uint64_t>(source.Share() * kTransferSteps));
     }
 }
 
