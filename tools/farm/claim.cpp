@@ -4,15 +4,18 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 
 #include "tools/common/failure.h"
 #include "tools/farm/digest.h"
 #include "util/io/open_file.h"
+#include "util/io/owned_descriptor.h"
 
 namespace farm {
 
@@ -34,16 +37,38 @@ bool WriteAt(int descriptor, const std::string& text) {
 }
 
 /// Whether the claim in `file` was renewed lately, by the clock of the file system. It is opened,
-/// because network file systems otherwise answer with times that they remember.
+/// because network file systems otherwise answer with times that they remember. A time far ahead
+/// was written before the clock was set back: its owner would have renewed it since.
 bool WasRenewed(const JobFolder& folder, const std::string& file) {
-    const int descriptor = OpenFile(file.c_str(), O_RDONLY);
-    if (descriptor < 0) return false;
+    const OwnedDescriptor claim(OpenFile(file.c_str(), O_RDONLY | O_NONBLOCK));
     struct stat info {};
-    const bool is_known = ::fstat(descriptor, &info) == 0;
-    ::close(descriptor);
+    if (!claim.IsOpen()) return false;
+    if (::fstat(claim.Number(), &info) != 0) return true;
     const std::int64_t renewed = info.st_mtim.tv_sec * kNanoseconds + info.st_mtim.tv_nsec;
-    const std::int64_t age = is_known ? folder.FolderTime() - renewed : 0;
-    return age < std::chrono::seconds(kVoidSeconds).count() * kNanoseconds;
+    const std::int64_t age = folder.FolderTime() - renewed;
+    return std::abs(age) < std::chrono::seconds(kVoidSeconds).count() * kNanoseconds;
+}
+
+/// Opens a claim to look whether it is void. Locks need a file that may be written; one that may
+/// not is looked at without.
+OwnedDescriptor OpenOther(const std::string& file) {
+    constexpr int kHow = O_NONBLOCK | O_NOFOLLOW;
+    OwnedDescriptor other(OpenFile(file.c_str(), O_RDWR | kHow));
+    if (!other.IsOpen() && errno != ENOENT) other.Reset(OpenFile(file.c_str(), O_RDONLY | kHow));
+    struct stat info {};
+    if (!other.IsOpen() && errno != ENOENT) FailWithErrno(file);
+    if (other.IsOpen() && ::fstat(other.Number(), &info) == 0 && !S_ISREG(info.st_mode))
+        throw Failure(file + ": is not a claim of a task: not a regular file");
+    return other;
+}
+
+/// Whether the name still leads to the file that was opened. What cannot be told is taken for yes.
+bool IsStill(int descriptor, const std::string& file) {
+    struct stat mine {};
+    struct stat named {};
+    if (::lstat(file.c_str(), &named) != 0) return errno != ENOENT;
+    return ::fstat(descriptor, &mine) != 0 ||
+           (mine.st_dev == named.st_dev && mine.st_ino == named.st_ino);
 }
 
 }  // namespace
@@ -55,14 +80,14 @@ void MakeParent(const std::string& file) {
     if (error) FailWithErrno(folder, error.value());
 }
 
-bool IsLive(const JobFolder& folder, const Record& claim) {
+bool IsLive(const JobFolder& folder, const std::string& file, const Record& claim) {
     switch (LifeOf(claim.owner)) {
         case Life::kLives:
             return true;
         case Life::kIsDead:
             return false;
         case Life::kUnknown:
-            return WasRenewed(folder, folder.Running(claim.task));
+            return WasRenewed(folder, file);
     }
     return false;
 }
@@ -109,20 +134,34 @@ std::unique_ptr<Claim> Claim::Take(const JobFolder& folder, const Task& task) {
         if (claim->Create()) return claim;
         claim->has_ended_ = true;
         const std::string file = folder.Running(task.name);
-        const std::optional<Record> other = ReadRecord(file);
+        const OwnedDescriptor other = OpenOther(file);
+        if (!other.IsOpen()) continue;
+        // Of all who see that a claim is void, one removes it, and none removes the next one.
+        if (::flock(other.Number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return nullptr;
+        if (!IsStill(other.Number(), file)) continue;
+        const std::optional<Record> record = ReadRecord(file);
         // A claim that is being made or rewritten cannot be read for a moment.
-        if (other ? IsLive(folder, *other) : WasRenewed(folder, file)) return nullptr;
-        if (other) Sweep(task, *other);
-        ::unlink(file.c_str());
+        if (record ? IsLive(folder, file, *record) : WasRenewed(folder, file)) return nullptr;
+        if (record) Sweep(task, *record);
+        if (::unlink(file.c_str()) != 0 && errno != ENOENT) FailWithErrno(file);
     }
     return nullptr;
+}
+
+bool Claim::Hold() const {
+    while (::flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) continue;
+    return IsHeld();
+}
+
+bool Claim::IsHeld() const {
+    return IsStill(descriptor_, folder_.Running(task_));
 }
 
 Claim::~Claim() {
     if (!has_ended_) {
         std::error_code error;
         std::filesystem::remove_all(beside_, error);
-        ::unlink(folder_.Running(task_).c_str());
+        if (Hold()) ::unlink(folder_.Running(task_).c_str());
     }
     if (descriptor_ >= 0) ::close(descriptor_);
 }
@@ -132,11 +171,12 @@ void Claim::MakeBeside() {
     if (::mkdir(beside_.c_str(), kAllForAll) != 0) FailWithErrno(beside_);
 }
 
-void Claim::Renew() {
+bool Claim::Renew() {
     (void)::futimens(descriptor_, nullptr);
+    return IsHeld();
 }
 
-void Claim::End(const Record& record) {
+bool Claim::End(const Record& record) {
     std::error_code error;
     std::filesystem::remove_all(beside_, error);
     const std::string claimed = folder_.Running(task_);
@@ -144,11 +184,11 @@ void Claim::End(const Record& record) {
     const std::string other = has_failed ? folder_.Done(task_) : folder_.Failed(task_);
     const std::string ended = has_failed ? folder_.Failed(task_) : folder_.Done(task_);
     if (!WriteAt(descriptor_, RecordText(record))) FailWithErrno(claimed);
-    // A claim that is gone was taken over by a process that thought this one dead; its record
-    // counts.
-    if (::rename(claimed.c_str(), ended.c_str()) != 0 && errno != ENOENT) FailWithErrno(claimed);
+    const bool is_held = Hold();
+    if (is_held && ::rename(claimed.c_str(), ended.c_str()) != 0) FailWithErrno(claimed);
     has_ended_ = true;
-    ::unlink(other.c_str());
+    if (is_held) ::unlink(other.c_str());
+    return is_held;
 }
 
 }  // namespace farm

@@ -6,9 +6,12 @@
 // Threads    one caller at a time.
 //
 // The owner renews the claim's time. A claim is void when its process has died, which its own
-// machine sees at once, and other machines when the time has not been renewed for kVoidSeconds. Two
-// processes that hold the same task all the same do no harm: each collects its output in a folder
-// of its own, and both outputs have the same bytes.
+// machine sees at once, and other machines when the time has not been renewed for kVoidSeconds. It
+// may have been held up only. Then it sees that its claim is lost, and leaves the task to whoever
+// has it. Both collect their output in a folder of their own, and both outputs have the same bytes.
+//
+// Who removes or moves a claim locks its file before looking whether that still has the name, so
+// that the next claim stays. File systems without locks leave a gap of microseconds there.
 
 #pragma once
 
@@ -25,8 +28,8 @@ namespace farm {
 inline constexpr std::chrono::seconds kRenewal{5};
 inline constexpr std::chrono::seconds kVoidSeconds{30};
 
-/// Whether the claim's process is thought to live.
-bool IsLive(const JobFolder& folder, const Record& claim);
+/// Whether the process of the claim in `file` is thought to live.
+bool IsLive(const JobFolder& folder, const std::string& file, const Record& claim);
 
 /// Makes the folder that `file` is in.
 void MakeParent(const std::string& file);
@@ -36,7 +39,7 @@ public:
     /// Takes the task, and removes what a dead process has left of it. Null: a live process has it.
     static std::unique_ptr<Claim> Take(const JobFolder& folder, const Task& task);
 
-    /// Gives up the claim without a word, unless the task has ended.
+    /// Gives up the claim without a word, unless the task has ended or the claim is lost.
     ~Claim();
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
@@ -46,14 +49,18 @@ public:
     const std::string& Beside() const { return beside_; }
     void MakeBeside();
 
-    void Renew();
+    /// False: the claim is lost.
+    bool Renew();
+    bool IsHeld() const;
 
-    /// Ends the task: its record moves to done/, or to failed/ if it has a reason.
-    void End(const Record& record);
+    /// Ends the task: its record moves to done/, or to failed/ if it has a reason. False: the claim
+    /// is lost, and the record of who has the task counts.
+    bool End(const Record& record);
 
 private:
     Claim(const JobFolder& folder, const Task& task);
     bool Create();
+    bool Hold() const;
     static std::string BesideOf(const Task& task, const ProcessName& owner);
     static void Sweep(const Task& task, const Record& dead);
 

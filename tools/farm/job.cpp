@@ -145,6 +145,23 @@ void RequireKnownValues(const Job& job, const std::string& name) {
     }
 }
 
+void RequireWhole(const Job& job, const std::string& name) {
+    const auto refuse = [&](const std::string& why) { throw Failure(name + ": " + why); };
+    if (job.frames.empty()) refuse("\"frames\" is missing");
+    if (job.output.empty()) refuse("\"output\" is missing");
+    if (job.picture && job.pictures.empty()) refuse("\"picture\" needs \"pictures\"");
+    if (!job.pictures.empty() && !job.picture) refuse("\"pictures\" needs \"picture\"");
+    if (!job.merge && !job.organize && job.parts > 1)
+        refuse("without \"merge\" only \"organize\" can take several parts");
+    for (const auto& [key, series] : job.values) {
+        const auto* const texts = std::get_if<std::vector<std::string>>(&series);
+        if (texts && texts->size() != job.frames.size())
+            refuse(fmt::format("\"values\": {} has {} texts for {} frames", key, texts->size(),
+                               job.frames.size()));
+    }
+    RequireKnownValues(job, name);
+}
+
 /// What one frame makes must not be what another one has made.
 void RequireDifferentNames(const Job& job, const std::string& name) {
     std::unordered_set<std::string> names;
@@ -179,25 +196,12 @@ Job ReadJob(const std::string& file) {
     }
     const auto folder = std::filesystem::absolute(file).parent_path();
     job.base = (folder / job.base).lexically_normal();
-    CheckJob(job, file);
+    RequireWhole(job, file);
     return job;
 }
 
 void CheckJob(const Job& job, const std::string& name) {
-    const auto refuse = [&](const std::string& why) { throw Failure(name + ": " + why); };
-    if (job.frames.empty()) refuse("\"frames\" is missing");
-    if (job.output.empty()) refuse("\"output\" is missing");
-    if (job.picture && job.pictures.empty()) refuse("\"picture\" needs \"pictures\"");
-    if (!job.pictures.empty() && !job.picture) refuse("\"pictures\" needs \"picture\"");
-    if (!job.merge && !job.organize && job.parts > 1)
-        refuse("without \"merge\" only \"organize\" can take several parts");
-    for (const auto& [key, series] : job.values) {
-        const auto* const texts = std::get_if<std::vector<std::string>>(&series);
-        if (texts && texts->size() != job.frames.size())
-            refuse(fmt::format("\"values\": {} has {} texts for {} frames", key, texts->size(),
-                               job.frames.size()));
-    }
-    RequireKnownValues(job, name);
+    RequireWhole(job, name);
     RequireDifferentNames(job, name);
 }
 
@@ -221,7 +225,11 @@ std::string JobText(const Job& job) {
     json["programs"] = job.programs;
     json["report"] = job.report;
     json["slurm"] = job.slurm;
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    try {
+        return json.dump(2) + "\n";
+    } catch (const Json::exception&) {
+        throw Failure("a job's texts and the name of its folder must be UTF-8");
+    }
 }
 
 }  // namespace farm

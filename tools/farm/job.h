@@ -49,13 +49,14 @@ struct Job {
 
 inline constexpr int kMostParts = 100'000;
 
-/// Reads a job file. A missing "base" is the file's folder.
+/// Reads a job file. A missing "base" is the file's folder. Whether two frames make the same file
+/// is left to CheckJob(): it takes long with many frames, and tasks read the job again and again.
 Job ReadJob(const std::string& file);
 
 /// Throws a Failure for what no job can have. `name`: of the file or the options.
 void CheckJob(const Job& job, const std::string& name);
 
-/// The job as a file's text.
+/// The job as a file's text. A Failure if it holds bytes that are not UTF-8.
 std::string JobText(const Job& job);
 
 }  // namespace farm

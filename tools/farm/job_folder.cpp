@@ -7,13 +7,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
 #include "tools/common/failure.h"
 #include "tools/common/output_file.h"
-#include "tools/farm/record.h"
+#include "tools/farm/claim.h"
 #include "util/io/open_file.h"
+#include "util/io/owned_descriptor.h"
 
 namespace farm {
 
@@ -45,7 +47,7 @@ void JobFolder::RefuseWhileRunning() const {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(path_ + "/running", error)) {
         const std::optional<Record> record = ReadRecord(entry.path());
-        if (record && LifeOf(record->owner) != Life::kIsDead)
+        if (record && IsLive(*this, entry.path(), *record))
             throw Failure(
                 fmt::format("{}: the job has changed, but {} of the earlier one runs on {}", path_,
                             record->task, record->owner.host));
@@ -53,6 +55,7 @@ void JobFolder::RefuseWhileRunning() const {
 }
 
 void JobFolder::Begin(const Job& job) const {
+    const std::string text = JobText(job);
     for (const char* const folder : {"work", "running", "done", "failed", "logs"})
         MakeFolder(path_ + "/" + folder);
     std::error_code error;
@@ -62,7 +65,7 @@ void JobFolder::Begin(const Job& job) const {
     }
     OutputFile file(JobFile());
     std::ofstream stream(file.Path());
-    stream << JobText(job);
+    stream << text;
     stream.close();
     if (!stream) FailWithErrno(JobFile());
     file.Commit();
@@ -79,16 +82,16 @@ void JobFolder::MarkSlurm() const {
 }
 
 std::int64_t JobFolder::FolderTime() const {
+    constexpr std::int64_t kNanoseconds = 1'000'000'000;
     const std::string file = path_ + "/running/.time";
-    const int descriptor = OpenFile(file.c_str(), O_WRONLY | O_CREAT, kShared);
-    if (descriptor < 0) FailWithErrno(file);
-    const int status = ::futimens(descriptor, nullptr);
-    const int error = errno;
-    ::close(descriptor);
-    const std::optional<Stamp> stamp = StampOf(file);
-    ::unlink(file.c_str());
-    if (status != 0 || !stamp) FailWithErrno(file, error);
-    return stamp->written;
+    const OwnedDescriptor time(OpenFile(file.c_str(), O_WRONLY | O_CREAT, kShared));
+    struct stat info {};
+    // Asked by the descriptor: others use and remove the same file at the same time.
+    const bool is_known = time.IsOpen() && ::futimens(time.Number(), nullptr) == 0 &&
+                          ::fstat(time.Number(), &info) == 0;
+    if (time.IsOpen()) ::unlink(file.c_str());
+    if (is_known) return info.st_mtim.tv_sec * kNanoseconds + info.st_mtim.tv_nsec;
+    return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace farm

@@ -47,7 +47,8 @@ public:
     void MarkSlurm() const;
 
     /// What a file's modification time would be if it were written now, in nanoseconds: the clock
-    /// of the folder's file system, which all machines share.
+    /// of the folder's file system, which all machines share. This machine's clock if it cannot be
+    /// written, as for who only looks on.
     std::int64_t FolderTime() const;
 
 private:

@@ -124,7 +124,11 @@ private:
         request.arguments = {program_,       "task",
                              "--tied",       fmt::format("{}", ::getpid()),
                              folder_.Path(), frame.Name(task)};
-        if (!one->process.Start(request)) FailWithErrno(program_);
+        if (!one->process.Start(request)) {
+            // What the system lacks is there again when another task has ended.
+            if (running_.empty()) FailWithErrno(program_);
+            return false;
+        }
         frame.Set(task, State::kRunning);
         running_.push_back(std::move(one));
         return true;

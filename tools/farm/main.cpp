@@ -48,14 +48,25 @@ int Start(const Options& options, const Job& job, const JobFolder& folder) {
     return 0;
 }
 
+/// A scheduler that does not answer for a while has not lost the tasks that it had.
+void AskAgain(const JobFolder& folder, QueuedTasks* queued) {
+    try {
+        *queued = QueuedInSlurm(folder);
+    } catch (const Failure& failure) {
+        TellFailure("pcfarm", failure);
+    }
+}
+
 int ShowStatus(const Options& options) {
     const JobFolder folder = JobFolder::Of(options.job);
     const Job job = folder.ReadStoredJob();
     StopSignals stop;
-    JobStatus status = StatusOf(job, folder, QueuedInSlurm(folder));
+    QueuedTasks queued = QueuedInSlurm(folder);
+    JobStatus status = StatusOf(job, folder, queued);
     while (options.wait && status.unfinished > 0 && stop.Signal() == 0) {
         stop.Wait({}, kLook);
-        status = StatusOf(job, folder, QueuedInSlurm(folder));
+        AskAgain(folder, &queued);
+        status = StatusOf(job, folder, queued);
     }
     WriteOut(options.json ? StatusJson(status) : StatusText(status));
     return status.failed > 0 || stop.Signal() != 0 ? 1 : 0;

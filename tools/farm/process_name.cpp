@@ -3,9 +3,11 @@
 #include "tools/farm/process_name.h"
 
 #include <fmt/format.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 
@@ -73,7 +75,10 @@ Life LifeOf(const ProcessName& name) {
     const ProcessName mine = ThisProcess();
     if (name.host != mine.host || name.kernel != mine.kernel || mine.begin == 0 || name.process < 1)
         return Life::kUnknown;
-    return BeginOf(name.process) == name.begin ? Life::kLives : Life::kIsDead;
+    const std::uint64_t begin = BeginOf(name.process);
+    // A system may hide the processes of others.
+    if (begin == 0 && ::kill(name.process, 0) != 0 && errno == EPERM) return Life::kUnknown;
+    return begin == name.begin ? Life::kLives : Life::kIsDead;
 }
 
 }  // namespace farm

@@ -34,6 +34,7 @@ namespace {
 constexpr std::chrono::seconds kCommandGrace{2};
 constexpr std::chrono::milliseconds kPoll{200};
 constexpr std::chrono::milliseconds kNoPause{0};
+constexpr const char* kLost = "another process has taken it over";
 
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
                                    const std::string& output) {
@@ -78,13 +79,18 @@ std::string ReasonOf(const ChildEnd& end, const std::string& log) {
 }
 
 /// The bytes must be on disk before the record says so, or a power cut makes a liar of it.
-void Store(const std::string& made, const std::string& output) {
-    const int descriptor = OpenFile(made.c_str(), O_RDONLY);
+void Store(const std::string& made, const std::string& output, const Claim& claim) {
+    const int descriptor = OpenFile(made.c_str(), O_RDONLY | O_NONBLOCK);
     if (descriptor < 0) FailWithErrno(output);
+    if (!StampOf(made)) {
+        ::close(descriptor);
+        throw Failure(output + ": the command has made something else than a file");
+    }
     const int status = ::fdatasync(descriptor);
     const int error = errno;
     ::close(descriptor);
     if (status != 0) FailWithErrno(output, error);
+    if (!claim.IsHeld()) throw Failure(kLost);
     if (::rename(made.c_str(), output.c_str()) != 0) FailWithErrno(output);
 }
 
@@ -109,7 +115,7 @@ public:
         RefuseStop(stop_);
         if (limit_.count() > 0 && Passed() >= limit_)
             throw Failure(fmt::format("took longer than {} s", limit_.count()));
-        claim_.Renew();
+        if (!claim_.Renew()) throw Failure(kLost);
     }
 
 private:
@@ -137,15 +143,24 @@ public:
     }
 
     TaskResult Run(StopSignals* stop) {
-        std::unique_ptr<Claim> claim;
         while (!fresh_.IsFresh(index_)) {
-            claim = Claim::Take(folder_, Mine());
-            if (claim) break;
-            RefuseStop(*stop);
-            stop->Wait({}, kPoll);
+            const std::unique_ptr<Claim> claim = Claim::Take(folder_, Mine());
+            if (!claim) {
+                RefuseStop(*stop);
+                stop->Wait({}, kPoll);
+            } else if (!fresh_.IsFresh(index_) && RunClaimed(*claim, stop)) {
+                RemoveUsed();
+                return TaskResult::kMade;
+            }
         }
-        // Another process may have made it between the two looks.
-        if (!claim || fresh_.IsFresh(index_)) return TaskResult::kWasFresh;
+        return TaskResult::kWasFresh;
+    }
+
+private:
+    const Task& Mine() const { return frame_[index_]; }
+
+    /// False: the claim was lost on the way, and another process has the task.
+    bool RunClaimed(Claim& claim, StopSignals* stop) const {
         Record record;
         record.task = Mine().name;
         record.owner = ThisProcess();
@@ -153,20 +168,15 @@ public:
         try {
             RequireInputs(&record);
             fresh_.Fill(index_, &record);
-            Make(*claim, &record, stop);
+            Make(claim, &record, stop);
         } catch (const Failure& failure) {
             record.reason = failure.what();
             record.ended = Now();
-            claim->End(record);
-            throw;
+            if (claim.End(record) || stop->Signal() != 0) throw;
+            return false;
         }
-        claim->End(record);
-        RemoveUsed();
-        return TaskResult::kMade;
+        return claim.End(record);
     }
-
-private:
-    const Task& Mine() const { return frame_[index_]; }
 
     /// Notes when the last of the needed tasks has ended; without any, when the job was written.
     void RequireInputs(Record* record) const {
@@ -223,7 +233,7 @@ private:
             throw;
         }
         if (!end->IsSuccess()) throw Failure(ReasonOf(*end, request.output_file));
-        Store(made, output);
+        Store(made, output, claim);
         record->user_seconds = end->user_seconds;
         record->system_seconds = end->system_seconds;
         record->peak_bytes = end->peak_bytes;

@@ -31,6 +31,17 @@ namespace {
 constexpr int kArray = 1000;
 constexpr std::size_t kMostOutput = std::size_t{256} << 20;
 
+/// What a command has said last, in one line. Slurm names a fault before it recommends its help.
+std::string LastLines(const std::string& output) {
+    constexpr int kLines = 3;
+    std::size_t begin = output.size();
+    for (int line = 0; line < kLines && begin > 0 && begin != output.npos; ++line)
+        begin = output.rfind('\n', begin - 1);
+    std::string lines = output.substr(begin == output.npos ? 0 : begin);
+    std::replace(lines.begin(), lines.end(), '\n', ' ');
+    return lines.substr(std::min(lines.find_first_not_of(' '), lines.size()));
+}
+
 /// What a command of Slurm prints.
 std::string OutputOf(const std::vector<std::string>& arguments) {
     ChildRequest request;
@@ -44,9 +55,15 @@ std::string OutputOf(const std::vector<std::string>& arguments) {
     std::string output = child.TakeOutput(kMostOutput);
     while (output.ends_with('\n')) output.pop_back();
     if (end.IsSuccess()) return output;
-    throw Failure(fmt::format("{}: {}", arguments.front(),
-                              output.empty() ? fmt::format("status {}", end.status)
-                                             : output.substr(output.rfind('\n') + 1)));
+    throw Failure(output.empty() ? fmt::format("{}: status {}", arguments.front(), end.status)
+                                 : LastLines(output));
+}
+
+/// `text` with nothing in it that Slurm replaces in names of files.
+std::string FilePattern(const std::string& text) {
+    std::string pattern;
+    for (const char one : text) pattern.append(one == '%' ? 2 : 1, one);
+    return pattern;
 }
 
 /// Jobs of other folders have other names. The task's name is behind it; an array has its part as
@@ -85,7 +102,8 @@ public:
         for (std::size_t i = static_cast<std::size_t>(job_.parts); i < tasks.size(); ++i)
             if (is_missing_[i])
                 jobs_[i] =
-                    Submit(tasks[i].name, {"--output=" + folder_.Log(tasks[i].name) + ".slurm"},
+                    Submit(tasks[i].name,
+                           {"--output=" + FilePattern(folder_.Log(tasks[i].name)) + ".slurm"},
                            tasks[i].name, After(tasks[i]));
     }
 
@@ -110,11 +128,11 @@ private:
             std::string array = FramesText(indexes);
             std::replace(array.begin(), array.end(), 'x', ':');
             const std::string stage = tasks.front().name.substr(0, tasks.front().name.rfind('.'));
-            const std::string id =
-                Submit(fmt::format("{}.{}", stage, earlier),
-                       {"--array=" + array,
-                        fmt::format("--output={}.{}+%a.slurm", folder_.Log(stage), earlier)},
-                       fmt::format("{}.$((SLURM_ARRAY_TASK_ID + {}))", stage, earlier), "");
+            const std::string id = Submit(
+                fmt::format("{}.{}", stage, earlier),
+                {"--array=" + array,
+                 fmt::format("--output={}.{}+%a.slurm", FilePattern(folder_.Log(stage)), earlier)},
+                fmt::format("{}.$((SLURM_ARRAY_TASK_ID + {}))", stage, earlier), "");
             for (std::size_t i = first; i < begin; ++i)
                 jobs_[static_cast<std::size_t>(parts[i]) - 1] = id;
             submitted_tasks_ += indexes.size() - 1;
@@ -155,7 +173,7 @@ private:
         std::string id = output.substr(output.rfind('\n') + 1);
         id = id.substr(0, id.find(';'));
         std::uint64_t number = 0;
-        if (!ParseNumber(id, &number)) throw Failure("sbatch: " + output);
+        if (!ParseNumber(id, &number)) throw Failure("sbatch: " + LastLines(output));
         ++submitted_jobs_;
         ++submitted_tasks_;
         return id;

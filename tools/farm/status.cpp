@@ -33,7 +33,7 @@ private:
     void Add(const Task& task, bool is_fresh) {
         StageStatus& stage = status_.stages[static_cast<std::size_t>(task.stage)];
         const auto claim = ReadRecord(folder_.Running(task.name));
-        if (claim && IsLive(folder_, *claim)) {
+        if (claim && IsLive(folder_, folder_.Running(task.name), *claim)) {
             ++stage.running;
             ++status_.unfinished;
         } else if (is_fresh) {

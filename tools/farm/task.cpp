@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "tools/common/failure.h"
+#include "tools/common/number.h"
 #include "tools/common/start.h"
 #include "tools/farm/digest.h"
 #include "tools/farm/frame_list.h"
@@ -76,16 +77,20 @@ private:
         task->command.insert(task->command.end(), {"--report", job_.report});
     }
 
+    /// Their arguments are looked up once: each may be a file, and there may be many parts.
     void AddBakes() {
+        Task bake = std::move(Add("bake", Stage::kBake, {"pcbake"}));
+        tasks_.clear();
+        AddArguments(job_.bake, &bake);
+        AddReport(&bake);
+        sources_ = bake.sources;
         for (int part = 1; part <= job_.parts; ++part) {
-            Task& task = Add(fmt::format("bake.{}", part), Stage::kBake, {"pcbake"});
-            AddArguments(job_.bake, &task);
-            AddReport(&task);
+            Task& task = tasks_.emplace_back(bake);
+            task.name += fmt::format(".{}", part);
             if (job_.parts > 1)
                 task.command.insert(task.command.end(),
                                     {"--part", fmt::format("{}/{}", part, job_.parts)});
             task.output = folder_.Work(task.name + ".ptc");
-            sources_ = task.sources;
             clouds_.push_back(tasks_.size() - 1);
         }
     }
@@ -179,8 +184,11 @@ std::size_t TasksPerFrame(const Job& job) {
 
 std::size_t FrameIndexOf(const Job& job, const std::string& task) {
     const std::string frame = task.substr(0, task.find('.'));
-    const auto found = std::find_if(job.frames.begin(), job.frames.end(),
-                                    [&](int one) { return FrameName(one) == frame; });
+    int number = -1;
+    (void)ParseNumber(frame, &number);
+    const auto found = FrameName(number) == frame
+                           ? std::find(job.frames.begin(), job.frames.end(), number)
+                           : job.frames.end();
     if (found == job.frames.end())
         throw Failure(fmt::format("\"{}\" is of no frame of the job", task));
     return static_cast<std::size_t>(found - job.frames.begin());

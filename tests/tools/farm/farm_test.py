@@ -205,6 +205,28 @@ class Local(FarmTest):
                 self.assertEqual(list((farm.folder / "work").iterdir()), [])
                 before = now
 
+    def test_one_of_many_takes_a_dead_claim_over(self) -> None:
+        farm = self.farm(Farm(1, 1))
+        programs = farm.root / "programs"
+        programs.mkdir()
+        (programs / "pcbake").write_text(
+            '#!/bin/sh\necho >>runs\nsleep 0.2\n[ "$1" != --output ] || : >"$2"\n')
+        (programs / "pcbake").chmod(0o755)
+        farm.write(bake=[], programs=["programs"])
+        farm.run("job.json", "--list")
+        task = farm.command("task", farm.folder, "0001.bake.1")
+        for _ in range(4):
+            (farm.root / "runs").write_text("")
+            (farm.folder / "done" / "0001.bake.1").unlink(missing_ok=True)
+            with subprocess.Popen(task) as first:
+                while not (farm.root / "runs").stat().st_size:
+                    time.sleep(0.01)
+                waiting = [subprocess.Popen(task) for _ in range(20)]
+                first.kill()
+            self.assertEqual([one.wait(STOP) for one in waiting], [0] * len(waiting))
+            self.assertEqual((farm.root / "runs").read_text(), "\n\n")
+        self.assertEqual(farm.left_over(), [])
+
     def test_listed_commands_make_the_same(self) -> None:
         farm = self.farm(Farm(2, 2))
         listed = farm.run("job.json", "--list").stdout
