@@ -20,5 +20,6 @@ bool StartProgram() try {
 }
 
 std::string PlaceOf(const std::string& name) {
+    if (name == "-") return name;
     return platform::ExpandPath(name.c_str(), TheConfigStore()).value_or(name);
 }

@@ -10,5 +10,6 @@
 [[nodiscard]] bool StartProgram();
 
 /// Where the file or folder that a user calls `name` is on this machine: docs/configuration.md
-/// describes the zones. A name is looked up once, as it comes from the command line.
+/// describes the zones. A name is looked up once, as it comes from the command line. "-", which is
+/// a standard stream, is nowhere else.
 std::string PlaceOf(const std::string& name);

@@ -3,7 +3,8 @@
 // Units      bytes of address space.
 // Errors     the constructor throws Failure when the process cannot be made or bounded; Wait()
 //            answers how the work ended.
-// Ownership  owns the process and the pipe; the process ends with this object.
+// Ownership  owns the process and the pipe; the process, and what it has started, ends with this
+//            object at the latest. What leaves its group is not ours any more.
 // Threads    made while the program has one thread only; one caller at a time.
 //
 // The child is a copy of the program at that moment. A crash or exhausted memory in the child does
@@ -30,9 +31,11 @@ public:
     BoundedChild(const BoundedChild&) = delete;
     BoundedChild& operator=(const BoundedChild&) = delete;
 
+    /// Null after Wait().
     std::FILE* From() const { return from_.get(); }
 
-    /// Waits for the end. Answers what failed, in words; empty if nothing did.
+    /// Closes the pipe and waits for the end; a child that does not end by itself within seconds is
+    /// killed. Answers what failed, in words; empty if nothing did.
     std::string Wait();
 
     /// Lets the work use more memory. Caller: is the work itself.

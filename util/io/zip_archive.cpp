@@ -87,6 +87,7 @@ std::string ReasonOf(zip_error_t* error) {
         case ZIP_ER_COMPRESSED_DATA:
             return "its compressed data is damaged";
         case ZIP_ER_INCONS:
+        case ZIP_ER_NOENT:  // what a long end record gives that is none
             return "the archive's records contradict each other";
         case ZIP_ER_SEEK:
         case ZIP_ER_INVAL:  // what an offset beyond the end gives

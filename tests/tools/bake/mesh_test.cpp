@@ -1,8 +1,10 @@
 // Meshes on the stage: every kind of file gives the same solid, with outward normals, in grids.
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <cmath>
 #include <csignal>
 #include <numbers>
@@ -129,6 +131,25 @@ TEST(Mesh, ABrokenImporterEndsInTheChild) {
     EXPECT_EQ(end_of([](std::FILE*) {}), "");
     EXPECT_EQ(end_of([](std::FILE*) { (void)raise(SIGKILL); }), "ended by signal 9");
     EXPECT_EQ(end_of([](std::FILE* to) { (void)close(fileno(to)); }), "ended with status 1");
+}
+
+TEST(Mesh, NothingOfABrokenImporterOutlivesTheWait) {
+    scene::BoundedChild floods(1 << 20, [](std::FILE* to) {
+        while (std::fputc('x', to) != EOF) {
+        }
+    });
+    EXPECT_EQ(floods.Wait(), "ended by signal 13");
+
+    std::array<int, 2> ends{};  // for reading, for writing; whoever lives keeps the second open
+    ASSERT_EQ(pipe(ends.data()), 0);
+    scene::BoundedChild forks(1 << 20, [](std::FILE*) {
+        while (fork() == 0) (void)pause();
+    });
+    (void)close(ends[1]);
+    EXPECT_EQ(forks.Wait(), "");
+    pollfd waiting{ends[0], POLLIN, 0};
+    EXPECT_EQ(poll(&waiting, 1, 10'000), 1) << "a process is left";
+    (void)close(ends[0]);
 }
 
 TEST(Mesh, SmoothsComputedNormalsOverGentleEdges) {
