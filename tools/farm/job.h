@@ -47,7 +47,8 @@ struct Job {
     bool operator==(const Job&) const = default;
 };
 
-inline constexpr int kMostParts = 100'000;
+/// The parts of a frame are named in one command, whose length the system limits.
+inline constexpr int kMostParts = 10'000;
 
 /// Reads a job file. A missing "base" is the file's folder. Whether two frames make the same file
 /// is left to CheckJob(): it takes long with many frames, and tasks read the job again and again.

@@ -42,6 +42,9 @@ std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& fram
     std::vector<std::string> arguments = {OwnProgram(), "tied", fmt::format("{}", ::getpid()),
                                           ProgramFile(job, task.command.front())};
     arguments.insert(arguments.end(), task.command.begin() + 1, task.command.end());
+    // A monitor is no part of what is made, so it is no part of the task's own command.
+    if (!job.report.empty() && task.stage != Stage::kPicture)
+        arguments.insert(arguments.end(), {"--report", job.report});
     arguments.insert(arguments.end(), {task.stage == Stage::kBake ? "--output" : "-o", output});
     if (!task.after.empty()) arguments.emplace_back("--");
     for (const std::size_t before : task.after) arguments.push_back(frame[before].output);

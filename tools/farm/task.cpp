@@ -71,18 +71,11 @@ private:
         }
     }
 
-    /// A report tells a monitor how far the command is.
-    void AddReport(Task* task) const {
-        if (job_.report.empty()) return;
-        task->command.insert(task->command.end(), {"--report", job_.report});
-    }
-
     /// Their arguments are looked up once: each may be a file, and there may be many parts.
     void AddBakes() {
         Task bake = std::move(Add("bake", Stage::kBake, {"pcbake"}));
         tasks_.clear();
         AddArguments(job_.bake, &bake);
-        AddReport(&bake);
         sources_ = bake.sources;
         for (int part = 1; part <= job_.parts; ++part) {
             Task& task = tasks_.emplace_back(bake);
@@ -114,7 +107,6 @@ private:
         task.sources = sources_;
         task.history = HistoryOf(clouds_);
         AddArguments(arguments, &task);
-        if (stage == Stage::kOrganize) AddReport(&task);
         sources_ = task.sources;
         for (const std::size_t cloud : clouds_) tasks_[cloud].next = tasks_.size() - 1;
         task.after = clouds_;
