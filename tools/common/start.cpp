@@ -2,6 +2,8 @@
 
 #include "tools/common/start.h"
 
+#include <signal.h>
+
 #include <cstdio>
 #include <new>
 
@@ -12,6 +14,8 @@
 
 bool StartProgram() try {
     if (!HoldStandardDescriptors()) return false;
+    // A limit of file sizes is a write error, which is told, and not the end of the program.
+    if (::signal(SIGXFSZ, SIG_IGN) == SIG_ERR) return false;
     ConfigSetDumpStream(stderr);
     ConfigLoad();
     return true;

@@ -5,6 +5,7 @@
 #include <string>
 
 /// Holds the standard descriptors (tools/common/standard_streams.h) and loads the configuration.
+/// A file size limit becomes a write error.
 /// What LUMR_DUMP_DEFAULTS prints goes to standard error, because standard output may be a cloud.
 /// Caller: main(), first of all. False: the system refused, or memory ran out.
 [[nodiscard]] bool StartProgram();
