@@ -1,4 +1,4 @@
-// FrameValues: what stands in braces in the texts of a job, for one frame.
+// FrameValues: the texts of a job with values in place of names in braces, for one frame.
 //
 // Units      none.
 // Errors     a Failure that names what is unknown.

@@ -128,7 +128,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Options* options) {
 
 std::optional<int> ParseOptions(int argc, char** argv, Options* options) {
     const std::unique_ptr<CLI::App> app = MakeCommandLine(options);
-    // What stands behind "--" is for pcbake. It must not be taken for options of ours.
+    // What comes behind "--" is for pcbake. It must not be taken for options of ours.
     char** const end = std::find(argv, argv + argc, std::string_view("--"));
     if (end != argv + argc) options->bake.assign(end + 1, argv + argc);
     try {

@@ -35,7 +35,7 @@ struct Options {
     bool organize = false;
     bool light = false;
     bool drop_work = false;
-    std::vector<std::string> bake;  ///< what stands behind "--"
+    std::vector<std::string> bake;  ///< what comes behind "--"
 
     Scheduler scheduler = Scheduler::kLocal;
     int processes = 1;  ///< at a time, with kLocal

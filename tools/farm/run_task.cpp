@@ -34,6 +34,7 @@ namespace {
 constexpr std::chrono::seconds kCommandGrace{2};
 constexpr std::chrono::milliseconds kPoll{200};
 constexpr std::chrono::milliseconds kNoPause{0};
+constexpr const char* kLogBegin = "== ";
 constexpr const char* kLost = "another process has taken it over";
 
 std::vector<std::string> Arguments(const Job& job, const std::vector<Task>& frame, const Task& task,
@@ -65,20 +66,22 @@ void BeginLog(const std::string& file, const Record& record,
               const std::vector<std::string>& arguments) {
     std::FILE* const log = std::fopen(file.c_str(), "we");
     if (!log) FailWithErrno(file);
-    std::string line = fmt::format("== {} on {}:", TimeText(), record.owner.host);
+    std::string line = fmt::format("{}{} on {}:", kLogBegin, TimeText(), record.owner.host);
     for (const std::string& argument : arguments) line.append(" ").append(Printable(argument));
     std::fprintf(log, "%s\n", line.c_str());
     if (std::fclose(log) != 0) FailWithErrno(file);
 }
 
-/// Why a command has failed: its last words, or how it ended.
+/// Why a command has failed: its last lines, or how it ended.
 std::string ReasonOf(const ChildEnd& end, const std::string& log) {
     if (end.signal != 0)
         return fmt::format("ended by signal {}, {}", end.signal, strsignal(end.signal));
-    std::string line = LastLine(log);
-    if (line.empty() || line.starts_with("== "))
-        line = fmt::format("ended with status {} and without a word", end.status);
-    return line;
+    // The line before is often the cause, such as that of a driver whose host then misses points.
+    std::string reason;
+    for (const std::string& line : LastLines(log, 2))
+        if (!line.starts_with(kLogBegin)) reason.append(reason.empty() ? "" : "; ").append(line);
+    if (reason.empty()) return fmt::format("ended with status {} and without a word", end.status);
+    return reason;
 }
 
 /// The bytes must be on disk before the record says so, or a power cut makes a liar of it.

@@ -206,6 +206,8 @@ std::string TaskOf(std::string_view line, const std::string& prefix, std::string
     int part = 0;
     if (dot == name.npos || !ParseNumber(index, &part)) return std::string(name);
     if (!ParseNumber(name.substr(dot + 1), &earlier)) return "";
+    // Of an array only this part: another one may have failed, and then all would count as failed.
+    job->append("_").append(index);
     return fmt::format("{}.{}", name.substr(0, dot), earlier + part);
 }
 

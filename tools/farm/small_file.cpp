@@ -11,6 +11,7 @@
 
 #include "tools/common/failure.h"
 #include "util/io/open_file.h"
+#include "util/io/owned_descriptor.h"
 
 namespace farm {
 
@@ -18,22 +19,10 @@ namespace {
 
 constexpr std::size_t kTail = std::size_t{16} << 10;
 
-/// A file for reading. Opening does not wait for the other end of a pipe.
-class Descriptor {
-public:
-    explicit Descriptor(const std::string& file)
-        : descriptor_(OpenFile(file.c_str(), O_RDONLY | O_NONBLOCK)) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Number() const { return descriptor_; }
-
-private:
-    const int descriptor_;
-};
+/// Opening does not wait for the other end of a pipe.
+OwnedDescriptor OpenForReading(const std::string& file) {
+    return OwnedDescriptor(OpenFile(file.c_str(), O_RDONLY | O_NONBLOCK));
+}
 
 /// Reads from `offset` to the end of the file, at most `most` bytes. False: errno says why.
 bool ReadFrom(int descriptor, off_t offset, std::size_t most, std::string* text) {
@@ -53,9 +42,9 @@ bool ReadFrom(int descriptor, off_t offset, std::size_t most, std::string* text)
 
 /// Only regular files are read. False: errno says why.
 bool ReadAll(const std::string& file, std::size_t most, std::string* text) {
-    const Descriptor in(file);
+    const OwnedDescriptor in = OpenForReading(file);
     struct stat info;
-    if (in.Number() < 0 || ::fstat(in.Number(), &info) != 0) return false;
+    if (!in.IsOpen() || ::fstat(in.Number(), &info) != 0) return false;
     errno = S_ISDIR(info.st_mode) ? EISDIR : !S_ISREG(info.st_mode) ? EINVAL : EFBIG;
     if (!S_ISREG(info.st_mode) || info.st_size > static_cast<off_t>(most)) return false;
     return ReadFrom(in.Number(), 0, static_cast<std::size_t>(info.st_size), text);
@@ -75,17 +64,23 @@ std::optional<std::string> TryReadSmallFile(const std::string& file, std::size_t
     return text;
 }
 
-std::string LastLine(const std::string& file) {
-    const Descriptor in(file);
-    struct stat info;
+std::vector<std::string> LastLines(const std::string& file, std::size_t count) {
+    const OwnedDescriptor in = OpenForReading(file);
+    struct stat info {};
     std::string text;
-    if (in.Number() < 0 || ::fstat(in.Number(), &info) != 0 || !S_ISREG(info.st_mode)) return "";
+    std::vector<std::string> lines;
+    if (!in.IsOpen() || ::fstat(in.Number(), &info) != 0 || !S_ISREG(info.st_mode)) return lines;
     const off_t begin = std::max<off_t>(0, info.st_size - static_cast<off_t>(kTail));
-    if (!ReadFrom(in.Number(), begin, kTail, &text)) return "";
-    const std::size_t last = text.find_last_not_of(" \t\r\n");
-    if (last == text.npos) return "";
-    text.resize(last + 1);
-    return text.substr(text.find_last_of("\r\n") + 1);  // npos + 1 is 0
+    if (!ReadFrom(in.Number(), begin, kTail, &text)) return lines;
+    while (lines.size() < count) {
+        const std::size_t last = text.find_last_not_of(" \t\r\n");
+        if (last == text.npos) break;
+        text.resize(last + 1);
+        const std::size_t first = text.find_last_of("\r\n") + 1;  // npos + 1 is 0
+        lines.insert(lines.begin(), text.substr(first));
+        text.resize(first);
+    }
+    return lines;
 }
 
 std::optional<Stamp> StampOf(const std::string& file) {

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace farm {
 
@@ -19,8 +20,8 @@ std::string ReadSmallFile(const std::string& file, std::size_t most);
 /// The same; nothing if there is no such file, or if it cannot be read.
 std::optional<std::string> TryReadSmallFile(const std::string& file, std::size_t most);
 
-/// The last line of a file that holds more than blanks; empty if there is none.
-std::string LastLine(const std::string& file);
+/// The last lines of a file that hold more than blanks, at most `count`.
+std::vector<std::string> LastLines(const std::string& file, std::size_t count);
 
 /// How large a file is, and when it was written in nanoseconds: it has changed when these have.
 struct Stamp {

@@ -113,7 +113,7 @@ class Local(FarmTest):
              ["bake.1", "bake.2"], "took longer than 5 s"),
             ("disk", [*BAKE, "--density", "{value}"], ["60", "240"],
              lambda farm: small_disk(farm.folder / "work", "10m"),
-             ["bake.1", "bake.2"], "points are missing"),
+             ["bake.1", "bake.2"], "No space left on device"),
             ("disk of clouds", BAKE, ["clouds", "full"],
              lambda farm: small_disk(farm.root / "full", "100k"),
              ["organize"], "102400 are free"),
