@@ -141,8 +141,9 @@ class Farm:
         return sum(stage["done"] for stage in stages) == len(self.tasks())
 
     def begin_again(self) -> dict[str, tuple]:
-        """Touches the input of all tasks. Answers what is whole: nothing."""
-        mesh(self.root / "shape.obj")
+        """Removes what all tasks have made. Answers what is whole: nothing."""
+        for task in self.tasks():
+            self.output(task).unlink(missing_ok=True)
         return {}
 
     def remove(self) -> None:
