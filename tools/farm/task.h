@@ -47,7 +47,7 @@ struct Task {
                                       ///< otherwise; nothing: the user wants it
 };
 
-/// A frame's tasks; each stands behind those that it needs.
+/// A frame's tasks; each comes after those that it needs.
 std::vector<Task> TasksOf(const Job& job, const JobFolder& folder, std::size_t frame_index);
 
 /// How many tasks each frame has.

@@ -10,7 +10,7 @@
 namespace farm {
 
 /// A line of the shell's language for each task that is not fresh: the command, and behind " #
-/// after " the tasks that must be done before. No line stands before one that it needs. Sent to
+/// after " the tasks that must be done before. No line comes before one that it needs. Sent to
 /// standard output.
 void PrintTasks(const Job& job, const JobFolder& folder);
 

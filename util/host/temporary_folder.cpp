@@ -1,8 +1,9 @@
 // TemporaryFolder: making, locking, and sweeping what the dead have left.
 //
-// The lock file goes last but for the folder itself: what a killed removal leaves is swept like the
-// rest. A maker and a sweeper that meet between the making of the file and its lock settle it by
-// the lock: whoever gets it first has the folder, and a maker who is second makes another one.
+// The lock file goes last, only the folder itself after it: what a killed removal leaves is swept
+// like the rest. A maker and a sweeper that meet between the making of the file and its lock settle
+// it by the lock: whoever gets it first has the folder, and a maker who is second makes another
+// one.
 
 #include "util/host/temporary_folder.h"
 
